@@ -1,0 +1,26 @@
+# The compiler's part of the house rules: warnings are errors, sanitizers by option, ccache where it is installed.
+
+find_program(TOLVAR_CCACHE ccache)
+if(TOLVAR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    # Precompiled headers are only cached with this sloppiness (see ccache's own page on them).
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+        ${TOLVAR_CCACHE})
+endif()
+
+if(TOLVAR_SANITIZE OR TOLVAR_FUZZ)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+if(TOLVAR_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# Puts the house's warnings on `target`; none of them may stand.
+function(tolvar_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        # A PCH made under ccache counts its preamble as unused.
+        target_compile_options(${target} PRIVATE -Wno-unused-command-line-argument)
+    endif()
+endfunction()

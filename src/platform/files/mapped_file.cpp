@@ -1,0 +1,191 @@
+#include "platform/files/mapped_file.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <mutex>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::size_t kMaxMappings = 256;
+
+/// What the signal handler may look at: plain atomics in a fixed table, since it can neither allocate nor lock.
+struct Slot {
+    std::atomic<std::uintptr_t> begin{0};
+    std::atomic<std::uintptr_t> end{0};
+    std::atomic<std::uint64_t*> failedPages{nullptr}; ///< one bit a page, owned by the mapping
+    std::atomic<bool> anyFailed{false};
+};
+
+std::array<Slot, kMaxMappings> g_slots;
+struct sigaction g_previous;
+std::uintptr_t g_pageSize = 4096;
+
+/// Puts a page of zeros where the file has none to give and notes it. Whatever is not ours goes to the handler before us.
+void OnBusError(int signal, siginfo_t* info, void* context)
+{
+    const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
+    for (Slot& slot : g_slots) {
+        const std::uintptr_t begin = slot.begin.load(std::memory_order_acquire);
+        if (begin == 0 || address < begin || address >= slot.end.load(std::memory_order_acquire)) {
+            continue;
+        }
+        const std::uintptr_t page = (address - begin) / g_pageSize;
+        void* at = reinterpret_cast<void*>(begin + page * g_pageSize);
+        if (mmap(at, g_pageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) {
+            break;
+        }
+        std::atomic_ref<std::uint64_t>(slot.failedPages.load()[page / 64]).fetch_or(std::uint64_t{1} << (page % 64));
+        slot.anyFailed.store(true, std::memory_order_release);
+        return;
+    }
+    if ((g_previous.sa_flags & SA_SIGINFO) != 0 && g_previous.sa_sigaction != nullptr) {
+        g_previous.sa_sigaction(signal, info, context);
+    } else {
+        sigaction(SIGBUS, &g_previous, nullptr); // the access is made again and ends as it would have without us
+    }
+}
+
+void InstallBusHandler()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        g_pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+        struct sigaction action = {};
+        action.sa_sigaction = OnBusError;
+        action.sa_flags = SA_SIGINFO | SA_RESTART;
+        sigemptyset(&action.sa_mask);
+        sigaction(SIGBUS, &action, &g_previous);
+    });
+}
+
+Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPages)
+{
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    for (Slot& slot : g_slots) {
+        if (slot.begin.load() == 0) {
+            slot.anyFailed.store(false);
+            slot.failedPages.store(failedPages);
+            slot.end.store(begin + size);
+            slot.begin.store(begin, std::memory_order_release);
+            return &slot;
+        }
+    }
+    return nullptr;
+}
+
+/// Closes a file descriptor at the end of a scope.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) noexcept : m_fd(fd) {}
+    ~Descriptor()
+    {
+        if (m_fd >= 0) {
+            close(m_fd);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    [[nodiscard]] int Get() const noexcept { return m_fd; }
+
+private:
+    int m_fd;
+};
+
+} // namespace
+
+struct MappedFile::Mapping {
+    const std::byte* data = nullptr;
+    std::size_t size = 0;
+    std::unique_ptr<std::uint64_t[]> failedPages;
+    Slot* slot = nullptr;
+};
+
+void MappedFile::Unmap::operator()(Mapping* mapping) const noexcept
+{
+    const std::unique_ptr<Mapping> owner(mapping);
+    if (mapping->slot != nullptr) {
+        mapping->slot->begin.store(0, std::memory_order_release);
+    }
+    if (mapping->data != nullptr) {
+        munmap(const_cast<std::byte*>(mapping->data), mapping->size);
+    }
+}
+
+Result<MappedFile> MappedFile::Open(const std::filesystem::path& file)
+{
+    const std::string context = "open " + file.string();
+    const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (descriptor.Get() < 0) {
+        return Failure(ErrorCodeFromErrno(errno), context);
+    }
+    struct stat status = {};
+    if (fstat(descriptor.Get(), &status) != 0) {
+        return Failure(ErrorCodeFromErrno(errno), context);
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return Failure(ErrorCode::kDirectory, context + ": this is a folder");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return Failure(ErrorCode::kNotSupported, context + ": this is no regular file");
+    }
+    InstallBusHandler();
+    MappedFile result;
+    result.m_mapping.reset(new Mapping);
+    Mapping& mapping = *result.m_mapping;
+    if (status.st_size == 0) {
+        return result;
+    }
+    const auto size = static_cast<std::size_t>(status.st_size);
+    void* at = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor.Get(), 0);
+    if (at == MAP_FAILED) {
+        return Failure(ErrorCodeFromErrno(errno), context);
+    }
+    mapping.data = static_cast<const std::byte*>(at);
+    mapping.size = size;
+    const std::size_t pages = (size + g_pageSize - 1) / g_pageSize;
+    mapping.failedPages = std::make_unique<std::uint64_t[]>((pages + 63) / 64);
+    mapping.slot = TakeSlot(reinterpret_cast<std::uintptr_t>(at), size, mapping.failedPages.get());
+    if (mapping.slot == nullptr) {
+        return Failure(ErrorCode::kNotEnoughMemory, context + ": too many files are open");
+    }
+    return result;
+}
+
+std::span<const std::byte> MappedFile::Bytes() const noexcept
+{
+    return m_mapping ? std::span(m_mapping->data, m_mapping->size) : std::span<const std::byte>();
+}
+
+bool MappedFile::AnyFailed() const noexcept
+{
+    return m_mapping && m_mapping->slot != nullptr && m_mapping->slot->anyFailed.load(std::memory_order_acquire);
+}
+
+bool MappedFile::Failed(std::span<const std::byte> bytes) const noexcept
+{
+    if (!AnyFailed() || bytes.empty()) {
+        return false;
+    }
+    const auto first = static_cast<std::size_t>(bytes.data() - m_mapping->data) / g_pageSize;
+    const auto last = static_cast<std::size_t>(bytes.data() + bytes.size() - 1 - m_mapping->data) / g_pageSize;
+    for (std::size_t page = first; page <= last; ++page) {
+        const std::uint64_t word = std::atomic_ref<std::uint64_t>(m_mapping->failedPages[page / 64]).load();
+        if ((word >> (page % 64) & 1U) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace tolvar

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "platform/hive/cell_offset.h"
+
+namespace tolvar {
+
+inline constexpr std::size_t kBaseBlockSize = 4096;    ///< bytes before the hive bins data
+inline constexpr std::size_t kBaseBlockChecked = 512;  ///< bytes of it that the checksum covers and logs copy
+inline constexpr std::uint32_t kBinAlignment = 4096;
+inline constexpr std::uint32_t kMaxLength = 0x7FFFF000; ///< bit 31 of an offset means volatile storage
+
+/// The fields of the base block that reading needs (hive-format.md, chapter 2).
+struct BaseBlock {
+    std::uint32_t sequence1 = 0;
+    std::uint32_t sequence2 = 0;
+    std::uint64_t timeStamp = 0;
+    std::uint32_t major = 0;
+    std::uint32_t minor = 0;
+    std::uint32_t type = 0;
+    std::uint32_t format = 0;
+    CellOffset rootCell;
+    std::uint32_t length = 0; ///< bytes of hive bins data
+    std::uint32_t flags = 0;
+    std::uint32_t checksum = 0;
+
+    /// Takes the fields apart. `block` holds at least kBaseBlockChecked bytes.
+    [[nodiscard]] static BaseBlock Parse(std::span<const std::byte> block) noexcept;
+};
+
+/// The checksum over the first 508 bytes of `block`: their words by exclusive or, with 0 and 0xFFFFFFFF moved to 1 and
+/// 0xFFFFFFFE (hive-format.md, 2.1).
+[[nodiscard]] std::uint32_t BaseBlockChecksum(std::span<const std::byte> block) noexcept;
+
+} // namespace tolvar

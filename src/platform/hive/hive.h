@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files/mapped_file.h"
+#include "platform/hive/base_block.h"
+#include "platform/hive/breach.h"
+#include "platform/hive/cell.h"
+#include "platform/hive/key_node.h"
+#include "platform/hive/subkey_cursor.h"
+#include "platform/hive/value_record.h"
+#include "platform/system/error.h"
+
+namespace tolvar {
+
+/// One mapped hive file. Reading costs no walk: each call checks the cells that it touches.
+///
+/// A fault names the breach and the cell: one damaged key, list or value answers for itself alone. ToError turns it into an
+/// Error with the file's name and the place in the file.
+///
+/// Thread safety: any number of concurrent readers. Every span and view that a call hands out points into the map and is
+/// valid as long as the hive. Where the file fails or is cut short while it is open, the map reads as zeros there and
+/// the call that met it answers kMediumFailed; a caller that reads through a span asks MediumFailed afterwards.
+class Hive {
+public:
+    /// Maps `file` and checks its base block.
+    /// Errors: the system's code if it can't be opened or is a folder; kNotRegistryFile for an empty file or one that is no
+    /// hive; kRegistryCorrupt for a wrong checksum or a field that can't be; kRevisionMismatch for a version that this
+    /// reader doesn't know. The context is one line with the file, what is wrong, and the offset.
+    /// A file that is cut short opens all the same with what is there: see Damage.
+    [[nodiscard]] static Result<Hive> Open(const std::filesystem::path& file);
+
+    /// A hive over bytes in memory, which must outlive it. `name` stands for the file in messages. Errors as Open.
+    [[nodiscard]] static Result<Hive> FromBytes(std::span<const std::byte> bytes, std::string name);
+
+    [[nodiscard]] const std::filesystem::path& File() const noexcept { return m_file; }
+    [[nodiscard]] const BaseBlock& Base() const noexcept { return m_base; }
+
+    /// What of the file is missing, where it is shorter than its base block says; nothing for a whole file.
+    [[nodiscard]] const std::optional<Error>& Damage() const noexcept { return m_damage; }
+
+    /// The hive was not closed cleanly: its transaction logs may hold newer changes, which are not shown.
+    [[nodiscard]] bool NeedsRecovery() const noexcept { return m_base.sequence1 != m_base.sequence2; }
+
+    /// Bytes of hive bins data that are there: the upper bound of every cell offset.
+    [[nodiscard]] std::uint32_t Length() const noexcept { return m_length; }
+
+    [[nodiscard]] CellOffset Root() const noexcept { return m_base.rootCell; }
+
+    /// The payload of the allocated cell at `offset`.
+    [[nodiscard]] Checked<CellView> Cell(CellOffset offset) const noexcept;
+
+    /// The key at `offset`, every field that its use needs checked against the cell.
+    [[nodiscard]] Checked<KeyNode> Key(CellOffset offset) const noexcept;
+
+    /// The class text of a key; empty where it has none.
+    [[nodiscard]] Checked<NameView> ClassName(const KeyNode& key) const noexcept;
+
+    /// The subkey of `parent` with this name, without regard to case; nil if there is none.
+    /// Cost of a hit: logarithmic in the number of subkeys. A miss adds one pass over the hashes of the leaf (of all leaves,
+    /// where an earlier name in the list is out of order), so that a list in wrong order hides nothing.
+    /// A damaged sister is passed over.
+    [[nodiscard]] Checked<CellOffset> FindSubkey(const KeyNode& parent, std::u16string_view name) const noexcept;
+
+    /// The subkeys of `parent` in stored order.
+    [[nodiscard]] SubkeyCursor Subkeys(const KeyNode& parent) const noexcept;
+
+    /// The offsets of the values of a key, in stored order. Empty for a key that is a predefined handle.
+    [[nodiscard]] Checked<ValueListView> Values(const KeyNode& key) const noexcept;
+
+    /// The value record at `offset`.
+    [[nodiscard]] Checked<ValueRecord> Value(CellOffset offset) const noexcept;
+
+    /// The first value of that name, without regard to case; nothing if there is none. A damaged sister is passed over.
+    [[nodiscard]] Checked<std::optional<ValueRecord>> FindValue(const KeyNode& key, std::u16string_view name) const noexcept;
+
+    /// Where the data of a value lies: one span, or the segments of a big data record (see DataView).
+    [[nodiscard]] Checked<DataView> Data(const ValueRecord& value) const noexcept;
+
+    /// The next piece of `data`, at most `data.Size()` bytes in all; empty at the end.
+    [[nodiscard]] Checked<std::span<const std::byte>> NextPiece(DataView& data) const noexcept;
+
+    /// All bytes of a value in one block.
+    [[nodiscard]] Checked<std::vector<std::byte>> ReadData(const ValueRecord& value) const;
+
+    /// The security descriptor of a key as stored; empty where the key names none.
+    [[nodiscard]] Checked<std::span<const std::byte>> SecurityDescriptor(const KeyNode& key) const noexcept;
+
+    /// Whether the medium failed under any byte of `bytes`, which a call of this hive handed out.
+    [[nodiscard]] bool MediumFailed(std::span<const std::byte> bytes) const noexcept { return m_map.Failed(bytes); }
+
+    /// The fault as an error with the file's name, the place in the file and the meaning.
+    [[nodiscard]] Error ToError(const HiveFault& fault) const;
+
+    /// The whole file as mapped.
+    [[nodiscard]] std::span<const std::byte> FileBytes() const noexcept { return m_bytes; }
+
+    /// The hive bins data, Length() bytes.
+    [[nodiscard]] std::span<const std::byte> Bins() const noexcept;
+
+private:
+    Hive() = default;
+    [[nodiscard]] Result<void> ReadBaseBlock();
+
+    std::filesystem::path m_file;
+    MappedFile m_map;
+    std::span<const std::byte> m_bytes;
+    const std::byte* m_bins = nullptr;
+    std::uint32_t m_length = 0;
+    BaseBlock m_base;
+    std::optional<Error> m_damage;
+};
+
+inline std::span<const std::byte> Hive::Bins() const noexcept { return {m_bins, m_length}; }
+
+} // namespace tolvar

@@ -1,0 +1,420 @@
+#include "platform/hive/hive_validator.h"
+
+#include <algorithm>
+#include <map>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "platform/hive/cell_claims.h"
+#include "platform/hive/hive_walk.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::uint32_t kBinHeaderSize = 32;
+constexpr std::uint32_t kBinSignature = 0x6E696268; // "hbin"
+constexpr std::uint16_t kFlagsNotOnDisk = key_flags::kVolatile | key_flags::kHiveExit;
+
+/// One key on the way down, with what its children have shown so far.
+struct Level {
+    KeyNode key;
+    SubkeyCursor subkeys;
+    NameView previousName; ///< of the last readable subkey
+    std::uint32_t listed = 0;
+    std::uint32_t longestName = 0;  ///< bytes of UTF-16
+    std::uint32_t longestClass = 0; ///< bytes
+};
+
+struct SecurityUse {
+    std::uint32_t references = 0;
+    bool isInRing = false;
+};
+
+class Validator {
+public:
+    Validator(const Hive& hive, const std::function<void(const Finding&)>& sink)
+        : m_hive(hive), m_sink(sink), m_starts(hive.Length()), m_claims(hive.Length())
+    {}
+
+    ValidationSummary Run()
+    {
+        CheckBaseBlock();
+        CheckBins();
+        CheckTree();
+        CheckSecurity();
+        CheckUnreferenced();
+        return m_summary;
+    }
+
+private:
+    void Report(Severity severity, Breach breach, std::uint64_t filePosition, std::string_view detail = {})
+    {
+        ++(severity == Severity::kError ? m_summary.errors : m_summary.warnings);
+        std::string meaning(BreachMeaning(breach));
+        if (!detail.empty()) {
+            meaning.append(": ").append(detail);
+        }
+        m_sink({severity, breach, filePosition, std::move(meaning)});
+    }
+    void Report(Severity severity, Breach breach, CellOffset at, std::string_view detail = {})
+    {
+        Report(severity, breach, at.FilePosition(), detail);
+    }
+    void ReportFault(const HiveFault& fault) { Report(Severity::kError, fault.breach, fault.at, Path()); }
+
+    /// The key that is being looked at, from the hive's root on.
+    [[nodiscard]] std::string Path() const
+    {
+        std::string path;
+        for (const Level& level : m_levels) {
+            if (!path.empty()) {
+                path.push_back('\\');
+            }
+            level.key.name.AppendUtf8(path);
+        }
+        return path;
+    }
+
+    void CheckBaseBlock()
+    {
+        const BaseBlock& base = m_hive.Base();
+        if (m_hive.Damage()) {
+            Report(Severity::kError, Breach::kFileShort, m_hive.FileBytes().size());
+        }
+        if (base.sequence1 != base.sequence2) {
+            Report(Severity::kWarning, Breach::kBaseBlock, std::uint64_t{4},
+                   fmt::format("the sequence numbers {} and {} differ, the hive was not closed cleanly", base.sequence1,
+                               base.sequence2));
+        }
+    }
+
+    /// Walks bins and cells once and notes where allocated cells begin.
+    void CheckBins()
+    {
+        std::uint32_t at = 0;
+        while (at < m_hive.Length()) {
+            const std::byte* bin = m_hive.Bins().data() + at;
+            const std::uint32_t rest = m_hive.Length() - at;
+            const Breach breach = rest < kBinAlignment ? Breach::kBinSize : BinBreach(bin, at, rest);
+            if (breach != Breach::kNone) {
+                Report(Severity::kError, breach, CellOffset{at});
+                at += std::min(rest, kBinAlignment); // the next bin begins at a page at the earliest
+                continue;
+            }
+            ++m_summary.bins;
+            const auto size = LoadLittle<std::uint32_t>(bin + 8);
+            CheckCells(at + kBinHeaderSize, at + size);
+            at += size;
+        }
+    }
+
+    [[nodiscard]] static Breach BinBreach(const std::byte* bin, std::uint32_t at, std::uint32_t rest)
+    {
+        const auto size = LoadLittle<std::uint32_t>(bin + 8);
+        if (LoadLittle<std::uint32_t>(bin) != kBinSignature) {
+            return Breach::kBinSignature;
+        }
+        if (LoadLittle<std::uint32_t>(bin + 4) != at) {
+            return Breach::kBinOffset;
+        }
+        return size == 0 || size % kBinAlignment != 0 || size > rest ? Breach::kBinSize : Breach::kNone;
+    }
+
+    void CheckCells(std::uint32_t at, std::uint32_t end)
+    {
+        bool wasFree = false;
+        while (at < end) {
+            const auto stored = LoadLittle<std::int32_t>(m_hive.Bins().data() + at);
+            const std::uint32_t size = stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
+            if (size < 8 || size % 8 != 0 || size > end - at) {
+                Report(Severity::kError, Breach::kCellSize, CellOffset{at});
+                return;
+            }
+            const bool isFree = stored > 0;
+            if (isFree) {
+                m_summary.freeBytes += size;
+                if (wasFree) {
+                    Report(Severity::kWarning, Breach::kFreeNeighbours, CellOffset{at});
+                }
+            } else {
+                ++m_summary.cells;
+                m_starts.Claim(CellOffset{at});
+            }
+            wasFree = isFree;
+            at += size;
+        }
+    }
+
+    /// Takes a cell for its one owner. False, and reported, if it is no cell or has an owner already.
+    bool Own(CellOffset cell)
+    {
+        if (!m_starts.IsClaimed(cell)) {
+            Report(Severity::kError, Breach::kCellNotStart, cell, Path());
+            return false;
+        }
+        if (!m_claims.Claim(cell)) {
+            Report(Severity::kError, Breach::kShared, cell, Path());
+            return false;
+        }
+        return true;
+    }
+
+    void CheckTree()
+    {
+        EnterKey(m_hive.Root(), nullptr);
+        while (!m_levels.empty()) {
+            Level& level = m_levels.back();
+            const std::uint32_t leavesBefore = level.subkeys.LeavesOpened();
+            const Checked<CellOffset> next = level.subkeys.Next();
+            if (!next) {
+                ReportFault(next.error());
+                continue;
+            }
+            if (next->IsNil()) {
+                LeaveKey();
+                continue;
+            }
+            const CellOffset leaf = level.subkeys.LeafCell();
+            if (level.subkeys.LeavesOpened() != leavesBefore && leaf != level.key.subkeyList && !Own(leaf)) {
+                level.subkeys.SkipLeaf();
+                continue;
+            }
+            ++level.listed;
+            EnterKey(*next, &level);
+        }
+    }
+
+    void EnterKey(CellOffset offset, Level* parent)
+    {
+        const Checked<KeyNode> key = m_hive.Key(offset);
+        if (!key) {
+            ReportFault(key.error());
+            return;
+        }
+        if (parent != nullptr) {
+            CheckPlaceInList(*key, *parent);
+        }
+        if (!Own(offset)) {
+            return;
+        }
+        if (m_levels.size() >= kMaxDepth) {
+            Report(Severity::kError, Breach::kDepth, offset);
+            return;
+        }
+        ++m_summary.keys;
+        const CellOffset listedBy = parent != nullptr ? parent->key.offset : CellOffset{};
+        m_levels.push_back({*key, m_hive.Subkeys(*key), {}, 0, 0, 0}); // parent points nowhere from here on
+        CheckFlags(*key, listedBy);
+        CheckClass(*key);
+        CheckValues(*key);
+        CheckSecurityLink(*key);
+        if (key->subkeyCount != 0 && m_hive.Cell(key->subkeyList) && !Own(key->subkeyList)) {
+            m_levels.back().subkeys = {};
+        }
+    }
+
+    void CheckFlags(const KeyNode& key, CellOffset parent)
+    {
+        const auto wrongFlags = static_cast<std::uint16_t>(key.flags & kFlagsNotOnDisk);
+        if (wrongFlags != 0) {
+            Report(Severity::kWarning, Breach::kKeyFlags, key.offset, Path());
+        }
+        if (!parent.IsNil() && key.parent != parent) {
+            Report(Severity::kError, Breach::kKeyParent, key.offset, Path());
+        }
+    }
+
+    /// Order and hash of a subkey in the list of its parent, and the maxima that the parent has to keep.
+    void CheckPlaceInList(const KeyNode& key, Level& parent)
+    {
+        const SubkeyList& leaf = parent.subkeys.Leaf();
+        const std::uint32_t place = parent.subkeys.PlaceInLeaf();
+        if (parent.previousName.size() != 0 && CompareNames(parent.previousName, key.name) >= 0) {
+            Report(Severity::kError, Breach::kListOrder, key.offset, Path() + "\\" + key.name.ToUtf8());
+        }
+        parent.previousName = key.name;
+        const bool isHashWrong = leaf.kind == ListKind::kHashes && leaf.Tag(place) != NameHash(key.name);
+        const bool isHintWrong = leaf.kind == ListKind::kHints && leaf.Tag(place) != NameHint(key.name);
+        if (isHashWrong || isHintWrong) {
+            Report(Severity::kError, Breach::kListHash, parent.subkeys.LeafCell(), Path() + "\\" + key.name.ToUtf8());
+        }
+        parent.longestName = std::max(parent.longestName, static_cast<std::uint32_t>(2 * key.name.size()));
+        parent.longestClass = std::max<std::uint32_t>(parent.longestClass, key.classLength);
+    }
+
+    /// The first four units as bytes, or nothing where one of them is none (hive-format.md, 6.4).
+    [[nodiscard]] static std::uint32_t NameHint(const NameView& name)
+    {
+        std::uint32_t hint = 0;
+        for (std::uint32_t i = 0; i < std::min<std::size_t>(4, name.size()); ++i) {
+            if (name[i] > 0xFF) {
+                return 0;
+            }
+            hint |= static_cast<std::uint32_t>(name[i]) << (8 * i);
+        }
+        return hint;
+    }
+
+    void CheckClass(const KeyNode& key)
+    {
+        const Checked<NameView> name = m_hive.ClassName(key);
+        if (!name) {
+            ReportFault(name.error());
+        } else if (name->data != nullptr) {
+            Own(key.classCell);
+        }
+    }
+
+    void CheckValues(const KeyNode& key)
+    {
+        const Checked<ValueListView> values = m_hive.Values(key);
+        if (!values) {
+            ReportFault(values.error());
+            return;
+        }
+        if (values->count == 0 || !Own(values->cell)) {
+            return;
+        }
+        std::uint32_t longestName = 0;
+        std::uint32_t longestData = 0;
+        for (std::uint32_t i = 0; i < values->count; ++i) {
+            const Checked<ValueRecord> value = m_hive.Value((*values)[i]);
+            if (!value) {
+                ReportFault(value.error());
+                continue;
+            }
+            if (Own(value->offset)) {
+                ++m_summary.values;
+                m_summary.dataBytes += value->size;
+                longestName = std::max(longestName, static_cast<std::uint32_t>(2 * value->name.size()));
+                longestData = std::max(longestData, value->size);
+                CheckData(*value);
+            }
+        }
+        if (longestName > key.maxValueNameLength || longestData > key.maxValueDataLength) {
+            Report(Severity::kWarning, Breach::kKeyMaxima, key.offset, Path());
+        }
+    }
+
+    void CheckData(const ValueRecord& value)
+    {
+        Checked<DataView> data = m_hive.Data(value);
+        if (!data) {
+            ReportFault(data.error());
+            return;
+        }
+        if (value.isInline || !Own(value.dataCell) || !data->IsSegmented() || !Own(data->listCell)) {
+            return;
+        }
+        while (data->nextSegment < data->segmentCount) {
+            const CellOffset segment = data->Segment(data->nextSegment);
+            const auto piece = m_hive.NextPiece(*data);
+            if (!piece) {
+                ReportFault(piece.error());
+                return;
+            }
+            Own(segment);
+        }
+    }
+
+    void CheckSecurityLink(const KeyNode& key)
+    {
+        if (key.security.IsNil()) {
+            Report(Severity::kError, Breach::kSecurityMissing, key.offset, Path());
+            return;
+        }
+        if (const auto descriptor = m_hive.SecurityDescriptor(key); !descriptor) {
+            ReportFault(descriptor.error());
+            return;
+        }
+        if (++m_security[key.security.value].references == 1) {
+            Own(key.security);
+        }
+    }
+
+    void LeaveKey()
+    {
+        const Level& level = m_levels.back();
+        if (level.listed != level.key.subkeyCount) {
+            Report(Severity::kError, Breach::kListTotal, level.key.offset,
+                   fmt::format("{} of {}, {}", level.listed, level.key.subkeyCount, Path()));
+        }
+        if (level.longestName > level.key.maxNameLength || level.longestClass > level.key.maxClassLength) {
+            Report(Severity::kWarning, Breach::kKeyMaxima, level.key.offset, Path());
+        }
+        m_levels.pop_back();
+    }
+
+    /// Follows the ring from the root's record, then looks for records that keys use and the ring lacks.
+    void CheckSecurity()
+    {
+        const Checked<KeyNode> root = m_hive.Key(m_hive.Root());
+        if (!root || root->security.IsNil()) {
+            return;
+        }
+        CellOffset at = root->security;
+        CellOffset previous;
+        while (true) {
+            const Checked<CellView> cell = m_hive.Cell(at);
+            if (!cell || cell->size < 20 || cell->Field<std::uint16_t>(0) != 0x6B73) {
+                Report(Severity::kError, Breach::kSecurityRing, at);
+                break;
+            }
+            SecurityUse& use = m_security[at.value];
+            if (use.isInRing) {
+                if (at != root->security || CellOffset{cell->Field<std::uint32_t>(8)} != previous) {
+                    Report(Severity::kError, Breach::kSecurityRing, at);
+                }
+                break;
+            }
+            use.isInRing = true;
+            ++m_summary.securityRecords;
+            if (!previous.IsNil() && CellOffset{cell->Field<std::uint32_t>(8)} != previous) {
+                Report(Severity::kError, Breach::kSecurityRing, at);
+            }
+            if (use.references == 0) {
+                m_claims.Claim(at); // unused, and said so by its count
+            }
+            if (cell->Field<std::uint32_t>(12) != use.references) {
+                Report(Severity::kWarning, Breach::kSecurityCount, at,
+                       fmt::format("{} where {} keys refer to it", cell->Field<std::uint32_t>(12), use.references));
+            }
+            previous = at;
+            at = CellOffset{cell->Field<std::uint32_t>(4)};
+        }
+        for (const auto& [offset, use] : m_security) {
+            if (!use.isInRing) {
+                Report(Severity::kError, Breach::kSecurityRing, CellOffset{offset}, "the record is not in it");
+            }
+        }
+    }
+
+    void CheckUnreferenced()
+    {
+        for (std::uint32_t at = 0; at < m_hive.Length(); at += 8) {
+            const CellOffset cell{at};
+            if (m_starts.IsClaimed(cell) && !m_claims.IsClaimed(cell)) {
+                Report(Severity::kWarning, Breach::kUnreferenced, cell);
+            }
+        }
+    }
+
+    const Hive& m_hive;
+    const std::function<void(const Finding&)>& m_sink;
+    CellClaims m_starts; ///< where allocated cells begin
+    CellClaims m_claims; ///< which of them have an owner
+    std::vector<Level> m_levels;
+    std::map<std::uint32_t, SecurityUse> m_security; ///< by cell offset
+    ValidationSummary m_summary;
+};
+
+} // namespace
+
+ValidationSummary ValidateHive(const Hive& hive, const std::function<void(const Finding&)>& sink)
+{
+    return Validator(hive, sink).Run();
+}
+
+} // namespace tolvar

@@ -1,0 +1,143 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/hive/cell_claims.h"
+#include "platform/hive/hive.h"
+
+namespace tolvar {
+
+inline constexpr unsigned kMaxDepth = 512; ///< levels of keys, the format's limit
+
+/// What a walk tells of. Every operation may be empty; OnKey answers whether to go into the key's values and subkeys.
+///
+///     bool OnKey(const KeyNode& key, unsigned depth);       // depth 0: the key where the walk began
+///     void OnValue(const ValueRecord& value, DataView data); // the values of the key told last, in stored order
+///     void OnValuesEnd(const KeyNode& key);                 // before the first subkey
+///     void OnFault(const HiveFault& fault, unsigned depth); // a key, list or value that can't be read; the walk goes on
+///     bool IsStopped() const;                               // asked before each key
+///
+/// Walks the keys from `top` on, depth first in stored order. No cell is entered twice, so that cycles and shared lists end
+/// as faults, and the time is in proportion to the file. Memory: one bit for 8 bytes of the hive, and one cursor a level.
+template <class Visitor>
+class HiveWalk {
+public:
+    HiveWalk(const Hive& hive, Visitor& visitor) : m_hive(hive), m_visitor(visitor), m_claims(hive.Length()) {}
+
+    void Run(CellOffset top)
+    {
+        Enter(top);
+        while (!m_levels.empty() && !m_visitor.IsStopped()) {
+            SubkeyCursor& cursor = m_levels.back();
+            const std::uint32_t leavesBefore = cursor.LeavesOpened();
+            const Checked<CellOffset> next = cursor.Next();
+            if (!next) {
+                m_visitor.OnFault(next.error(), Depth());
+                continue;
+            }
+            if (next->IsNil()) {
+                m_levels.pop_back();
+                continue;
+            }
+            if (cursor.LeavesOpened() != leavesBefore && !m_claims.Claim(cursor.LeafCell())) {
+                m_visitor.OnFault({Breach::kShared, cursor.LeafCell()}, Depth());
+                cursor.SkipLeaf();
+                continue;
+            }
+            Enter(*next);
+        }
+        m_levels.clear();
+    }
+
+private:
+    [[nodiscard]] unsigned Depth() const noexcept { return static_cast<unsigned>(m_levels.size()); }
+
+    void Enter(CellOffset offset)
+    {
+        const Checked<KeyNode> key = m_hive.Key(offset);
+        if (!key) {
+            m_visitor.OnFault(key.error(), Depth());
+            return;
+        }
+        if (!m_claims.Claim(offset)) {
+            m_visitor.OnFault({Breach::kShared, offset}, Depth());
+            return;
+        }
+        if (Depth() >= kMaxDepth) {
+            m_visitor.OnFault({Breach::kDepth, offset}, Depth());
+            return;
+        }
+        if (!m_visitor.OnKey(*key, Depth())) {
+            return;
+        }
+        if (key->valueCount != 0) {
+            VisitValues(*key);
+        }
+        m_visitor.OnValuesEnd(*key);
+        if (key->subkeyCount != 0) {
+            m_levels.push_back(m_hive.Subkeys(*key));
+        }
+    }
+
+    void VisitValues(const KeyNode& key)
+    {
+        const Checked<ValueListView> values = m_hive.Values(key);
+        if (!values) {
+            m_visitor.OnFault(values.error(), Depth());
+            return;
+        }
+        if (!m_claims.Claim(values->cell)) {
+            m_visitor.OnFault({Breach::kShared, values->cell}, Depth());
+            return;
+        }
+        for (std::uint32_t i = 0; i < values->count; ++i) {
+            VisitValue((*values)[i]);
+        }
+    }
+
+    void VisitValue(CellOffset offset)
+    {
+        const Checked<ValueRecord> value = m_hive.Value(offset);
+        if (!value) {
+            m_visitor.OnFault(value.error(), Depth());
+            return;
+        }
+        if (!m_claims.Claim(offset)) {
+            m_visitor.OnFault({Breach::kShared, offset}, Depth());
+            return;
+        }
+        const Checked<DataView> data = m_hive.Data(*value);
+        if (!data) {
+            m_visitor.OnFault(data.error(), Depth());
+            return;
+        }
+        if (!value->isInline && !ClaimData(*value, *data)) {
+            m_visitor.OnFault({Breach::kShared, value->dataCell}, Depth());
+            return;
+        }
+        m_visitor.OnValue(*value, *data);
+    }
+
+    [[nodiscard]] bool ClaimData(const ValueRecord& value, const DataView& data)
+    {
+        if (!m_claims.Claim(value.dataCell)) {
+            return false;
+        }
+        if (!data.IsSegmented()) {
+            return true;
+        }
+        bool isOwn = m_claims.Claim(data.listCell);
+        for (std::uint32_t i = 0; isOwn && i < data.segmentCount; ++i) {
+            const CellOffset segment = data.Segment(i);
+            isOwn = !m_hive.Cell(segment) || m_claims.Claim(segment);
+        }
+        return isOwn;
+    }
+
+    const Hive& m_hive;
+    Visitor& m_visitor;
+    CellClaims m_claims;
+    std::vector<SubkeyCursor> m_levels;
+};
+
+} // namespace tolvar

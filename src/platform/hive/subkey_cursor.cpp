@@ -1,0 +1,83 @@
+#include "platform/hive/subkey_cursor.h"
+
+#include <algorithm>
+
+#include "platform/hive/hive.h"
+
+namespace tolvar {
+
+SubkeyCursor Hive::Subkeys(const KeyNode& parent) const noexcept
+{
+    constexpr std::uint32_t kSmallestKeyCell = 80; // bytes
+    return {*this, parent.subkeyCount == 0 ? CellOffset{} : parent.subkeyList, m_length / kSmallestKeyCell};
+}
+
+Checked<bool> SubkeyCursor::OpenNextLeaf() noexcept
+{
+    CellOffset leafCell = m_list;
+    if (!m_started) {
+        m_started = true;
+        const Checked<SubkeyList> list = SubkeyList::Parse(*m_hive, m_list);
+        if (!list) {
+            return tl::unexpected(list.error());
+        }
+        m_index = *list;
+        m_leafTotal = IsIndexed() ? list->count : 1;
+    }
+    if (m_nextLeaf == m_leafTotal) {
+        return false;
+    }
+    if (IsIndexed()) {
+        leafCell = m_index.Offset(m_nextLeaf);
+    }
+    ++m_nextLeaf;
+    m_leafAt = 0;
+    m_leaf.count = 0;
+    const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(*m_hive, leafCell);
+    if (!leaf) {
+        return tl::unexpected(leaf.error());
+    }
+    m_leaf = *leaf;
+    m_leafCell = leafCell;
+    return true;
+}
+
+Checked<CellOffset> SubkeyCursor::Next() noexcept
+{
+    if (m_list.IsNil() || m_position >= m_limit) {
+        return CellOffset{};
+    }
+    while (m_leafAt == m_leaf.count) {
+        const Checked<bool> opened = OpenNextLeaf();
+        if (!opened) {
+            return tl::unexpected(opened.error());
+        }
+        if (!*opened) {
+            return CellOffset{};
+        }
+    }
+    ++m_position;
+    return m_leaf.Offset(m_leafAt++);
+}
+
+void SubkeyCursor::Seek(std::uint32_t index) noexcept
+{
+    if (index < m_position) {
+        *this = SubkeyCursor(*m_hive, m_list, m_limit);
+    }
+    while (m_position < index) {
+        if (m_leafAt == m_leaf.count) {
+            const Checked<bool> opened = m_list.IsNil() ? Checked<bool>(false) : OpenNextLeaf();
+            const bool isAtEnd = opened ? !*opened : m_nextLeaf == m_leafTotal;
+            if (isAtEnd) {
+                return;
+            }
+            continue;
+        }
+        const std::uint32_t step = std::min(index - m_position, m_leaf.count - m_leafAt);
+        m_leafAt += step;
+        m_position += step;
+    }
+}
+
+} // namespace tolvar

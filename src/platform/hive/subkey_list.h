@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/hive/breach.h"
+#include "platform/hive/cell.h"
+#include "platform/hive/cell_offset.h"
+
+namespace tolvar {
+
+class Hive;
+
+/// The records that list subkeys (hive-format.md, chapter 7).
+enum class ListKind : std::uint8_t {
+    kOffsets, ///< li: offsets alone
+    kHints,   ///< lf: with the first four characters
+    kHashes,  ///< lh: with a hash of the name
+    kIndex,   ///< ri: of leaves, one level deep
+};
+
+/// A list of subkeys, its count checked against its cell.
+struct SubkeyList {
+    ListKind kind = ListKind::kOffsets;
+    std::uint32_t count = 0;
+    std::uint32_t elementSize = 4; ///< bytes
+    CellView cell;
+
+    [[nodiscard]] CellOffset Offset(std::uint32_t index) const noexcept
+    {
+        return CellOffset{cell.Field<std::uint32_t>(4 + index * elementSize)};
+    }
+
+    /// Hint or hash of an element. Only for kHints and kHashes.
+    [[nodiscard]] std::uint32_t Tag(std::uint32_t index) const noexcept
+    {
+        return cell.Field<std::uint32_t>(8 + index * elementSize);
+    }
+
+    [[nodiscard]] static Checked<SubkeyList> Parse(const Hive& hive, CellOffset offset) noexcept;
+
+    /// Parse, and refuses an index: one can't lie inside another.
+    [[nodiscard]] static Checked<SubkeyList> ParseLeaf(const Hive& hive, CellOffset offset) noexcept;
+};
+
+} // namespace tolvar

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <shared_mutex>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/registry/winreg.h"
+#include "platform/system/error.h"
+
+namespace tolvar {
+
+class AccessCheck;
+struct KeyRef;
+
+/// One hive file and the key that it is to be seen at.
+struct MountRequest {
+    std::filesystem::path file;
+    std::string key; ///< full key path; empty: HKEY_LOCAL_MACHINE and the file's name
+
+    /// From "FILE" or "FILE@KEY". The last '@' splits, and only if a root name follows it, so that file names may hold one.
+    [[nodiscard]] static MountRequest FromArgument(std::string_view argument);
+};
+
+/// A mount that stands but is not all well: what a person should be told.
+struct MountNotice {
+    std::filesystem::path file;
+    Error error;     ///< the code and one line
+    bool isDamage;   ///< true: part of the file is missing or unreadable; false: its logs hold newer changes
+};
+
+/// The registry of one session: the predefined roots and the hives mounted below them. Roots without a mount are empty
+/// keys. Handles of winreg.h refer to the session that is current (see Session).
+class Registry {
+public:
+    Registry();
+    ~Registry();
+    Registry(const Registry&) = delete;
+    Registry& operator=(const Registry&) = delete;
+
+    /// Opens a hive and shows it at `request.key`; missing keys on the way there appear as empty ones.
+    /// Errors: the file's (see Hive::Open); kInvalidParameter for a key path that begins with no root;
+    /// kAlreadyExists if another hive is mounted there.
+    [[nodiscard]] Result<void> Mount(const MountRequest& request);
+
+    /// What Mount found to be not all well, in order of mounting.
+    [[nodiscard]] std::span<const MountNotice> Notices() const noexcept;
+
+    /// Replaces the check that RegOpenKeyExA runs. The default grants everything. `check` must outlive the registry.
+    void SetAccessCheck(const AccessCheck* check) noexcept;
+
+    /// Held shared by whoever reads, alone by whoever writes. The calls of winreg.h take it themselves.
+    [[nodiscard]] std::shared_mutex& Lock() const noexcept;
+
+    /// The registry that winreg.h works on, or null before a Session stands.
+    [[nodiscard]] static Registry* Current() noexcept;
+
+private:
+    friend class Session;
+    friend class KeyCursor;
+    struct Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
+/// Makes `registry` the one that winreg.h works on, for the life of this object. One at a time.
+class Session {
+public:
+    explicit Session(Registry& registry);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+};
+
+/// Decides whether the session's user gets `desired` rights on a key.
+class AccessCheck {
+public:
+    virtual ~AccessCheck() = default;
+
+    /// `path`: the key's full path. `descriptor`: its security descriptor as stored, empty where it has none.
+    [[nodiscard]] virtual bool Grants(std::string_view path, std::span<const std::byte> descriptor, REGSAM desired) const = 0;
+};
+
+} // namespace tolvar

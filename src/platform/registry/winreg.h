@@ -1,0 +1,130 @@
+#pragma once
+
+// The platform's registry calls by their own names, over the hives that the session has mounted (see registry.h).
+// Every call answers a system error code, ERROR_SUCCESS for success. Text is UTF-8 ended by a zero byte; what of a
+// hive's text UTF-8 can't hold travels in the forms of platform/system/text.h and comes back unharmed.
+//
+// Thread safety: any number of threads may call at once; calls that read exclude only those that write.
+
+#include <cstdint>
+
+struct HKEY__;
+using HKEY = HKEY__*;
+using BYTE = std::uint8_t;
+using DWORD = std::uint32_t;
+using LONG = std::int32_t;
+using LSTATUS = LONG;
+using REGSAM = DWORD;
+using SECURITY_INFORMATION = DWORD;
+
+/// 100 ns since 1601-01-01 UTC.
+struct FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+};
+
+inline const HKEY HKEY_CLASSES_ROOT = reinterpret_cast<HKEY>(std::uintptr_t{0x80000000});
+inline const HKEY HKEY_CURRENT_USER = reinterpret_cast<HKEY>(std::uintptr_t{0x80000001});
+inline const HKEY HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002});
+inline const HKEY HKEY_USERS = reinterpret_cast<HKEY>(std::uintptr_t{0x80000003});
+inline const HKEY HKEY_PERFORMANCE_DATA = reinterpret_cast<HKEY>(std::uintptr_t{0x80000004});
+inline const HKEY HKEY_CURRENT_CONFIG = reinterpret_cast<HKEY>(std::uintptr_t{0x80000005});
+inline const HKEY HKEY_DYN_DATA = reinterpret_cast<HKEY>(std::uintptr_t{0x80000006});
+
+inline constexpr LSTATUS ERROR_SUCCESS = 0;
+inline constexpr LSTATUS ERROR_FILE_NOT_FOUND = 2;
+inline constexpr LSTATUS ERROR_ACCESS_DENIED = 5;
+inline constexpr LSTATUS ERROR_INVALID_HANDLE = 6;
+inline constexpr LSTATUS ERROR_WRITE_PROTECT = 19;
+inline constexpr LSTATUS ERROR_INVALID_PARAMETER = 87;
+inline constexpr LSTATUS ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr LSTATUS ERROR_ALREADY_EXISTS = 183;
+inline constexpr LSTATUS ERROR_MORE_DATA = 234;
+inline constexpr LSTATUS ERROR_NO_MORE_ITEMS = 259;
+inline constexpr LSTATUS ERROR_REGISTRY_CORRUPT = 1015;
+inline constexpr LSTATUS ERROR_REGISTRY_IO_FAILED = 1016;
+inline constexpr LSTATUS ERROR_NO_UNICODE_TRANSLATION = 1113;
+
+inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
+inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
+inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
+inline constexpr REGSAM KEY_ENUMERATE_SUB_KEYS = 0x0008;
+inline constexpr REGSAM KEY_NOTIFY = 0x0010;
+inline constexpr REGSAM KEY_CREATE_LINK = 0x0020;
+inline constexpr REGSAM READ_CONTROL = 0x00020000;
+inline constexpr REGSAM ACCESS_SYSTEM_SECURITY = 0x01000000;
+inline constexpr REGSAM MAXIMUM_ALLOWED = 0x02000000;
+inline constexpr REGSAM KEY_READ = 0x00020019;
+inline constexpr REGSAM KEY_WRITE = 0x00020006;
+inline constexpr REGSAM KEY_ALL_ACCESS = 0x000F003F;
+
+inline constexpr DWORD REG_NONE = 0;
+inline constexpr DWORD REG_SZ = 1;
+inline constexpr DWORD REG_EXPAND_SZ = 2;
+inline constexpr DWORD REG_BINARY = 3;
+inline constexpr DWORD REG_DWORD = 4;
+inline constexpr DWORD REG_DWORD_BIG_ENDIAN = 5;
+inline constexpr DWORD REG_LINK = 6;
+inline constexpr DWORD REG_MULTI_SZ = 7;
+inline constexpr DWORD REG_RESOURCE_LIST = 8;
+inline constexpr DWORD REG_FULL_RESOURCE_DESCRIPTOR = 9;
+inline constexpr DWORD REG_RESOURCE_REQUIREMENTS_LIST = 10;
+inline constexpr DWORD REG_QWORD = 11;
+
+inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
+inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
+
+inline constexpr SECURITY_INFORMATION OWNER_SECURITY_INFORMATION = 1;
+inline constexpr SECURITY_INFORMATION GROUP_SECURITY_INFORMATION = 2;
+inline constexpr SECURITY_INFORMATION DACL_SECURITY_INFORMATION = 4;
+inline constexpr SECURITY_INFORMATION SACL_SECURITY_INFORMATION = 8;
+
+/// Opens the key `subKey` below `key`, without regard to case. A null or empty `subKey` opens a new handle to `key`
+/// itself, or answers a predefined handle as it is. Components are split at backslashes; one backslash at the end is
+/// passed over. `options` must be 0.
+/// Answers 2 if a component is missing, 5 if the rights are refused, 6 for a handle that is not open, 87 for a null
+/// `result` or other options, 1113 for a path that is no UTF-8, 1015 or 1016 where the hive is damaged or its file failed.
+/// On failure `*result` is null. The caller closes what it gets.
+LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access, HKEY* result);
+
+/// RegOpenKeyExA with MAXIMUM_ALLOWED.
+LSTATUS RegOpenKeyA(HKEY key, const char* subKey, HKEY* result);
+
+/// Opens the key, or makes it. `disposition` (may be null) tells 2 for a key that was there. As long as every mount is
+/// read only a missing key answers 19. `reserved` must be 0; `className` and `security` may be null.
+LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options, REGSAM access,
+                        const void* security, HKEY* result, DWORD* disposition);
+
+/// Closes a handle. A predefined handle is accepted and stays usable. Answers 6 for a handle that is not open.
+LSTATUS RegCloseKey(HKEY key);
+
+/// Counts and sizes of a key. Every pointer may be null. `classSize`: in, room in bytes with the terminator; out, length
+/// without it; a short buffer gives 234. The longest subkey name, class and value name are bytes of UTF-8 without
+/// terminator; the longest data is bytes as RegEnumValueA hands them out. They are true maxima, found by a pass
+/// over the key, and not the sizes that the file claims. `securitySize`: bytes of the whole descriptor.
+LSTATUS RegQueryInfoKeyA(HKEY key, char* className, DWORD* classSize, DWORD* reserved, DWORD* subKeys, DWORD* longestSubKey,
+                         DWORD* longestClass, DWORD* values, DWORD* longestValueName, DWORD* longestData,
+                         DWORD* securitySize, FILETIME* lastWrite);
+
+/// The name of subkey number `index`, in stored order. `nameSize`: in, room in bytes with the terminator; out, length
+/// without it. `className` and `classSize` go together and may be null; `lastWrite` may be null.
+/// Answers 259 past the end, 234 for a short buffer (`*nameSize` is then left as it was).
+LSTATUS RegEnumKeyExA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD* reserved, char* className,
+                      DWORD* classSize, FILETIME* lastWrite);
+
+/// RegEnumKeyExA with nothing but the name; `nameSize` is the room in bytes.
+LSTATUS RegEnumKeyA(HKEY key, DWORD index, char* name, DWORD nameSize);
+
+/// Value number `index`, in stored order. `nameSize` as in RegEnumKeyExA. `data` may be null to ask for the size alone;
+/// `dataSize` may be null only together with `data`. Types 1, 2 and 7 are handed out as UTF-8, terminators as stored.
+/// Answers 259 past the end, 234 where the name or the data doesn't fit (`*dataSize` then holds what is needed).
+LSTATUS RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD* reserved, DWORD* type, BYTE* data,
+                      DWORD* dataSize);
+
+/// The value of that name, without regard to case; null or empty is the key's default value. Otherwise as RegEnumValueA.
+/// Answers 2 if there is no such value.
+LSTATUS RegQueryValueExA(HKEY key, const char* name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* dataSize);
+
+/// The asked parts of the key's descriptor, self-relative. `size`: in, room; out, bytes needed or written.
+/// Answers 5 without READ_CONTROL on the handle, 122 for a short buffer, 1338 where the stored descriptor is broken.
+LSTATUS RegGetKeySecurity(HKEY key, SECURITY_INFORMATION information, BYTE* descriptor, DWORD* size);

@@ -1,0 +1,231 @@
+#include <cstring>
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fixtures/hive_builder.h"
+#include "platform/hive/hive.h"
+#include "platform/hive/hive_validator.h"
+#include "platform/hive/hive_walk.h"
+#include "platform/system/text.h"
+
+namespace tolvar {
+namespace {
+
+using fixtures::BuiltKey;
+using fixtures::HiveBuilder;
+using fixtures::LeafKind;
+using File = std::vector<std::byte>;
+
+std::u16string Numbered(unsigned number)
+{
+    const std::string digits = std::to_string(100000 + number);
+    return u"Key" + std::u16string(digits.begin(), digits.end());
+}
+
+/// Counts what a walk meets, and reads all of the data.
+struct Counter {
+    const Hive* hive;
+    int keys = 0;
+    int values = 0;
+    int faults = 0;
+    std::size_t dataBytes = 0;
+
+    bool OnKey(const KeyNode& /*key*/, unsigned /*depth*/)
+    {
+        ++keys;
+        return true;
+    }
+    void OnValue(const ValueRecord& /*value*/, DataView data)
+    {
+        ++values;
+        for (auto piece = hive->NextPiece(data); piece && !piece->empty(); piece = hive->NextPiece(data)) {
+            dataBytes += piece->size();
+        }
+    }
+    void OnValuesEnd(const KeyNode& /*key*/) {}
+    void OnFault(const HiveFault& /*fault*/, unsigned /*depth*/) { ++faults; }
+    [[nodiscard]] bool IsStopped() const { return false; }
+};
+
+Counter Walk(const Hive& hive)
+{
+    Counter counter{&hive};
+    HiveWalk(hive, counter).Run(hive.Root());
+    return counter;
+}
+
+TEST(HiveLookup, FindsEveryKeyInEveryKindOfListAndNoOther)
+{
+    for (const LeafKind kind : {LeafKind::kOffsets, LeafKind::kHints, LeafKind::kHashes}) {
+        for (const unsigned count : {1U, 2U, 3U, 507U, 1200U}) {
+            BuiltKey root{.name = u"ROOT"};
+            for (unsigned i = 0; i < count; ++i) {
+                root.subkeys.push_back({.name = Numbered(2 * i + 1)});
+            }
+            const File file = HiveBuilder(5, kind).Build(root);
+            const Result<Hive> hive = Hive::FromBytes(file, "test");
+            ASSERT_TRUE(hive);
+            const KeyNode key = *hive->Key(hive->Root());
+            for (unsigned i = 0; i < count; ++i) {
+                std::u16string name = Numbered(2 * i + 1);
+                name[0] = u'k'; // without regard to case
+                const Checked<CellOffset> found = hive->FindSubkey(key, name);
+                ASSERT_TRUE(found && !found->IsNil()) << i;
+                EXPECT_EQ(hive->Key(*found)->name.ToUtf16(), Numbered(2 * i + 1));
+            }
+            for (unsigned i = 0; i <= count; ++i) {
+                EXPECT_TRUE(hive->FindSubkey(key, Numbered(2 * i))->IsNil());
+            }
+            EXPECT_TRUE(hive->FindSubkey(key, u"Key")->IsNil());
+        }
+    }
+}
+
+TEST(HiveLookup, FindsAKeyInAListThatIsOutOfOrder)
+{
+    const BuiltKey root{.name = u"ROOT", .subkeys = {{.name = u"d"}, {.name = u"a"}, {.name = u"c"}, {.name = u"b"}}};
+    for (const LeafKind kind : {LeafKind::kOffsets, LeafKind::kHints, LeafKind::kHashes}) {
+        const File file = HiveBuilder(5, kind).Build(root);
+        const Result<Hive> hive = Hive::FromBytes(file, "test");
+        for (const char16_t* name : {u"a", u"B", u"c", u"D"}) {
+            EXPECT_FALSE(hive->FindSubkey(*hive->Key(hive->Root()), name)->IsNil());
+        }
+    }
+}
+
+TEST(HiveLookup, SeekReachesTheSameSubkeyAsCountingDoes)
+{
+    BuiltKey root{.name = u"ROOT"};
+    for (unsigned i = 0; i < 40; ++i) {
+        root.subkeys.push_back({.name = Numbered(i)});
+    }
+    const File file = HiveBuilder(5, LeafKind::kHashes, 7).Build(root);
+    const Result<Hive> hive = Hive::FromBytes(file, "test");
+    SubkeyCursor cursor = hive->Subkeys(*hive->Key(hive->Root()));
+    for (const unsigned index : {0U, 39U, 7U, 8U, 6U, 20U, 20U}) {
+        cursor.Seek(index);
+        EXPECT_EQ(hive->Key(*cursor.Next())->name.ToUtf16(), Numbered(index));
+    }
+    cursor.Seek(40);
+    EXPECT_TRUE(cursor.Next()->IsNil());
+}
+
+TEST(HiveRead, HandsOutDataOfEverySizeInEveryVersion)
+{
+    for (const std::uint32_t minor : {3U, 5U}) {
+        BuiltKey root{.name = u"ROOT", .className = u"Klass"};
+        for (const std::size_t size : {0U, 1U, 4U, 5U, 16343U, 16344U, 16345U, 32688U, 32689U, 100000U}) {
+            File data(size);
+            for (std::size_t i = 0; i < size; ++i) {
+                data[i] = static_cast<std::byte>(i * 7 + size);
+            }
+            root.values.push_back({Numbered(static_cast<unsigned>(size)), 3, data});
+        }
+        const File file = HiveBuilder(minor).Build(root);
+        const Result<Hive> hive = Hive::FromBytes(file, "test");
+        const KeyNode key = *hive->Key(hive->Root());
+        EXPECT_EQ(hive->ClassName(key)->ToUtf16(), u"Klass");
+        for (const auto& value : root.values) {
+            const auto found = hive->FindValue(key, value.name);
+            ASSERT_TRUE(found && *found);
+            const auto data = hive->ReadData(**found);
+            ASSERT_TRUE(data);
+            EXPECT_EQ(*data, value.data);
+        }
+    }
+}
+
+TEST(HiveRead, KeepsNamesThatAreNoText)
+{
+    const std::u16string names[] = {u"", std::u16string(u"nu\0l", 4), u"\xD81D", u"\xDC00\xD800", u"\r\n", u"\x41F\x440"};
+    BuiltKey root{.name = u"ROOT"};
+    for (const std::u16string& name : names) {
+        root.values.push_back({name, 4, fixtures::Bytes({1, 2, 3, 4})});
+    }
+    const File file = HiveBuilder().Build(root);
+    const Result<Hive> hive = Hive::FromBytes(file, "test");
+    const KeyNode key = *hive->Key(hive->Root());
+    for (const std::u16string& name : names) {
+        const auto found = hive->FindValue(key, name);
+        ASSERT_TRUE(found && *found);
+        EXPECT_EQ((*found)->name.ToUtf16(), name);
+        EXPECT_EQ(ToUtf16((*found)->name.ToUtf8()), name);
+    }
+}
+
+/// Where in `file` the first cell with this signature keeps its payload.
+std::size_t FindRecord(const File& file, const char* signature)
+{
+    for (std::size_t at = 4096 + 32 + 4; at + 2 < file.size(); at += 8) {
+        if (std::memcmp(file.data() + at, signature, 2) == 0) {
+            return at;
+        }
+    }
+    return 0;
+}
+
+TEST(HiveWalkTest, ADamagedKeyAnswersForItselfAlone)
+{
+    const BuiltKey root{.name = u"ROOT", .subkeys = {{.name = u"a"}, {.name = u"bad"}, {.name = u"c"}}};
+    File file = HiveBuilder().Build(root);
+    const Result<Hive> before = Hive::FromBytes(file, "test");
+    const CellOffset bad = *before->FindSubkey(*before->Key(before->Root()), u"bad");
+    for (const std::size_t at : {4U, 76U}) { // signature; name length
+        File broken = file;
+        broken[bad.FilePosition() + at] = broken[bad.FilePosition() + at + 1] = std::byte{0};
+        const Result<Hive> hive = Hive::FromBytes(broken, "test");
+        const Counter counter = Walk(*hive);
+        EXPECT_EQ(counter.keys, 3);
+        EXPECT_EQ(counter.faults, 1);
+        EXPECT_FALSE(hive->FindSubkey(*hive->Key(hive->Root()), u"c")->IsNil());
+    }
+}
+
+TEST(HiveWalkTest, EndsInAHiveThatRefersToItself)
+{
+    const BuiltKey root{.name = u"ROOT", .subkeys = {{.name = u"a", .subkeys = {{.name = u"b"}}}, {.name = u"c"}}};
+    File file = HiveBuilder().Build(root);
+    const Result<Hive> before = Hive::FromBytes(file, "test");
+    const KeyNode rootKey = *before->Key(before->Root());
+    const CellOffset a = *before->FindSubkey(rootKey, u"a");
+    const CellOffset b = *before->FindSubkey(*before->Key(a), u"b");
+    // b lists the root's own list: everything lies below itself.
+    const std::uint32_t list = rootKey.subkeyList.value;
+    const std::uint32_t count = 2;
+    std::memcpy(file.data() + b.FilePosition() + 4 + 20, &count, 4);
+    std::memcpy(file.data() + b.FilePosition() + 4 + 28, &list, 4);
+    const Result<Hive> hive = Hive::FromBytes(file, "test");
+    const Counter counter = Walk(*hive);
+    EXPECT_EQ(counter.keys, 4);
+    EXPECT_GE(counter.faults, 1);
+}
+
+TEST(HiveWalkTest, SurvivesEveryFieldOverwrittenInTurn)
+{
+    BuiltKey root{.name = u"ROOT", .values = {{u"big", 3, File(40000, std::byte{1})}, {u"x", 1, fixtures::TextData(u"text")}},
+                  .className = u"c"};
+    for (unsigned i = 0; i < 12; ++i) {
+        root.subkeys.push_back({.name = Numbered(i), .values = {{u"v", 4, fixtures::Bytes({1, 2, 3, 4})}}});
+    }
+    const File whole = HiveBuilder(5, LeafKind::kHashes, 5).Build(root);
+    const std::size_t records = FindRecord(whole, "nk");
+    ASSERT_NE(records, 0U);
+    for (std::size_t at = records - 4; at + 4 <= whole.size(); at += at < 12288 || at > whole.size() - 8192 ? 2 : 512) {
+        for (const std::uint32_t value : {0U, 0xFFFFFFFFU, 0x80000000U, 0x20U, 0x7FFFFFF8U}) {
+            File file = whole;
+            std::memcpy(file.data() + at, &value, at % 4 == 0 ? 4 : 2);
+            const Result<Hive> hive = Hive::FromBytes(file, "test");
+            ASSERT_TRUE(hive);
+            const Counter counter = Walk(*hive);
+            EXPECT_LE(counter.keys, 13);
+            EXPECT_LE(counter.dataBytes, file.size());
+            static_cast<void>(ValidateHive(*hive, [](const Finding&) {}));
+            static_cast<void>(hive->FindSubkey(counter.keys != 0 ? *hive->Key(hive->Root()) : KeyNode{}, u"Key100007"));
+        }
+    }
+}
+
+} // namespace
+} // namespace tolvar
