@@ -51,7 +51,8 @@ TEST(HiveOpen, SaysWhatIsWrongWithAFileAndWhere)
     for (const OpenCase& c : {
              OpenCase{"empty", {}, ErrorCode::kNotRegistryFile, "empty"},
              OpenCase{"no hive", text, ErrorCode::kNotRegistryFile, "no registry hive"},
-             OpenCase{"cut", cut, ErrorCode::kRegistryCorrupt, "truncated, it ends before its first hive bin (at offset 0x258)"},
+             OpenCase{"cut", cut, ErrorCode::kRegistryCorrupt,
+                      "truncated, it ends before its first hive bin (at offset 0x258)"},
              OpenCase{"checksum", wrongChecksum, ErrorCode::kRegistryCorrupt, "checksum"},
              OpenCase{"1.1", version11, ErrorCode::kRevisionMismatch, "version 1.1"},
              OpenCase{"1.7", version17, ErrorCode::kRevisionMismatch, "version 1.7"},

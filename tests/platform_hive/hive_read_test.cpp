@@ -139,7 +139,8 @@ TEST(HiveRead, HandsOutDataOfEverySizeInEveryVersion)
 
 TEST(HiveRead, KeepsNamesThatAreNoText)
 {
-    const std::u16string names[] = {u"", std::u16string(u"nu\0l", 4), u"\xD81D", u"\xDC00\xD800", u"\r\n", u"\x41F\x440"};
+    const std::u16string names[] = {u"",          std::u16string(u"nu\0l", 4), u"\xD81D", u"\xDC00\xD800", u"\r\n",
+                                    u"\x41F\x440"};
     BuiltKey root{.name = u"ROOT"};
     for (const std::u16string& name : names) {
         root.values.push_back({name, 4, fixtures::Bytes({1, 2, 3, 4})});
@@ -204,7 +205,8 @@ TEST(HiveWalkTest, EndsInAHiveThatRefersToItself)
 
 TEST(HiveWalkTest, SurvivesEveryFieldOverwrittenInTurn)
 {
-    BuiltKey root{.name = u"ROOT", .values = {{u"big", 3, File(40000, std::byte{1})}, {u"x", 1, fixtures::TextData(u"text")}},
+    BuiltKey root{.name = u"ROOT",
+                  .values = {{u"big", 3, File(40000, std::byte{1})}, {u"x", 1, fixtures::TextData(u"text")}},
                   .className = u"c"};
     for (unsigned i = 0; i < 12; ++i) {
         root.subkeys.push_back({.name = Numbered(i), .values = {{u"v", 4, fixtures::Bytes({1, 2, 3, 4})}}});

@@ -30,7 +30,8 @@ std::array<Slot, kMaxMappings> g_slots;
 struct sigaction g_previous;
 std::uintptr_t g_pageSize = 4096;
 
-/// Puts a page of zeros where the file has none to give and notes it. Whatever is not ours goes to the handler before us.
+/// Puts a page of zeros where the file has none to give and notes it. Whatever is not ours goes to the handler before
+/// us.
 void OnBusError(int signal, siginfo_t* info, void* context)
 {
     const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);

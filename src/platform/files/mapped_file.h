@@ -24,7 +24,8 @@ public:
 
     [[nodiscard]] std::span<const std::byte> Bytes() const noexcept;
 
-    /// Whether a page under `bytes`, a part of Bytes(), failed when it was read. Costs one load while nothing has failed.
+    /// Whether a page under `bytes`, a part of Bytes(), failed when it was read. Costs one load while nothing has
+    /// failed.
     [[nodiscard]] bool Failed(std::span<const std::byte> bytes) const noexcept;
 
     /// Whether any page failed so far.

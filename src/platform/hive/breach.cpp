@@ -25,8 +25,8 @@ std::string_view BreachMeaning(Breach breach) noexcept
         return "the key has flags that must not be on a disk";
     case Breach::kKeyParent:
         return "the key names another parent";
-    case Breach::kKeyVolatile:
-        return "volatile fields of the key were left over";
+    case Breach::kKeyNameCharacter:
+        return "the key's name holds a backslash, so that no path can name it";
     case Breach::kKeyMaxima:
         return "the key's maximum of names or data is below the real one";
     case Breach::kListSignature:
@@ -65,8 +65,6 @@ std::string_view BreachMeaning(Breach breach) noexcept
         return "the ring of security records is broken";
     case Breach::kSecurityCount:
         return "the security record's reference count is wrong";
-    case Breach::kSecurityDuplicate:
-        return "two security records hold the same descriptor";
     case Breach::kSecurityMissing:
         return "the key has no security record";
     case Breach::kShared:

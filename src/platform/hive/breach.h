@@ -13,46 +13,45 @@ namespace tolvar {
 /// Every way in which a hive can break its format. The reader answers them, the validator lists them.
 enum class Breach : std::uint8_t {
     kNone,
-    kMediumFailed,          ///< the file could not be read there, or was cut short while open
-    kOffsetOutside,         ///< a cell offset that is not in the hive, or not a multiple of 8
-    kCellFree,              ///< a record refers to a free cell
-    kCellSize,              ///< a cell's size is 0, no multiple of 8, or leads beyond the hive
-    kCellTooSmall,          ///< a record does not fit in its cell
+    kMediumFailed,  ///< the file could not be read there, or was cut short while open
+    kOffsetOutside, ///< a cell offset that is not in the hive, or not a multiple of 8
+    kCellFree,      ///< a record refers to a free cell
+    kCellSize,      ///< a cell's size is 0, no multiple of 8, or leads beyond the hive
+    kCellTooSmall,  ///< a record does not fit in its cell
     kKeySignature,
-    kKeyNameLength,         ///< empty, or longer than the cell or 256 units
-    kKeyFlags,              ///< flags that must not be on a disk
-    kKeyParent,             ///< the parent named is not the key that lists it
-    kKeyVolatile,           ///< left-over volatile fields
-    kKeyMaxima,             ///< the maxima of names and data are below the real ones
+    kKeyNameLength,    ///< empty, or longer than the cell or 256 units
+    kKeyFlags,         ///< flags that must not be on a disk
+    kKeyParent,        ///< the parent named is not the key that lists it
+    kKeyNameCharacter, ///< a backslash in a key's name, which no path can name
+    kKeyMaxima,        ///< the maxima of names and data are below the real ones
     kListSignature,
-    kListCount,             ///< more elements than the cell holds, or none
-    kListNested,            ///< an index of leaves inside another
-    kListTotal,             ///< the leaves' counts differ from the key's count of subkeys
-    kListOrder,             ///< a name is not above the one before it
-    kListHash,              ///< hash or hint is not that of the name
+    kListCount,  ///< more elements than the cell holds, or none
+    kListNested, ///< an index of leaves inside another
+    kListTotal,  ///< the leaves' counts differ from the key's count of subkeys
+    kListOrder,  ///< a name is not above the one before it
+    kListHash,   ///< hash or hint is not that of the name
     kValueListSize,
     kValueSignature,
     kValueNameLength,
-    kValueInline,           ///< inline data of more than 4 bytes
-    kValueDataSize,         ///< the data's cell is smaller than the data
+    kValueInline,   ///< inline data of more than 4 bytes
+    kValueDataSize, ///< the data's cell is smaller than the data
     kBigDataSignature,
-    kBigDataCount,          ///< the number of segments does not match the size
+    kBigDataCount, ///< the number of segments does not match the size
     kClassLength,
     kSecuritySignature,
     kSecurityLength,
-    kSecurityRing,          ///< the ring of security records is broken
-    kSecurityCount,         ///< the reference count is not the number of keys that refer to it
-    kSecurityDuplicate,     ///< two security records with the same descriptor
-    kSecurityMissing,       ///< a key without a security record
-    kShared,                ///< a cell with two owners, or a key below itself
-    kDepth,                 ///< deeper than 512 levels
+    kSecurityRing,    ///< the ring of security records is broken
+    kSecurityCount,   ///< the reference count is not the number of keys that refer to it
+    kSecurityMissing, ///< a key without a security record
+    kShared,          ///< a cell with two owners, or a key below itself
+    kDepth,           ///< deeper than 512 levels
     kBinSignature,
     kBinOffset,
     kBinSize,
-    kCellNotStart,          ///< a record refers into the middle of a cell
-    kFreeNeighbours,        ///< two free cells side by side
-    kUnreferenced,          ///< an allocated cell that nothing refers to
-    kFileShort,             ///< the file ends before the hive does
+    kCellNotStart,   ///< a record refers into the middle of a cell
+    kFreeNeighbours, ///< two free cells side by side
+    kUnreferenced,   ///< an allocated cell that nothing refers to
+    kFileShort,      ///< the file ends before the hive does
     kBaseBlock,
 };
 

@@ -7,8 +7,8 @@
 
 namespace tolvar {
 
-/// Who owns which cell, one bit for each 8 bytes of the hive. A walk that claims every list, key and value before it enters
-/// it can't run in circles and takes time in proportion to the file, whatever the file claims of itself.
+/// Who owns which cell, one bit for each 8 bytes of the hive. A walk that claims every list, key and value before it
+/// enters it can't run in circles and takes time in proportion to the file, whatever the file claims of itself.
 class CellClaims {
 public:
     explicit CellClaims(std::uint32_t length) : m_bits((length / 8U + 63U) / 64U) {}

@@ -12,9 +12,9 @@ constexpr std::uint32_t kKeyFixedSize = 76;
 constexpr std::uint32_t kValueFixedSize = 20;
 constexpr std::uint32_t kSecurityFixedSize = 20;
 constexpr std::uint32_t kInlineFlag = 0x80000000;
-constexpr std::uint32_t kMaxKeyNameBytes = 512;      // 256 units: one more than writers may use
-constexpr std::uint32_t kBigDataSegment = 16344;     // bytes that each segment but the last one carries
-constexpr std::uint32_t kBigDataMinor = 4;           // the first version with big data records
+constexpr std::uint32_t kMaxKeyNameBytes = 512;  // 256 units: one more than writers may use
+constexpr std::uint32_t kBigDataSegment = 16344; // bytes that each segment but the last one carries
+constexpr std::uint32_t kBigDataMinor = 4;       // the first version with big data records
 
 constexpr std::uint16_t Signature(char first, char second)
 {
@@ -72,14 +72,15 @@ Result<void> Hive::ReadBaseBlock()
         return fail(ErrorCode::kRegistryIoFailed, "the base block could not be read", 0);
     }
     if (checksum != m_base.checksum) {
-        return fail(ErrorCode::kRegistryCorrupt,
-                    fmt::format("the base block has a wrong checksum, {:08x} where {:08x} is right", m_base.checksum,
-                                checksum),
-                    508);
+        return fail(
+            ErrorCode::kRegistryCorrupt,
+            fmt::format("the base block has a wrong checksum, {:08x} where {:08x} is right", m_base.checksum, checksum),
+            508);
     }
     if (m_base.major != 1 || m_base.minor < 2 || m_base.minor > 6) {
         return fail(ErrorCode::kRevisionMismatch,
-                    fmt::format("hives of version {}.{} can't be read, only 1.2 to 1.6", m_base.major, m_base.minor), 20);
+                    fmt::format("hives of version {}.{} can't be read, only 1.2 to 1.6", m_base.major, m_base.minor),
+                    20);
     }
     if (m_base.type != 0) {
         return fail(ErrorCode::kNotRegistryFile, "this is a transaction log, not the hive itself", 28);
@@ -344,7 +345,8 @@ Checked<std::span<const std::byte>> Hive::SecurityDescriptor(const KeyNode& key)
 
 Error Hive::ToError(const HiveFault& fault) const
 {
-    const auto code = fault.breach == Breach::kMediumFailed ? ErrorCode::kRegistryIoFailed : ErrorCode::kRegistryCorrupt;
+    const auto code =
+        fault.breach == Breach::kMediumFailed ? ErrorCode::kRegistryIoFailed : ErrorCode::kRegistryCorrupt;
     if (fault.at.IsNil()) {
         return {code, fmt::format("{}: {}", m_file.string(), BreachMeaning(fault.breach))};
     }

@@ -22,19 +22,19 @@ namespace tolvar {
 
 /// One mapped hive file. Reading costs no walk: each call checks the cells that it touches.
 ///
-/// A fault names the breach and the cell: one damaged key, list or value answers for itself alone. ToError turns it into an
-/// Error with the file's name and the place in the file.
+/// A fault names the breach and the cell: one damaged key, list or value answers for itself alone. ToError turns it
+/// into an Error with the file's name and the place in the file.
 ///
-/// Thread safety: any number of concurrent readers. Every span and view that a call hands out points into the map and is
-/// valid as long as the hive. Where the file fails or is cut short while it is open, the map reads as zeros there and
-/// the call that met it answers kMediumFailed; a caller that reads through a span asks MediumFailed afterwards.
+/// Thread safety: any number of concurrent readers. Every span and view that a call hands out points into the map and
+/// is valid as long as the hive. Where the file fails or is cut short while it is open, the map reads as zeros there
+/// and the call that met it answers kMediumFailed; a caller that reads through a span asks MediumFailed afterwards.
 class Hive {
 public:
     /// Maps `file` and checks its base block.
-    /// Errors: the system's code if it can't be opened or is a folder; kNotRegistryFile for an empty file or one that is no
-    /// hive; kRegistryCorrupt for a wrong checksum or a field that can't be; kRevisionMismatch for a version that this
-    /// reader doesn't know. The context is one line with the file, what is wrong, and the offset.
-    /// A file that is cut short opens all the same with what is there: see Damage.
+    /// Errors: the system's code if it can't be opened or is a folder; kNotRegistryFile for an empty file or one that
+    /// is no hive; kRegistryCorrupt for a wrong checksum or a field that can't be; kRevisionMismatch for a version that
+    /// this reader doesn't know. The context is one line with the file, what is wrong, and the offset. A file that is
+    /// cut short opens all the same with what is there: see Damage.
     [[nodiscard]] static Result<Hive> Open(const std::filesystem::path& file);
 
     /// A hive over bytes in memory, which must outlive it. `name` stands for the file in messages. Errors as Open.
@@ -64,9 +64,9 @@ public:
     [[nodiscard]] Checked<NameView> ClassName(const KeyNode& key) const noexcept;
 
     /// The subkey of `parent` with this name, without regard to case; nil if there is none.
-    /// Cost of a hit: logarithmic in the number of subkeys. A miss adds one pass over the hashes of the leaf (of all leaves,
-    /// where an earlier name in the list is out of order), so that a list in wrong order hides nothing.
-    /// A damaged sister is passed over.
+    /// Cost of a hit: logarithmic in the number of subkeys. A miss adds one pass over the hashes of the leaf (of all
+    /// leaves, where an earlier name in the list is out of order), so that a list in wrong order hides nothing. A
+    /// damaged sister is passed over.
     [[nodiscard]] Checked<CellOffset> FindSubkey(const KeyNode& parent, std::u16string_view name) const noexcept;
 
     /// The subkeys of `parent` in stored order.
@@ -79,7 +79,8 @@ public:
     [[nodiscard]] Checked<ValueRecord> Value(CellOffset offset) const noexcept;
 
     /// The first value of that name, without regard to case; nothing if there is none. A damaged sister is passed over.
-    [[nodiscard]] Checked<std::optional<ValueRecord>> FindValue(const KeyNode& key, std::u16string_view name) const noexcept;
+    [[nodiscard]] Checked<std::optional<ValueRecord>> FindValue(const KeyNode& key,
+                                                                std::u16string_view name) const noexcept;
 
     /// Where the data of a value lies: one span, or the segments of a big data record (see DataView).
     [[nodiscard]] Checked<DataView> Data(const ValueRecord& value) const noexcept;
@@ -118,6 +119,9 @@ private:
     std::optional<Error> m_damage;
 };
 
-inline std::span<const std::byte> Hive::Bins() const noexcept { return {m_bins, m_length}; }
+inline std::span<const std::byte> Hive::Bins() const noexcept
+{
+    return {m_bins, m_length};
+}
 
 } // namespace tolvar

@@ -8,8 +8,8 @@ namespace tolvar {
 
 namespace {
 
-/// Whether a leaf's hint can stand for the name: its bytes up to a zero are the name's first units. A hint that begins with
-/// zero says nothing.
+/// Whether a leaf's hint can stand for the name: its bytes up to a zero are the name's first units. A hint that begins
+/// with zero says nothing.
 bool HintMatches(std::uint32_t hint, std::u16string_view name) noexcept
 {
     for (std::size_t i = 0; i < 4; ++i) {

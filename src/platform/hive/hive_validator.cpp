@@ -127,7 +127,8 @@ private:
         bool wasFree = false;
         while (at < end) {
             const auto stored = LoadLittle<std::int32_t>(m_hive.Bins().data() + at);
-            const std::uint32_t size = stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
+            const std::uint32_t size =
+                stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
             if (size < 8 || size % 8 != 0 || size > end - at) {
                 Report(Severity::kError, Breach::kCellSize, CellOffset{at});
                 return;
@@ -206,7 +207,7 @@ private:
         ++m_summary.keys;
         const CellOffset listedBy = parent != nullptr ? parent->key.offset : CellOffset{};
         m_levels.push_back({*key, m_hive.Subkeys(*key), {}, 0, 0, 0}); // parent points nowhere from here on
-        CheckFlags(*key, listedBy);
+        CheckNode(*key, listedBy);
         CheckClass(*key);
         CheckValues(*key);
         CheckSecurityLink(*key);
@@ -215,11 +216,17 @@ private:
         }
     }
 
-    void CheckFlags(const KeyNode& key, CellOffset parent)
+    void CheckNode(const KeyNode& key, CellOffset parent)
     {
         const auto wrongFlags = static_cast<std::uint16_t>(key.flags & kFlagsNotOnDisk);
         if (wrongFlags != 0) {
             Report(Severity::kWarning, Breach::kKeyFlags, key.offset, Path());
+        }
+        for (std::size_t i = 0; i < key.name.size(); ++i) {
+            if (key.name[i] == u'\\') {
+                Report(Severity::kError, Breach::kKeyNameCharacter, key.offset, Path());
+                break;
+            }
         }
         if (!parent.IsNil() && key.parent != parent) {
             Report(Severity::kError, Breach::kKeyParent, key.offset, Path());

@@ -26,8 +26,8 @@ struct ValidationSummary {
     std::uint64_t errors = 0;
     std::uint64_t warnings = 0;
     std::uint64_t bins = 0;
-    std::uint64_t cells = 0;      ///< allocated ones
-    std::uint64_t freeBytes = 0;  ///< in free cells
+    std::uint64_t cells = 0;     ///< allocated ones
+    std::uint64_t freeBytes = 0; ///< in free cells
     std::uint64_t keys = 0;
     std::uint64_t values = 0;
     std::uint64_t dataBytes = 0;

@@ -14,11 +14,12 @@ inline constexpr unsigned kMaxDepth = 512; ///< levels of keys, the format's lim
 ///     bool OnKey(const KeyNode& key, unsigned depth);       // depth 0: the key where the walk began
 ///     void OnValue(const ValueRecord& value, DataView data); // the values of the key told last, in stored order
 ///     void OnValuesEnd(const KeyNode& key);                 // before the first subkey
-///     void OnFault(const HiveFault& fault, unsigned depth); // a key, list or value that can't be read; the walk goes on
-///     bool IsStopped() const;                               // asked before each key
+///     void OnFault(const HiveFault& fault, unsigned depth); // a key, list or value that can't be read; the walk goes
+///     on bool IsStopped() const;                               // asked before each key
 ///
-/// Walks the keys from `top` on, depth first in stored order. No cell is entered twice, so that cycles and shared lists end
-/// as faults, and the time is in proportion to the file. Memory: one bit for 8 bytes of the hive, and one cursor a level.
+/// Walks the keys from `top` on, depth first in stored order. No cell is entered twice, so that cycles and shared lists
+/// end as faults, and the time is in proportion to the file. Memory: one bit for 8 bytes of the hive, and one cursor a
+/// level.
 template <class Visitor>
 class HiveWalk {
 public:

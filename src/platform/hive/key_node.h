@@ -33,8 +33,8 @@ struct KeyNode {
     CellOffset valueList;
     CellOffset security;
     CellOffset classCell;
-    std::uint16_t classLength = 0; ///< bytes
-    std::uint32_t maxNameLength = 0;       ///< bytes of UTF-16, as the key claims, like the next three
+    std::uint16_t classLength = 0;   ///< bytes
+    std::uint32_t maxNameLength = 0; ///< bytes of UTF-16, as the key claims, like the next three
     std::uint32_t maxClassLength = 0;
     std::uint32_t maxValueNameLength = 0;
     std::uint32_t maxValueDataLength = 0;

@@ -10,8 +10,8 @@ namespace tolvar {
 
 class Hive;
 
-/// Runs over the subkeys of one key, leaf by leaf. A damaged leaf answers a fault for itself, and the run goes on with the
-/// next one. The whole run hands out at most as many offsets as keys can lie in the hive.
+/// Runs over the subkeys of one key, leaf by leaf. A damaged leaf answers a fault for itself, and the run goes on with
+/// the next one. The whole run hands out at most as many offsets as keys can lie in the hive.
 class SubkeyCursor {
 public:
     SubkeyCursor() = default;

@@ -36,12 +36,12 @@ struct ValueRecord {
 
 /// Where a value's data lies. Small and flat data is one span; big data comes in segments, through Hive::NextPiece.
 struct DataView {
-    std::span<const std::byte> flat;      ///< all the data, unless IsSegmented
-    CellView segments;                    ///< the list of segment offsets
-    std::uint32_t size = 0;               ///< bytes in all
-    std::uint32_t segmentCount = 0;       ///< 0 for flat data
+    std::span<const std::byte> flat; ///< all the data, unless IsSegmented
+    CellView segments;               ///< the list of segment offsets
+    std::uint32_t size = 0;          ///< bytes in all
+    std::uint32_t segmentCount = 0;  ///< 0 for flat data
     std::uint32_t nextSegment = 0;
-    CellOffset listCell;                  ///< the cell of the segment list
+    CellOffset listCell; ///< the cell of the segment list
     bool flatTaken = false;
 
     [[nodiscard]] bool IsSegmented() const noexcept { return segmentCount != 0; }

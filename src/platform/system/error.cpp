@@ -64,7 +64,8 @@ std::string FormatMessageText(ErrorCode code)
 
 std::string Describe(const Error& error)
 {
-    const std::string text = fmt::format("{} ({})", FormatMessageText(error.code), static_cast<std::uint32_t>(error.code));
+    const std::string text =
+        fmt::format("{} ({})", FormatMessageText(error.code), static_cast<std::uint32_t>(error.code));
     return error.context.empty() ? text : error.context + ": " + text;
 }
 

@@ -60,7 +60,8 @@ using Result = tl::expected<T, Error>;
     return tl::unexpected<Error>(Error{code, std::move(context)});
 }
 
-/// The system's text for a code, without a line end. A code that is not in the table gives "Unknown error" and its number.
+/// The system's text for a code, without a line end. A code that is not in the table gives "Unknown error" and its
+/// number.
 [[nodiscard]] std::string FormatMessageText(ErrorCode code);
 
 /// One line for a person: the context, the system's text and, in brackets, the number.

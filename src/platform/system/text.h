@@ -12,8 +12,8 @@ namespace tolvar {
 
 /// How the unit 0 is written.
 enum class NulForm {
-    kPlain,     ///< one zero byte: for data, whose length is known
-    kTwoBytes,  ///< C0 80: for names, which other code takes up to the first zero byte
+    kPlain,    ///< one zero byte: for data, whose length is known
+    kTwoBytes, ///< C0 80: for names, which other code takes up to the first zero byte
 };
 
 /// Appends `text` to `out` as UTF-8.
@@ -31,7 +31,8 @@ void AppendUtf8Unit(std::string& out, char16_t unit, NulForm nul = NulForm::kTwo
 /// (hive-format.md, 6.2 and appendix A).
 [[nodiscard]] char16_t UpCase(char16_t unit) noexcept;
 
-/// Order of two names without regard to case: below 0, 0 or above 0. Units are compared after UpCase, a prefix comes first.
+/// Order of two names without regard to case: below 0, 0 or above 0. Units are compared after UpCase, a prefix comes
+/// first.
 [[nodiscard]] int CompareNames(std::u16string_view left, std::u16string_view right) noexcept;
 
 } // namespace tolvar
