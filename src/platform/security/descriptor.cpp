@@ -1,0 +1,126 @@
+#include "platform/security/descriptor.h"
+
+#include <cstring>
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 20;
+constexpr std::uint16_t kDaclPresent = 0x0004;
+constexpr std::uint16_t kSaclPresent = 0x0010;
+constexpr std::uint16_t kDaclFlags = 0x150C; ///< present, defaulted, and the inheritance of the access list
+constexpr std::uint16_t kSaclFlags = 0x2A30; ///< the same of the audit list
+constexpr std::uint16_t kSelfRelative = 0x8000;
+
+std::uint32_t Load32(std::span<const std::byte> bytes, std::size_t at)
+{
+    std::uint32_t value = 0;
+    std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+std::uint16_t Load16(std::span<const std::byte> bytes, std::size_t at)
+{
+    std::uint16_t value = 0;
+    std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+Result<std::span<const std::byte>> IdentifierAt(std::span<const std::byte> descriptor, std::uint32_t offset)
+{
+    if (offset == 0) {
+        return std::span<const std::byte>();
+    }
+    if (offset < kHeaderSize || offset > descriptor.size()) {
+        return Failure(ErrorCode::kInvalidSecurityDescriptor);
+    }
+    const Result<Sid> sid = Sid::Parse(descriptor.subspan(offset));
+    if (!sid) {
+        return Failure(ErrorCode::kInvalidSecurityDescriptor);
+    }
+    return descriptor.subspan(offset, sid->StoredSize());
+}
+
+Result<std::span<const std::byte>> ListAt(std::span<const std::byte> descriptor, std::uint32_t offset, bool isPresent)
+{
+    constexpr std::size_t kListHeader = 8;
+    if (!isPresent || offset == 0) {
+        return std::span<const std::byte>();
+    }
+    if (offset < kHeaderSize || descriptor.size() < kListHeader || offset > descriptor.size() - kListHeader) {
+        return Failure(ErrorCode::kInvalidSecurityDescriptor);
+    }
+    const std::size_t size = Load16(descriptor, offset + 2);
+    if (size < kListHeader || size > descriptor.size() - offset) {
+        return Failure(ErrorCode::kInvalidSecurityDescriptor);
+    }
+    return descriptor.subspan(offset, size);
+}
+
+/// Puts a part behind the others, at a multiple of 4, and its offset into the header.
+void AppendPart(std::vector<std::byte>& out, std::span<const std::byte> part, std::size_t offsetField)
+{
+    if (part.empty()) {
+        return;
+    }
+    out.resize((out.size() + 3) / 4 * 4);
+    const auto offset = static_cast<std::uint32_t>(out.size());
+    std::memcpy(out.data() + offsetField, &offset, sizeof offset);
+    out.insert(out.end(), part.begin(), part.end());
+}
+
+} // namespace
+
+Result<DescriptorParts> DescriptorParts::Parse(std::span<const std::byte> descriptor)
+{
+    if (descriptor.size() < kHeaderSize || descriptor[0] != std::byte{1}) {
+        return Failure(ErrorCode::kInvalidSecurityDescriptor);
+    }
+    DescriptorParts parts;
+    parts.control = Load16(descriptor, 2);
+    const auto owner = IdentifierAt(descriptor, Load32(descriptor, 4));
+    const auto group = IdentifierAt(descriptor, Load32(descriptor, 8));
+    const auto sacl = ListAt(descriptor, Load32(descriptor, 12), (parts.control & kSaclPresent) != 0);
+    const auto dacl = ListAt(descriptor, Load32(descriptor, 16), (parts.control & kDaclPresent) != 0);
+    if (!owner || !group || !sacl || !dacl) {
+        return Failure(ErrorCode::kInvalidSecurityDescriptor);
+    }
+    parts.owner = *owner;
+    parts.group = *group;
+    parts.sacl = *sacl;
+    parts.dacl = *dacl;
+    return parts;
+}
+
+Result<std::vector<std::byte>> SelectSecurity(std::span<const std::byte> descriptor, std::uint32_t information)
+{
+    const Result<DescriptorParts> parts = DescriptorParts::Parse(descriptor);
+    if (!parts) {
+        return tl::unexpected(parts.error());
+    }
+    const auto wants = [information](std::uint32_t flag) { return (information & flag) != 0; };
+    std::vector<std::byte> out(kHeaderSize);
+    std::uint16_t control = kSelfRelative;
+    if (wants(8)) {
+        control = static_cast<std::uint16_t>(control | (parts->control & kSaclFlags));
+        AppendPart(out, parts->sacl, 12);
+    }
+    if (wants(4)) {
+        control = static_cast<std::uint16_t>(control | (parts->control & kDaclFlags));
+        AppendPart(out, parts->dacl, 16);
+    }
+    if (wants(1)) {
+        control = static_cast<std::uint16_t>(control | (parts->control & 0x0001));
+        AppendPart(out, parts->owner, 4);
+    }
+    if (wants(2)) {
+        control = static_cast<std::uint16_t>(control | (parts->control & 0x0002));
+        AppendPart(out, parts->group, 8);
+    }
+    out[0] = std::byte{1};
+    std::memcpy(out.data() + 2, &control, sizeof control);
+    return out;
+}
+
+} // namespace tolvar

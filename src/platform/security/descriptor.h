@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "platform/security/sid.h"
+#include "platform/system/error.h"
+
+namespace tolvar {
+
+/// The parts of a self-relative security descriptor, as bytes that were checked to lie inside it (hive-format.md, 9.2).
+struct DescriptorParts {
+    std::uint16_t control = 0;
+    std::span<const std::byte> owner; ///< a security identifier; empty where there is none, like all parts
+    std::span<const std::byte> group;
+    std::span<const std::byte> sacl;
+    std::span<const std::byte> dacl;
+
+    /// Errors: kInvalidSecurityDescriptor.
+    [[nodiscard]] static Result<DescriptorParts> Parse(std::span<const std::byte> descriptor);
+};
+
+/// A new self-relative descriptor with the parts that `information` asks for (the flags of RegGetKeySecurity).
+/// Errors: kInvalidSecurityDescriptor.
+[[nodiscard]] Result<std::vector<std::byte>> SelectSecurity(std::span<const std::byte> descriptor,
+                                                            std::uint32_t information);
+
+} // namespace tolvar
