@@ -2,12 +2,10 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <shared_mutex>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/registry/winreg.h"
 #include "platform/system/error.h"
@@ -15,22 +13,23 @@
 namespace tolvar {
 
 class AccessCheck;
-struct KeyRef;
+struct KeyReference;
 
 /// One hive file and the key that it is to be seen at.
 struct MountRequest {
     std::filesystem::path file;
     std::string key; ///< full key path; empty: HKEY_LOCAL_MACHINE and the file's name
 
-    /// From "FILE" or "FILE@KEY". The last '@' splits, and only if a root name follows it, so that file names may hold one.
+    /// From "FILE" or "FILE@KEY". The last '@' splits, and only if a root name follows it, so that file names may hold
+    /// one.
     [[nodiscard]] static MountRequest FromArgument(std::string_view argument);
 };
 
 /// A mount that stands but is not all well: what a person should be told.
 struct MountNotice {
     std::filesystem::path file;
-    Error error;     ///< the code and one line
-    bool isDamage;   ///< true: part of the file is missing or unreadable; false: its logs hold newer changes
+    Error error;   ///< the code and one line
+    bool isDamage; ///< true: part of the file is missing or unreadable; false: its logs hold newer changes
 };
 
 /// The registry of one session: the predefined roots and the hives mounted below them. Roots without a mount are empty
@@ -56,14 +55,19 @@ public:
     /// Held shared by whoever reads, alone by whoever writes. The calls of winreg.h take it themselves.
     [[nodiscard]] std::shared_mutex& Lock() const noexcept;
 
+    /// The key at a full key path, for walks that need no handle. The root's name is compared without regard to case.
+    /// Errors: kFileNotFound for an unknown root or a missing key; otherwise as FollowPath.
+    [[nodiscard]] Result<KeyReference> Find(std::string_view fullPath) const;
+
+    /// The inside, for the calls of winreg.h.
+    struct State;
+    [[nodiscard]] State& Inside() noexcept { return *m_pState; }
+
     /// The registry that winreg.h works on, or null before a Session stands.
     [[nodiscard]] static Registry* Current() noexcept;
 
 private:
-    friend class Session;
-    friend class KeyCursor;
-    struct Impl;
-    std::unique_ptr<Impl> m_pImpl;
+    std::unique_ptr<State> m_pState;
 };
 
 /// Makes `registry` the one that winreg.h works on, for the life of this object. One at a time.
@@ -81,7 +85,8 @@ public:
     virtual ~AccessCheck() = default;
 
     /// `path`: the key's full path. `descriptor`: its security descriptor as stored, empty where it has none.
-    [[nodiscard]] virtual bool Grants(std::string_view path, std::span<const std::byte> descriptor, REGSAM desired) const = 0;
+    [[nodiscard]] virtual bool Grants(std::string_view path, std::span<const std::byte> descriptor,
+                                      REGSAM desired) const = 0;
 };
 
 } // namespace tolvar

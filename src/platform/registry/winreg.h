@@ -83,8 +83,8 @@ inline constexpr SECURITY_INFORMATION SACL_SECURITY_INFORMATION = 8;
 /// itself, or answers a predefined handle as it is. Components are split at backslashes; one backslash at the end is
 /// passed over. `options` must be 0.
 /// Answers 2 if a component is missing, 5 if the rights are refused, 6 for a handle that is not open, 87 for a null
-/// `result` or other options, 1113 for a path that is no UTF-8, 1015 or 1016 where the hive is damaged or its file failed.
-/// On failure `*result` is null. The caller closes what it gets.
+/// `result` or other options, 1113 for a path that is no UTF-8, 1015 or 1016 where the hive is damaged or its file
+/// failed. On failure `*result` is null. The caller closes what it gets.
 LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access, HKEY* result);
 
 /// RegOpenKeyExA with MAXIMUM_ALLOWED.
@@ -92,19 +92,19 @@ LSTATUS RegOpenKeyA(HKEY key, const char* subKey, HKEY* result);
 
 /// Opens the key, or makes it. `disposition` (may be null) tells 2 for a key that was there. As long as every mount is
 /// read only a missing key answers 19. `reserved` must be 0; `className` and `security` may be null.
-LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options, REGSAM access,
-                        const void* security, HKEY* result, DWORD* disposition);
+LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options,
+                        REGSAM access, const void* security, HKEY* result, DWORD* disposition);
 
 /// Closes a handle. A predefined handle is accepted and stays usable. Answers 6 for a handle that is not open.
 LSTATUS RegCloseKey(HKEY key);
 
-/// Counts and sizes of a key. Every pointer may be null. `classSize`: in, room in bytes with the terminator; out, length
-/// without it; a short buffer gives 234. The longest subkey name, class and value name are bytes of UTF-8 without
-/// terminator; the longest data is bytes as RegEnumValueA hands them out. They are true maxima, found by a pass
+/// Counts and sizes of a key. Every pointer may be null. `classSize`: in, room in bytes with the terminator; out,
+/// length without it; a short buffer gives 234. The longest subkey name, class and value name are bytes of UTF-8
+/// without terminator; the longest data is bytes as RegEnumValueA hands them out. They are true maxima, found by a pass
 /// over the key, and not the sizes that the file claims. `securitySize`: bytes of the whole descriptor.
-LSTATUS RegQueryInfoKeyA(HKEY key, char* className, DWORD* classSize, DWORD* reserved, DWORD* subKeys, DWORD* longestSubKey,
-                         DWORD* longestClass, DWORD* values, DWORD* longestValueName, DWORD* longestData,
-                         DWORD* securitySize, FILETIME* lastWrite);
+LSTATUS RegQueryInfoKeyA(HKEY key, char* className, DWORD* classSize, DWORD* reserved, DWORD* subKeys,
+                         DWORD* longestSubKey, DWORD* longestClass, DWORD* values, DWORD* longestValueName,
+                         DWORD* longestData, DWORD* securitySize, FILETIME* lastWrite);
 
 /// The name of subkey number `index`, in stored order. `nameSize`: in, room in bytes with the terminator; out, length
 /// without it. `className` and `classSize` go together and may be null; `lastWrite` may be null.
@@ -121,8 +121,8 @@ LSTATUS RegEnumKeyA(HKEY key, DWORD index, char* name, DWORD nameSize);
 LSTATUS RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD* reserved, DWORD* type, BYTE* data,
                       DWORD* dataSize);
 
-/// The value of that name, without regard to case; null or empty is the key's default value. Otherwise as RegEnumValueA.
-/// Answers 2 if there is no such value.
+/// The value of that name, without regard to case; null or empty is the key's default value. Otherwise as
+/// RegEnumValueA. Answers 2 if there is no such value.
 LSTATUS RegQueryValueExA(HKEY key, const char* name, DWORD* reserved, DWORD* type, BYTE* data, DWORD* dataSize);
 
 /// The asked parts of the key's descriptor, self-relative. `size`: in, room; out, bytes needed or written.

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/hive/subkey_cursor.h"
+#include "platform/registry/key_reference.h"
+#include "platform/registry/winreg.h"
+
+namespace tolvar {
+
+/// What stands behind an open handle.
+struct OpenKey {
+    KeyReference key;
+    REGSAM access = 0;
+    std::string path;            ///< full path of the key, for messages and the access check
+    std::mutex enumerationMutex; ///< guards `enumeration`: two threads may enumerate through one handle
+    SubkeyCursor enumeration;    ///< where the last enumeration stood, so that one in ascending order needs no search
+    bool isEnumerating = false;
+};
+
+/// The open handles of a session. A handle holds its slot's number and age, so that a stale or made-up one is found
+/// out.
+class HandleTable {
+public:
+    [[nodiscard]] HKEY Insert(std::shared_ptr<OpenKey> key);
+    /// The key of a handle that is open; null for any other.
+    [[nodiscard]] std::shared_ptr<OpenKey> Find(HKEY handle) const;
+    /// False for a handle that is not open.
+    bool Remove(HKEY handle);
+
+private:
+    struct Slot {
+        std::shared_ptr<OpenKey> key;
+        std::uint32_t age = 1;
+    };
+    /// Index of the slot that `handle` names, whatever its age; the table's size for none.
+    [[nodiscard]] std::size_t IndexOf(HKEY handle) const;
+
+    mutable std::mutex m_mutex;
+    std::vector<Slot> m_slots;
+    std::vector<std::uint32_t> m_free;
+};
+
+} // namespace tolvar

@@ -1,0 +1,77 @@
+#include "platform/registry/key_reference.h"
+
+#include "platform/system/text.h"
+
+namespace tolvar {
+
+NamespaceKey* NamespaceKey::Child(std::u16string_view childName) const noexcept
+{
+    for (const std::unique_ptr<NamespaceKey>& child : children) {
+        if (CompareNames(child->name, childName) == 0) {
+            return child.get();
+        }
+    }
+    return nullptr;
+}
+
+KeyReference KeyReference::Of(const NamespaceKey& space) noexcept
+{
+    return {&space, space.hive, space.hive != nullptr ? space.hive->Root() : CellOffset{}};
+}
+
+bool KeyReference::IsHidden(const NameView& name) const noexcept
+{
+    if (space == nullptr) {
+        return false;
+    }
+    for (const std::unique_ptr<NamespaceKey>& child : space->children) {
+        if (CompareNames(name, child->name) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+Result<KeyReference> KeyReference::Subkey(std::u16string_view name) const
+{
+    if (space != nullptr) {
+        if (const NamespaceKey* child = space->Child(name); child != nullptr) {
+            return Of(*child);
+        }
+    }
+    if (!HasHive()) {
+        return Failure(ErrorCode::kFileNotFound);
+    }
+    const Checked<KeyNode> node = Node();
+    if (!node) {
+        return tl::unexpected(hive->ToError(node.error()));
+    }
+    const Checked<CellOffset> found = hive->FindSubkey(*node, name);
+    if (!found) {
+        return tl::unexpected(hive->ToError(found.error()));
+    }
+    if (found->IsNil()) {
+        return Failure(ErrorCode::kFileNotFound);
+    }
+    return KeyReference{nullptr, hive, *found};
+}
+
+Result<KeyReference> FollowPath(const KeyReference& start, std::string_view path)
+{
+    const std::optional<std::u16string> text = ToUtf16(path);
+    if (!text) {
+        return Failure(ErrorCode::kNoUnicodeTranslation);
+    }
+    Result<KeyReference> at = start;
+    std::u16string_view rest = *text;
+    while (at && !rest.empty()) {
+        const std::size_t end = std::min(rest.find(u'\\'), rest.size());
+        if (end != 0) {
+            at = at->Subkey(rest.substr(0, end));
+        }
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return at;
+}
+
+} // namespace tolvar

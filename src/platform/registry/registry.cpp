@@ -1,0 +1,185 @@
+#include "platform/registry/registry.h"
+
+#include <atomic>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "platform/registry/registry_state.h"
+#include "platform/system/text.h"
+
+namespace tolvar {
+
+namespace {
+
+struct PredefinedRoot {
+    const char16_t* name;
+    std::uintptr_t handle;
+};
+
+constexpr std::array<PredefinedRoot, kRootCount> kRoots = {{
+    {u"HKEY_CLASSES_ROOT", 0x80000000},
+    {u"HKEY_CURRENT_USER", 0x80000001},
+    {u"HKEY_LOCAL_MACHINE", 0x80000002},
+    {u"HKEY_USERS", 0x80000003},
+    {u"HKEY_PERFORMANCE_DATA", 0x80000004},
+    {u"HKEY_CURRENT_CONFIG", 0x80000005},
+    {u"HKEY_DYN_DATA", 0x80000006},
+}};
+
+std::atomic<Registry*> g_current{nullptr};
+
+/// The name of a path's first component and what follows it.
+struct SplitPath {
+    std::u16string_view root;
+    std::u16string_view rest;
+};
+
+SplitPath SplitRoot(std::u16string_view path)
+{
+    const std::size_t end = std::min(path.find(u'\\'), path.size());
+    return {path.substr(0, end), path.substr(std::min(end + 1, path.size()))};
+}
+
+std::optional<std::size_t> RootIndex(std::u16string_view name)
+{
+    for (std::size_t i = 0; i < kRoots.size(); ++i) {
+        if (CompareNames(kRoots[i].name, name) == 0) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+MountRequest MountRequest::FromArgument(std::string_view argument)
+{
+    const std::size_t at = argument.rfind('@');
+    if (at != std::string_view::npos) {
+        const std::optional<std::u16string> key = ToUtf16(argument.substr(at + 1));
+        if (key && RootIndex(SplitRoot(*key).root)) {
+            return {argument.substr(0, at), std::string(argument.substr(at + 1))};
+        }
+    }
+    return {argument, {}};
+}
+
+const NamespaceKey* Registry::State::RootOf(HKEY handle) const noexcept
+{
+    for (std::size_t i = 0; i < kRoots.size(); ++i) {
+        if (reinterpret_cast<std::uintptr_t>(handle) == kRoots[i].handle) {
+            return &roots[i];
+        }
+    }
+    return nullptr;
+}
+
+Registry::Registry() : m_pState(std::make_unique<State>())
+{
+    for (std::size_t i = 0; i < kRoots.size(); ++i) {
+        m_pState->roots[i].name = kRoots[i].name;
+    }
+}
+
+Registry::~Registry() = default;
+
+Result<void> Registry::Mount(const MountRequest& request)
+{
+    const std::string path =
+        request.key.empty() ? "HKEY_LOCAL_MACHINE\\" + request.file.filename().string() : request.key;
+    const std::optional<std::u16string> text = ToUtf16(path);
+    const std::optional<std::size_t> root = text ? RootIndex(SplitRoot(*text).root) : std::nullopt;
+    if (!root) {
+        return Failure(ErrorCode::kInvalidParameter, fmt::format("mount {} at {}", request.file.string(), path));
+    }
+    Result<Hive> hive = Hive::Open(request.file);
+    if (!hive) {
+        return tl::unexpected(std::move(hive.error()));
+    }
+    const std::unique_lock lock(m_pState->lock);
+    NamespaceKey* at = &m_pState->roots[*root];
+    std::u16string_view rest = SplitRoot(*text).rest;
+    while (!rest.empty()) {
+        const SplitPath split = SplitRoot(rest);
+        rest = split.rest;
+        if (split.root.empty()) {
+            continue;
+        }
+        NamespaceKey* child = at->Child(split.root);
+        if (child == nullptr) {
+            at->children.push_back(std::make_unique<NamespaceKey>());
+            child = at->children.back().get();
+            child->name = split.root;
+            child->parent = at;
+        }
+        at = child;
+    }
+    if (at->hive != nullptr) {
+        return Failure(ErrorCode::kAlreadyExists, fmt::format("mount {} at {}: {} is mounted there",
+                                                              request.file.string(), path, at->hive->File().string()));
+    }
+    m_pState->hives.push_back(std::move(*hive));
+    at->hive = &m_pState->hives.back();
+    if (at->hive->Damage()) {
+        m_pState->notices.push_back({request.file, *at->hive->Damage(), true});
+    }
+    if (at->hive->NeedsRecovery()) {
+        m_pState->notices.push_back(
+            {request.file,
+             {ErrorCode::kSuccess,
+              fmt::format("{} was not closed cleanly: newer changes may lie in its transaction logs, "
+                          "and are not shown",
+                          request.file.string())},
+             false});
+    }
+    return {};
+}
+
+std::span<const MountNotice> Registry::Notices() const noexcept
+{
+    return m_pState->notices;
+}
+
+void Registry::SetAccessCheck(const AccessCheck* check) noexcept
+{
+    m_pState->accessCheck = check;
+}
+
+std::shared_mutex& Registry::Lock() const noexcept
+{
+    return m_pState->lock;
+}
+
+Result<KeyReference> Registry::Find(std::string_view fullPath) const
+{
+    const std::size_t end = std::min(fullPath.find('\\'), fullPath.size());
+    const std::optional<std::u16string> name = ToUtf16(fullPath.substr(0, end));
+    const std::optional<std::size_t> root = name ? RootIndex(*name) : std::nullopt;
+    if (!root) {
+        return Failure(ErrorCode::kFileNotFound, std::string(fullPath));
+    }
+    Result<KeyReference> key =
+        FollowPath(KeyReference::Of(m_pState->roots[*root]), fullPath.substr(std::min(end + 1, fullPath.size())));
+    if (!key && key.error().context.empty()) {
+        key.error().context = fullPath;
+    }
+    return key;
+}
+
+Registry* Registry::Current() noexcept
+{
+    return g_current.load();
+}
+
+Session::Session(Registry& registry)
+{
+    g_current.store(&registry);
+}
+
+Session::~Session()
+{
+    g_current.store(nullptr);
+}
+
+} // namespace tolvar

@@ -1,0 +1,104 @@
+#include <cstring>
+
+#include "platform/registry/key_text.h"
+#include "platform/registry/winreg.h"
+#include "platform/registry/winreg_access.h"
+
+using namespace tolvar;
+
+namespace {
+
+/// Hands type and data of a value to the caller, by the rules that RegEnumValueA and RegQueryValueExA share.
+LSTATUS StoreValue(const Hive& hive, const ValueRecord& value, DWORD* type, BYTE* data, DWORD* dataSize)
+{
+    const auto stored = hive.ReadData(value);
+    if (!stored) {
+        return RegistryCall::CodeOf(stored.error());
+    }
+    if (type != nullptr) {
+        *type = value.type;
+    }
+    if (dataSize == nullptr) {
+        return ERROR_SUCCESS;
+    }
+    const std::vector<std::byte> bytes = DataForCaller(value.type, *stored);
+    const DWORD room = *dataSize;
+    *dataSize = static_cast<DWORD>(bytes.size());
+    if (data == nullptr) {
+        return ERROR_SUCCESS;
+    }
+    if (room < bytes.size()) {
+        return ERROR_MORE_DATA;
+    }
+    std::memcpy(data, bytes.data(), bytes.size());
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+LSTATUS RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD* /*reserved*/, DWORD* type, BYTE* data,
+                      DWORD* dataSize)
+{
+    if (name == nullptr || nameSize == nullptr || (data != nullptr && dataSize == nullptr)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const RegistryCall call(key, KEY_QUERY_VALUE);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    if (!call.Key().key.HasHive()) {
+        return ERROR_NO_MORE_ITEMS;
+    }
+    const auto node = call.Node();
+    if (!node) {
+        return node.error();
+    }
+    const Hive& hive = *call.Key().key.hive;
+    const Checked<ValueListView> values = hive.Values(*node);
+    if (!values) {
+        return RegistryCall::CodeOf(values.error());
+    }
+    if (index >= values->count) {
+        return ERROR_NO_MORE_ITEMS;
+    }
+    const Checked<ValueRecord> value = hive.Value((*values)[index]);
+    if (!value) {
+        return RegistryCall::CodeOf(value.error());
+    }
+    const std::string text = value->name.ToUtf8();
+    if (*nameSize <= text.size()) {
+        return ERROR_MORE_DATA;
+    }
+    if (const LSTATUS code = StoreValue(hive, *value, type, data, dataSize); code != ERROR_SUCCESS) {
+        return code;
+    }
+    return StoreName(text, name, nameSize);
+}
+
+LSTATUS RegQueryValueExA(HKEY key, const char* name, DWORD* /*reserved*/, DWORD* type, BYTE* data, DWORD* dataSize)
+{
+    if (data != nullptr && dataSize == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const RegistryCall call(key, KEY_QUERY_VALUE);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    const std::optional<std::u16string> text = ToUtf16(name != nullptr ? name : "");
+    if (!text) {
+        return ERROR_NO_UNICODE_TRANSLATION;
+    }
+    if (!call.Key().key.HasHive()) {
+        return ERROR_FILE_NOT_FOUND;
+    }
+    const auto node = call.Node();
+    if (!node) {
+        return node.error();
+    }
+    const Hive& hive = *call.Key().key.hive;
+    const auto value = hive.FindValue(*node, *text);
+    if (!value) {
+        return RegistryCall::CodeOf(value.error());
+    }
+    return *value ? StoreValue(hive, **value, type, data, dataSize) : ERROR_FILE_NOT_FOUND;
+}
