@@ -1,0 +1,26 @@
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "platform/registry/winreg.h"
+
+namespace tolvar {
+
+/// Whether the environment strings in data of type REG_EXPAND_SZ are replaced.
+enum class ExpandStrings { kNo, kYes };
+
+/// The name of a type, "REG_SZ" and so on; a type above 10 is "Custom type - " and its number, as a signed one.
+[[nodiscard]] std::string ValueTypeName(DWORD type);
+
+/// The one text form of a value's data, in which values are shown, edited and exchanged. `data` is as RegQueryValueExA
+/// hands it out. No data at all gives an empty text. Texts end at their first zero byte, lists at their first empty
+/// string, with
+/// ";" between the strings; numbers are "%08x"; all else is "%02x " a byte.
+/// A number of less than four bytes is rendered as bytes, since the text of a number could not tell their count.
+[[nodiscard]] std::string ValueToText(DWORD type, std::span<const BYTE> data, ExpandStrings expand);
+
+/// ValueToText as the list's Data column shows it: expanded, and a REG_DWORD as "0x0000002a (42)".
+[[nodiscard]] std::string ValueToListText(DWORD type, std::span<const BYTE> data);
+
+} // namespace tolvar
