@@ -1,0 +1,79 @@
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "cli/command.h"
+#include "cli/json_text.h"
+#include "platform/hive/hive_validator.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr const char* NameOf(Severity severity)
+{
+    return severity == Severity::kError ? "error" : "warning";
+}
+
+class CheckCommand final : public Command {
+public:
+    CLI::App* Register(CLI::App& program) override
+    {
+        CLI::App* app = program.add_subcommand("check", "Check a hive file against its format, and change nothing");
+        app->add_option("FILE", m_file, "The hive file")->required();
+        return app;
+    }
+
+    void Run(CommandContext& context) override
+    {
+        const Result<Hive> hive = Hive::Open(m_file);
+        if (!hive) {
+            context.Report(hive.error());
+            return;
+        }
+        const ValidationSummary summary =
+            ValidateHive(*hive, [&context](const Finding& finding) { Print(context, finding); });
+        context.hasFailed = context.hasFailed || summary.errors != 0;
+        PrintSummary(context, summary);
+    }
+
+private:
+    static void Print(CommandContext& context, const Finding& finding)
+    {
+        if (context.json) {
+            context.out.Write(fmt::format(R"({{"severity":"{}","offset":{},"meaning":{}}})"
+                                          "\n",
+                                          NameOf(finding.severity), finding.filePosition, JsonString(finding.meaning)));
+            return;
+        }
+        context.out.Write(fmt::format("{:#010x} {}: ", finding.filePosition, NameOf(finding.severity)));
+        context.out.WriteName(finding.meaning);
+        context.out.Write("\n");
+    }
+
+    static void PrintSummary(CommandContext& context, const ValidationSummary& s)
+    {
+        if (context.json) {
+            context.out.Write(fmt::format(
+                R"({{"errors":{},"warnings":{},"bins":{},"cells":{},"freeBytes":{},"keys":{},)"
+                R"("values":{},"dataBytes":{},"securityRecords":{}}})"
+                "\n",
+                s.errors, s.warnings, s.bins, s.cells, s.freeBytes, s.keys, s.values, s.dataBytes, s.securityRecords));
+            return;
+        }
+        context.out.Write(fmt::format("{} errors, {} warnings; {} keys, {} values with {} bytes, {} security records; "
+                                      "{} bins, {} cells, {} bytes free\n",
+                                      s.errors, s.warnings, s.keys, s.values, s.dataBytes, s.securityRecords, s.bins,
+                                      s.cells, s.freeBytes));
+    }
+
+    std::string m_file;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeCheckCommand()
+{
+    return std::make_unique<CheckCommand>();
+}
+
+} // namespace tolvar

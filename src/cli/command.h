@@ -1,0 +1,50 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/output.h"
+#include "platform/registry/registry.h"
+#include "platform/system/error.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tolvar {
+
+/// What a command works with. The streams and the registry outlive it.
+struct CommandContext {
+    Registry& registry;
+    Output& out;
+    bool json = false;
+
+    /// One line on standard error. The exit status becomes 1, and the command may go on.
+    void Report(const Error& error);
+    bool hasFailed = false;
+};
+
+/// One command of the program: its options, and what it does.
+class Command {
+public:
+    virtual ~Command() = default;
+
+    /// Adds the command with its options to `program`, and answers it.
+    virtual CLI::App* Register(CLI::App& program) = 0;
+    virtual void Run(CommandContext& context) = 0;
+};
+
+/// Opens a key for a command. Reports, and answers null, if that fails.
+[[nodiscard]] HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM access);
+
+[[nodiscard]] std::unique_ptr<Command> MakeLsCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeInfoCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeGetCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeDumpCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeCheckCommand();
+
+/// Runs the program and answers its exit status: 0 done, 1 failed, 2 wrong usage.
+int RunProgram(int argc, char** argv);
+
+} // namespace tolvar

@@ -1,0 +1,95 @@
+#include "cli/json_text.h"
+
+#include <fmt/format.h>
+
+#include "platform/system/text.h"
+
+namespace tolvar {
+
+namespace {
+
+bool IsSurrogate(char16_t unit)
+{
+    return unit >= 0xD800 && unit <= 0xDFFF;
+}
+
+/// One unit that needs an escape or is no ASCII character.
+void AppendEscaped(std::string& out, char16_t unit)
+{
+    if (unit == u'"' || unit == u'\\') {
+        out.push_back('\\');
+        out.push_back(static_cast<char>(unit));
+    } else if (unit < 0x20 || unit == 0x7F || IsSurrogate(unit)) {
+        // Pairs too: two escapes stand for one character, and a lone one comes back as it was.
+        fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<unsigned>(unit));
+    } else {
+        AppendUtf8Unit(out, unit, NulForm::kPlain);
+    }
+}
+
+template <class Name>
+void AppendUnits(std::string& out, const Name& name)
+{
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        const char16_t unit = name[i];
+        if (unit >= 0x20 && unit < 0x7F && unit != u'"' && unit != u'\\') {
+            out.push_back(static_cast<char>(unit));
+        } else {
+            AppendEscaped(out, unit);
+        }
+    }
+}
+
+} // namespace
+
+void AppendJsonText(std::string& out, std::u16string_view text)
+{
+    AppendUnits(out, text);
+}
+
+void AppendJsonText(std::string& out, const NameView& name)
+{
+    AppendUnits(out, name);
+}
+
+std::string JsonString(std::string_view text)
+{
+    std::string out = "\"";
+    AppendJsonText(out, ToUtf16(text).value_or(u"\xFFFD"));
+    out.push_back('"');
+    return out;
+}
+
+void AppendHex(std::string& out, std::span<const std::byte> bytes)
+{
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    const std::size_t at = out.size();
+    out.resize(at + 2 * bytes.size());
+    char* digit = out.data() + at;
+    for (const std::byte byte : bytes) {
+        *digit++ = kDigits[std::to_integer<unsigned>(byte) >> 4];
+        *digit++ = kDigits[std::to_integer<unsigned>(byte) & 15];
+    }
+}
+
+void AppendTime(std::string& out, std::uint64_t time)
+{
+    constexpr std::uint64_t kTicksPerSecond = 10'000'000;
+    constexpr std::uint64_t kSecondsPerDay = 86'400;
+    const std::uint64_t seconds = time / kTicksPerSecond;
+    const std::uint64_t inDay = seconds % kSecondsPerDay;
+    // By arithmetic of our own: the calendar of <chrono> ends in the year 32767, hostile times do not.
+    const auto days = static_cast<std::int64_t>(seconds / kSecondsPerDay) - 134'774 + 719'468; // since 0000-03-01
+    const std::int64_t era = days / 146'097;
+    const auto dayOfEra = days - era * 146'097;
+    const auto yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36'524 - dayOfEra / 146'096) / 365;
+    const auto dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const auto monthFromMarch = (5 * dayOfYear + 2) / 153;
+    const auto day = dayOfYear - (153 * monthFromMarch + 2) / 5 + 1;
+    const auto month = monthFromMarch < 10 ? monthFromMarch + 3 : monthFromMarch - 9;
+    const auto year = yearOfEra + era * 400 + (month <= 2 ? 1 : 0);
+    fmt::format_to(std::back_inserter(out), "{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:07}Z", year, month, day,
+                   inDay / 3600, inDay / 60 % 60, inDay % 60, time % kTicksPerSecond);
+}
+
+} // namespace tolvar
