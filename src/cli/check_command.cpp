@@ -46,7 +46,7 @@ private:
             return;
         }
         context.out.Write(fmt::format("{:#010x} {}: ", finding.filePosition, NameOf(finding.severity)));
-        context.out.WriteName(finding.meaning);
+        AppendVisible(context.out.Buffer(), finding.meaning); // one finding, one line, whatever a key is named
         context.out.Write("\n");
     }
 

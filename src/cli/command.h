@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/output.h"
+#include "platform/registry/key_reference.h"
 #include "platform/registry/registry.h"
 #include "platform/system/error.h"
 
@@ -37,6 +39,9 @@ public:
 
 /// Opens a key for a command. Reports, and answers null, if that fails.
 [[nodiscard]] HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM access);
+
+/// Finds a key that a command then walks, if the session's user may read it. Reports, and answers nothing, if not.
+[[nodiscard]] std::optional<KeyReference> FindForCommand(CommandContext& context, const std::string& path);
 
 [[nodiscard]] std::unique_ptr<Command> MakeLsCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeInfoCommand();

@@ -1,106 +1,99 @@
+#include <algorithm>
 #include <shared_mutex>
 
 #include <CLI/CLI.hpp>
 
 #include "cli/command.h"
 #include "cli/json_text.h"
+#include "cli/walk_line.h"
 #include "platform/registry/key_cursor.h"
-#include "platform/system/text.h"
+#include "platform/system/file_time.h"
 
 namespace tolvar {
 
 namespace {
 
-/// Writes each key that a walk meets as one line of JSON.
+/// Writes each key that a walk meets as one line of JSON. A line may be as long as a hive: it goes out as it grows.
 class DumpWriter {
 public:
-    DumpWriter(CommandContext& context, std::u16string_view top) : m_context(context) { m_paths.emplace_back(top); }
+    DumpWriter(CommandContext& context, std::string_view top) : m_out(context.out), m_path(top), m_faults(context) {}
 
     void OnKey(const KeyCursor& key)
     {
-        m_paths.resize(key.depth + 1);
-        if (key.depth != 0) {
-            m_paths[key.depth] = m_paths[key.depth - 1];
-            m_paths[key.depth] += u'\\';
-            m_paths[key.depth] += key.mountName != nullptr ? *key.mountName : key.node->name.ToUtf16();
-        }
-        std::string& out = m_context.out.Buffer();
+        m_path.Enter(key);
+        std::string& out = m_out.Buffer();
         out.append(R"({"key":")");
-        AppendJsonText(out, m_paths[key.depth]);
+        AppendJsonText(out, m_path.Text());
         out.append(R"(","class":")");
         if (key.node != nullptr) {
             AppendClass(key);
         }
         out.append(R"(","written":")");
-        AppendTime(out, key.node != nullptr ? key.node->lastWrite : 0);
+        AppendIsoTime(out, key.node != nullptr ? key.node->lastWrite : 0);
         out.append(R"(","values":[)");
         m_isFirstValue = true;
     }
 
     void OnValue(const Hive& hive, const ValueRecord& value, DataView data)
     {
-        std::string& out = m_context.out.Buffer();
-        const std::size_t before = out.size();
+        if (const Checked<void> pieces = hive.CheckPieces(data); !pieces) {
+            m_faults.Add(hive, pieces.error()); // the line goes on without the value
+            return;
+        }
+        std::string& out = m_out.Buffer();
         out.append(m_isFirstValue ? R"({"name":")" : R"(,{"name":")");
+        m_isFirstValue = false;
         AppendJsonText(out, value.name);
         out.append(R"(","type":)");
         out.append(std::to_string(value.type));
         out.append(R"(,"data":")");
-        Checked<std::span<const std::byte>> piece = hive.NextPiece(data);
-        while (piece && !piece->empty()) {
-            AppendHex(out, *piece);
+        for (auto piece = hive.NextPiece(data); piece && !piece->empty(); piece = hive.NextPiece(data)) {
+            AppendData(*piece);
             if (hive.MediumFailed(*piece)) {
-                piece = Fault(Breach::kMediumFailed, value.offset);
-                break;
+                m_faults.Add(hive, {Breach::kMediumFailed, value.offset});
             }
-            piece = hive.NextPiece(data);
         }
-        if (!piece) {
-            out.resize(before); // the line goes on without the value
-            m_faults.push_back(hive.ToError(piece.error()));
-            return;
-        }
-        out.append("\"}");
-        m_isFirstValue = false;
+        m_out.Write("\"}");
     }
 
     void OnValuesEnd()
     {
-        m_context.out.Write("]}\n");
-        for (const Error& fault : m_faults) {
-            m_context.Report(fault);
-        }
-        m_faults.clear();
+        m_out.Write("]}\n");
+        m_faults.Tell();
     }
 
-    void OnFault(const Hive& hive, const HiveFault& fault, unsigned /*depth*/)
-    {
-        m_faults.push_back(hive.ToError(fault));
-    }
+    void OnFault(const Hive& hive, const HiveFault& fault, unsigned /*depth*/) { m_faults.Add(hive, fault); }
 
-    void Finish()
-    {
-        for (const Error& fault : m_faults) {
-            m_context.Report(fault);
-        }
-    }
+    /// Tells what was met behind the last line.
+    void Finish() { m_faults.Tell(); }
 
-    [[nodiscard]] bool IsStopped() const { return m_context.out.IsClosed(); }
+    [[nodiscard]] bool IsStopped() const { return m_out.IsClosed(); }
 
 private:
     void AppendClass(const KeyCursor& key)
     {
         const Checked<NameView> name = key.hive->ClassName(*key.node);
         if (name) {
-            AppendJsonText(m_context.out.Buffer(), *name);
+            AppendJsonText(m_out.Buffer(), *name);
         } else {
-            m_faults.push_back(key.hive->ToError(name.error()));
+            m_faults.Add(*key.hive, name.error());
         }
     }
 
-    CommandContext& m_context;
-    std::vector<std::u16string> m_paths; ///< full paths of the keys on the way down
-    std::vector<Error> m_faults;         ///< met while a line is being written, told after it
+    void AppendData(std::span<const std::byte> bytes)
+    {
+        constexpr std::size_t kAtOnce = 1 << 15;
+        while (!bytes.empty() && !m_out.IsClosed()) {
+            const auto part = bytes.first(std::min(bytes.size(), kAtOnce));
+            AppendHex(m_out.Buffer(), part);
+            m_out.Written();
+            bytes = bytes.subspan(part.size());
+        }
+    }
+
+    Output& m_out;
+    WalkPath m_path;
+    HeldFaults m_faults;
     bool m_isFirstValue = true;
 };
 
@@ -115,17 +108,12 @@ public:
 
     void Run(CommandContext& context) override
     {
-        const std::shared_lock lock(context.registry.Lock());
-        const Result<KeyReference> key = context.registry.Find(m_path);
+        const std::optional<KeyReference> key = FindForCommand(context, m_path);
         if (!key) {
-            context.Report(key.error());
             return;
         }
-        std::string_view top = m_path;
-        while (top.ends_with('\\')) {
-            top.remove_suffix(1);
-        }
-        DumpWriter writer(context, ToUtf16(top).value_or(std::u16string()));
+        const std::shared_lock lock(context.registry.Lock());
+        DumpWriter writer(context, m_path);
         KeyWalk(writer).Run(*key);
         writer.Finish();
     }

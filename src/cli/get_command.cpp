@@ -5,15 +5,98 @@
 
 #include "cli/command.h"
 #include "cli/json_text.h"
-#include "cli/key_contents.h"
-#include "platform/registry/key_reference.h"
+#include "cli/walk_line.h"
+#include "platform/registry/key_text.h"
 #include "platform/system/text.h"
-#include "registry/reg_key.h"
 #include "registry/value_text.h"
 
 namespace tolvar {
 
 namespace {
+
+/// Writes values in their text form, one a line.
+class ValueWriter {
+public:
+    ValueWriter(CommandContext& context, bool withNames) : m_context(context), m_withNames(withNames), m_faults(context)
+    {}
+
+    /// Writes the value, or answers why it can't be read.
+    [[nodiscard]] Checked<void> Write(const Hive& hive, const ValueRecord& value)
+    {
+        std::vector<BYTE> data;
+        const auto bytes = [&data] { return std::as_writable_bytes(std::span(data)); };
+        const Checked<std::size_t> size = DataForCaller(hive, value, bytes());
+        if (size) {
+            data.resize(*size);
+        }
+        const Checked<std::size_t> read = size ? DataForCaller(hive, value, bytes()) : size;
+        if (!read) {
+            return tl::unexpected(read.error());
+        }
+        Print(value, ValueToText(value.type, data, ExpandStrings::kNo));
+        return {};
+    }
+
+    void OnKey(const KeyCursor& /*key*/) {}
+    void OnValue(const Hive& hive, const ValueRecord& value, const DataView& /*data*/)
+    {
+        if (const Checked<void> written = Write(hive, value); !written) {
+            m_faults.Add(hive, written.error());
+        }
+    }
+    void OnValuesEnd()
+    {
+        m_faults.Tell();
+        m_isDone = true;
+    }
+    void OnFault(const Hive& hive, const HiveFault& fault, unsigned /*depth*/) { m_faults.Add(hive, fault); }
+    [[nodiscard]] bool IsStopped() const { return m_isDone; }
+
+    /// Tells what kept the walk from the key itself.
+    void Finish() { m_faults.Tell(); }
+
+private:
+    void Print(const ValueRecord& value, const std::string& text)
+    {
+        Output& out = m_context.out;
+        if (m_context.json) {
+            out.Buffer().append(R"({"name":")");
+            AppendJsonText(out.Buffer(), value.name);
+            out.Write(fmt::format(R"(","type":{},"typeName":"{}","text":{}}})"
+                                  "\n",
+                                  value.type, ValueTypeName(value.type), JsonString(text)));
+            return;
+        }
+        if (m_withNames) {
+            out.WriteName(value.name.empty() ? "(Default)" : value.name.ToUtf8());
+            out.Write("\t" + ValueTypeName(value.type) + "\t");
+        }
+        out.WriteName(text);
+        out.Write("\n");
+    }
+
+    CommandContext& m_context;
+    bool m_withNames;
+    HeldFaults m_faults;
+    bool m_isDone = false;
+};
+
+/// Writes the stored bytes, without the conversion of texts that the registry's calls make.
+Checked<void> WriteRaw(Output& out, const Hive& hive, const ValueRecord& value)
+{
+    Checked<DataView> data = hive.Data(value);
+    const Checked<void> pieces = data ? hive.CheckPieces(*data) : tl::unexpected(data.error());
+    if (!pieces) {
+        return pieces;
+    }
+    for (auto piece = hive.NextPiece(*data); piece && !piece->empty(); piece = hive.NextPiece(*data)) {
+        out.Write({reinterpret_cast<const char*>(piece->data()), piece->size()});
+        if (hive.MediumFailed(*piece)) {
+            return Fault(Breach::kMediumFailed, value.offset);
+        }
+    }
+    return {};
+}
 
 class GetCommand final : public Command {
 public:
@@ -28,74 +111,47 @@ public:
 
     void Run(CommandContext& context) override
     {
-        const RegKey key(OpenForCommand(context, m_path, KEY_READ));
+        const std::optional<KeyReference> key = FindForCommand(context, m_path);
         if (!key) {
             return;
         }
-        const bool isOne = m_nameOption->count() != 0;
-        if (m_isRaw) {
-            PrintRaw(context);
-            return;
-        }
-        std::vector<ListedValue> values(isOne ? 1 : 0);
-        LSTATUS code = ERROR_SUCCESS;
-        if (isOne) {
-            code = ReadValue(key.Get(), m_name, values[0]);
+        const std::shared_lock lock(context.registry.Lock());
+        if (m_isRaw || m_nameOption->count() != 0) {
+            GetOne(context, *key);
         } else {
-            values = ValuesOf(key.Get(), &code);
-        }
-        if (code != ERROR_SUCCESS) {
-            context.Report({static_cast<ErrorCode>(code), isOne ? m_path + ", value " + m_name : m_path});
-            if (isOne) {
-                return;
-            }
-        }
-        for (const ListedValue& value : values) {
-            Print(context, value, isOne);
+            ValueWriter writer(context, true);
+            KeyWalk(writer).Run(*key);
+            writer.Finish();
         }
     }
 
 private:
-    /// The stored bytes, without the conversion of texts that the registry's calls make.
-    void PrintRaw(CommandContext& context) const
+    void GetOne(CommandContext& context, const KeyReference& key) const
     {
-        const std::shared_lock lock(context.registry.Lock());
-        const Result<KeyReference> key = context.registry.Find(m_path);
         const std::optional<std::u16string> name = ToUtf16(m_name);
-        if (!key || !name || !key->HasHive()) {
-            context.Report(key ? Error{ErrorCode::kFileNotFound, m_path} : key.error());
+        if (!name || !key.HasHive()) {
+            ReportMissing(context, name ? ErrorCode::kFileNotFound : ErrorCode::kNoUnicodeTranslation);
             return;
         }
-        const Checked<KeyNode> node = key->Node();
-        const auto value = node ? key->hive->FindValue(*node, *name) : tl::unexpected(node.error());
+        const Hive& hive = *key.hive;
+        const Checked<KeyNode> node = key.Node();
+        const auto value = node ? hive.FindValue(*node, *name) : tl::unexpected(node.error());
         if (value && !*value) {
-            context.Report({ErrorCode::kFileNotFound, m_path + ", value " + m_name});
+            ReportMissing(context, ErrorCode::kFileNotFound);
             return;
         }
-        const auto data = value ? key->hive->ReadData(**value) : tl::unexpected(value.error());
-        if (!data) {
-            context.Report(key->hive->ToError(data.error()));
-            return;
+        Checked<void> written = value ? Checked<void>() : tl::unexpected(value.error());
+        if (written) {
+            written = m_isRaw ? WriteRaw(context.out, hive, **value) : ValueWriter(context, false).Write(hive, **value);
         }
-        context.out.Write({reinterpret_cast<const char*>(data->data()), data->size()});
+        if (!written) {
+            context.Report(hive.ToError(written.error()));
+        }
     }
 
-    static void Print(CommandContext& context, const ListedValue& value, bool isOne)
+    void ReportMissing(CommandContext& context, ErrorCode code) const
     {
-        const std::string text = ValueToText(value.type, value.data, ExpandStrings::kNo);
-        Output& out = context.out;
-        if (context.json) {
-            out.Write(fmt::format(R"({{"name":{},"type":{},"typeName":"{}","text":{}}})"
-                                  "\n",
-                                  JsonString(value.name), value.type, ValueTypeName(value.type), JsonString(text)));
-            return;
-        }
-        if (!isOne) {
-            out.WriteName(value.name.empty() ? "(Default)" : value.name);
-            out.Write("\t" + ValueTypeName(value.type) + "\t");
-        }
-        out.WriteName(text);
-        out.Write("\n");
+        context.Report({code, m_path + ", value " + m_name});
     }
 
     std::string m_path;

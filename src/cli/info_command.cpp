@@ -3,6 +3,7 @@
 
 #include "cli/command.h"
 #include "cli/json_text.h"
+#include "platform/system/file_time.h"
 #include "registry/key_owner.h"
 #include "registry/reg_key.h"
 
@@ -39,9 +40,12 @@ public:
         className.resize(classSize);
         std::string owner;
         std::string group;
-        static_cast<void>(GetKeyOwnerAndGroup(key.Get(), owner, group)); // a key of no hive has neither
+        const LSTATUS ownerCode = GetKeyOwnerAndGroup(key.Get(), owner, group);
+        if (ownerCode != ERROR_SUCCESS && ownerCode != ERROR_FILE_NOT_FOUND) { // a key of no hive has neither
+            context.Report({static_cast<ErrorCode>(ownerCode), "owner and group of " + m_path});
+        }
         std::string time;
-        AppendTime(time, std::uint64_t{written.dwHighDateTime} << 32 | written.dwLowDateTime);
+        AppendIsoTime(time, std::uint64_t{written.dwHighDateTime} << 32 | written.dwLowDateTime);
         if (context.json) {
             context.out.Write(
                 fmt::format(R"({{"key":{},"class":{},"subkeys":{},"values":{},"written":"{}","owner":{},"group":{}}})"

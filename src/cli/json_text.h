@@ -23,7 +23,4 @@ void AppendJsonText(std::string& out, const NameView& name);
 /// Two lower-case digits a byte.
 void AppendHex(std::string& out, std::span<const std::byte> bytes);
 
-/// A time of the registry, 100 ns since 1601-01-01 UTC, as "2004-03-23T21:28:00.0000000Z".
-void AppendTime(std::string& out, std::uint64_t time);
-
 } // namespace tolvar

@@ -1,15 +1,128 @@
-#include <vector>
+#include <shared_mutex>
 
 #include <CLI/CLI.hpp>
 
 #include "cli/command.h"
 #include "cli/json_text.h"
-#include "cli/key_contents.h"
-#include "registry/reg_key.h"
+#include "cli/walk_line.h"
+#include "platform/registry/subkey_run.h"
+#include "platform/system/text.h"
 
 namespace tolvar {
 
 namespace {
+
+enum class Depth { kOneKey, kAllBelow };
+
+/// Writes the names in each key that a walk meets: those of its subkeys, then those of its values.
+class ListWriter {
+public:
+    ListWriter(CommandContext& context, std::string_view top, Depth depth)
+        : m_context(context), m_out(context.out), m_path(top), m_faults(context), m_depth(depth)
+    {}
+
+    void OnKey(const KeyCursor& key)
+    {
+        m_path.Enter(key);
+        if (m_context.json) {
+            m_out.Buffer().append(R"({"key":")");
+            AppendJsonText(m_out.Buffer(), m_path.Text());
+            m_out.Write(R"(","subkeys":[)");
+        }
+        m_isFirst = true;
+        m_prefix = m_depth == Depth::kAllBelow ? ToUtf8(m_path.Text()) + "\\" : std::string();
+        ListSubkeys(key);
+        if (m_context.json) {
+            m_out.Write(R"(],"values":[)");
+        }
+        m_isFirst = true;
+    }
+
+    void OnValue(const Hive& /*hive*/, const ValueRecord& value, const DataView& /*data*/)
+    {
+        if (m_context.json) {
+            WriteJson(value.name);
+            return;
+        }
+        m_out.WriteName(m_prefix + (value.name.empty() ? "(Default)" : value.name.ToUtf8()));
+        m_out.Write("\n");
+    }
+
+    void OnValuesEnd()
+    {
+        if (m_context.json) {
+            m_out.Write("]}\n");
+        }
+        m_faults.Tell();
+        m_isDone = m_depth == Depth::kOneKey;
+    }
+
+    void OnFault(const Hive& hive, const HiveFault& fault, unsigned /*depth*/) { m_faults.Add(hive, fault); }
+
+    /// Tells what was met behind the last key.
+    void Finish() { m_faults.Tell(); }
+
+    [[nodiscard]] bool IsStopped() const { return m_isDone || m_out.IsClosed(); }
+
+private:
+    void ListSubkeys(const KeyCursor& key)
+    {
+        if (key.hive != m_hive) {
+            // Each key of a hive is listed once. A hive that lists more of them than it can hold runs in circles, and
+            // the walk says so.
+            m_hive = key.hive;
+            m_namesLeft = m_hive != nullptr ? m_hive->Length() / kSmallestKeyCell : 0;
+        }
+        const Checked<KeyNode> node = key.node != nullptr ? *key.node : Checked<KeyNode>(Fault(Breach::kNone, {}));
+        ForEachSubkey(key.Reference(), node, [&](const Checked<KeyNode>& child, const NamespaceKey* space) {
+            if (space != nullptr) {
+                WriteSubkey(space->name);
+            } else if (m_namesLeft == 0) {
+                return false;
+            } else if (--m_namesLeft; child) {
+                WriteSubkey(child->name);
+            } else if (m_depth == Depth::kOneKey) { // with all below, the walk comes to it and says so itself
+                m_faults.Add(*key.hive, child.error());
+            }
+            return !m_out.IsClosed();
+        });
+    }
+
+    template <class Name>
+    void WriteSubkey(const Name& name)
+    {
+        if (m_context.json) {
+            WriteJson(name);
+            return;
+        }
+        m_out.WriteName(m_prefix + Utf8(name));
+        m_out.Write("\\\n");
+    }
+
+    template <class Name>
+    void WriteJson(const Name& name)
+    {
+        std::string& out = m_out.Buffer();
+        out.append(m_isFirst ? "\"" : ",\"");
+        m_isFirst = false;
+        AppendJsonText(out, name);
+        m_out.Write("\"");
+    }
+
+    static std::string Utf8(const NameView& name) { return name.ToUtf8(); }
+    static std::string Utf8(const std::u16string& name) { return ToUtf8(name); }
+
+    CommandContext& m_context;
+    Output& m_out;
+    WalkPath m_path;
+    HeldFaults m_faults;
+    Depth m_depth;
+    std::string m_prefix; ///< of the names that are printed
+    const Hive* m_hive = nullptr;
+    std::uint32_t m_namesLeft = 0;
+    bool m_isFirst = true;
+    bool m_isDone = false;
+};
 
 class LsCommand final : public Command {
 public:
@@ -23,73 +136,17 @@ public:
 
     void Run(CommandContext& context) override
     {
-        while (m_path.ends_with('\\')) {
-            m_path.pop_back();
+        const std::optional<KeyReference> key = FindForCommand(context, m_path);
+        if (!key) {
+            return;
         }
-        // A stack in place of recursion: how deep a hive goes is not ours to say.
-        std::vector<std::string> pending = {m_path};
-        while (!pending.empty() && !context.out.IsClosed()) {
-            const std::string path = std::move(pending.back());
-            pending.pop_back();
-            const RegKey key(OpenForCommand(context, path, KEY_READ));
-            if (!key) {
-                continue;
-            }
-            const std::vector<std::string> names = List(context, path, key.Get());
-            if (m_isRecursive && DepthOf(path) < kMaxPathDepth) {
-                for (auto name = names.rbegin(); name != names.rend(); ++name) {
-                    pending.push_back(path + "\\" + *name);
-                }
-            }
-        }
+        const std::shared_lock lock(context.registry.Lock());
+        ListWriter writer(context, m_path, m_isRecursive ? Depth::kAllBelow : Depth::kOneKey);
+        KeyWalk(writer).Run(*key);
+        writer.Finish();
     }
 
 private:
-    static constexpr std::ptrdiff_t kMaxPathDepth =
-        512; ///< the format's limit; a hive that goes deeper runs in circles
-
-    static std::ptrdiff_t DepthOf(const std::string& path) { return std::count(path.begin(), path.end(), '\\'); }
-
-    std::vector<std::string> List(CommandContext& context, const std::string& path, HKEY key) const
-    {
-        std::vector<std::string> names = SubkeyNames(key);
-        LSTATUS failure = ERROR_SUCCESS;
-        const std::vector<ListedValue> values = ValuesOf(key, &failure);
-        if (failure != ERROR_SUCCESS) {
-            context.Report({static_cast<ErrorCode>(failure), path});
-        }
-        if (context.json) {
-            PrintJson(context, path, names, values);
-            return names;
-        }
-        Output& out = context.out;
-        const std::string prefix = m_isRecursive ? path + "\\" : std::string();
-        for (const std::string& name : names) {
-            out.WriteName(prefix + name);
-            out.Write("\\\n");
-        }
-        for (const ListedValue& value : values) {
-            out.WriteName(prefix + (value.name.empty() ? "(Default)" : value.name));
-            out.Write("\n");
-        }
-        return names;
-    }
-
-    static void PrintJson(CommandContext& context, const std::string& path, const std::vector<std::string>& names,
-                          const std::vector<ListedValue>& values)
-    {
-        Output& out = context.out;
-        out.Write(R"({"key":)" + JsonString(path) + R"(,"subkeys":[)");
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            out.Write((i == 0 ? "" : ",") + JsonString(names[i]));
-        }
-        out.Write(R"(],"values":[)");
-        for (std::size_t i = 0; i < values.size(); ++i) {
-            out.Write((i == 0 ? "" : ",") + JsonString(values[i].name));
-        }
-        out.Write("]}\n");
-    }
-
     std::string m_path;
     bool m_isRecursive = false;
 };

@@ -12,21 +12,30 @@ Output::Output(int descriptor) : m_descriptor(descriptor), m_isTerminal(isatty(d
     m_buffer.reserve(2 * kBlock);
 }
 
-void Output::WriteName(std::string_view text)
+void AppendVisible(std::string& out, std::string_view text)
 {
-    if (!m_isTerminal) {
-        Write(text);
-        return;
-    }
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
         if (byte < 0x20 || byte == 0x7F) {
-            fmt::format_to(std::back_inserter(m_buffer), "\\x{:02x}", byte);
+            fmt::format_to(std::back_inserter(out), "\\x{:02x}", byte);
+        } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) { // U+0080 to U+009F steer terminals too
+            fmt::format_to(std::back_inserter(out), "\\x{:02x}", next);
+            ++i;
         } else {
-            m_buffer.push_back(c);
+            out.push_back(text[i]);
         }
     }
-    Written();
+}
+
+void Output::WriteName(std::string_view text)
+{
+    if (m_isTerminal) {
+        AppendVisible(m_buffer, text);
+        Written();
+    } else {
+        Write(text);
+    }
 }
 
 void Output::Flush()

@@ -8,6 +8,10 @@
 
 namespace tolvar {
 
+/// Appends a text of the registry, its control characters shown as "\x1b" and the like, so that a hostile name can
+/// neither steer a terminal nor begin a new line.
+void AppendVisible(std::string& out, std::string_view text);
+
 /// Standard output, in large blocks. When the reader at the other end goes away the output closes, and whoever writes
 /// asks IsClosed and stops: that is no failure. Any other failure to write is one.
 class Output {
@@ -31,8 +35,7 @@ public:
         m_buffer.append(text);
         Written();
     }
-    /// Writes a text of the registry. On a terminal control characters are shown as "\x1b" and the like, so that a
-    /// hostile name can't steer it; everywhere else the bytes go out as they are.
+    /// Writes a text of the registry: on a terminal as AppendVisible shows it, everywhere else as it is.
     void WriteName(std::string_view text);
     void Flush();
 

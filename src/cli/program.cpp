@@ -1,11 +1,13 @@
 #include <csignal>
 #include <cstdio>
+#include <shared_mutex>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <unistd.h>
 
 #include "cli/command.h"
+#include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
 namespace tolvar {
@@ -16,9 +18,24 @@ constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 
-void PrintLine(const std::string& text)
+void PrintLine(std::string_view text)
 {
-    fmt::print(stderr, "tolvar: {}\n", text);
+    std::string line = "tolvar: ";
+    AppendVisible(line, text);
+    fmt::print(stderr, "{}\n", line);
+}
+
+/// What the way to a key tells of a failure: a damaged file and the place in it, where the registry's calls have only a
+/// code. Nothing where the way is free.
+std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::string& path)
+{
+    const std::shared_lock lock(registry.Lock());
+    const Result<KeyReference> key = registry.Find(path);
+    if (!key) {
+        return key.error();
+    }
+    const Checked<KeyNode> node = key->HasHive() ? key->Node() : Checked<KeyNode>();
+    return node ? std::nullopt : std::optional(key->hive->ToError(node.error()));
 }
 
 /// Mounts what was asked for. A hive that can't be had is reported, and the others stay.
@@ -52,10 +69,25 @@ HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM acc
     HKEY key = nullptr;
     const LSTATUS code = OpenKeyPath(path, key, access);
     if (code != ERROR_SUCCESS) {
-        context.Report({static_cast<ErrorCode>(code), path});
+        context.Report(WhyItDoesNotOpen(context.registry, path).value_or(Error{static_cast<ErrorCode>(code), path}));
         return nullptr;
     }
     return key;
+}
+
+std::optional<KeyReference> FindForCommand(CommandContext& context, const std::string& path)
+{
+    const RegKey opened(OpenForCommand(context, path, KEY_READ));
+    if (!opened) {
+        return std::nullopt;
+    }
+    const std::shared_lock lock(context.registry.Lock());
+    const Result<KeyReference> key = context.registry.Find(path);
+    if (!key) {
+        context.Report(key.error());
+        return std::nullopt;
+    }
+    return *key;
 }
 
 int RunProgram(int argc, char** argv)

@@ -8,6 +8,7 @@
 
 #include "fixtures/hive_builder.h"
 #include "platform/registry/registry.h"
+#include "platform_hive/raw_hive.h"
 
 namespace tolvar {
 namespace {
@@ -20,7 +21,7 @@ public:
     [[nodiscard]] bool Grants(std::string_view path, std::span<const std::byte> /*descriptor*/,
                               REGSAM /*desired*/) const override
     {
-        return !path.ends_with("closed");
+        return path != R"(HKEY_LOCAL_MACHINE\A\Main\closed)";
     }
 };
 
@@ -29,16 +30,20 @@ class WinregTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        const BuiltKey main{
-            .name = u"ROOT",
-            .values = {{u"", 1,
-                        fixtures::TextData(u"d\xE9"
-                                           u"fault")},
-                       {u"list", 7, fixtures::TextData(std::u16string(u"a\0bc\0", 5))},
-                       {u"odd", 2, fixtures::Bytes({'x', 0, 'y'})},
-                       {u"lone\xD800", 3, fixtures::Bytes({1, 2, 3, 4, 5})}},
-            .subkeys = {{.name = u"closed"}, {.name = u"hidden"}, {.name = u"Sub", .className = u"Klass"}},
-            .lastWrite = 0x123456789ABCDEF0};
+        const BuiltKey main{.name = u"ROOT",
+                            .values = {{u"", 1,
+                                        fixtures::TextData(u"d\xE9"
+                                                           u"fault")},
+                                       {u"list", 7, fixtures::TextData(std::u16string(u"a\0bc\0", 5))},
+                                       {u"odd", 2, fixtures::Bytes({'x', 0, 'y'})},
+                                       {u"lone\xD800", 3, fixtures::Bytes({1, 2, 3, 4, 5})}},
+                            .subkeys = {{.name = u"closed"},
+                                        {.name = u"hidden"},
+                                        {.name = u"Sub",
+                                         .values = {{u"kept", 4, fixtures::Bytes({1, 2, 3, 4})}},
+                                         .subkeys = {{.name = u"under"}},
+                                         .className = u"Klass"}},
+                            .lastWrite = 0x123456789ABCDEF0};
         const BuiltKey other{.name = u"ROOT", .subkeys = {{.name = u"inner"}}};
         ASSERT_TRUE(m_registry.Mount({Write("main", main), R"(hkey_local_machine\A\Main)"}));
         ASSERT_TRUE(m_registry.Mount({Write("other", other), R"(HKEY_LOCAL_MACHINE\a\main\HIDDEN)"}));
@@ -52,9 +57,12 @@ protected:
 
     std::filesystem::path Write(const char* name, const BuiltKey& root)
     {
+        return Write(name, HiveBuilder().Build(root));
+    }
+    std::filesystem::path Write(const char* name, const std::vector<std::byte>& bytes)
+    {
         const auto file = std::filesystem::path(testing::TempDir()) /
                           (std::string(testing::UnitTest::GetInstance()->current_test_info()->name()) + name);
-        const auto bytes = HiveBuilder().Build(root);
         std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
         m_files.push_back(file);
         return file;
@@ -97,13 +105,40 @@ TEST_F(WinregTest, ShowsMountsBetweenTheKeysOfHives)
     EXPECT_EQ(m_registry.Mount({m_files[0], R"(HKEY_NOWHERE\A)"}).error().code, ErrorCode::kInvalidParameter);
 }
 
+TEST_F(WinregTest, KeepsTheKeysOfAHiveOnTheWayToAMountBelowThem)
+{
+    ASSERT_TRUE(m_registry.Mount({m_files[1], R"(HKEY_LOCAL_MACHINE\A\Main\SUB\Deep\Mount)"}));
+    const HKEY main = Open("A\\Main");
+    EXPECT_THAT(Names(main), testing::UnorderedElementsAre("closed", "SUB", "HIDDEN"));
+    EXPECT_THAT(Names(Open("A\\Main\\Sub")), testing::UnorderedElementsAre("under", "Deep"));
+    EXPECT_THAT(Names(Open("A\\Main\\Sub\\Deep\\Mount")), testing::ElementsAre("inner"));
+    char className[8];
+    DWORD size = sizeof className;
+    EXPECT_EQ(RegQueryInfoKeyA(Open("A\\Main\\Sub"), className, &size, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_STREQ(className, "Klass");
+    EXPECT_EQ(RegQueryValueExA(Open("A\\Main\\Sub"), "kept", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
+    for (const auto& [index, code] : {std::pair{2U, ERROR_SUCCESS},
+                                      {0U, ERROR_SUCCESS},
+                                      {1U, ERROR_SUCCESS},
+                                      {3U, ERROR_NO_MORE_ITEMS},
+                                      {2U, ERROR_SUCCESS}}) {
+        char name[16];
+        EXPECT_EQ(RegEnumKeyA(main, index, name, sizeof name), code) << index;
+        EXPECT_TRUE(index != 0 || std::string_view(name) == "closed");
+    }
+}
+
 TEST_F(WinregTest, AnswersTheCodesOfThePlatform)
 {
     const RefusingCheck check;
     m_registry.SetAccessCheck(&check);
     HKEY key = nullptr;
     EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A\\no", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A\\Main\\closed", 0, KEY_READ, &key), ERROR_ACCESS_DENIED);
+    for (const char* way : {"A\\Main\\closed", "A\\Main\\closed\\", "A\\\\Main\\closed"}) {
+        EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, way, 0, KEY_READ, &key), ERROR_ACCESS_DENIED) << way;
+    }
     EXPECT_EQ(key, nullptr);
     EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A", 1, KEY_READ, &key), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "A", 0, KEY_READ, nullptr), ERROR_INVALID_PARAMETER);
@@ -174,6 +209,130 @@ TEST_F(WinregTest, HandsOutDataByTheRulesOfBuffers)
     EXPECT_EQ(RegQueryValueExA(Open("A\\Main\\Sub"), "", nullptr, nullptr, nullptr, nullptr), ERROR_FILE_NOT_FOUND);
 }
 
+std::vector<std::byte> Units(std::u16string_view text)
+{
+    const auto bytes = std::as_bytes(std::span(text));
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST_F(WinregTest, ConvertsTextsOfEverySizeAndLeavesAllElseAlone)
+{
+    using namespace std::string_literals;
+    // A segment of big data ends between the halves of a pair.
+    std::u16string large(8171, u'x');
+    large += u"\xD83D\xDE00\x20AC";
+    large.resize(20000, u'\xDC00');
+    std::string largeText = std::string(8171, 'x') + "\xF0\x9F\x98\x80\xE2\x82\xAC";
+    for (std::size_t i = 8174; i < 20000; ++i) {
+        largeText += "\xED\xB0\x80";
+    }
+    const std::vector<std::byte> bytes(40001, std::byte{0xD8});
+    const std::string plain(40001, '\xD8');
+    struct Case {
+        DWORD type;
+        std::vector<std::byte> stored;
+        std::string data;
+    };
+    const Case cases[] = {
+        {REG_SZ, {}, ""},
+        {REG_SZ, fixtures::Bytes({'x'}), ""},
+        {REG_SZ, Units(u"ab"), "ab"},
+        {REG_SZ, Units(u"\xD800"), "\xED\xA0\x80"},
+        {REG_EXPAND_SZ, Units(std::u16string(u"a\0b", 3)), "a\0b"s},
+        {REG_MULTI_SZ, Units(std::u16string(u"\xE9\0\0", 3)), "\xC3\xA9\0\0"s},
+        {REG_MULTI_SZ, fixtures::Bytes({'a', 0, 0}), "a"},
+        {REG_SZ, Units(large), largeText},
+        {REG_BINARY, bytes, plain},
+        {REG_LINK, Units(u"ab"), "a\0b\0"s},
+        {12345, Units(u"\xD800"), "\0\xD8"s},
+    };
+    BuiltKey root{.name = u"ROOT"};
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        root.values.push_back({std::u16string(1, static_cast<char16_t>(u'a' + i)), cases[i].type, cases[i].stored});
+    }
+    ASSERT_TRUE(m_registry.Mount({Write("texts", root), R"(HKEY_LOCAL_MACHINE\Texts)"}));
+    const HKEY key = Open("Texts");
+    DWORD longest = 0;
+    EXPECT_EQ(RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &longest,
+                               nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(longest, largeText.size());
+    for (DWORD i = 0; i < std::size(cases); ++i) {
+        SCOPED_TRACE(i);
+        char name[2];
+        DWORD nameSize = sizeof name;
+        DWORD type = 0;
+        ASSERT_EQ(RegEnumValueA(key, i, name, &nameSize, nullptr, &type, nullptr, nullptr), ERROR_SUCCESS);
+        EXPECT_EQ(type, cases[i].type);
+        DWORD size = 7;
+        ASSERT_EQ(RegEnumValueA(key, i, name, &(nameSize = 2), nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
+        EXPECT_EQ(size, cases[i].data.size());
+        std::string data(size + 1, '#'); // with a mark behind the data
+        auto* const out = reinterpret_cast<BYTE*>(data.data());
+        if (size != 0) {
+            DWORD small = size - 1;
+            EXPECT_EQ(RegQueryValueExA(key, name, nullptr, nullptr, out, &small), ERROR_MORE_DATA);
+            EXPECT_EQ(small, size);
+            EXPECT_EQ(data[size - 1], '#');
+        }
+        EXPECT_EQ(RegEnumValueA(key, i, name, &(nameSize = 2), nullptr, nullptr, out, &size), ERROR_SUCCESS);
+        EXPECT_EQ(data, cases[i].data + "#");
+    }
+    char name[1];
+    DWORD nameSize = 1; // no room for "a" and its terminator
+    EXPECT_EQ(RegEnumValueA(key, 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
+}
+
+TEST_F(WinregTest, NamesAValueWhoseDataCanNotBeRead)
+{
+    fixtures::RawHive raw;
+    const std::uint32_t value = raw.AddValue("v", REG_SZ, 0x7FFFFFF0, 4);
+    ASSERT_TRUE(m_registry.Mount(
+        {Write("broken", raw.Finish(raw.AddKey({.values = 1, .valueList = raw.AddOffsets(std::vector{value})}))),
+         R"(HKEY_LOCAL_MACHINE\Broken)"}));
+    const HKEY key = Open("Broken");
+    char name[8];
+    DWORD nameSize = sizeof name;
+    DWORD type = 0;
+    EXPECT_EQ(RegEnumValueA(key, 0, name, &nameSize, nullptr, &type, nullptr, nullptr), ERROR_SUCCESS);
+    EXPECT_STREQ(name, "v");
+    EXPECT_EQ(type, REG_SZ);
+    DWORD size = 0;
+    EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, nullptr, &size), ERROR_REGISTRY_CORRUPT);
+    EXPECT_EQ(RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &size,
+                               nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(size, 0U); // nobody needs room for what can't be had
+}
+
+TEST_F(WinregTest, TellsMaximaOfAKeyThatListsOneValueOverAndOver)
+{
+    fixtures::RawHive raw;
+    constexpr std::uint32_t kSize = 1 << 20;
+    const std::uint32_t data = raw.Allocate(kSize);
+    const std::string valueName(60000, 'n');
+    const std::uint32_t value = raw.AddValue(valueName, REG_SZ, kSize, data);
+    const std::uint32_t classCell = raw.Allocate(65534);
+    const std::uint32_t child = raw.AddKey({.classCell = classCell, .classLength = 65534});
+    ASSERT_TRUE(m_registry.Mount(
+        {Write("hostile", raw.Finish(raw.AddKey({.subkeys = 65535,
+                                                 .subkeyList = raw.AddList("li", std::vector(65535, child)),
+                                                 .values = 262143,
+                                                 .valueList = raw.AddOffsets(std::vector(262143, value))}))),
+         R"(HKEY_LOCAL_MACHINE\Hostile)"}));
+    DWORD longestClass = 0;
+    DWORD values = 0;
+    DWORD longestName = 0;
+    DWORD longestData = 0;
+    ASSERT_EQ(RegQueryInfoKeyA(Open("Hostile"), nullptr, nullptr, nullptr, nullptr, nullptr, &longestClass, &values,
+                               &longestName, &longestData, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(values, 262143U);
+    EXPECT_GE(longestClass, 65534U); // units of zero, which take two bytes each
+    EXPECT_GE(longestName, 60000U);
+    EXPECT_GE(longestData, kSize / 2);
+}
+
 TEST_F(WinregTest, TellsTrueMaximaWhateverTheKeyClaims)
 {
     DWORD longestKey = 0;
@@ -209,9 +368,9 @@ TEST(MountRequestTest, SplitsAtTheLastAtSignBeforeARoot)
         const char* file;
         const char* key;
     };
-    for (const Case& c :
-         {Case{"f", "f", ""}, Case{"f@HKEY_USERS", "f", "HKEY_USERS"}, Case{"a@b", "a@b", ""},
-          Case{"a@b@hkey_users\\x", "a@b", "hkey_users\\x"}, Case{"f@HKEY_USERSX", "f@HKEY_USERSX", ""}}) {
+    for (const Case& c : {Case{"f", "f", ""}, Case{"f@HKEY_USERS", "f", "HKEY_USERS"}, Case{"a@b", "a@b", ""},
+                          Case{"a@b@hkey_users\\x", "a@b", "hkey_users\\x"}, Case{"f@HKEY_USERSX", "f@HKEY_USERSX", ""},
+                          Case{"a@b@HKEY_USERS\\c@d", "a@b", "HKEY_USERS\\c@d"}}) {
         const MountRequest request = MountRequest::FromArgument(c.argument);
         EXPECT_EQ(request.file, c.file);
         EXPECT_EQ(request.key, c.key);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <mutex>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -24,11 +25,30 @@ struct Slot {
     std::atomic<std::uintptr_t> end{0};
     std::atomic<std::uint64_t*> failedPages{nullptr}; ///< one bit a page, owned by the mapping
     std::atomic<bool> anyFailed{false};
+    std::atomic<int> descriptor{-1}; ///< of the file, owned by the mapping
 };
 
 std::array<Slot, kMaxMappings> g_slots;
 struct sigaction g_previous;
 std::uintptr_t g_pageSize = 4096;
+
+void NoteFailed(Slot& slot, std::uintptr_t page)
+{
+    std::atomic_ref<std::uint64_t>(slot.failedPages.load()[page / 64]).fetch_or(std::uint64_t{1} << (page % 64));
+    slot.anyFailed.store(true, std::memory_order_release);
+}
+
+/// Notes the page in which a file that was cut short now ends: its rest reads as zeros without a signal.
+void NoteCutPage(Slot& slot)
+{
+    struct stat status = {};
+    if (fstat(slot.descriptor.load(), &status) == 0) {
+        const auto size = static_cast<std::uintptr_t>(status.st_size);
+        if (size < slot.end.load() - slot.begin.load() && size % g_pageSize != 0) {
+            NoteFailed(slot, size / g_pageSize);
+        }
+    }
+}
 
 /// Puts a page of zeros where the file has none to give and notes it. Whatever is not ours goes to the handler before
 /// us.
@@ -45,8 +65,8 @@ void OnBusError(int signal, siginfo_t* info, void* context)
         if (mmap(at, g_pageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) {
             break;
         }
-        std::atomic_ref<std::uint64_t>(slot.failedPages.load()[page / 64]).fetch_or(std::uint64_t{1} << (page % 64));
-        slot.anyFailed.store(true, std::memory_order_release);
+        NoteFailed(slot, page);
+        NoteCutPage(slot);
         return;
     }
     if ((g_previous.sa_flags & SA_SIGINFO) != 0 && g_previous.sa_sigaction != nullptr) {
@@ -69,7 +89,7 @@ void InstallBusHandler()
     });
 }
 
-Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPages)
+Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPages, int descriptor)
 {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
@@ -77,6 +97,7 @@ Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPage
         if (slot.begin.load() == 0) {
             slot.anyFailed.store(false);
             slot.failedPages.store(failedPages);
+            slot.descriptor.store(descriptor);
             slot.end.store(begin + size);
             slot.begin.store(begin, std::memory_order_release);
             return &slot;
@@ -85,15 +106,21 @@ Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPage
     return nullptr;
 }
 
-/// Closes a file descriptor at the end of a scope.
+/// Owns a file descriptor.
 class Descriptor {
 public:
-    explicit Descriptor(int fd) noexcept : m_fd(fd) {}
+    explicit Descriptor(int fd = -1) noexcept : m_fd(fd) {}
     ~Descriptor()
     {
         if (m_fd >= 0) {
             close(m_fd);
         }
+    }
+    Descriptor(Descriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept
+    {
+        std::swap(m_fd, other.m_fd);
+        return *this;
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
@@ -110,6 +137,7 @@ struct MappedFile::Mapping {
     std::size_t size = 0;
     std::unique_ptr<std::uint64_t[]> failedPages;
     Slot* slot = nullptr;
+    Descriptor descriptor; ///< kept open, to ask how long the file still is
 };
 
 void MappedFile::Unmap::operator()(Mapping* mapping) const noexcept
@@ -126,7 +154,7 @@ void MappedFile::Unmap::operator()(Mapping* mapping) const noexcept
 Result<MappedFile> MappedFile::Open(const std::filesystem::path& file)
 {
     const std::string context = "open " + file.string();
-    const Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (descriptor.Get() < 0) {
         return Failure(ErrorCodeFromErrno(errno), context);
     }
@@ -156,7 +184,9 @@ Result<MappedFile> MappedFile::Open(const std::filesystem::path& file)
     mapping.size = size;
     const std::size_t pages = (size + g_pageSize - 1) / g_pageSize;
     mapping.failedPages = std::make_unique<std::uint64_t[]>((pages + 63) / 64);
-    mapping.slot = TakeSlot(reinterpret_cast<std::uintptr_t>(at), size, mapping.failedPages.get());
+    mapping.descriptor = std::move(descriptor);
+    mapping.slot =
+        TakeSlot(reinterpret_cast<std::uintptr_t>(at), size, mapping.failedPages.get(), mapping.descriptor.Get());
     if (mapping.slot == nullptr) {
         return Failure(ErrorCode::kNotEnoughMemory, context + ": too many files are open");
     }

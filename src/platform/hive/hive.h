@@ -60,13 +60,16 @@ public:
     /// The key at `offset`, every field that its use needs checked against the cell.
     [[nodiscard]] Checked<KeyNode> Key(CellOffset offset) const noexcept;
 
+    /// The name of the key at `offset`: Key for those who need no more.
+    [[nodiscard]] Checked<NameView> KeyName(CellOffset offset) const noexcept;
+
     /// The class text of a key; empty where it has none.
     [[nodiscard]] Checked<NameView> ClassName(const KeyNode& key) const noexcept;
 
     /// The subkey of `parent` with this name, without regard to case; nil if there is none.
-    /// Cost of a hit: logarithmic in the number of subkeys. A miss adds one pass over the hashes of the leaf (of all
-    /// leaves, where an earlier name in the list is out of order), so that a list in wrong order hides nothing. A
-    /// damaged sister is passed over.
+    /// Cost of a hit: logarithmic in the number of subkeys. A miss adds one pass over all leaves, their hashes where
+    /// they have some, so that a list in wrong order hides nothing. A damaged sister is passed over; where the medium
+    /// failed under one, a miss answers that fault.
     [[nodiscard]] Checked<CellOffset> FindSubkey(const KeyNode& parent, std::u16string_view name) const noexcept;
 
     /// The subkeys of `parent` in stored order.
@@ -78,7 +81,8 @@ public:
     /// The value record at `offset`.
     [[nodiscard]] Checked<ValueRecord> Value(CellOffset offset) const noexcept;
 
-    /// The first value of that name, without regard to case; nothing if there is none. A damaged sister is passed over.
+    /// The first value of that name, without regard to case; nothing if there is none. Damaged sisters as in
+    /// FindSubkey.
     [[nodiscard]] Checked<std::optional<ValueRecord>> FindValue(const KeyNode& key,
                                                                 std::u16string_view name) const noexcept;
 
@@ -88,6 +92,9 @@ public:
     /// The next piece of `data`, at most `data.Size()` bytes in all; empty at the end.
     [[nodiscard]] Checked<std::span<const std::byte>> NextPiece(DataView& data) const noexcept;
 
+    /// Looks whether every piece of `data` is there and can be read: the first fault that reading it would meet.
+    [[nodiscard]] Checked<void> CheckPieces(DataView data) const noexcept;
+
     /// All bytes of a value in one block.
     [[nodiscard]] Checked<std::vector<std::byte>> ReadData(const ValueRecord& value) const;
 
@@ -96,6 +103,9 @@ public:
 
     /// Whether the medium failed under any byte of `bytes`, which a call of this hive handed out.
     [[nodiscard]] bool MediumFailed(std::span<const std::byte> bytes) const noexcept { return m_map.Failed(bytes); }
+
+    /// Looks into every page under `bytes`, so that they can be read afterwards, and answers whether one of them fails.
+    [[nodiscard]] bool IsUnreadable(std::span<const std::byte> bytes) const noexcept;
 
     /// The fault as an error with the file's name, the place in the file and the meaning.
     [[nodiscard]] Error ToError(const HiveFault& fault) const;

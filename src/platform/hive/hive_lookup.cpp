@@ -8,14 +8,14 @@ namespace tolvar {
 
 namespace {
 
-/// Whether a leaf's hint can stand for the name: its bytes up to a zero are the name's first units. A hint that begins
-/// with zero says nothing.
+/// Whether a leaf's hint can stand for the name: its bytes up to a zero, which ends the hint unless the name holds it,
+/// are the name's first units. A hint that begins with zero says nothing.
 bool HintMatches(std::uint32_t hint, std::u16string_view name) noexcept
 {
     for (std::size_t i = 0; i < 4; ++i) {
         const auto unit = static_cast<char16_t>(hint >> (8 * i) & 0xFF);
         if (unit == 0) {
-            return i == 0 || name.size() == i;
+            return i == 0 || i >= name.size() || name[i] == 0;
         }
         if (i >= name.size() || UpCase(unit) != UpCase(name[i])) {
             return false;
@@ -27,22 +27,42 @@ bool HintMatches(std::uint32_t hint, std::u16string_view name) noexcept
 /// A search for one name in the lists of one key.
 class Search {
 public:
-    Search(const Hive& hive, std::u16string_view name) noexcept : m_hive(hive), m_name(name), m_hash(NameHash(name)) {}
+    Search(const Hive& hive, CellOffset listCell, std::u16string_view name) noexcept
+        : m_hive(hive), m_listCell(listCell), m_name(name), m_hash(NameHash(name))
+    {}
 
-    [[nodiscard]] Checked<CellOffset> In(const SubkeyList& list) const noexcept
+    [[nodiscard]] Checked<CellOffset> Run() noexcept
     {
-        return list.kind == ListKind::kIndex ? InIndex(list) : InLeaf(list);
+        const Checked<SubkeyList> list = SubkeyList::Parse(m_hive, m_listCell);
+        if (!list) {
+            return tl::unexpected(list.error());
+        }
+        const Checked<CellOffset> found = list->kind == ListKind::kIndex ? InIndex(*list) : InLeaf(*list);
+        const bool isMiss = found && found->IsNil();
+        return isMiss && m_failure ? tl::unexpected(*m_failure) : found;
     }
 
 private:
     /// The order of the key at `offset` and the name; nothing for a key that can't be read.
-    [[nodiscard]] std::optional<int> Compare(CellOffset offset) const noexcept
+    [[nodiscard]] std::optional<int> Compare(CellOffset offset) noexcept
     {
-        const Checked<KeyNode> key = m_hive.Key(offset);
-        return key ? std::optional(CompareNames(key->name, m_name)) : std::nullopt;
+        const Checked<NameView> name = m_hive.KeyName(offset);
+        if (name) {
+            return CompareNames(*name, m_name);
+        }
+        if (name.error().breach == Breach::kMediumFailed) {
+            m_failure = name.error();
+        }
+        return std::nullopt;
     }
 
-    [[nodiscard]] Checked<CellOffset> InLeaf(const SubkeyList& leaf) const noexcept
+    [[nodiscard]] CellOffset InLeaf(const SubkeyList& leaf) noexcept
+    {
+        const CellOffset found = Bisect(leaf);
+        return found.IsNil() ? Scan(leaf) : found;
+    }
+
+    [[nodiscard]] CellOffset Bisect(const SubkeyList& leaf) noexcept
     {
         std::uint32_t low = 0;
         std::uint32_t high = leaf.count;
@@ -57,11 +77,11 @@ private:
             }
             (*order < 0 ? low : high) = *order < 0 ? middle + 1 : middle;
         }
-        return Scan(leaf);
+        return {};
     }
 
     /// One pass over a leaf, for lists in wrong order and names beside a damaged key. Only candidates are looked at.
-    [[nodiscard]] CellOffset Scan(const SubkeyList& leaf) const noexcept
+    [[nodiscard]] CellOffset Scan(const SubkeyList& leaf) noexcept
     {
         for (std::uint32_t i = 0; i < leaf.count; ++i) {
             if (leaf.kind == ListKind::kHashes && leaf.Tag(i) != m_hash) {
@@ -74,12 +94,15 @@ private:
                 return leaf.Offset(i);
             }
         }
+        if (m_hive.MediumFailed(leaf.cell.Bytes())) {
+            m_failure = HiveFault{Breach::kMediumFailed, m_listCell};
+        }
         return {};
     }
 
-    [[nodiscard]] Checked<CellOffset> InIndex(const SubkeyList& index) const noexcept
+    [[nodiscard]] Checked<CellOffset> InIndex(const SubkeyList& index) noexcept
     {
-        // The leaf that may hold the name is the last one whose first name is not above it.
+        // Where all is in order, the leaf that may hold the name is the last one whose first name is not above it.
         std::uint32_t low = 0;
         std::uint32_t high = index.count;
         while (low < high) {
@@ -90,24 +113,20 @@ private:
             }
             (*order <= 0 ? low : high) = *order <= 0 ? middle + 1 : middle;
         }
-        for (const std::uint32_t leaf : {low - 1, low}) {
-            if (leaf >= index.count) {
-                continue;
-            }
-            const Checked<SubkeyList> list = SubkeyList::ParseLeaf(m_hive, index.Offset(leaf));
-            if (!list) {
-                return InEveryLeaf(index);
-            }
-            if (const Checked<CellOffset> found = InLeaf(*list); !found || !found->IsNil()) {
+        if (low != 0) {
+            const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(m_hive, index.Offset(low - 1));
+            const CellOffset found = leaf ? Bisect(*leaf) : CellOffset{};
+            if (!found.IsNil()) {
                 return found;
             }
         }
-        return CellOffset{};
+        return InEveryLeaf(index);
     }
 
-    [[nodiscard]] Checked<CellOffset> InEveryLeaf(const SubkeyList& index) const noexcept
+    [[nodiscard]] Checked<CellOffset> InEveryLeaf(const SubkeyList& index) noexcept
     {
         Checked<CellOffset> result = CellOffset{};
+        std::uint32_t rest = m_hive.Length() / kSmallestKeyCell;
         for (std::uint32_t i = 0; i < index.count; ++i) {
             const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(m_hive, index.Offset(i));
             if (!leaf) {
@@ -117,19 +136,25 @@ private:
             if (const CellOffset found = Scan(*leaf); !found.IsNil()) {
                 return found;
             }
+            if (leaf->count > rest) { // more than can be, so that some were there twice
+                return Fault(Breach::kShared, m_listCell);
+            }
+            rest -= leaf->count;
         }
         return result;
     }
 
-    [[nodiscard]] std::optional<int> CompareFirst(CellOffset leafCell) const noexcept
+    [[nodiscard]] std::optional<int> CompareFirst(CellOffset leafCell) noexcept
     {
         const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(m_hive, leafCell);
         return leaf && leaf->count != 0 ? Compare(leaf->Offset(0)) : std::nullopt;
     }
 
     const Hive& m_hive;
+    CellOffset m_listCell;
     std::u16string_view m_name;
     std::uint32_t m_hash;
+    std::optional<HiveFault> m_failure; ///< of the medium: what lay there may have been what is looked for
 };
 
 } // namespace
@@ -139,11 +164,7 @@ Checked<CellOffset> Hive::FindSubkey(const KeyNode& parent, std::u16string_view 
     if (parent.subkeyCount == 0 || parent.subkeyList.IsNil()) {
         return CellOffset{};
     }
-    const Checked<SubkeyList> list = SubkeyList::Parse(*this, parent.subkeyList);
-    if (!list) {
-        return tl::unexpected(list.error());
-    }
-    return Search(*this, name).In(*list);
+    return Search(*this, parent.subkeyList, name).Run();
 }
 
 Checked<std::optional<ValueRecord>> Hive::FindValue(const KeyNode& key, std::u16string_view name) const noexcept
@@ -152,13 +173,20 @@ Checked<std::optional<ValueRecord>> Hive::FindValue(const KeyNode& key, std::u16
     if (!values) {
         return tl::unexpected(values.error());
     }
+    std::optional<HiveFault> failure;
     for (std::uint32_t i = 0; i < values->count; ++i) {
         const Checked<ValueRecord> value = Value((*values)[i]);
         if (value && value->name.size() == name.size() && CompareNames(value->name, name) == 0) {
             return std::optional(*value);
         }
+        if (!value && value.error().breach == Breach::kMediumFailed) {
+            failure = value.error();
+        }
     }
-    return std::optional<ValueRecord>();
+    if (MediumFailed({values->data, std::size_t{4} * values->count})) {
+        failure = HiveFault{Breach::kMediumFailed, values->cell};
+    }
+    return failure ? tl::unexpected(*failure) : Checked<std::optional<ValueRecord>>(std::nullopt);
 }
 
 } // namespace tolvar

@@ -27,11 +27,6 @@ struct Level {
     std::uint32_t longestClass = 0; ///< bytes
 };
 
-struct SecurityUse {
-    std::uint32_t references = 0;
-    bool isInRing = false;
-};
-
 class Validator {
 public:
     Validator(const Hive& hive, const std::function<void(const Finding&)>& sink)
@@ -64,15 +59,21 @@ private:
     }
     void ReportFault(const HiveFault& fault) { Report(Severity::kError, fault.breach, fault.at, Path()); }
 
-    /// The key that is being looked at, from the hive's root on.
+    /// The key that is being looked at, from the hive's root on. Of a long path only the end: there may be as many
+    /// findings as the key has values.
     [[nodiscard]] std::string Path() const
     {
-        std::string path;
-        for (const Level& level : m_levels) {
+        constexpr std::size_t kEnough = 256; // units
+        std::size_t first = m_levels.size();
+        for (std::size_t units = 0; first != 0 && units < kEnough; --first) {
+            units += m_levels[first - 1].key.name.size();
+        }
+        std::string path = first != 0 ? "..." : "";
+        for (std::size_t i = first; i < m_levels.size(); ++i) {
             if (!path.empty()) {
                 path.push_back('\\');
             }
-            level.key.name.AppendUtf8(path);
+            m_levels[i].key.name.AppendUtf8(path);
         }
         return path;
     }
@@ -336,7 +337,7 @@ private:
             ReportFault(descriptor.error());
             return;
         }
-        if (++m_security[key.security.value].references == 1) {
+        if (++m_security[key.security.value] == 1) {
             Own(key.security);
         }
     }
@@ -361,6 +362,7 @@ private:
         if (!root || root->security.IsNil()) {
             return;
         }
+        CellClaims ring(m_hive.Length());
         CellOffset at = root->security;
         CellOffset previous;
         while (true) {
@@ -369,30 +371,30 @@ private:
                 Report(Severity::kError, Breach::kSecurityRing, at);
                 break;
             }
-            SecurityUse& use = m_security[at.value];
-            if (use.isInRing) {
+            if (!ring.Claim(at)) {
                 if (at != root->security || CellOffset{cell->Field<std::uint32_t>(8)} != previous) {
                     Report(Severity::kError, Breach::kSecurityRing, at);
                 }
                 break;
             }
-            use.isInRing = true;
             ++m_summary.securityRecords;
             if (!previous.IsNil() && CellOffset{cell->Field<std::uint32_t>(8)} != previous) {
                 Report(Severity::kError, Breach::kSecurityRing, at);
             }
-            if (use.references == 0) {
+            const auto use = m_security.find(at.value);
+            const std::uint32_t references = use != m_security.end() ? use->second : 0;
+            if (references == 0) {
                 m_claims.Claim(at); // unused, and said so by its count
             }
-            if (cell->Field<std::uint32_t>(12) != use.references) {
+            if (cell->Field<std::uint32_t>(12) != references) {
                 Report(Severity::kWarning, Breach::kSecurityCount, at,
-                       fmt::format("{} where {} keys refer to it", cell->Field<std::uint32_t>(12), use.references));
+                       fmt::format("{} where {} keys refer to it", cell->Field<std::uint32_t>(12), references));
             }
             previous = at;
             at = CellOffset{cell->Field<std::uint32_t>(4)};
         }
-        for (const auto& [offset, use] : m_security) {
-            if (!use.isInRing) {
+        for (const auto& [offset, references] : m_security) {
+            if (!ring.IsClaimed(CellOffset{offset})) {
                 Report(Severity::kError, Breach::kSecurityRing, CellOffset{offset}, "the record is not in it");
             }
         }
@@ -413,7 +415,7 @@ private:
     CellClaims m_starts; ///< where allocated cells begin
     CellClaims m_claims; ///< which of them have an owner
     std::vector<Level> m_levels;
-    std::map<std::uint32_t, SecurityUse> m_security; ///< by cell offset
+    std::map<std::uint32_t, std::uint32_t> m_security; ///< how many keys refer to the record, by its cell's offset
     ValidationSummary m_summary;
 };
 

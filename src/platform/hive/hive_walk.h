@@ -14,16 +14,19 @@ inline constexpr unsigned kMaxDepth = 512; ///< levels of keys, the format's lim
 ///     bool OnKey(const KeyNode& key, unsigned depth);       // depth 0: the key where the walk began
 ///     void OnValue(const ValueRecord& value, DataView data); // the values of the key told last, in stored order
 ///     void OnValuesEnd(const KeyNode& key);                 // before the first subkey
-///     void OnFault(const HiveFault& fault, unsigned depth); // a key, list or value that can't be read; the walk goes
-///     on bool IsStopped() const;                               // asked before each key
+///     void OnFault(const HiveFault& fault, unsigned depth); // what can't be read; the walk goes on beside it
+///     bool IsStopped() const;                               // asked before each key
 ///
 /// Walks the keys from `top` on, depth first in stored order. No cell is entered twice, so that cycles and shared lists
-/// end as faults, and the time is in proportion to the file. Memory: one bit for 8 bytes of the hive, and one cursor a
-/// level.
+/// end as faults; a key whose class or list of subkeys belongs to another one is told without it, and no more bytes of
+/// names, classes and data are handed out than the hive holds. The time is therefore in proportion to the file. Memory:
+/// one bit for 8 bytes of the hive, and one cursor a level.
 template <class Visitor>
 class HiveWalk {
 public:
-    HiveWalk(const Hive& hive, Visitor& visitor) : m_hive(hive), m_visitor(visitor), m_claims(hive.Length()) {}
+    HiveWalk(const Hive& hive, Visitor& visitor)
+        : m_hive(hive), m_visitor(visitor), m_claims(hive.Length()), m_bytesLeft(hive.Length())
+    {}
 
     void Run(CellOffset top)
     {
@@ -40,7 +43,8 @@ public:
                 m_levels.pop_back();
                 continue;
             }
-            if (cursor.LeavesOpened() != leavesBefore && !m_claims.Claim(cursor.LeafCell())) {
+            const bool isNewLeaf = cursor.LeavesOpened() != leavesBefore && cursor.LeafCell() != cursor.ListCell();
+            if (isNewLeaf && !m_claims.Claim(cursor.LeafCell())) {
                 m_visitor.OnFault({Breach::kShared, cursor.LeafCell()}, Depth());
                 cursor.SkipLeaf();
                 continue;
@@ -55,7 +59,7 @@ private:
 
     void Enter(CellOffset offset)
     {
-        const Checked<KeyNode> key = m_hive.Key(offset);
+        Checked<KeyNode> key = m_hive.Key(offset);
         if (!key) {
             m_visitor.OnFault(key.error(), Depth());
             return;
@@ -68,6 +72,14 @@ private:
             m_visitor.OnFault({Breach::kDepth, offset}, Depth());
             return;
         }
+        if (!ClaimClass(*key)) {
+            m_visitor.OnFault({Breach::kShared, key->classCell}, Depth());
+            key->classLength = 0;
+        }
+        if (key->subkeyCount != 0 && m_hive.Cell(key->subkeyList) && !m_claims.Claim(key->subkeyList)) {
+            m_visitor.OnFault({Breach::kShared, key->subkeyList}, Depth());
+            key->subkeyCount = 0;
+        }
         if (!m_visitor.OnKey(*key, Depth())) {
             return;
         }
@@ -78,6 +90,23 @@ private:
         if (key->subkeyCount != 0) {
             m_levels.push_back(m_hive.Subkeys(*key));
         }
+    }
+
+    /// Takes bytes off those that are still to be handed out. False if there are not that many left: then some lie
+    /// inside others, and were handed out before.
+    [[nodiscard]] bool Spend(std::uint64_t bytes) noexcept
+    {
+        if (bytes > m_bytesLeft) {
+            return false;
+        }
+        m_bytesLeft -= bytes;
+        return true;
+    }
+
+    [[nodiscard]] bool ClaimClass(const KeyNode& key)
+    {
+        const Checked<NameView> name = m_hive.ClassName(key);
+        return !name || name->empty() || (m_claims.Claim(key.classCell) && Spend(name->bytes));
     }
 
     void VisitValues(const KeyNode& key)
@@ -116,6 +145,10 @@ private:
             m_visitor.OnFault({Breach::kShared, value->dataCell}, Depth());
             return;
         }
+        if (!Spend(std::uint64_t{value->name.bytes} + (value->isInline ? 0 : value->size))) {
+            m_visitor.OnFault({Breach::kShared, offset}, Depth());
+            return;
+        }
         m_visitor.OnValue(*value, *data);
     }
 
@@ -138,6 +171,7 @@ private:
     const Hive& m_hive;
     Visitor& m_visitor;
     CellClaims m_claims;
+    std::uint64_t m_bytesLeft; ///< of names, classes and data
     std::vector<SubkeyCursor> m_levels;
 };
 

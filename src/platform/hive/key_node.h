@@ -18,6 +18,9 @@ inline constexpr std::uint16_t kLatin1Name = 0x0020;
 inline constexpr std::uint16_t kPredefinedHandle = 0x0040;
 } // namespace key_flags
 
+/// Bytes of the smallest cell that holds a key: how many of these a hive's length holds bounds the number of its keys.
+inline constexpr std::uint32_t kSmallestKeyCell = 80;
+
 /// The fields of a key, read once and checked. A value type: copying it is cheap, and its name points into the map.
 struct KeyNode {
     CellOffset offset;

@@ -8,7 +8,6 @@ namespace tolvar {
 
 SubkeyCursor Hive::Subkeys(const KeyNode& parent) const noexcept
 {
-    constexpr std::uint32_t kSmallestKeyCell = 80; // bytes
     return {*this, parent.subkeyCount == 0 ? CellOffset{} : parent.subkeyList, m_length / kSmallestKeyCell};
 }
 
@@ -62,6 +61,7 @@ Checked<CellOffset> SubkeyCursor::Next() noexcept
 
 void SubkeyCursor::Seek(std::uint32_t index) noexcept
 {
+    index = std::min(index, m_limit);
     if (index < m_position) {
         *this = SubkeyCursor(*m_hive, m_list, m_limit);
     }

@@ -34,6 +34,9 @@ public:
     /// Number of subkeys that Next has answered, and so the index of the one that it answers next.
     [[nodiscard]] std::uint32_t Index() const noexcept { return m_position; }
 
+    /// What the key names: an index, or the only leaf. Nil where there is nothing.
+    [[nodiscard]] CellOffset ListCell() const noexcept { return m_list; }
+
     /// The leaf that Next last read, and its cell: nil before the first. For walks that keep track of who owns a cell.
     [[nodiscard]] CellOffset LeafCell() const noexcept { return m_leafCell; }
     [[nodiscard]] const SubkeyList& Leaf() const noexcept { return m_leaf; }

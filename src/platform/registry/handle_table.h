@@ -19,6 +19,7 @@ struct OpenKey {
     std::string path;            ///< full path of the key, for messages and the access check
     std::mutex enumerationMutex; ///< guards `enumeration`: two threads may enumerate through one handle
     SubkeyCursor enumeration;    ///< where the last enumeration stood, so that one in ascending order needs no search
+    std::uint32_t enumerationIndex = 0; ///< of the subkey that it answers next, in the session's counting
     bool isEnumerating = false;
 };
 

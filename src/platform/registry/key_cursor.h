@@ -12,8 +12,9 @@ struct KeyCursor {
     const Hive* hive = nullptr;    ///< null for an empty key of the name space
     const KeyNode* node = nullptr; ///< null exactly where `hive` is
     const std::u16string* mountName =
-        nullptr;        ///< the name that the session gives a mounted hive's root; null elsewhere
-    unsigned depth = 0; ///< 0: the key where the walk began
+        nullptr;                         ///< the name that the session gives a mounted hive's root; null elsewhere
+    unsigned depth = 0;                  ///< 0: the key where the walk began
+    const NamespaceKey* space = nullptr; ///< the key's side in the name space, where it has one
 
     void AppendName(std::string& out) const
     {
@@ -22,6 +23,10 @@ struct KeyCursor {
         } else {
             node->name.AppendUtf8(out);
         }
+    }
+    [[nodiscard]] KeyReference Reference() const noexcept
+    {
+        return {space, hive, node != nullptr ? node->offset : CellOffset{}};
     }
 };
 
@@ -44,7 +49,7 @@ public:
             HiveSide side{*this, key, depth};
             HiveWalk(*key.hive, side).Run(key.cell);
         } else {
-            m_visitor.OnKey({nullptr, nullptr, &key.space->name, depth});
+            m_visitor.OnKey({nullptr, nullptr, &key.space->name, depth, key.space});
             m_visitor.OnValuesEnd();
         }
         if (key.space == nullptr) {
@@ -54,7 +59,7 @@ public:
             if (m_visitor.IsStopped()) {
                 return;
             }
-            Run(KeyReference::Of(*child), depth + 1);
+            Run(key.Child(*child), depth + 1);
         }
     }
 
@@ -70,8 +75,8 @@ private:
             if (below == 1 && top.IsHidden(node.name)) {
                 return false;
             }
-            const bool isMount = below == 0 && top.space != nullptr;
-            walk.m_visitor.OnKey({top.hive, &node, isMount ? &top.space->name : nullptr, depth + below});
+            const NamespaceKey* const space = below == 0 ? top.space : nullptr;
+            walk.m_visitor.OnKey({top.hive, &node, space != nullptr ? &space->name : nullptr, depth + below, space});
             return true;
         }
         void OnValue(const ValueRecord& value, DataView data) { walk.m_visitor.OnValue(*top.hive, value, data); }

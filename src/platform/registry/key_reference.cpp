@@ -19,6 +19,16 @@ KeyReference KeyReference::Of(const NamespaceKey& space) noexcept
     return {&space, space.hive, space.hive != nullptr ? space.hive->Root() : CellOffset{}};
 }
 
+KeyReference KeyReference::Child(const NamespaceKey& child) const noexcept
+{
+    if (child.hive != nullptr || !HasHive()) {
+        return Of(child);
+    }
+    const Checked<KeyNode> node = Node();
+    const Checked<CellOffset> found = node ? hive->FindSubkey(*node, child.name) : tl::unexpected(node.error());
+    return found && !found->IsNil() ? KeyReference{&child, hive, *found} : Of(child);
+}
+
 bool KeyReference::IsHidden(const NameView& name) const noexcept
 {
     if (space == nullptr) {
@@ -36,7 +46,7 @@ Result<KeyReference> KeyReference::Subkey(std::u16string_view name) const
 {
     if (space != nullptr) {
         if (const NamespaceKey* child = space->Child(name); child != nullptr) {
-            return Of(*child);
+            return Child(*child);
         }
     }
     if (!HasHive()) {

@@ -31,6 +31,10 @@ struct KeyReference {
     /// The hive's side of the key. Only where HasHive.
     [[nodiscard]] Checked<KeyNode> Node() const noexcept { return hive->Key(cell); }
 
+    /// The subkey that is a key of the name space: with the hive that is mounted there or else, on the way to a mount
+    /// further down, with the key of that name that this key has in its own hive.
+    [[nodiscard]] KeyReference Child(const NamespaceKey& child) const noexcept;
+
     /// The subkey of that name. A mount point hides a key of the hive with the same name.
     /// Errors: kFileNotFound; kRegistryCorrupt or kRegistryIoFailed where the hive is damaged there.
     [[nodiscard]] Result<KeyReference> Subkey(std::u16string_view name) const;
@@ -38,7 +42,7 @@ struct KeyReference {
     /// The key of the name space, with what is mounted there.
     [[nodiscard]] static KeyReference Of(const NamespaceKey& space) noexcept;
 
-    /// Whether a subkey of the hive is hidden by a mount point of the same name.
+    /// Whether a subkey of the hive is told as a key of the name space, which has the same name.
     [[nodiscard]] bool IsHidden(const NameView& name) const noexcept;
 };
 

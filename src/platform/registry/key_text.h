@@ -1,9 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
-#include <string>
-#include <vector>
 
+#include "platform/hive/hive.h"
 #include "platform/registry/winreg.h"
 
 namespace tolvar {
@@ -14,8 +14,9 @@ namespace tolvar {
     return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
 }
 
-/// Stored data as the A calls hand it out: UTF-16LE of a text type as UTF-8 with its terminators, all else unchanged.
-/// An odd byte at the end of a text is left out.
-[[nodiscard]] std::vector<std::byte> DataForCaller(DWORD type, std::span<const std::byte> stored);
+/// The data of a value as the A calls hand it out: UTF-16LE of a text type as UTF-8 with its terminators, all else
+/// unchanged. An odd byte at the end of a text is left out. Answers how many bytes it takes in all, and stores as many
+/// of them in `room` as fit. No room at all asks for the size alone, and then only a text is read.
+[[nodiscard]] Checked<std::size_t> DataForCaller(const Hive& hive, const ValueRecord& value, std::span<std::byte> room);
 
 } // namespace tolvar

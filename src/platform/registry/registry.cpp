@@ -55,14 +55,19 @@ std::optional<std::size_t> RootIndex(std::u16string_view name)
 
 MountRequest MountRequest::FromArgument(std::string_view argument)
 {
-    const std::size_t at = argument.rfind('@');
-    if (at != std::string_view::npos) {
+    for (std::size_t at = argument.rfind('@'); at != std::string_view::npos && at != 0;
+         at = argument.rfind('@', at - 1)) {
         const std::optional<std::u16string> key = ToUtf16(argument.substr(at + 1));
         if (key && RootIndex(SplitRoot(*key).root)) {
             return {argument.substr(0, at), std::string(argument.substr(at + 1))};
         }
     }
     return {argument, {}};
+}
+
+std::string MountRequest::KeyPath() const
+{
+    return key.empty() ? "HKEY_LOCAL_MACHINE\\" + file.filename().string() : key;
 }
 
 const NamespaceKey* Registry::State::RootOf(HKEY handle) const noexcept
@@ -86,8 +91,7 @@ Registry::~Registry() = default;
 
 Result<void> Registry::Mount(const MountRequest& request)
 {
-    const std::string path =
-        request.key.empty() ? "HKEY_LOCAL_MACHINE\\" + request.file.filename().string() : request.key;
+    const std::string path = request.KeyPath();
     const std::optional<std::u16string> text = ToUtf16(path);
     const std::optional<std::size_t> root = text ? RootIndex(SplitRoot(*text).root) : std::nullopt;
     if (!root) {

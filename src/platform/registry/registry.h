@@ -20,9 +20,12 @@ struct MountRequest {
     std::filesystem::path file;
     std::string key; ///< full key path; empty: HKEY_LOCAL_MACHINE and the file's name
 
-    /// From "FILE" or "FILE@KEY". The last '@' splits, and only if a root name follows it, so that file names may hold
-    /// one.
+    /// From "FILE" or "FILE@KEY". The last '@' that a root name follows splits, so that names of files and keys may
+    /// hold one.
     [[nodiscard]] static MountRequest FromArgument(std::string_view argument);
+
+    /// Where the hive will be seen: `key`, or what stands for it where that is empty.
+    [[nodiscard]] std::string KeyPath() const;
 };
 
 /// A mount that stands but is not all well: what a person should be told.

@@ -117,7 +117,8 @@ LSTATUS RegEnumKeyA(HKEY key, DWORD index, char* name, DWORD nameSize);
 
 /// Value number `index`, in stored order. `nameSize` as in RegEnumKeyExA. `data` may be null to ask for the size alone;
 /// `dataSize` may be null only together with `data`. Types 1, 2 and 7 are handed out as UTF-8, terminators as stored.
-/// Answers 259 past the end, 234 where the name or the data doesn't fit (`*dataSize` then holds what is needed).
+/// Answers 259 past the end, 234 where the name or the data doesn't fit: `*dataSize` then holds what is needed, and the
+/// buffer as much of the data as it has room for.
 LSTATUS RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD* reserved, DWORD* type, BYTE* data,
                       DWORD* dataSize);
 

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "platform/registry/key_text.h"
+#include "platform/registry/subkey_run.h"
 #include "platform/registry/winreg_access.h"
 
 using namespace tolvar;
@@ -57,9 +58,12 @@ namespace {
 /// A subkey as an enumeration meets it.
 struct ListedKey {
     std::string name;
-    std::string className;
+    std::string className; ///< only where it is asked for
     std::uint64_t lastWrite = 0;
 };
+
+/// Whether a caller wants to have the class of a key too. It may be a hundred times as long as the key's name.
+enum class WithClass { kNo, kYes };
 
 std::string ClassOf(const Hive& hive, const KeyNode& node)
 {
@@ -67,107 +71,106 @@ std::string ClassOf(const Hive& hive, const KeyNode& node)
     return name ? name->ToUtf8() : std::string();
 }
 
-/// Runs over the subkeys of a key in the order of enumeration: those of the hive, without the ones that mounts hide,
-/// then those of the name space. A key that can't be read keeps its index and is handed to `visit` as nothing. `visit`
-/// answers false to end the run.
-template <class Visit>
-void ForEachSubkey(const KeyReference& key, const Checked<KeyNode>& node, Visit&& visit)
+ListedKey Describe(const Hive& hive, const KeyNode& node, WithClass withClass)
 {
-    if (node) {
-        SubkeyCursor cursor = key.hive->Subkeys(*node);
-        while (true) {
-            const Checked<CellOffset> next = cursor.Next();
-            if (next && next->IsNil()) {
-                break;
-            }
-            const Checked<KeyNode> child = next ? key.hive->Key(*next) : tl::unexpected(next.error());
-            if (child && key.IsHidden(child->name)) {
-                continue;
-            }
-            if (next && !visit(child, static_cast<const NamespaceKey*>(nullptr))) {
-                return;
-            }
-        }
-    }
-    if (key.space != nullptr) {
-        for (const std::unique_ptr<NamespaceKey>& child : key.space->children) {
-            if (!visit(Checked<KeyNode>(Fault(Breach::kNone, {})), child.get())) {
-                return;
-            }
-        }
-    }
+    return {node.name.ToUtf8(), withClass == WithClass::kYes ? ClassOf(hive, node) : std::string(), node.lastWrite};
 }
 
-Checked<KeyNode> NodeOf(const KeyReference& key)
+ListedKey Describe(const KeyReference& key, WithClass withClass)
 {
-    return key.HasHive() ? key.Node() : Fault(Breach::kNone, {});
-}
-
-ListedKey Describe(const Hive& hive, const KeyNode& node)
-{
-    return {node.name.ToUtf8(), ClassOf(hive, node), node.lastWrite};
-}
-
-ListedKey Describe(const NamespaceKey& space)
-{
-    ListedKey listed{ToUtf8(space.name), {}, 0};
-    if (const Checked<KeyNode> node = NodeOf(KeyReference::Of(space)); node) {
-        listed.className = ClassOf(*space.hive, *node);
-        listed.lastWrite = node->lastWrite;
+    ListedKey listed;
+    if (const Checked<KeyNode> node = NodeOf(key); node) {
+        listed = Describe(*key.hive, *node, withClass);
     }
+    listed.name = ToUtf8(key.space->name);
     return listed;
 }
 
-/// Subkey number `index` of a key that lies in a hive alone, from where the last enumeration stood.
-tl::expected<ListedKey, LSTATUS> SubkeyOfHive(OpenKey& open, const KeyNode& node, DWORD index)
+/// Goes to subkey number `index` among those of the hive that are not told as keys of the name space, from where the
+/// last enumeration stood. Answers its offset; nil behind the last, and `open.enumerationIndex` is then their number.
+CellOffset SeekSubkey(OpenKey& open, const KeyNode& node, DWORD index)
 {
-    const std::lock_guard lock(open.enumerationMutex);
-    if (!open.isEnumerating) {
-        open.enumeration = open.key.hive->Subkeys(node);
+    const Hive& hive = *open.key.hive;
+    const bool hasMounts = open.key.space != nullptr && !open.key.space->children.empty();
+    if (!open.isEnumerating || index < open.enumerationIndex) {
+        open.enumeration = hive.Subkeys(node);
+        open.enumerationIndex = 0;
         open.isEnumerating = true;
     }
-    open.enumeration.Seek(index);
-    Checked<CellOffset> next = open.enumeration.Next();
-    while (!next) { // a damaged leaf has no subkeys to count
-        next = open.enumeration.Next();
+    if (!hasMounts) {
+        open.enumeration.Seek(index);
+        open.enumerationIndex = open.enumeration.Index();
     }
-    if (next->IsNil()) {
-        return tl::unexpected(ERROR_NO_MORE_ITEMS);
+    while (true) {
+        const Checked<CellOffset> next = open.enumeration.Next();
+        if (!next) { // a damaged leaf has no subkeys to count
+            continue;
+        }
+        if (next->IsNil()) {
+            return {};
+        }
+        const Checked<NameView> name = hasMounts ? hive.KeyName(*next) : tl::unexpected(HiveFault{});
+        if (name && open.key.IsHidden(*name)) {
+            continue;
+        }
+        if (open.enumerationIndex++ == index) {
+            return *next;
+        }
     }
-    const Checked<KeyNode> child = open.key.hive->Key(*next);
-    if (!child) {
-        return tl::unexpected(RegistryCall::CodeOf(child.error()));
-    }
-    return Describe(*open.key.hive, *child);
 }
 
-tl::expected<ListedKey, LSTATUS> SubkeyAt(const RegistryCall& call, DWORD index)
+tl::expected<ListedKey, LSTATUS> SubkeyAt(const RegistryCall& call, DWORD index, WithClass withClass)
 {
-    const KeyReference& key = call.Key().key;
-    const Checked<KeyNode> node = NodeOf(key);
-    if (key.HasHive() && !node) {
-        return tl::unexpected(RegistryCall::CodeOf(node.error()));
-    }
-    if (key.space == nullptr || key.space->children.empty()) {
-        return node ? SubkeyOfHive(call.Key(), *node, index) : tl::unexpected(ERROR_NO_MORE_ITEMS);
-    }
-    tl::expected<ListedKey, LSTATUS> result = tl::unexpected(ERROR_NO_MORE_ITEMS);
-    DWORD at = 0;
-    ForEachSubkey(key, node, [&](const Checked<KeyNode>& child, const NamespaceKey* space) {
-        if (at++ != index) {
-            return true;
+    OpenKey& open = call.Key();
+    const KeyReference& key = open.key;
+    DWORD inHive = 0;
+    if (key.HasHive()) {
+        const Checked<KeyNode> node = key.Node();
+        if (!node) {
+            return tl::unexpected(RegistryCall::CodeOf(node.error()));
         }
-        if (space != nullptr) {
-            result = Describe(*space);
-        } else if (child) {
-            result = Describe(*key.hive, *child);
-        } else {
-            result = tl::unexpected(RegistryCall::CodeOf(child.error()));
+        const std::lock_guard lock(open.enumerationMutex);
+        if (const CellOffset found = SeekSubkey(open, *node, index); !found.IsNil()) {
+            const Checked<KeyNode> child = key.hive->Key(found);
+            return child ? tl::expected<ListedKey, LSTATUS>(Describe(*key.hive, *child, withClass))
+                         : tl::unexpected(RegistryCall::CodeOf(child.error()));
         }
-        return false;
-    });
-    return result;
+        inHive = open.enumerationIndex;
+    }
+    if (key.space == nullptr || index - inHive >= key.space->children.size()) {
+        return tl::unexpected(ERROR_NO_MORE_ITEMS);
+    }
+    return Describe(key.Child(*key.space->children[index - inHive]), withClass);
 }
+
+/// The longest of many texts in UTF-8. It is exact as long as the texts can lie in the hive one beside the other. Where
+/// they are more than that they lie inside each other, and to look at each would take time beyond all bounds: then an
+/// upper bound stands for the length.
+class LongestText {
+public:
+    explicit LongestText(std::uint64_t hiveLength) : m_bytesLeft(hiveLength) {}
+
+    /// `bytes`: how many are stored. `atMost`: how many they can become. `measure` answers how many they do become.
+    template <class Measure>
+    void Add(std::size_t bytes, std::size_t atMost, Measure&& measure)
+    {
+        if (atMost <= m_longest) {
+            return;
+        }
+        const bool isBound = bytes > m_bytesLeft;
+        m_bytesLeft -= isBound ? 0 : bytes;
+        m_longest = std::max(m_longest, isBound ? atMost : measure());
+    }
+    void Add(const NameView& name)
+    {
+        Add(name.bytes, name.size() * (name.isLatin1 ? 2 : 3), [&] { return name.ToUtf8().size(); });
+    }
+    [[nodiscard]] DWORD Size() const { return static_cast<DWORD>(m_longest); }
+
+private:
+    std::uint64_t m_bytesLeft;
+    std::size_t m_longest = 0;
+};
 
 struct SubkeyTotals {
     DWORD count = 0;
@@ -175,24 +178,41 @@ struct SubkeyTotals {
     DWORD longestClass = 0;
 };
 
-SubkeyTotals CountSubkeys(const KeyReference& key, const Checked<KeyNode>& node, bool wantsNames)
+SubkeyTotals CountSubkeys(const KeyReference& key, const Checked<KeyNode>& node, bool wantsNames, bool wantsClasses)
 {
     SubkeyTotals totals;
-    if (!wantsNames && key.space == nullptr && node) {
+    const bool hasMounts = key.space != nullptr && !key.space->children.empty();
+    if (!wantsNames && !wantsClasses && !hasMounts && node) {
         SubkeyCursor cursor = key.hive->Subkeys(*node);
         cursor.Seek(0xFFFFFFFF);
         totals.count = cursor.Index();
         return totals;
     }
+    LongestText names(node ? key.hive->Length() : 0);
+    LongestText classes(node ? key.hive->Length() : 0);
+    const auto addClass = [&](const Hive& hive, const KeyNode& child) {
+        const Checked<NameView> name = wantsClasses ? hive.ClassName(child) : Checked<NameView>();
+        if (name) {
+            classes.Add(*name);
+        }
+    };
     ForEachSubkey(key, node, [&](const Checked<KeyNode>& child, const NamespaceKey* space) {
         ++totals.count;
-        if (child || space != nullptr) {
-            const ListedKey listed = space != nullptr ? Describe(*space) : Describe(*key.hive, *child);
-            totals.longestName = std::max(totals.longestName, static_cast<DWORD>(listed.name.size()));
-            totals.longestClass = std::max(totals.longestClass, static_cast<DWORD>(listed.className.size()));
+        if (space != nullptr) {
+            const std::size_t size = ToUtf8(space->name).size();
+            names.Add(0, size, [size] { return size; });
+            const KeyReference reference = key.Child(*space);
+            if (const Checked<KeyNode> mounted = NodeOf(reference); mounted) {
+                addClass(*reference.hive, *mounted);
+            }
+        } else if (child) {
+            names.Add(child->name);
+            addClass(*key.hive, *child);
         }
         return true;
     });
+    totals.longestName = names.Size();
+    totals.longestClass = classes.Size();
     return totals;
 }
 
@@ -202,31 +222,33 @@ struct ValueTotals {
     DWORD longestData = 0;
 };
 
-/// The size of data as the A calls hand it out. Text that is too large to convert for a size gets its upper bound.
-DWORD SizeForCaller(const Hive& hive, const ValueRecord& value)
-{
-    constexpr std::uint32_t kConvertAtMost = 1 << 20;
-    if (!IsTextType(value.type)) {
-        return value.size;
-    }
-    if (value.size > kConvertAtMost) {
-        return value.size / 2 * 3;
-    }
-    const auto data = hive.ReadData(value);
-    return data ? static_cast<DWORD>(DataForCaller(value.type, *data).size()) : value.size;
-}
-
-ValueTotals CountValues(const KeyReference& key, const Checked<KeyNode>& node, bool wantsSizes)
+ValueTotals CountValues(const KeyReference& key, const Checked<KeyNode>& node, bool wantsNames, bool wantsData)
 {
     ValueTotals totals;
     const auto values = node ? key.hive->Values(*node) : Checked<ValueListView>(ValueListView{});
     totals.count = values ? values->count : 0;
-    for (DWORD i = 0; wantsSizes && i < totals.count; ++i) {
-        if (const Checked<ValueRecord> value = key.hive->Value((*values)[i]); value) {
-            totals.longestName = std::max(totals.longestName, static_cast<DWORD>(value->name.ToUtf8().size()));
-            totals.longestData = std::max(totals.longestData, SizeForCaller(*key.hive, *value));
+    if (totals.count == 0 || (!wantsNames && !wantsData)) {
+        return totals;
+    }
+    LongestText names(key.hive->Length());
+    LongestText data(key.hive->Length());
+    for (DWORD i = 0; i < totals.count; ++i) {
+        const Checked<ValueRecord> value = key.hive->Value((*values)[i]);
+        if (!value) {
+            continue;
+        }
+        if (wantsNames) {
+            names.Add(value->name);
+        }
+        const bool isText = IsTextType(value->type);
+        const std::size_t atMost = isText ? value->size / 2 * std::size_t{3} : value->size;
+        if (wantsData && atMost > data.Size() && key.hive->Data(*value)) { // what can't be had needs no room
+            data.Add(isText ? value->size : 0, atMost,
+                     [&] { return DataForCaller(*key.hive, *value, {}).value_or(0); });
         }
     }
+    totals.longestName = names.Size();
+    totals.longestData = data.Size();
     return totals;
 }
 
@@ -234,6 +256,19 @@ void Store(DWORD* out, DWORD value)
 {
     if (out != nullptr) {
         *out = value;
+    }
+}
+
+/// Puts `below` behind `path`, in the one form that a full path has: no backslash too many, wherever the caller had
+/// one.
+void AppendPath(std::string& path, std::string_view below)
+{
+    while (!below.empty()) {
+        const std::size_t end = std::min(below.find('\\'), below.size());
+        if (end != 0) {
+            path.append("\\").append(below.substr(0, end));
+        }
+        below.remove_prefix(std::min(end + 1, below.size()));
     }
 }
 
@@ -277,9 +312,7 @@ LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access
     auto open = std::make_shared<OpenKey>();
     open->key = *found;
     open->path = call.Key().path;
-    if (!path.empty()) {
-        open->path.append("\\").append(path);
-    }
+    AppendPath(open->path, path);
     open->access = (access & MAXIMUM_ALLOWED) != 0 ? KEY_ALL_ACCESS : access;
     if (call.State().accessCheck != nullptr) {
         const auto descriptor = node ? found->hive->SecurityDescriptor(*node) : Checked<std::span<const std::byte>>();
@@ -338,8 +371,8 @@ LSTATUS RegQueryInfoKeyA(HKEY key, char* className, DWORD* classSize, DWORD* /*r
     if (reference.HasHive() && !node) {
         return RegistryCall::CodeOf(node.error());
     }
-    const SubkeyTotals keyTotals = CountSubkeys(reference, node, longestSubKey != nullptr || longestClass != nullptr);
-    const ValueTotals valueTotals = CountValues(reference, node, longestValueName != nullptr || longestData != nullptr);
+    const SubkeyTotals keyTotals = CountSubkeys(reference, node, longestSubKey != nullptr, longestClass != nullptr);
+    const ValueTotals valueTotals = CountValues(reference, node, longestValueName != nullptr, longestData != nullptr);
     Store(subKeys, keyTotals.count);
     Store(longestSubKey, keyTotals.longestName);
     Store(longestClass, keyTotals.longestClass);
@@ -373,7 +406,8 @@ LSTATUS RegEnumKeyExA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD*
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }
-    const tl::expected<ListedKey, LSTATUS> listed = SubkeyAt(call, index);
+    const tl::expected<ListedKey, LSTATUS> listed =
+        SubkeyAt(call, index, className != nullptr ? WithClass::kYes : WithClass::kNo);
     if (!listed) {
         return listed.error();
     }

@@ -1,5 +1,3 @@
-#include <cstring>
-
 #include "platform/registry/key_text.h"
 #include "platform/registry/winreg.h"
 #include "platform/registry/winreg_access.h"
@@ -8,30 +6,23 @@ using namespace tolvar;
 
 namespace {
 
-/// Hands type and data of a value to the caller, by the rules that RegEnumValueA and RegQueryValueExA share.
+/// Hands type and data of a value to the caller, by the rules that RegEnumValueA and RegQueryValueExA share. The data
+/// is not looked at where the caller does not ask for it.
 LSTATUS StoreValue(const Hive& hive, const ValueRecord& value, DWORD* type, BYTE* data, DWORD* dataSize)
 {
-    const auto stored = hive.ReadData(value);
-    if (!stored) {
-        return RegistryCall::CodeOf(stored.error());
+    Checked<std::size_t> size = 0;
+    const DWORD room = data != nullptr ? *dataSize : 0;
+    if (dataSize != nullptr) {
+        size = DataForCaller(hive, value, std::as_writable_bytes(std::span(data, room)));
+        if (!size) {
+            return RegistryCall::CodeOf(size.error());
+        }
+        *dataSize = static_cast<DWORD>(*size);
     }
     if (type != nullptr) {
         *type = value.type;
     }
-    if (dataSize == nullptr) {
-        return ERROR_SUCCESS;
-    }
-    const std::vector<std::byte> bytes = DataForCaller(value.type, *stored);
-    const DWORD room = *dataSize;
-    *dataSize = static_cast<DWORD>(bytes.size());
-    if (data == nullptr) {
-        return ERROR_SUCCESS;
-    }
-    if (room < bytes.size()) {
-        return ERROR_MORE_DATA;
-    }
-    std::memcpy(data, bytes.data(), bytes.size());
-    return ERROR_SUCCESS;
+    return data != nullptr && room < *size ? ERROR_MORE_DATA : ERROR_SUCCESS;
 }
 
 } // namespace

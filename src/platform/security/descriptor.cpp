@@ -79,6 +79,9 @@ Result<DescriptorParts> DescriptorParts::Parse(std::span<const std::byte> descri
     }
     DescriptorParts parts;
     parts.control = Load16(descriptor, 2);
+    if ((parts.control & kSelfRelative) == 0) {
+        return Failure(ErrorCode::kInvalidSecurityDescriptor);
+    }
     const auto owner = IdentifierAt(descriptor, Load32(descriptor, 4));
     const auto group = IdentifierAt(descriptor, Load32(descriptor, 8));
     const auto sacl = ListAt(descriptor, Load32(descriptor, 12), (parts.control & kSaclPresent) != 0);

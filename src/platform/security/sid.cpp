@@ -83,7 +83,9 @@ Result<Sid> Sid::Parse(std::span<const std::byte> bytes)
 
 std::string Sid::ToText() const
 {
-    std::string text = fmt::format("S-1-{}", authority);
+    // The platform writes an authority of more than 32 bits in hexadecimal.
+    std::string text =
+        authority > 0xFFFFFFFF ? fmt::format("S-1-{:#014x}", authority) : fmt::format("S-1-{}", authority);
     for (const std::uint32_t part : subAuthorities) {
         fmt::format_to(std::back_inserter(text), "-{}", part);
     }

@@ -304,4 +304,22 @@ int CompareNames(std::u16string_view left, std::u16string_view right) noexcept
     return left.size() < right.size() ? -1 : left.size() > right.size() ? 1 : 0;
 }
 
+int CompareNames(std::string_view left, std::string_view right)
+{
+    const std::size_t common = std::min(left.size(), right.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        const auto a = static_cast<unsigned char>(left[i]);
+        const auto b = static_cast<unsigned char>(right[i]);
+        if (a >= 0x80 || b >= 0x80) {
+            const std::optional<std::u16string> leftUnits = ToUtf16(left);
+            const std::optional<std::u16string> rightUnits = ToUtf16(right);
+            return leftUnits && rightUnits ? CompareNames(*leftUnits, *rightUnits) : left.compare(right);
+        }
+        if (const int order = UpCase(a) - UpCase(b); order != 0) {
+            return order;
+        }
+    }
+    return left.size() < right.size() ? -1 : left.size() > right.size() ? 1 : 0;
+}
+
 } // namespace tolvar

@@ -35,4 +35,7 @@ void AppendUtf8Unit(std::string& out, char16_t unit, NulForm nul = NulForm::kTwo
 /// first.
 [[nodiscard]] int CompareNames(std::u16string_view left, std::u16string_view right) noexcept;
 
+/// The same order for names in UTF-8. A name that is no UTF-8 is compared by its bytes.
+[[nodiscard]] int CompareNames(std::string_view left, std::string_view right);
+
 } // namespace tolvar
