@@ -1,0 +1,35 @@
+#include "app/studio_options.h"
+
+#include <map>
+
+#include <CLI/CLI.hpp>
+
+namespace tolvar {
+
+int StudioOptions::Parse(int argc, char** argv)
+{
+    constexpr int kWrongUsage = 2;
+    CLI::App program("A workbench for Windows registries that are not running.", "tolvar-studio");
+    program.set_version_flag("--version", "tolvar-studio " TOLVAR_VERSION);
+    program
+        .add_option("--hive", hives, "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
+        ->type_name("FILE[@KEY]")
+        ->allow_extra_args(false);
+    bool readOnly = false;
+    program.add_flag("--read-only", readOnly, "Never write: this version never does");
+    program.add_option("--key", key, "The key to show first")->type_name("PATH");
+    program.add_option("--screenshot", screenshot, "Render the window into a picture, and end")->type_name("FILE");
+    const std::map<std::string, Palette> palettes = {
+        {"desktop", Palette::kDesktop}, {"light", Palette::kLight}, {"dark", Palette::kDark}};
+    program.add_option("--palette", palette, "Colours of the window: desktop, light or dark")
+        ->transform(CLI::CheckedTransformer(palettes))
+        ->type_name("NAME");
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return program.exit(error) == 0 ? 0 : kWrongUsage;
+    }
+    return kGoOn;
+}
+
+} // namespace tolvar

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tolvar {
+
+/// What the user asked for on the command line.
+struct StudioOptions {
+    enum class Palette { kDesktop, kLight, kDark };
+
+    std::vector<std::string> hives; ///< "FILE[@KEY]" each
+    std::string key;                ///< the key to show first; empty: the last one
+    std::string screenshot;         ///< render the window into this picture, and end
+    Palette palette = Palette::kDesktop;
+
+    /// Takes the arguments apart. A number: the program is to end with that exit status, and all was said.
+    [[nodiscard]] int Parse(int argc, char** argv);
+
+    static constexpr int kGoOn = -1; ///< Parse's answer when the program is to start
+};
+
+} // namespace tolvar

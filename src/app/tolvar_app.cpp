@@ -1,0 +1,148 @@
+#include "app/tolvar_app.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <QApplication>
+#include <QLocale>
+#include <QMessageBox>
+#include <QPixmap>
+
+#include "app/main_frame.h"
+#include "platform/system/version.h"
+#include "ui/native_text.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kProblemTitle = 62003;
+constexpr const char* kTitle = "Tolvar Studio";
+
+} // namespace
+
+CTolvarApp::CTolvarApp(StudioOptions options) : m_options(std::move(options)), m_session(m_registry) {}
+
+CTolvarApp::~CTolvarApp()
+{
+    ExitInstance();
+}
+
+bool CTolvarApp::InitInstance()
+{
+    switch (SettleEnvironment()) {
+    case Environment::kRefused:
+        QMessageBox::warning(nullptr, QLatin1String(kTitle),
+                             QStringLiteral("This operating system is not supported. Please check for the latest "
+                                            "version of Kordo Software Marvek"));
+        return false;
+    case Environment::kIncomplete:
+        QMessageBox::critical(nullptr, QLatin1String(kTitle),
+                              QStringLiteral("Missing resource files! Please reinstall the program"));
+        std::_Exit(0); // nothing was opened that would want to be closed
+    case Environment::kReady:
+        break;
+    }
+    m_pContext = std::make_unique<WindowContext>(WindowContext{m_profile, m_language, m_theme, m_bIsNT, m_bThemed});
+    m_pFrame = std::make_unique<CMainFrame>(*m_pContext);
+    MountHives();
+    m_pFrame->show();
+    ShowFirstKey(); // into panes that have their size
+    return true;
+}
+
+void CTolvarApp::ExitInstance()
+{
+    m_pFrame.reset();
+    m_language.Free();
+    m_theme.Free();
+}
+
+CTolvarApp::Environment CTolvarApp::SettleEnvironment()
+{
+    const PlatformVersion version = GetPlatformVersion();
+    m_bIsNT = version.platformId == 2;
+    if (m_bIsNT && (version.major > 5 || (version.major == 5 && version.minor > 1))) {
+        return Environment::kRefused;
+    }
+    m_bThemed = !m_profile.GetString(kSettingsSection, "Current Theme").empty();
+    const QString installFolder = QCoreApplication::applicationDirPath();
+    m_strTheme = "theme";
+    const bool hasTheme =
+        m_theme.Load({installFolder, QStringLiteral(".")}, ToQString(m_strTheme), QStringLiteral("/theme"));
+    m_profile.WriteString({}, "InstallPath", FromQString(installFolder));
+    if (!LoadLanguage(installFolder) || !hasTheme) {
+        return Environment::kIncomplete;
+    }
+    m_bRememberLastKey = m_profile.GetInt(kSettingsSection, "RememberLastKey", 1) == 1;
+    m_szLastKey = m_profile.GetString(kSettingsSection, "LOK");
+    m_nLeftTab = m_profile.GetInt(kSettingsSection, "Left Tab", 0);
+    return Environment::kReady;
+}
+
+bool CTolvarApp::LoadLanguage(const QString& installFolder)
+{
+    const QString english = QStringLiteral("lang/rcenu");
+    const bool isEnglish = QLocale().language() == QLocale::English || QLocale().language() == QLocale::C;
+    const QString mountPoint = QStringLiteral("/lang");
+    return m_language.Load({installFolder}, isEnglish ? english : QStringLiteral("lang/lang"), mountPoint) ||
+           m_language.Load({installFolder, QStringLiteral(".")}, english, mountPoint);
+}
+
+void CTolvarApp::MountHives()
+{
+    for (const std::string& argument : m_options.hives) {
+        const MountRequest request = MountRequest::FromArgument(argument);
+        if (const Result<void> mounted = m_registry.Mount(request); !mounted) {
+            ShowProblem(mounted.error());
+        } else if (m_firstMount.empty()) {
+            m_firstMount = request.KeyPath();
+        }
+    }
+    for (const MountNotice& notice : m_registry.Notices()) {
+        ShowProblem(notice.error);
+    }
+}
+
+void CTolvarApp::ShowProblem(const Error& error)
+{
+    // Beside the window and not before it: the rest of the session goes on.
+    auto* box = new QMessageBox(error.code == ErrorCode::kSuccess ? QMessageBox::Warning : QMessageBox::Critical,
+                                m_language.String(kProblemTitle),
+                                ToQString(error.code == ErrorCode::kSuccess ? error.context : Describe(error)),
+                                QMessageBox::Ok, m_pFrame.get());
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->setModal(false);
+    QMetaObject::invokeMethod(box, &QWidget::show, Qt::QueuedConnection);
+}
+
+void CTolvarApp::ShowFirstKey()
+{
+    if (!m_options.key.empty() && m_pFrame->GoToKey(m_options.key)) {
+        return;
+    }
+    if (!m_options.key.empty()) {
+        ShowProblem({ErrorCode::kFileNotFound, m_options.key});
+    }
+    constexpr int kKeyTreeTab = 0;
+    if (m_bRememberLastKey && !m_szLastKey.empty() && m_nLeftTab == kKeyTreeTab && m_pFrame->GoToKey(m_szLastKey)) {
+        return;
+    }
+    if (m_firstMount.empty() || !m_pFrame->GoToKey(m_firstMount)) {
+        m_pFrame->ShowRoots();
+    }
+}
+
+bool CTolvarApp::TakeScreenshot()
+{
+    QApplication::processEvents();
+    QApplication::processEvents(); // the first round queues the second one's layout
+    if (m_pFrame->grab().save(QString::fromStdString(m_options.screenshot))) {
+        return true;
+    }
+    std::fprintf(stderr, "tolvar-studio: %s: the picture could not be written\n", m_options.screenshot.c_str());
+    return false;
+}
+
+} // namespace tolvar

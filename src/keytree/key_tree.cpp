@@ -1,0 +1,284 @@
+#include "keytree/key_tree.h"
+
+#include <algorithm>
+
+#include <QAction>
+#include <QHeaderView>
+#include <QScrollBar>
+#include <QTimer>
+
+#include "ui/event_sound.h"
+#include "ui/profile_font.h"
+#include "ui/shown_text_delegate.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kAccessibleName = 62000;
+constexpr QSize kIconSize(16, 16);
+
+/// Underlines the item under the mouse, where the user wants that.
+class HotTrackDelegate final : public ShownTextDelegate {
+public:
+    using ShownTextDelegate::ShownTextDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
+    {
+        ShownTextDelegate::initStyleOption(option, index);
+        option->font.setUnderline((option->state & QStyle::State_MouseOver) != 0);
+    }
+};
+
+} // namespace
+
+CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
+    : QTreeView(parent), m_pModel(new KeyTreeModel(context, this)),
+      m_bPlaySounds(context.profile.GetInt(kSettingsSection, "sounds", 0) != 0),
+      m_bSingleExpand(context.profile.GetInt(kSettingsSection, "Single Expand", 0) != 0)
+{
+    const bool tracks = context.profile.GetInt(kSettingsSection, "Track Selection", 0) != 0;
+    setItemDelegate(tracks ? new HotTrackDelegate(this) : new ShownTextDelegate(this));
+    setAccessibleName(context.language.String(kAccessibleName));
+    setFont(ProfileFont(context, "TreeFont"));
+    setPalette(ItemViewPalette(context, palette()));
+    setIconSize(kIconSize);
+    setUniformRowHeights(true);
+    setAnimated(false);
+    setHeaderHidden(true);
+    setEditTriggers(NoEditTriggers);
+    setHorizontalScrollMode(ScrollPerPixel);
+    header()->setStretchLastSection(false);
+    setModel(m_pModel);
+    expand(m_pModel->TreeRoot());
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &CKeyTree::FitColumn);
+    connect(this, &QTreeView::expanded, this, &CKeyTree::FitColumn);
+    connect(this, &QTreeView::collapsed, this, &CKeyTree::FitColumn);
+
+    auto* refresh = new QAction(this);
+    refresh->setShortcut(QKeySequence::Refresh);
+    refresh->setShortcutContext(Qt::WidgetShortcut);
+    connect(refresh, &QAction::triggered, this, &CKeyTree::RefreshSelected);
+    addAction(refresh);
+    connect(m_pModel, &KeyTreeModel::FilledEmpty, this, &CKeyTree::OnFilledEmpty);
+    connect(selectionModel(), &QItemSelectionModel::currentChanged, this, &CKeyTree::OnSelectionChanged);
+}
+
+bool CKeyTree::event(QEvent* event)
+{
+    return HandleMessage<GoToKeyMessage>(event, [this](GoToKeyMessage& m) { m.result = GoToKey(m); }) ||
+           HandleMessage<RefreshKeyMessage>(event, [this](RefreshKeyMessage& m) { RefreshPath(m.path); }) ||
+           QTreeView::event(event);
+}
+
+void CKeyTree::resizeEvent(QResizeEvent* event)
+{
+    QTreeView::resizeEvent(event);
+    FitColumn();
+}
+
+void CKeyTree::FitColumn()
+{
+    // As wide as the widest item in view, so that it can be scrolled to, and never narrower than the view, so that an
+    // item can be hit and is marked over the whole width.
+    header()->resizeSection(0, std::max(sizeHintForColumn(0), viewport()->width()));
+}
+
+void CKeyTree::OnSelectionChanged(const QModelIndex& item)
+{
+    m_hSelectedKey.Close();
+    if (!item.isValid() || m_pModel->IsTreeRoot(item)) {
+        ShowKeyMessage roots(nullptr, {});
+        SendToParent(*this, roots);
+    } else {
+        const KeyPlace place = m_pModel->Place(item);
+        static_cast<void>(RegOpenKeyExA(place.root, place.subpath.c_str(), 0, KEY_READ, m_hSelectedKey.Put()));
+        ShowSelectedKey(place);
+        StatusTextMessage status(m_pModel->FullPath(item));
+        SendToParent(*this, status);
+    }
+    if (m_bPlaySounds) {
+        PlayEventSound("select");
+    }
+    if (m_bSingleExpand && item.isValid()) {
+        Expand(item);
+        for (int row = 0; row < m_pModel->rowCount(item.parent()); ++row) {
+            if (row != item.row()) {
+                collapse(item.siblingAtRow(row));
+            }
+        }
+    }
+}
+
+void CKeyTree::ShowSelectedKey(const KeyPlace& place)
+{
+    ShowPageMessage page(PageId::kValueList);
+    SendToParent(*this, page);
+    ShowKeyMessage key(place.root, place.subpath);
+    SendToParent(*this, key);
+}
+
+void CKeyTree::OnFilledEmpty(const QModelIndex& item)
+{
+    // Not at once: the view is in the middle of laying this item out.
+    QTimer::singleShot(0, this, [this, empty = QPersistentModelIndex(item)] {
+        if (empty.isValid()) {
+            collapse(empty);
+            scheduleDelayedItemsLayout();
+        }
+    });
+}
+
+void CKeyTree::SelectTreeRoot()
+{
+    Select(m_pModel->TreeRoot());
+}
+
+void CKeyTree::Expand(const QModelIndex& item)
+{
+    m_pModel->Fill(item); // the view itself asks for children only once it is laid out
+    expand(item);
+}
+
+void CKeyTree::Select(const QModelIndex& item)
+{
+    selectionModel()->setCurrentIndex(item, QItemSelectionModel::ClearAndSelect);
+}
+
+int CKeyTree::GoToKey(GoToKeyMessage& message)
+{
+    const std::string_view path = message.target.path;
+    if (path.starts_with("./")) {
+        return GoToChild(path.substr(2));
+    }
+    if (path.starts_with("../")) {
+        return GoToParent();
+    }
+    return GoToPath(message);
+}
+
+int CKeyTree::GoToChild(std::string_view name)
+{
+    const QModelIndex selected = currentIndex();
+    if (!selected.isValid()) {
+        return 0;
+    }
+    Expand(selected);
+    if (const QModelIndex child = m_pModel->Child(selected, name); child.isValid()) {
+        Select(child);
+    }
+    return 0;
+}
+
+int CKeyTree::GoToParent()
+{
+    const QModelIndex parent = currentIndex().parent();
+    if (parent.isValid()) {
+        scrollTo(parent);
+        Select(parent);
+    }
+    return 0;
+}
+
+int CKeyTree::GoToPath(GoToKeyMessage& message)
+{
+    QModelIndex item = m_pModel->TreeRoot();
+    std::string_view rest = message.target.path;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\\'), rest.size());
+        Expand(item);
+        item = m_pModel->Child(item, rest.substr(0, end));
+        if (!item.isValid()) {
+            return 1;
+        }
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    if (message.sender == GoToKeyMessage::Sender::kAddressBar) {
+        Select(item);
+    } else {
+        SelectTreeRoot(); // so that the selection changes, and the list is built anew even for the same key
+        Expand(item);
+        Select(item);
+        scrollTo(item, PositionAtTop);
+    }
+    if (!message.target.valueName.empty()) {
+        SelectRowMessage row(message.target.valueName);
+        SendToParent(*this, row);
+    }
+    return 0;
+}
+
+void CKeyTree::RefreshSelected()
+{
+    const QModelIndex item = currentIndex();
+    if (!item.isValid() || m_pModel->IsTreeRoot(item)) {
+        return;
+    }
+    const bool wasExpanded = isExpanded(item);
+    collapse(item);
+    m_pModel->Reset(item);
+    if (wasExpanded) {
+        Expand(item);
+    }
+}
+
+void CKeyTree::RefreshPath(const std::string& path)
+{
+    const std::string refreshed = path.empty() ? m_pModel->FullPath(currentIndex()) : path;
+    if (refreshed.empty()) {
+        return;
+    }
+    RefreshOne(refreshed, true);
+    if (const std::string mirror = MirrorPath(refreshed); !mirror.empty()) {
+        RefreshOne(mirror, false);
+    }
+}
+
+void CKeyTree::RefreshOne(const std::string& path, bool expandsTarget)
+{
+    QModelIndex target = m_pModel->TreeRoot();
+    std::string_view rest = path;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\\'), rest.size());
+        const QModelIndex child = m_pModel->Child(target, rest.substr(0, end));
+        if (!child.isValid()) {
+            break;
+        }
+        target = child;
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    if (m_pModel->IsTreeRoot(target)) {
+        return;
+    }
+    collapse(target);
+    m_pModel->Reset(target);
+    ShowSelectedKey(m_pModel->Place(currentIndex()));
+    if (expandsTarget && !m_pModel->IsRootKey(target)) {
+        Expand(target);
+    }
+}
+
+std::string MirrorPath(std::string_view path)
+{
+    struct Mirror {
+        std::string_view from;
+        std::string_view to;
+    };
+    constexpr std::string_view kUser = "HKEY_CURRENT_USER";
+    constexpr std::string_view kDefaultUser = "HKEY_USERS\\.DEFAULT";
+    constexpr std::string_view kClasses = "HKEY_CLASSES_ROOT";
+    constexpr std::string_view kMachineClasses = "HKEY_LOCAL_MACHINE\\SOFTWARE\\CLASSES";
+    const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; };
+    for (const Mirror& mirror : {Mirror{kUser, kDefaultUser}, Mirror{kDefaultUser, kUser},
+                                 Mirror{kClasses, kMachineClasses}, Mirror{kMachineClasses, kClasses}}) {
+        const std::string_view rest = path.substr(std::min(mirror.from.size(), path.size()));
+        if (std::ranges::equal(path.substr(0, mirror.from.size()), mirror.from, {}, upper, upper) &&
+            (rest.empty() || rest.starts_with('\\'))) {
+            return std::string(mirror.to).append(rest);
+        }
+    }
+    return {};
+}
+
+} // namespace tolvar

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QTreeView>
+
+#include "app/pane_messages.h"
+#include "keytree/key_tree_model.h"
+#include "registry/reg_key.h"
+#include "ui/window_context.h"
+
+namespace tolvar {
+
+/// The registry as a tree. Its selection is the program's current key: every change of it becomes the messages that
+/// bring the right pane and the status bar up to date. Any other pane that wants to show a key sends this one a path.
+///
+/// Takes GoToKeyMessage and RefreshKeyMessage; sends ShowPageMessage, ShowKeyMessage, SelectRowMessage and
+/// StatusTextMessage to its parent.
+class CKeyTree final : public QTreeView {
+    Q_OBJECT
+
+public:
+    CKeyTree(const WindowContext& context, QWidget* parent);
+
+    /// Selects the tree root, so that the value list shows the roots.
+    void SelectTreeRoot();
+
+    /// Open with KEY_READ on the selected key; null when none is selected, or it could not be opened.
+    [[nodiscard]] HKEY SelectedKey() const { return m_hSelectedKey.Get(); }
+
+    [[nodiscard]] KeyTreeModel& Model() { return *m_pModel; }
+
+public slots:
+    /// Reads the selected key's subkeys again. The value list is not touched.
+    void RefreshSelected();
+
+protected:
+    bool event(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void FitColumn();
+    void OnSelectionChanged(const QModelIndex& item);
+    void OnFilledEmpty(const QModelIndex& item);
+    void ShowSelectedKey(const KeyPlace& place);
+    int GoToKey(GoToKeyMessage& message);
+    int GoToChild(std::string_view name);
+    int GoToParent();
+    int GoToPath(GoToKeyMessage& message);
+    void RefreshPath(const std::string& path);
+    void RefreshOne(const std::string& path, bool expandsTarget);
+    void Expand(const QModelIndex& item);
+    void Select(const QModelIndex& item);
+
+    KeyTreeModel* m_pModel; ///< owned by the view
+    RegKey m_hSelectedKey;
+    bool m_bPlaySounds;
+    bool m_bSingleExpand;
+};
+
+/// The path that shows the same keys through another root: HKEY_CURRENT_USER and HKEY_USERS\.DEFAULT, HKEY_CLASSES_ROOT
+/// and HKEY_LOCAL_MACHINE\SOFTWARE\CLASSES, each way. Roots are compared without regard to case. Empty for a path
+/// without one.
+[[nodiscard]] std::string MirrorPath(std::string_view path);
+
+} // namespace tolvar

@@ -1,0 +1,232 @@
+#include "keytree/key_tree_model.h"
+
+#include <algorithm>
+
+#include "platform/registry/subkey_listing.h"
+#include "platform/system/text.h"
+#include "registry/reg_key.h"
+#include "registry/root_keys.h"
+#include "ui/native_text.h"
+#include "ui/wait_cursor.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kTreeRootText = 61491;
+
+struct ItemIcon {
+    int number;
+    int selectedNumber;
+};
+
+/// By KeyTreeModel::Image.
+constexpr std::array<ItemIcon, KeyTreeModel::kImageCount> kIcons = {
+    ItemIcon{102, 102},
+    {160, 133},
+    {134, 134},
+};
+constexpr REGSAM kListAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
+
+} // namespace
+
+/// Kept small: a key with 100,000 subkeys has as many of these.
+struct KeyTreeModel::Node {
+    std::string text;
+    Node* parent = nullptr;
+    std::unique_ptr<Nodes> children; ///< null while there are none
+    std::uint32_t row = 0;
+    Image image = kKey;
+    bool mayHaveChildren = false; ///< there is a plus sign, though the children may not have been read
+    bool isFilled = false;        ///< the children were read
+};
+
+KeyTreeModel::KeyTreeModel(const WindowContext& context, QObject* parent)
+    : QAbstractItemModel(parent), m_pTop(std::make_unique<Node>())
+{
+    for (std::size_t i = 0; i < m_images.size(); ++i) {
+        m_images[i] = context.theme.Icon(kIcons[i].number, kIcons[i].selectedNumber);
+    }
+    auto machine = std::make_unique<Node>();
+    machine->text = FromQString(context.language.String(kTreeRootText));
+    machine->parent = m_pTop.get();
+    machine->image = kMachine;
+    machine->mayHaveChildren = machine->isFilled = true;
+    machine->children = std::make_unique<Nodes>();
+    for (const RootKey& root : ShownRootKeys()) {
+        auto node = std::make_unique<Node>();
+        node->text = root.name;
+        node->parent = machine.get();
+        node->mayHaveChildren = true;
+        machine->children->push_back(std::move(node));
+    }
+    std::ranges::sort(*machine->children, {}, [](const auto& node) { return std::string_view(node->text); });
+    for (std::uint32_t row = 0; row < machine->children->size(); ++row) {
+        (*machine->children)[row]->row = row;
+    }
+    m_pTop->children = std::make_unique<Nodes>();
+    m_pTop->children->push_back(std::move(machine));
+    m_pTop->isFilled = true;
+}
+
+KeyTreeModel::~KeyTreeModel() = default;
+
+KeyTreeModel::Node& KeyTreeModel::NodeOf(const QModelIndex& item) const
+{
+    return item.isValid() ? *static_cast<Node*>(item.internalPointer()) : *m_pTop;
+}
+
+const std::string& KeyTreeModel::Text(const QModelIndex& item) const
+{
+    return NodeOf(item).text;
+}
+
+std::string KeyTreeModel::FullPath(const QModelIndex& item) const
+{
+    std::string path;
+    for (QModelIndex at = item; at.isValid() && !IsTreeRoot(at); at = at.parent()) {
+        path.insert(0, path.empty() ? Text(at) : Text(at) + "\\");
+    }
+    return path;
+}
+
+KeyPlace KeyTreeModel::Place(const QModelIndex& item) const
+{
+    const std::string path = FullPath(item);
+    const std::size_t end = std::min(path.find('\\'), path.size());
+    return {RootKeyFromName(path), path.substr(std::min(end + 1, path.size()))};
+}
+
+QModelIndex KeyTreeModel::Child(const QModelIndex& item, std::string_view text) const
+{
+    const Node& node = NodeOf(item);
+    if (!node.children) {
+        return {};
+    }
+    const auto found =
+        std::ranges::find(*node.children, text, [](const auto& child) -> std::string_view { return child->text; });
+    return found != node.children->end() ? createIndex(static_cast<int>((*found)->row), 0, found->get())
+                                         : QModelIndex();
+}
+
+KeyTreeModel::Nodes KeyTreeModel::ReadChildren(const KeyPlace& place, Node& parent)
+{
+    Nodes nodes;
+    RegKey key;
+    if (RegOpenKeyExA(place.root, place.subpath.c_str(), 0, kListAccess, key.Put()) != ERROR_SUCCESS) {
+        return nodes; // the item stays without children, and the list says why when it is selected
+    }
+    // In this root a key never shows as refused: it merges two places, and one of them may let the user in.
+    const bool showsRefusals = place.root != HKEY_CLASSES_ROOT;
+    static_cast<void>(ListSubkeys(key.Get(), kListAccess, [&](const ListedSubkey& subkey) {
+        auto node = std::make_unique<Node>();
+        node->text = subkey.name;
+        node->parent = &parent;
+        node->image = subkey.isRefused && showsRefusals ? kRefusedKey : kKey;
+        node->mayHaveChildren = subkey.hasSubkeys;
+        nodes.push_back(std::move(node));
+    }));
+    const auto isBefore = [](const std::unique_ptr<Node>& left, const std::unique_ptr<Node>& right) {
+        return CompareNames(std::string_view(left->text), std::string_view(right->text)) < 0;
+    };
+    if (!std::ranges::is_sorted(nodes, isBefore)) { // a hive lists its keys in this very order
+        std::ranges::stable_sort(nodes, isBefore);
+    }
+    for (std::uint32_t row = 0; row < nodes.size(); ++row) {
+        nodes[row]->row = row;
+    }
+    return nodes;
+}
+
+void KeyTreeModel::Fill(const QModelIndex& item)
+{
+    Node& node = NodeOf(item);
+    if (node.isFilled || !node.mayHaveChildren) {
+        return;
+    }
+    const WaitCursor waiting;
+    node.isFilled = true;
+    Nodes children = ReadChildren(Place(item), node);
+    node.mayHaveChildren = !children.empty();
+    if (children.empty()) {
+        emit FilledEmpty(item);
+        return;
+    }
+    beginInsertRows(item, 0, static_cast<int>(children.size()) - 1);
+    node.children = std::make_unique<Nodes>(std::move(children));
+    endInsertRows();
+}
+
+void KeyTreeModel::Reset(const QModelIndex& item)
+{
+    Node& node = NodeOf(item);
+    if (node.children) {
+        beginRemoveRows(item, 0, static_cast<int>(node.children->size()) - 1);
+        const std::unique_ptr<Nodes> old = std::move(node.children);
+        endRemoveRows();
+    }
+    node.isFilled = false;
+    RegKey key;
+    DWORD subkeys = 0;
+    const KeyPlace place = Place(item);
+    const bool isReadable =
+        RegOpenKeyExA(place.root, place.subpath.c_str(), 0, kListAccess, key.Put()) == ERROR_SUCCESS &&
+        RegQueryInfoKeyA(key.Get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, nullptr, nullptr, nullptr,
+                         nullptr, nullptr) == ERROR_SUCCESS;
+    node.mayHaveChildren = isReadable && subkeys != 0;
+    emit dataChanged(item, item);
+}
+
+QModelIndex KeyTreeModel::index(int row, int column, const QModelIndex& parent) const
+{
+    const Node& node = NodeOf(parent);
+    const bool isThere =
+        column == 0 && row >= 0 && node.children && static_cast<std::size_t>(row) < node.children->size();
+    return isThere ? createIndex(row, 0, (*node.children)[static_cast<std::size_t>(row)].get()) : QModelIndex();
+}
+
+QModelIndex KeyTreeModel::parent(const QModelIndex& item) const
+{
+    Node* parent = item.isValid() ? NodeOf(item).parent : nullptr;
+    return parent == nullptr || parent == m_pTop.get() ? QModelIndex()
+                                                       : createIndex(static_cast<int>(parent->row), 0, parent);
+}
+
+int KeyTreeModel::rowCount(const QModelIndex& item) const
+{
+    const Node& node = NodeOf(item);
+    return node.children ? static_cast<int>(node.children->size()) : 0;
+}
+
+int KeyTreeModel::columnCount(const QModelIndex& /*item*/) const
+{
+    return 1;
+}
+
+bool KeyTreeModel::hasChildren(const QModelIndex& item) const
+{
+    const Node& node = NodeOf(item);
+    return node.mayHaveChildren || node.children != nullptr;
+}
+
+bool KeyTreeModel::canFetchMore(const QModelIndex& item) const
+{
+    const Node& node = NodeOf(item);
+    return node.mayHaveChildren && !node.isFilled;
+}
+
+QVariant KeyTreeModel::data(const QModelIndex& item, int role) const
+{
+    const Node& node = NodeOf(item);
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::AccessibleTextRole:
+        return ToQString(node.text);
+    case Qt::DecorationRole:
+        return m_images[node.image];
+    default:
+        return {};
+    }
+}
+
+} // namespace tolvar

@@ -1,0 +1,56 @@
+#include "ui/profile_font.h"
+
+#include <cstdlib>
+#include <string>
+
+#include <QFontDatabase>
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kThemeFontName = 61538;
+constexpr int kThemeFontSize = 61540;
+constexpr int kThemeViewColor = 61505;
+
+} // namespace
+
+QFont ProfileFont(const WindowContext& context, std::string_view keys)
+{
+    const auto number = [&](const char* suffix, int fallback) {
+        return context.profile.GetInt(kSettingsSection, std::string(keys) + suffix, fallback);
+    };
+    const std::string face = context.profile.GetString(kSettingsSection, std::string(keys) + "Name",
+                                                       context.theme.String(kThemeFontName).toStdString());
+    QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    if (!face.empty()) {
+        font.setFamily(QString::fromStdString(face));
+    }
+    // A negative height is that of the characters, a positive one that of the line: near enough for one to be the
+    // other.
+    if (const int height = number("Size", static_cast<int>(context.theme.Number(kThemeFontSize))); height != 0) {
+        font.setPixelSize(std::abs(height));
+    }
+    font.setWeight(number("Bold", 0) > 0 ? QFont::Bold : QFont::Normal);
+    font.setItalic(number("Italic", 0) > 0);
+    return font;
+}
+
+QPalette ItemViewPalette(const WindowContext& context, const QPalette& desktop)
+{
+    QPalette palette = desktop;
+    if (context.m_bThemed) {
+        const QColor background = ColorFromNumber(context.theme.Number(kThemeViewColor));
+        palette.setColor(QPalette::Base, background);
+        palette.setColor(QPalette::Text, background.lightness() > 127 ? Qt::black : Qt::white);
+    }
+    return palette;
+}
+
+QColor ColorFromNumber(uint number)
+{
+    return QColor::fromRgb(static_cast<int>(number & 0xFF), static_cast<int>(number >> 8 & 0xFF),
+                           static_cast<int>(number >> 16 & 0xFF));
+}
+
+} // namespace tolvar

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "app/pane_messages.h"
+#include "ui/theme_list_ctrl.h"
+#include "valuelist/value_list_model.h"
+
+class QAction;
+
+namespace tolvar {
+
+/// The list in the right pane: the values of one key and, on request, its subkeys, or the roots of the registry. Each
+/// change of key or columns drops all rows and reads the key again.
+///
+/// Takes ShowKeyMessage and SelectRowMessage; sends GoToKeyMessage to its parent. Writes the last key to the profile at
+/// its end.
+class CValueList : public CThemeListCtrl {
+    Q_OBJECT
+
+public:
+    CValueList(const WindowContext& context, QWidget* parent);
+    ~CValueList() override;
+
+    /// Shows a key; both null and empty: the roots. Answers the code of what failed.
+    LSTATUS ShowKey(HKEY root, const std::string& subpath);
+
+    /// Selects the last row with exactly that name. Answers 0, or 1 when there is none.
+    int SelectRow(std::string_view name);
+
+    /// The commands that switch a column or the subkey rows on and off; checkable, with the user's text.
+    [[nodiscard]] QAction* ColumnAction(KeyColumn column) const;
+    [[nodiscard]] QAction* ShowKeysAction() const { return m_pShowKeysAction; }
+
+    [[nodiscard]] const ValueListModel& Model() const { return *m_pModel; }
+
+    /// The colour of odd rows or of the first column, as the settings say.
+    [[nodiscard]] ListColor Tint() const { return m_crTint; }
+
+protected:
+    bool event(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+    [[nodiscard]] bool WantItemNotifications() const override { return m_bRowColors; }
+    [[nodiscard]] bool WantSubitemNotifications(const ListItem& /*item*/) const override { return true; }
+    [[nodiscard]] ListColor SubitemTextColor(const ListCell& /*cell*/) const override { return kUsualColor; }
+    [[nodiscard]] ListColor SubitemBackColor(const ListCell& cell) const override;
+
+private:
+    void MakeActions();
+    void ToggleColumn(KeyColumn column);
+    void ToggleShowKeys();
+    void ShowAgain();
+    void SetShownWidths();
+    void OpenRow(const QModelIndex& index);
+    void ShowHeaderMenu(const QPoint& at);
+
+    const WindowContext& m_context;
+    ValueListModel* m_pModel;                                ///< owned by the view
+    std::array<QAction*, kKeyColumnCount> m_columnActions{}; ///< owned by the view; none for Name
+    QAction* m_pShowKeysAction = nullptr;
+    bool m_bShowKeys;
+    bool m_bRowColors;
+    ListColor m_crTint;
+    HKEY m_hRootKey = nullptr; ///< of the shown key; null when the roots are shown
+    std::string m_szKeyPath;   ///< its subpath; empty for a root key and for the roots
+};
+
+} // namespace tolvar

@@ -1,0 +1,124 @@
+#include "valuelist/value_list_model.h"
+
+#include <algorithm>
+
+#include "ui/native_text.h"
+#include "ui/theme_list_ctrl.h"
+
+namespace tolvar {
+
+namespace {
+
+/// By KeyRow::Image: a key, the types 0 to 11, all other types, and what is refused. Type 11 shares the picture of the
+/// custom types, as it shares their name: icon 160 is the key's, and a number must not look like a subkey.
+constexpr std::array kIcons = {160, 149, 150, 151, 152, 153, 154, 155, 156, 157, 158, 159, 161, 161, 131};
+
+/// By KeyColumn.
+constexpr std::array kTitles = {61517, 61513, 61617, 61734, 61785, 61502};
+
+KeyRowTexts Texts(const ResourceLibrary& language)
+{
+    const auto text = [&language](int number) { return FromQString(language.String(number)); };
+    return {text(61527), text(61528), text(61529), text(61715)};
+}
+
+} // namespace
+
+ValueListModel::ValueListModel(const WindowContext& context, QObject* parent)
+    : QAbstractTableModel(parent), m_context(context), m_rows(Texts(context.language), context.m_bIsNT)
+{
+    for (std::size_t i = 0; i < m_images.size(); ++i) {
+        m_images[i] = context.theme.Icon(kIcons[i]);
+    }
+}
+
+void ValueListModel::ShowRoots()
+{
+    beginResetModel();
+    m_rows.ShowRoots();
+    endResetModel();
+}
+
+LSTATUS ValueListModel::ShowKey(HKEY root, const std::string& subpath, bool showsSubkeys)
+{
+    beginResetModel();
+    const LSTATUS code = m_rows.ShowKey(root, subpath, showsSubkeys);
+    endResetModel();
+    return code;
+}
+
+void ValueListModel::SetColumnOn(KeyColumn column, bool isOn)
+{
+    if (column == KeyColumn::kName || IsColumnOn(column) == isOn) {
+        return;
+    }
+    m_isOn[static_cast<std::size_t>(column)] = isOn;
+    const auto place = std::ranges::lower_bound(m_shown, column);
+    const auto section = static_cast<int>(place - m_shown.begin());
+    if (isOn) {
+        beginInsertColumns({}, section, section);
+        m_shown.insert(place, column);
+        endInsertColumns();
+    } else {
+        beginRemoveColumns({}, section, section);
+        m_shown.erase(place);
+        endRemoveColumns();
+    }
+}
+
+int ValueListModel::SectionOf(KeyColumn column) const
+{
+    const auto place = std::ranges::find(m_shown, column);
+    return place != m_shown.end() ? static_cast<int>(place - m_shown.begin()) : -1;
+}
+
+QString ValueListModel::Title(KeyColumn column) const
+{
+    return m_context.language.String(kTitles[static_cast<std::size_t>(column)]);
+}
+
+int ValueListModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(m_rows.Count());
+}
+
+int ValueListModel::columnCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(m_shown.size());
+}
+
+QVariant ValueListModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid()) {
+        return {};
+    }
+    const auto row = static_cast<std::size_t>(index.row());
+    const KeyColumn column = ColumnAt(index.column());
+    switch (role) {
+    case Qt::DisplayRole:
+        return ToQString(m_rows.Cell(row, column));
+    case Qt::DecorationRole:
+        return column == KeyColumn::kName ? m_images[static_cast<std::size_t>(m_rows.Row(row).Image())] : QVariant();
+    case kItemDataRole:
+        return QVariant::fromValue<qint64>(m_rows.Row(row).ItemData());
+    default:
+        return {};
+    }
+}
+
+QVariant ValueListModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation == Qt::Vertical || section >= columnCount()) {
+        return {};
+    }
+    switch (role) {
+    case Qt::DisplayRole:
+        return Title(ColumnAt(section));
+    case Qt::TextAlignmentRole:
+        return static_cast<int>(Qt::AlignLeft | Qt::AlignVCenter);
+    default:
+        return {};
+    }
+}
+
+} // namespace tolvar
