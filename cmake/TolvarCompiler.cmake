@@ -2,10 +2,11 @@
 
 find_program(TOLVAR_CCACHE ccache)
 if(TOLVAR_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    # Precompiled headers are only cached with this sloppiness (see ccache's own page on them).
+    # Precompiled headers are only cached with this sloppiness (see ccache's own page on them). Paths count from the source
+    # folder, so that one build folder finds what another one has built.
     set(CMAKE_CXX_COMPILER_LAUNCHER
         ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
-        ${TOLVAR_CCACHE})
+        CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${TOLVAR_CCACHE})
 endif()
 
 if(TOLVAR_SANITIZE OR TOLVAR_FUZZ)
