@@ -212,8 +212,36 @@ TEST(HiveThatIsCutShort, AnswersWhatItHeldOrAFault)
             EXPECT_TRUE(!data || *data == root.values[i].data);
             faults += className && data ? 0 : 1;
         }
+        std::vector<Breach> breaches;
+        static_cast<void>(ValidateHive(*hive, [&](const Finding& finding) { breaches.push_back(finding.breach); }));
+        EXPECT_THAT(breaches, testing::Contains(Breach::kMediumFailed));
+        EXPECT_THAT(breaches, testing::Not(testing::Contains(Breach::kBinSignature)));
     }
     EXPECT_GT(faults, 0);
+    std::filesystem::remove(path);
+}
+
+TEST(HiveThatIsCutShort, DoesNotSayThatAKeyIsMissingWhichLiesBehindTheCut)
+{
+    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "keys_behind_the_cut.hive";
+    RawHive raw;
+    const std::uint32_t list = raw.AddList("li", std::vector<std::uint32_t>(100));
+    for (int i = 0; i < 100; ++i) { // about 9000 bytes of keys behind their list
+        raw.Put(list, 4 + 4 * i, raw.AddKey({std::to_string(1000 + i)}));
+    }
+    const std::uint32_t root = raw.AddKey({"root"});
+    raw.SetKey(root, {.name = "root", .subkeys = 100, .subkeyList = list});
+    const File file = raw.Finish(root);
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), std::ssize(file));
+    const Result<Hive> hive = Hive::Open(path);
+    ASSERT_TRUE(hive);
+    const Checked<KeyNode> key = hive->Key(hive->Root());
+    ASSERT_TRUE(key);
+    std::filesystem::resize_file(path, 2 * 4096);
+    EXPECT_TRUE(hive->FindSubkey(*key, u"1000"));
+    const Checked<CellOffset> behind = hive->FindSubkey(*key, u"1099");
+    ASSERT_FALSE(behind);
+    EXPECT_EQ(behind.error().breach, Breach::kMediumFailed);
     std::filesystem::remove(path);
 }
 

@@ -1,5 +1,6 @@
 #include "platform/files/mapped_file.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -26,6 +27,7 @@ struct Slot {
     std::atomic<std::uint64_t*> failedPages{nullptr}; ///< one bit a page, owned by the mapping
     std::atomic<bool> anyFailed{false};
     std::atomic<int> descriptor{-1}; ///< of the file, owned by the mapping
+    std::atomic<int> protection{PROT_READ};
 };
 
 std::array<Slot, kMaxMappings> g_slots;
@@ -62,7 +64,8 @@ void OnBusError(int signal, siginfo_t* info, void* context)
         }
         const std::uintptr_t page = (address - begin) / g_pageSize;
         void* at = reinterpret_cast<void*>(begin + page * g_pageSize);
-        if (mmap(at, g_pageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) {
+        if (mmap(at, g_pageSize, slot.protection.load(), MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) ==
+            MAP_FAILED) {
             break;
         }
         NoteFailed(slot, page);
@@ -89,7 +92,7 @@ void InstallBusHandler()
     });
 }
 
-Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPages, int descriptor)
+Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPages, int descriptor, int protection)
 {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
@@ -98,6 +101,7 @@ Slot* TakeSlot(std::uintptr_t begin, std::size_t size, std::uint64_t* failedPage
             slot.anyFailed.store(false);
             slot.failedPages.store(failedPages);
             slot.descriptor.store(descriptor);
+            slot.protection.store(protection);
             slot.end.store(begin + size);
             slot.begin.store(begin, std::memory_order_release);
             return &slot;
@@ -133,8 +137,10 @@ private:
 } // namespace
 
 struct MappedFile::Mapping {
-    const std::byte* data = nullptr;
-    std::size_t size = 0;
+    std::byte* data = nullptr;
+    std::size_t size = 0;   ///< bytes that can be used
+    std::size_t mapped = 0; ///< bytes that are mapped, from `data` on
+    std::size_t room = 0;   ///< bytes of reserved address space; 0: this is no private copy
     std::unique_ptr<std::uint64_t[]> failedPages;
     Slot* slot = nullptr;
     Descriptor descriptor; ///< kept open, to ask how long the file still is
@@ -147,11 +153,49 @@ void MappedFile::Unmap::operator()(Mapping* mapping) const noexcept
         mapping->slot->begin.store(0, std::memory_order_release);
     }
     if (mapping->data != nullptr) {
-        munmap(const_cast<std::byte*>(mapping->data), mapping->size);
+        munmap(mapping->data, std::max(mapping->room, mapping->mapped));
     }
 }
 
+namespace {
+
+std::size_t RoundUpToPage(std::size_t size)
+{
+    return (size + g_pageSize - 1) / g_pageSize * g_pageSize;
+}
+
+} // namespace
+
 Result<MappedFile> MappedFile::Open(const std::filesystem::path& file)
+{
+    return Map(file, Kind::kReadOnly, 0);
+}
+
+Result<MappedFile> MappedFile::OpenPrivate(const std::filesystem::path& file, std::size_t room)
+{
+    return Map(file, Kind::kPrivate, room);
+}
+
+Result<MappedFile> MappedFile::CopyOf(std::span<const std::byte> bytes, std::size_t room)
+{
+    InstallBusHandler(); // settles the size of a page
+    MappedFile result;
+    result.m_mapping.reset(new Mapping);
+    Mapping& mapping = *result.m_mapping;
+    mapping.room = RoundUpToPage(std::max(room, bytes.size()));
+    void* at = mmap(nullptr, mapping.room, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (at == MAP_FAILED) {
+        return Failure(ErrorCode::kNotEnoughMemory);
+    }
+    mapping.data = static_cast<std::byte*>(at);
+    if (auto sized = result.Resize(bytes.size()); !sized) {
+        return tl::unexpected(std::move(sized.error()));
+    }
+    std::ranges::copy(bytes, mapping.data);
+    return result;
+}
+
+Result<MappedFile> MappedFile::Map(const std::filesystem::path& file, Kind kind, std::size_t room)
 {
     const std::string context = "open " + file.string();
     Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -176,17 +220,28 @@ Result<MappedFile> MappedFile::Open(const std::filesystem::path& file)
         return result;
     }
     const auto size = static_cast<std::size_t>(status.st_size);
-    void* at = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, descriptor.Get(), 0);
+    const bool isPrivate = kind == Kind::kPrivate;
+    const int protection = isPrivate ? PROT_READ | PROT_WRITE : PROT_READ;
+    if (isPrivate) {
+        mapping.room = RoundUpToPage(std::max(room, size));
+        void* reserved = mmap(nullptr, mapping.room, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (reserved == MAP_FAILED) {
+            return Failure(ErrorCodeFromErrno(errno), context);
+        }
+        mapping.data = static_cast<std::byte*>(reserved);
+    }
+    void* at = mmap(mapping.data, size, protection, MAP_PRIVATE | (isPrivate ? MAP_FIXED : 0), descriptor.Get(), 0);
     if (at == MAP_FAILED) {
         return Failure(ErrorCodeFromErrno(errno), context);
     }
-    mapping.data = static_cast<const std::byte*>(at);
+    mapping.data = static_cast<std::byte*>(at);
     mapping.size = size;
-    const std::size_t pages = (size + g_pageSize - 1) / g_pageSize;
+    mapping.mapped = RoundUpToPage(size);
+    const std::size_t pages = std::max(mapping.room, mapping.mapped) / g_pageSize;
     mapping.failedPages = std::make_unique<std::uint64_t[]>((pages + 63) / 64);
     mapping.descriptor = std::move(descriptor);
-    mapping.slot =
-        TakeSlot(reinterpret_cast<std::uintptr_t>(at), size, mapping.failedPages.get(), mapping.descriptor.Get());
+    mapping.slot = TakeSlot(reinterpret_cast<std::uintptr_t>(at), size, mapping.failedPages.get(),
+                            mapping.descriptor.Get(), protection);
     if (mapping.slot == nullptr) {
         return Failure(ErrorCode::kNotEnoughMemory, context + ": too many files are open");
     }
@@ -195,7 +250,37 @@ Result<MappedFile> MappedFile::Open(const std::filesystem::path& file)
 
 std::span<const std::byte> MappedFile::Bytes() const noexcept
 {
-    return m_mapping ? std::span(m_mapping->data, m_mapping->size) : std::span<const std::byte>();
+    return m_mapping ? std::span<const std::byte>(m_mapping->data, m_mapping->size) : std::span<const std::byte>();
+}
+
+std::span<std::byte> MappedFile::Writable() noexcept
+{
+    return m_mapping && m_mapping->room != 0 ? std::span(m_mapping->data, m_mapping->size) : std::span<std::byte>();
+}
+
+Result<void> MappedFile::Resize(std::size_t size)
+{
+    Mapping& mapping = *m_mapping;
+    const std::size_t wanted = RoundUpToPage(size);
+    if (wanted > mapping.room) {
+        return Failure(ErrorCode::kNotEnoughMemory);
+    }
+    // Whole pages come from nowhere and go there; the rest of a page at the border is cleared by hand.
+    if (wanted > mapping.mapped) {
+        if (mmap(mapping.data + mapping.mapped, wanted - mapping.mapped, PROT_READ | PROT_WRITE,
+                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == MAP_FAILED) {
+            return Failure(ErrorCode::kNotEnoughMemory);
+        }
+    } else if (wanted < mapping.mapped) {
+        mmap(mapping.data + wanted, mapping.mapped - wanted, PROT_NONE,
+             MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0);
+    }
+    const std::size_t border = std::min(size, mapping.size);
+    const std::size_t borderEnd = std::min(RoundUpToPage(border), wanted);
+    std::fill(mapping.data + border, mapping.data + borderEnd, std::byte{0});
+    mapping.mapped = wanted;
+    mapping.size = size;
+    return {};
 }
 
 bool MappedFile::AnyFailed() const noexcept

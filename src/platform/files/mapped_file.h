@@ -22,7 +22,21 @@ public:
     /// Errors: the system's code; kDirectory for a folder.
     [[nodiscard]] static Result<MappedFile> Open(const std::filesystem::path& file);
 
+    /// A private copy to write in, which never reaches the file by itself: pages are copied as they are written.
+    /// Address space for `room` bytes is reserved, so that Resize moves nothing. Errors as Open.
+    [[nodiscard]] static Result<MappedFile> OpenPrivate(const std::filesystem::path& file, std::size_t room);
+
+    /// The same over a copy of `bytes` in memory. Errors: kNotEnoughMemory.
+    [[nodiscard]] static Result<MappedFile> CopyOf(std::span<const std::byte> bytes, std::size_t room);
+
     [[nodiscard]] std::span<const std::byte> Bytes() const noexcept;
+
+    /// Bytes() for writing; empty for a map that Open made.
+    [[nodiscard]] std::span<std::byte> Writable() noexcept;
+
+    /// Makes Bytes() that long: what comes new is zero, what falls away is forgotten. Only for a private copy.
+    /// Errors: kNotEnoughMemory beyond the reserved room; the bytes are then as they were.
+    [[nodiscard]] Result<void> Resize(std::size_t size);
 
     /// Whether a page under `bytes`, a part of Bytes(), failed when it was read. Costs one load while nothing has
     /// failed.
@@ -33,6 +47,8 @@ public:
 
 private:
     struct Mapping;
+    enum class Kind { kReadOnly, kPrivate };
+    [[nodiscard]] static Result<MappedFile> Map(const std::filesystem::path& file, Kind kind, std::size_t room);
     struct Unmap {
         void operator()(Mapping* mapping) const noexcept;
     };

@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include "platform/hive/signature.h"
+
 namespace tolvar {
 
 namespace {
@@ -15,11 +17,6 @@ constexpr std::uint32_t kInlineFlag = 0x80000000;
 constexpr std::size_t kMaxKeyNameUnits = 256;    // one more than writers may use
 constexpr std::uint32_t kBigDataSegment = 16344; // bytes that each segment but the last one carries
 constexpr std::uint32_t kBigDataMinor = 4;       // the first version with big data records
-
-constexpr std::uint16_t Signature(char first, char second)
-{
-    return static_cast<std::uint16_t>(static_cast<unsigned char>(first) | static_cast<unsigned char>(second) << 8);
-}
 
 /// The cell of a key, with all that every use of it needs checked, and its name. Inlined by order: without it a walk
 /// takes twice the time.
@@ -66,6 +63,32 @@ Result<Hive> Hive::Open(const std::filesystem::path& file)
         return tl::unexpected(std::move(read.error()));
     }
     return hive;
+}
+
+Result<Hive> Hive::FromCopy(MappedFile map, const std::filesystem::path& file)
+{
+    Hive hive;
+    hive.m_file = file;
+    hive.m_map = std::move(map);
+    hive.m_bytes = hive.m_map.Bytes();
+    if (auto read = hive.ReadBaseBlock(); !read) {
+        return tl::unexpected(std::move(read.error()));
+    }
+    return hive;
+}
+
+bool Hive::Extend(std::uint32_t size)
+{
+    if (!m_map.Resize(kBaseBlockSize + m_length + size)) {
+        return false;
+    }
+    m_bytes = m_map.Bytes();
+    const std::span<std::byte> added = m_map.Writable().subspan(kBaseBlockSize + m_length, size);
+    std::ranges::fill(added, std::byte{0}); // what lay in the file behind the hive is none of its business
+    m_bins = m_bytes.data() + kBaseBlockSize;
+    m_length += size;
+    m_base.length = m_length;
+    return true;
 }
 
 Result<Hive> Hive::FromBytes(std::span<const std::byte> bytes, std::string name)

@@ -37,6 +37,9 @@ public:
     /// cut short opens all the same with what is there: see Damage.
     [[nodiscard]] static Result<Hive> Open(const std::filesystem::path& file);
 
+    /// The hive in `map`, a private copy of `file` in which a HiveEditor may write. Errors as Open.
+    [[nodiscard]] static Result<Hive> FromCopy(MappedFile map, const std::filesystem::path& file);
+
     /// A hive over bytes in memory, which must outlive it. `name` stands for the file in messages. Errors as Open.
     [[nodiscard]] static Result<Hive> FromBytes(std::span<const std::byte> bytes, std::string name);
 
@@ -117,7 +120,19 @@ public:
     [[nodiscard]] std::span<const std::byte> Bins() const noexcept;
 
 private:
+    friend class HiveEditor;
+    friend class WritableHive;
+
     Hive() = default;
+
+    /// For those who change a private copy.
+    [[nodiscard]] std::span<std::byte> WritableBins() noexcept
+    {
+        return m_map.Writable().subspan(kBaseBlockSize, m_length);
+    }
+
+    /// Makes the hive bins data `size` bytes longer. False at the end of the reserved room.
+    [[nodiscard]] bool Extend(std::uint32_t size);
     [[nodiscard]] Result<void> ReadBaseBlock();
 
     std::filesystem::path m_file;

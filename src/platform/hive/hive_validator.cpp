@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/hive/bin_header.h"
 #include "platform/hive/cell_claims.h"
 #include "platform/hive/hive_walk.h"
 
@@ -13,8 +14,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr std::uint32_t kBinHeaderSize = 32;
-constexpr std::uint32_t kBinSignature = 0x6E696268; // "hbin"
 constexpr std::uint16_t kFlagsNotOnDisk = key_flags::kVolatile | key_flags::kHiveExit;
 
 /// One key on the way down, with what its children have shown so far.
@@ -98,29 +97,21 @@ private:
         while (at < m_hive.Length()) {
             const std::byte* bin = m_hive.Bins().data() + at;
             const std::uint32_t rest = m_hive.Length() - at;
-            const Breach breach = rest < kBinAlignment ? Breach::kBinSize : BinBreach(bin, at, rest);
+            const bool isUnreadable = m_hive.IsUnreadable({bin, std::min(rest, kBinAlignment)});
+            const Breach breach = isUnreadable ? Breach::kMediumFailed : BinBreach(m_hive.Bins(), at);
             if (breach != Breach::kNone) {
                 Report(Severity::kError, breach, CellOffset{at});
                 at += std::min(rest, kBinAlignment); // the next bin begins at a page at the earliest
                 continue;
             }
             ++m_summary.bins;
-            const auto size = LoadLittle<std::uint32_t>(bin + 8);
+            const std::uint32_t size = BinSize(m_hive.Bins(), at);
+            if (m_hive.IsUnreadable({bin, size})) {
+                Report(Severity::kError, Breach::kMediumFailed, CellOffset{at});
+            }
             CheckCells(at + kBinHeaderSize, at + size);
             at += size;
         }
-    }
-
-    [[nodiscard]] static Breach BinBreach(const std::byte* bin, std::uint32_t at, std::uint32_t rest)
-    {
-        const auto size = LoadLittle<std::uint32_t>(bin + 8);
-        if (LoadLittle<std::uint32_t>(bin) != kBinSignature) {
-            return Breach::kBinSignature;
-        }
-        if (LoadLittle<std::uint32_t>(bin + 4) != at) {
-            return Breach::kBinOffset;
-        }
-        return size == 0 || size % kBinAlignment != 0 || size > rest ? Breach::kBinSize : Breach::kNone;
     }
 
     void CheckCells(std::uint32_t at, std::uint32_t end)
@@ -250,19 +241,6 @@ private:
         }
         parent.longestName = std::max(parent.longestName, static_cast<std::uint32_t>(2 * key.name.size()));
         parent.longestClass = std::max<std::uint32_t>(parent.longestClass, key.classLength);
-    }
-
-    /// The first four units as bytes, or nothing where one of them is none (hive-format.md, 6.4).
-    [[nodiscard]] static std::uint32_t NameHint(const NameView& name)
-    {
-        std::uint32_t hint = 0;
-        for (std::uint32_t i = 0; i < std::min<std::size_t>(4, name.size()); ++i) {
-            if (name[i] > 0xFF) {
-                return 0;
-            }
-            hint |= static_cast<std::uint32_t>(name[i]) << (8 * i);
-        }
-        return hint;
     }
 
     void CheckClass(const KeyNode& key)

@@ -35,6 +35,19 @@ std::uint32_t HashUnits(const Name& name) noexcept
     return hash;
 }
 
+template <class Name>
+std::uint32_t HintUnits(const Name& name) noexcept
+{
+    std::uint32_t hint = 0;
+    for (std::size_t i = 0; i < std::min<std::size_t>(4, name.size()); ++i) {
+        if (name[i] > 0xFF) {
+            return 0;
+        }
+        hint |= static_cast<std::uint32_t>(name[i]) << (8 * i);
+    }
+    return hint;
+}
+
 } // namespace
 
 std::u16string NameView::ToUtf16() const
@@ -88,6 +101,16 @@ std::uint32_t NameHash(std::u16string_view name) noexcept
 std::uint32_t NameHash(const NameView& name) noexcept
 {
     return HashUnits(name);
+}
+
+std::uint32_t NameHint(std::u16string_view name) noexcept
+{
+    return HintUnits(name);
+}
+
+std::uint32_t NameHint(const NameView& name) noexcept
+{
+    return HintUnits(name);
 }
 
 } // namespace tolvar

@@ -37,4 +37,9 @@ struct NameView {
 [[nodiscard]] std::uint32_t NameHash(std::u16string_view name) noexcept;
 [[nodiscard]] std::uint32_t NameHash(const NameView& name) noexcept;
 
+/// The hint that an `lf` list keeps of a name: its first four units as bytes, or 0 where one of them is none
+/// (hive-format.md, 6.4).
+[[nodiscard]] std::uint32_t NameHint(std::u16string_view name) noexcept;
+[[nodiscard]] std::uint32_t NameHint(const NameView& name) noexcept;
+
 } // namespace tolvar

@@ -1,0 +1,201 @@
+#include <cerrno>
+#include <string>
+#include <strings.h>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/files/file_store.h"
+
+namespace tolvar {
+
+namespace {
+
+Result<void> Answer(int result, const std::string& what)
+{
+    return result == 0 ? Result<void>() : Failure(ErrorCodeFromErrno(errno), what);
+}
+
+class SystemFile final : public StoredFile {
+public:
+    SystemFile(int descriptor, std::string name) : m_descriptor(descriptor), m_name(std::move(name)) {}
+    ~SystemFile() override { close(m_descriptor); }
+    SystemFile(const SystemFile&) = delete;
+    SystemFile& operator=(const SystemFile&) = delete;
+
+    Result<std::uint64_t> Size() const override
+    {
+        struct stat status = {};
+        if (fstat(m_descriptor, &status) != 0) {
+            return Failure(ErrorCodeFromErrno(errno), m_name);
+        }
+        return static_cast<std::uint64_t>(status.st_size);
+    }
+
+    Result<void> Read(std::uint64_t offset, std::span<std::byte> out) const override
+    {
+        while (!out.empty()) {
+            const ssize_t got = pread(m_descriptor, out.data(), out.size(), static_cast<off_t>(offset));
+            if (got < 0 && errno == EINTR) {
+                continue;
+            }
+            if (got <= 0) {
+                return Failure(got == 0 ? ErrorCode::kReadFault : ErrorCodeFromErrno(errno), "read " + m_name);
+            }
+            out = out.subspan(static_cast<std::size_t>(got));
+            offset += static_cast<std::uint64_t>(got);
+        }
+        return {};
+    }
+
+    Result<void> Write(std::uint64_t offset, std::span<const std::byte> bytes) override
+    {
+        while (!bytes.empty()) {
+            const ssize_t put = pwrite(m_descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+            if (put < 0 && errno == EINTR) {
+                continue;
+            }
+            if (put <= 0) {
+                return Failure(put == 0 ? ErrorCode::kDiskFull : ErrorCodeFromErrno(errno), "write " + m_name);
+            }
+            bytes = bytes.subspan(static_cast<std::size_t>(put));
+            offset += static_cast<std::uint64_t>(put);
+        }
+        return {};
+    }
+
+    Result<void> Resize(std::uint64_t size) override
+    {
+        return Answer(ftruncate(m_descriptor, static_cast<off_t>(size)), "resize " + m_name);
+    }
+
+    Result<void> Sync() override { return Answer(fsync(m_descriptor), "write " + m_name); }
+
+    Result<void> Lock() override
+    {
+        if (flock(m_descriptor, LOCK_EX | LOCK_NB) == 0) {
+            return {};
+        }
+        if (errno != EWOULDBLOCK) {
+            return Failure(ErrorCodeFromErrno(errno), "lock " + m_name);
+        }
+        const std::string holder = LockHolder();
+        return Failure(ErrorCode::kSharingViolation, holder.empty()
+                                                         ? m_name + " is in use"
+                                                         : fmt::format("{} is in use by process {}", m_name, holder));
+    }
+
+    Result<std::uint64_t> ChangeStamp() const override
+    {
+        struct stat status = {};
+        if (fstat(m_descriptor, &status) != 0) {
+            return Failure(ErrorCodeFromErrno(errno), m_name);
+        }
+        if (status.st_nlink == 0) {
+            return Failure(ErrorCode::kFileNotFound, m_name + " was removed while it was open");
+        }
+        return static_cast<std::uint64_t>(status.st_mtim.tv_sec) * 1'000'000'000U +
+               static_cast<std::uint64_t>(status.st_mtim.tv_nsec) + (static_cast<std::uint64_t>(status.st_size) << 20U);
+    }
+
+private:
+    /// The process that the kernel's table of locks names for this file; empty where it names none.
+    [[nodiscard]] std::string LockHolder() const;
+
+    int m_descriptor;
+    std::string m_name;
+};
+
+std::string SystemFile::LockHolder() const
+{
+    struct stat status = {};
+    FILE* table = std::fopen("/proc/locks", "re");
+    if (table == nullptr) {
+        return {};
+    }
+    std::string holder;
+    char line[256];
+    unsigned long inode = 0;
+    int process = 0;
+    // "1: FLOCK  ADVISORY  WRITE 2301 fe:01:1234567 0 EOF"
+    while (fstat(m_descriptor, &status) == 0 && std::fgets(line, sizeof line, table) != nullptr) {
+        if (std::sscanf(line, "%*s FLOCK %*s %*s %d %*x:%*x:%lu", &process, &inode) == 2 && inode == status.st_ino &&
+            process > 0) {
+            holder = std::to_string(process);
+        }
+    }
+    std::fclose(table);
+    return holder;
+}
+
+class SystemFileStore final : public FileStore {
+public:
+    Result<std::unique_ptr<StoredFile>> Open(const std::filesystem::path& file, Mode mode) override
+    {
+        constexpr mode_t kPermissions = 0644;
+        const int flags = mode == Mode::kRead ? O_RDONLY : mode == Mode::kWrite ? O_RDWR : O_RDWR | O_CREAT;
+        const int descriptor = open(file.c_str(), flags | O_CLOEXEC | O_NOCTTY, kPermissions);
+        if (descriptor < 0) {
+            return Failure(ErrorCodeFromErrno(errno), "open " + file.string());
+        }
+        return std::make_unique<SystemFile>(descriptor, file.string());
+    }
+
+    Result<MappedFile> Map(const std::filesystem::path& file, std::size_t room) override
+    {
+        return MappedFile::OpenPrivate(file, room);
+    }
+
+    std::optional<std::filesystem::path> Find(const std::filesystem::path& file) override
+    {
+        std::error_code error;
+        if (std::filesystem::exists(file, error)) {
+            return file;
+        }
+        const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
+        for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+            if (strcasecmp(entry.path().filename().c_str(), file.filename().c_str()) == 0) {
+                return entry.path();
+            }
+        }
+        return std::nullopt;
+    }
+
+    Result<void> Remove(const std::filesystem::path& file) override
+    {
+        return Answer(unlink(file.c_str()), "remove " + file.string());
+    }
+
+    Result<void> Rename(const std::filesystem::path& from, const std::filesystem::path& to) override
+    {
+        return Answer(rename(from.c_str(), to.c_str()), "rename " + from.string());
+    }
+
+    Result<void> SyncFolder(const std::filesystem::path& folder) override
+    {
+        const std::filesystem::path name = folder.empty() ? "." : folder;
+        const int descriptor = open(name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (descriptor < 0) {
+            return Failure(ErrorCodeFromErrno(errno), "open " + name.string());
+        }
+        const int result = fsync(descriptor);
+        const int error = errno;
+        close(descriptor);
+        // Some file systems have no durable folders to offer; their files are none the worse for it.
+        return result == 0 || error == EINVAL ? Result<void>()
+                                              : Failure(ErrorCodeFromErrno(error), "write " + name.string());
+    }
+};
+
+} // namespace
+
+FileStore& SystemFiles()
+{
+    static SystemFileStore store;
+    return store;
+}
+
+} // namespace tolvar

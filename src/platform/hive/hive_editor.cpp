@@ -1,0 +1,300 @@
+#include "platform/hive/hive_editor.h"
+
+#include <algorithm>
+
+#include "platform/hive/bin_header.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::uint32_t kLeastCell = 8;          // bytes
+constexpr std::uint32_t kExactCell = 16384;      // larger cells have sizes that are powers of two
+constexpr std::uint32_t kScanAtOnce = 64 * 1024; // bytes of bins looked into for one cell
+constexpr std::uint32_t kMaxBinGrowth = 64 * 1024;
+constexpr std::uint32_t kNoCell = CellOffset::kNil;
+
+/// Bytes of the cell that holds `payload`, its size field included (hive-format.md, chapter 4).
+std::uint32_t CellSize(std::uint32_t payload)
+{
+    const std::uint32_t size = std::max(kLeastCell, (payload + 4 + 7) / 8 * 8);
+    return size <= kExactCell ? size : std::bit_ceil(size);
+}
+
+} // namespace
+
+HiveEditor::HiveEditor(Hive& hive) : m_hive(hive), m_written((hive.Length() / kPageSize + 63) / 64) {}
+
+std::int32_t HiveEditor::SizeAt(std::uint32_t cell) const noexcept
+{
+    return LoadLittle<std::int32_t>(m_hive.Bins().data() + cell);
+}
+
+void HiveEditor::StoreSize(std::uint32_t cell, std::int32_t size)
+{
+    std::memcpy(m_hive.WritableBins().data() + cell, &size, sizeof size);
+    MarkWritten(cell, sizeof size);
+}
+
+void HiveEditor::MarkWritten(std::uint32_t begin, std::uint32_t size)
+{
+    m_isChanged = true;
+    for (std::uint32_t page = begin / kPageSize; page <= (begin + size - 1) / kPageSize; ++page) {
+        m_written[page / 64] |= std::uint64_t{1} << (page % 64);
+    }
+}
+
+void HiveEditor::MarkAllWritten()
+{
+    MarkWritten(0, m_hive.Length());
+}
+
+void HiveEditor::MarkClean()
+{
+    std::ranges::fill(m_written, 0);
+    m_isChanged = false;
+}
+
+std::vector<HiveEditor::PageRun> HiveEditor::WrittenPages() const
+{
+    std::vector<PageRun> runs;
+    for (std::uint32_t page = 0; page < m_hive.Length() / kPageSize; ++page) {
+        if (page % 64 == 0 && m_written[page / 64] == 0) {
+            page += 63;
+            continue;
+        }
+        if ((m_written[page / 64] >> (page % 64) & 1U) == 0) {
+            continue;
+        }
+        const std::uint32_t begin = page * kPageSize;
+        if (!runs.empty() && runs.back().begin + runs.back().size == begin) {
+            runs.back().size += kPageSize;
+        } else {
+            runs.push_back({begin, kPageSize});
+        }
+    }
+    return runs;
+}
+
+std::byte* HiveEditor::Touch(CellOffset cell, std::uint32_t at, std::uint32_t size)
+{
+    const std::uint32_t begin = cell.value + 4 + at;
+    if (size != 0) {
+        MarkWritten(begin, size);
+    }
+    return m_hive.WritableBins().data() + begin;
+}
+
+void HiveEditor::StoreBytes(CellOffset cell, std::uint32_t at, std::span<const std::byte> bytes)
+{
+    std::ranges::copy(bytes, Touch(cell, at, static_cast<std::uint32_t>(bytes.size())));
+}
+
+std::uint32_t HiveEditor::Capacity(CellOffset cell) const noexcept
+{
+    return 0U - static_cast<std::uint32_t>(SizeAt(cell.value)) - 4;
+}
+
+void HiveEditor::InsertFree(std::uint32_t cell, std::uint32_t size)
+{
+    m_freeByPlace.emplace(cell, size);
+    m_freeBySize.emplace(size, cell);
+}
+
+void HiveEditor::RemoveFree(std::uint32_t cell, std::uint32_t size)
+{
+    m_freeByPlace.erase(cell);
+    m_freeBySize.erase({size, cell});
+}
+
+bool HiveEditor::IsBinAt(std::uint32_t at) const noexcept
+{
+    return BinBreach(m_hive.Bins(), at) == Breach::kNone;
+}
+
+const HiveEditor::Bin& HiveEditor::ScanBin(std::uint32_t begin)
+{
+    const std::uint32_t end = begin + BinSize(m_hive.Bins(), begin);
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> free;
+    std::uint32_t at = begin + kBinHeaderSize;
+    while (at < end) {
+        const std::int32_t stored = SizeAt(at);
+        const std::uint32_t size =
+            stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
+        if (size < kLeastCell || size % 8 != 0 || size > end - at) {
+            break;
+        }
+        if (stored > 0) {
+            free.emplace_back(at, size);
+        }
+        at += size;
+    }
+    const bool isSound = at == end;
+    for (const auto& [cell, size] : free) {
+        if (isSound) {
+            InsertFree(cell, size);
+        }
+    }
+    return m_bins.insert_or_assign(begin, Bin{end, isSound}).first->second;
+}
+
+void HiveEditor::ScanSome()
+{
+    const std::uint32_t stop = m_scanAt + std::min(kScanAtOnce, m_hive.Length() - m_scanAt);
+    while (m_scanAt < stop) {
+        const auto known = m_bins.find(m_scanAt);
+        if (known != m_bins.end()) {
+            m_scanAt = known->second.end;
+        } else if (IsBinAt(m_scanAt)) {
+            m_scanAt = ScanBin(m_scanAt).end;
+        } else {
+            m_scanAt += kBinAlignment; // whatever lies here is not ours to use
+        }
+    }
+}
+
+/// The begin of the bin that `cell` lies in. Data may hold what looks like a bin: where more than one place in reach
+/// could be the begin, the bins are counted from the start of the hive, which no data can feign.
+std::uint32_t HiveEditor::FindBinBefore(std::uint32_t cell) const
+{
+    constexpr std::uint32_t kReach = kMaxCell + 2 * kBinAlignment;
+    std::uint32_t found = kNoCell;
+    bool isAmbiguous = false;
+    const std::uint32_t page = cell / kBinAlignment * kBinAlignment;
+    for (std::uint32_t back = 0; back <= std::min(page, kReach); back += kBinAlignment) {
+        const std::uint32_t at = page - back;
+        if (IsBinAt(at) && at + BinSize(m_hive.Bins(), at) > cell) {
+            isAmbiguous = isAmbiguous || found != kNoCell;
+            found = at;
+        }
+    }
+    if (found != kNoCell && !isAmbiguous) {
+        return found;
+    }
+    std::uint32_t at = 0;
+    while (at <= cell) {
+        const bool isBin = IsBinAt(at);
+        const std::uint32_t size = isBin ? BinSize(m_hive.Bins(), at) : kBinAlignment;
+        if (isBin && at + size > cell) {
+            return at;
+        }
+        at += size;
+    }
+    return kNoCell;
+}
+
+std::pair<const std::uint32_t, HiveEditor::Bin>* HiveEditor::BinOf(std::uint32_t cell)
+{
+    auto after = m_bins.upper_bound(cell);
+    if (after != m_bins.begin() && std::prev(after)->second.end > cell) {
+        return &*std::prev(after);
+    }
+    const std::uint32_t begin = FindBinBefore(cell);
+    if (begin == kNoCell) {
+        return nullptr;
+    }
+    ScanBin(begin);
+    return &*m_bins.find(begin);
+}
+
+bool HiveEditor::AppendBin(std::uint32_t cellSize)
+{
+    const std::uint32_t begin = m_hive.Length();
+    const std::uint32_t needed = (cellSize + kBinHeaderSize + kBinAlignment - 1) / kBinAlignment * kBinAlignment;
+    // A hive that grows much grows by larger steps: fewer headers, and fewer ends that fit nothing.
+    const std::uint32_t step = std::min(kMaxBinGrowth, begin / 16 / kBinAlignment * kBinAlignment);
+    const std::uint32_t size = cellSize < kExactCell / 2 ? std::max(needed, step) : needed;
+    if (size > kMaxLength - begin || !m_hive.Extend(size)) {
+        return false;
+    }
+    m_written.resize((m_hive.Length() / kPageSize + 63) / 64);
+    WriteBinHeader(m_hive.WritableBins(), begin, size);
+    MarkWritten(begin, size);
+    m_bins.emplace(begin, Bin{begin + size, true});
+    StoreSize(begin + kBinHeaderSize, static_cast<std::int32_t>(size - kBinHeaderSize));
+    InsertFree(begin + kBinHeaderSize, size - kBinHeaderSize);
+    return true;
+}
+
+std::uint32_t HiveEditor::TakeFree(std::uint32_t size)
+{
+    const auto fit = m_freeBySize.lower_bound({size, 0});
+    if (fit == m_freeBySize.end()) {
+        return kNoCell;
+    }
+    const auto [found, cell] = *fit;
+    RemoveFree(cell, found);
+    if (found - size >= kLeastCell) {
+        StoreSize(cell + size, static_cast<std::int32_t>(found - size));
+        InsertFree(cell + size, found - size);
+    }
+    StoreSize(cell, -static_cast<std::int32_t>(found - size >= kLeastCell ? size : found));
+    return cell;
+}
+
+Result<CellOffset> HiveEditor::Allocate(std::uint32_t payload)
+{
+    if (payload > kMaxCell - 4) {
+        return Failure(ErrorCode::kInvalidParameter, "a cell of more than a megabyte");
+    }
+    const std::uint32_t size = CellSize(payload);
+    std::uint32_t cell = TakeFree(size);
+    if (cell == kNoCell && m_scanAt < m_hive.Length()) {
+        ScanSome();
+        cell = TakeFree(size);
+    }
+    if (cell == kNoCell && AppendBin(size)) {
+        cell = TakeFree(size);
+    }
+    if (cell == kNoCell) {
+        return Failure(ErrorCode::kNotEnoughMemory, m_hive.File().string() + ": the hive can't grow any more");
+    }
+    const CellOffset offset{cell};
+    const std::uint32_t capacity = Capacity(offset);
+    std::fill_n(Touch(offset, 0, capacity), capacity, std::byte{0});
+    return offset;
+}
+
+void HiveEditor::Free(CellOffset cell)
+{
+    std::uint32_t begin = cell.value;
+    std::uint32_t size = 0U - static_cast<std::uint32_t>(SizeAt(begin));
+    const auto* bin = BinOf(begin);
+    const bool isKnown = bin != nullptr && bin->second.isSound;
+    StoreSize(begin, static_cast<std::int32_t>(
+                         size)); // also where it becomes part of another: no stale reference finds a cell
+    if (isKnown) {
+        const std::uint32_t next = begin + size;
+        if (next < bin->second.end && SizeAt(next) > 0) {
+            const auto nextSize = static_cast<std::uint32_t>(SizeAt(next));
+            RemoveFree(next, nextSize);
+            size += nextSize;
+        }
+        const auto after = m_freeByPlace.lower_bound(begin);
+        if (after != m_freeByPlace.begin()) {
+            const auto [before, beforeSize] = *std::prev(after);
+            if (before >= bin->first && before + beforeSize == begin) {
+                RemoveFree(before, beforeSize);
+                begin = before;
+                size += beforeSize;
+            }
+        }
+        InsertFree(begin, size);
+    }
+    StoreSize(begin, static_cast<std::int32_t>(size));
+}
+
+Result<CellOffset> HiveEditor::Grow(CellOffset cell, std::uint32_t payload, std::uint32_t used)
+{
+    if (Capacity(cell) >= payload) {
+        return cell;
+    }
+    Result<CellOffset> larger = Allocate(payload);
+    if (larger) {
+        StoreBytes(*larger, 0, m_hive.Bins().subspan(cell.value + 4, used));
+        Free(cell);
+    }
+    return larger;
+}
+
+} // namespace tolvar

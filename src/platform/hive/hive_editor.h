@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstring>
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "platform/hive/hive.h"
+
+namespace tolvar {
+
+/// Changes the cells of a hive in memory: hands out and takes back cells, and keeps track of the pages that were
+/// written. What lies in a cell is not its business (see HiveWriter).
+///
+/// Free cells are found as they are needed: opening a hive costs no walk, and a hive that was never walked whole grows
+/// at its end before every gap in it is known. A bin whose cells do not fill it exactly is never written into.
+class HiveEditor {
+public:
+    static constexpr std::uint32_t kPageSize = 4096;       ///< bytes; what a flush writes
+    static constexpr std::uint32_t kMaxCell = 1024 * 1024; ///< bytes with the size field, the format's limit
+
+    /// `hive` lies in a private copy (see Hive::OpenPrivate) and outlives this.
+    explicit HiveEditor(Hive& hive);
+
+    [[nodiscard]] const Hive& Reader() const noexcept { return m_hive; }
+
+    /// A new cell with room for `payload` bytes, all of them zero. May make the hive longer, and never moves it.
+    /// Errors: kInvalidParameter above kMaxCell; kNotEnoughMemory for a hive that has reached the format's limit.
+    /// Nothing is changed then.
+    [[nodiscard]] Result<CellOffset> Allocate(std::uint32_t payload);
+
+    /// Gives a cell back. It must be an allocated one that nothing refers to any more.
+    void Free(CellOffset cell);
+
+    /// A cell with room for `payload` bytes and the first `used` bytes of `cell`: `cell` itself where it is large
+    /// enough, else a new one, and `cell` is free. Errors as Allocate, and `cell` is then as it was.
+    [[nodiscard]] Result<CellOffset> Grow(CellOffset cell, std::uint32_t payload, std::uint32_t used);
+
+    /// Bytes that the allocated cell has room for.
+    [[nodiscard]] std::uint32_t Capacity(CellOffset cell) const noexcept;
+
+    /// Stores a field of an allocated cell. `at` counts from the start of the payload.
+    template <class T>
+    void Store(CellOffset cell, std::uint32_t at, T value)
+    {
+        std::memcpy(Touch(cell, at, sizeof value), &value, sizeof value);
+    }
+    void StoreBytes(CellOffset cell, std::uint32_t at, std::span<const std::byte> bytes);
+
+    /// Part of a cell's payload for writing; the pages under it count as written.
+    [[nodiscard]] std::byte* Touch(CellOffset cell, std::uint32_t at, std::uint32_t size);
+
+    /// A run of whole pages, in bytes from the start of the hive bins data.
+    struct PageRun {
+        std::uint32_t begin;
+        std::uint32_t size;
+    };
+
+    /// The pages that were written since the last Clean, in order, neighbours as one run.
+    [[nodiscard]] std::vector<PageRun> WrittenPages() const;
+    [[nodiscard]] bool IsChanged() const noexcept { return m_isChanged; }
+    void MarkClean();
+
+    /// Counts the whole hive as written: for a file that has yet to be made.
+    void MarkAllWritten();
+
+private:
+    struct Bin {
+        std::uint32_t end;
+        bool isSound; ///< its cells fill it exactly
+    };
+
+    void MarkWritten(std::uint32_t begin, std::uint32_t size);
+    void StoreSize(std::uint32_t cell, std::int32_t size);
+    [[nodiscard]] std::int32_t SizeAt(std::uint32_t cell) const noexcept;
+    [[nodiscard]] bool IsBinAt(std::uint32_t at) const noexcept;
+    const Bin& ScanBin(std::uint32_t begin);
+    void ScanSome();
+    [[nodiscard]] std::pair<const std::uint32_t, Bin>* BinOf(std::uint32_t cell);
+    [[nodiscard]] std::uint32_t FindBinBefore(std::uint32_t cell) const;
+    [[nodiscard]] bool AppendBin(std::uint32_t cellSize);
+    void InsertFree(std::uint32_t cell, std::uint32_t size);
+    void RemoveFree(std::uint32_t cell, std::uint32_t size);
+    [[nodiscard]] std::uint32_t TakeFree(std::uint32_t size);
+
+    Hive& m_hive;
+    std::vector<std::uint64_t> m_written; ///< one bit a page
+    bool m_isChanged = false;
+    std::map<std::uint32_t, Bin> m_bins;                  ///< those that were looked into, by their begin
+    std::uint32_t m_scanAt = 0;                           ///< the next bin to look into, from the start of the hive on
+    std::map<std::uint32_t, std::uint32_t> m_freeByPlace; ///< offset and size
+    std::set<std::pair<std::uint32_t, std::uint32_t>> m_freeBySize; ///< size and offset
+};
+
+} // namespace tolvar

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <string_view>
+#include <unordered_set>
+
+#include "platform/hive/hive_editor.h"
+#include "platform/hive/subkey_list_editor.h"
+#include "platform/system/clock.h"
+
+namespace tolvar {
+
+inline constexpr std::size_t kMaxKeyName = 255;     ///< UTF-16 units that a writer may use
+inline constexpr std::size_t kMaxValueName = 16383; ///< UTF-16 units
+
+/// Changes keys and values of a hive in memory, by the rules that the platform keeps: lists sorted, maxima true,
+/// security shared, last write times moved on. A call that fails changes nothing that a reader could see.
+///
+/// Errors of all: kRegistryCorrupt where a record that has to be changed is damaged, with the place: nothing is written
+/// into what can't be read. kNotEnoughMemory for a hive that can't grow.
+class HiveWriter {
+public:
+    HiveWriter(HiveEditor& editor, const Clock& clock) : m_editor(editor), m_hive(editor.Reader()), m_clock(clock) {}
+
+    /// Makes a subkey. It shares its parent's security.
+    /// Errors: kAlreadyExists; kInvalidParameter for a name that is empty, longer than kMaxKeyName or holds a
+    /// backslash, for a class of more than 32,767 units, and below level 512.
+    [[nodiscard]] Result<CellOffset> CreateKey(CellOffset parent, std::u16string_view name,
+                                               std::u16string_view className = {});
+
+    /// Deletes a key with its values. Errors: kAccessDenied for the root, a key marked undeletable, or one with
+    /// subkeys.
+    [[nodiscard]] Result<void> DeleteKey(CellOffset key);
+
+    /// Gives a key another name. Answers where it is now: a longer name may need a larger cell.
+    /// Errors: kAlreadyExists; kInvalidParameter as CreateKey; kAccessDenied for the root.
+    [[nodiscard]] Result<CellOffset> RenameKey(CellOffset key, std::u16string_view name);
+
+    /// Stores a value under `name`, in the place of one that is called so without regard to case, which keeps its name.
+    /// `data` must not lie in this hive. Errors: kInvalidParameter for a name or data beyond the format's limits.
+    [[nodiscard]] Result<void> SetValue(CellOffset key, std::u16string_view name, std::uint32_t type,
+                                        std::span<const std::byte> data);
+
+    /// Errors: kFileNotFound.
+    [[nodiscard]] Result<void> DeleteValue(CellOffset key, std::u16string_view name);
+
+    /// Errors: kAlreadyExists where another value is called so; kFileNotFound.
+    [[nodiscard]] Result<void> RenameValue(CellOffset key, std::u16string_view name, std::u16string_view newName);
+
+    /// Sets the last write time, for copies that are to be true ones.
+    [[nodiscard]] Result<void> SetLastWrite(CellOffset key, std::uint64_t time);
+
+private:
+    [[nodiscard]] Error ToError(const HiveFault& fault) const { return m_hive.ToError(fault); }
+    [[nodiscard]] Result<KeyNode> Key(CellOffset key) const;
+    [[nodiscard]] Result<SubkeyPlace> PlaceOf(const KeyNode& parent, std::u16string_view name);
+    [[nodiscard]] unsigned LevelOf(const KeyNode& key) const;
+    void TouchKey(CellOffset key);
+
+    [[nodiscard]] Result<CellOffset> WriteNode(const KeyNode& parent, std::u16string_view name,
+                                               std::u16string_view className);
+    [[nodiscard]] Result<CellOffset> MoveNode(const KeyNode& key, std::u16string_view name);
+    [[nodiscard]] Result<void> PointChildrenTo(const KeyNode& key, CellOffset parent);
+    void StoreName(CellOffset cell, std::uint32_t lengthField, std::uint32_t nameField, std::u16string_view name);
+    void RaiseField(CellOffset key, std::uint32_t at, std::uint32_t value);
+
+    [[nodiscard]] Result<void> ShareSecurity(CellOffset security, int change);
+    void ReleaseSecurity(CellOffset security);
+
+    /// Where a value lies in its key's list, and its record.
+    struct FoundValue {
+        std::uint32_t index;
+        ValueRecord record;
+    };
+    [[nodiscard]] Result<std::optional<FoundValue>> FindValue(const KeyNode& key, std::u16string_view name) const;
+    [[nodiscard]] Result<void> AppendToList(const KeyNode& key, CellOffset value);
+    [[nodiscard]] Result<CellOffset> WriteRecord(std::u16string_view name, std::uint32_t type);
+    [[nodiscard]] Result<CellOffset> WriteData(std::span<const std::byte> data);
+    [[nodiscard]] Result<CellOffset> WriteBigData(std::span<const std::byte> data);
+    [[nodiscard]] bool OverwriteData(const ValueRecord& record, std::span<const std::byte> data);
+    [[nodiscard]] Result<std::vector<CellOffset>> DataCells(const ValueRecord& record) const;
+    void StoreDataField(CellOffset record, std::uint32_t type, std::span<const std::byte> data, CellOffset dataCell);
+
+    HiveEditor& m_editor;
+    const Hive& m_hive;
+    const Clock& m_clock;
+    std::unordered_set<std::uint32_t> m_orderedKeys; ///< whose lists were looked through and are in order
+};
+
+} // namespace tolvar

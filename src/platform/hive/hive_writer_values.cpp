@@ -1,0 +1,310 @@
+#include <algorithm>
+
+#include "platform/hive/hive_writer.h"
+#include "platform/hive/signature.h"
+
+namespace tolvar {
+
+namespace {
+
+// Fields of a value and of a key (hive-format.md, chapters 5 and 8), by their place in the cell.
+constexpr std::uint32_t kValueNameLength = 2;
+constexpr std::uint32_t kValueDataLength = 4;
+constexpr std::uint32_t kValueData = 8;
+constexpr std::uint32_t kValueType = 12;
+constexpr std::uint32_t kValueFlags = 16;
+constexpr std::uint32_t kValueName = 20;
+constexpr std::uint32_t kKeyValueCount = 36;
+constexpr std::uint32_t kKeyValueList = 40;
+constexpr std::uint32_t kKeyMaxValueName = 60;
+constexpr std::uint32_t kKeyMaxValueData = 64;
+
+constexpr std::uint32_t kInlineFlag = 0x80000000;
+constexpr std::uint32_t kSegment = 16344;     // bytes of data that a segment carries
+constexpr std::uint32_t kSegmentCell = 16348; // and the payload of its cell, the last one's too
+constexpr std::uint32_t kBigDataMinor = 4;
+constexpr std::size_t kMaxSegments = 65535;
+constexpr std::uint32_t kLeastList = 4;       // values that a new list has room for
+constexpr std::uint32_t kMaxValues = 262'143; // what a list of one megabyte holds
+
+std::span<const std::byte> AsBytes(std::u16string_view name)
+{
+    return std::as_bytes(std::span(name));
+}
+
+bool IsLatin1(std::u16string_view name)
+{
+    return std::ranges::all_of(name, [](char16_t unit) { return unit <= 0xFF; });
+}
+
+} // namespace
+
+Result<std::optional<HiveWriter::FoundValue>> HiveWriter::FindValue(const KeyNode& key, std::u16string_view name) const
+{
+    const Checked<ValueListView> values = m_hive.Values(key);
+    if (!values) {
+        return tl::unexpected(ToError(values.error()));
+    }
+    for (std::uint32_t i = 0; i < values->count; ++i) {
+        const Checked<ValueRecord> value = m_hive.Value((*values)[i]);
+        if (value && value->name.size() == name.size() && CompareNames(value->name, name) == 0) {
+            return FoundValue{i, *value};
+        }
+    }
+    return std::nullopt;
+}
+
+Result<std::vector<CellOffset>> HiveWriter::DataCells(const ValueRecord& record) const
+{
+    std::vector<CellOffset> cells;
+    if (record.isInline) {
+        return cells;
+    }
+    const Checked<DataView> data = m_hive.Data(record);
+    if (!data) {
+        return tl::unexpected(ToError(data.error()));
+    }
+    if (data->IsSegmented()) {
+        for (std::uint32_t i = 0; i < data->segmentCount; ++i) {
+            const CellOffset segment = data->Segment(i);
+            if (const Checked<CellView> cell = m_hive.Cell(segment); !cell) {
+                return tl::unexpected(ToError(cell.error()));
+            }
+            cells.push_back(segment);
+        }
+        cells.push_back(data->listCell);
+    }
+    cells.push_back(record.dataCell);
+    return cells;
+}
+
+Result<CellOffset> HiveWriter::WriteBigData(std::span<const std::byte> data)
+{
+    const auto count = static_cast<std::uint32_t>((data.size() + kSegment - 1) / kSegment);
+    std::vector<CellOffset> made;
+    const auto allocate = [&](std::uint32_t payload) {
+        const Result<CellOffset> cell = m_editor.Allocate(payload);
+        if (cell) {
+            made.push_back(*cell);
+        } else {
+            std::ranges::for_each(made, [this](CellOffset taken) { m_editor.Free(taken); });
+        }
+        return cell;
+    };
+    const Result<CellOffset> head = allocate(8);
+    const Result<CellOffset> list = head ? allocate(4 * count) : head;
+    if (!list) {
+        return list;
+    }
+    m_editor.Store(*head, 0, Signature('d', 'b'));
+    m_editor.Store(*head, 2, static_cast<std::uint16_t>(count));
+    m_editor.Store(*head, 4, list->value);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const Result<CellOffset> segment = allocate(kSegmentCell);
+        if (!segment) {
+            return segment;
+        }
+        const std::size_t begin = std::size_t{i} * kSegment;
+        m_editor.StoreBytes(*segment, 0, data.subspan(begin, std::min<std::size_t>(kSegment, data.size() - begin)));
+        m_editor.Store(*list, 4 * i, segment->value);
+    }
+    return head;
+}
+
+Result<CellOffset> HiveWriter::WriteData(std::span<const std::byte> data)
+{
+    if (data.size() > kSegment && m_hive.Base().minor >= kBigDataMinor) {
+        if (data.size() > kMaxSegments * kSegment) {
+            return Failure(ErrorCode::kInvalidParameter, "data of more than a gigabyte");
+        }
+        return WriteBigData(data);
+    }
+    if (data.size() > HiveEditor::kMaxCell - 4) {
+        return Failure(ErrorCode::kInvalidParameter, "a hive of this version holds data of up to a megabyte");
+    }
+    const Result<CellOffset> cell = m_editor.Allocate(static_cast<std::uint32_t>(data.size()));
+    if (cell) {
+        m_editor.StoreBytes(*cell, 0, data);
+    }
+    return cell;
+}
+
+Result<CellOffset> HiveWriter::WriteRecord(std::u16string_view name, std::uint32_t type)
+{
+    const bool isLatin1 = IsLatin1(name);
+    const auto length = static_cast<std::uint32_t>(isLatin1 ? name.size() : 2 * name.size());
+    const Result<CellOffset> record = m_editor.Allocate(kValueName + length);
+    if (!record) {
+        return record;
+    }
+    m_editor.Store(*record, 0, Signature('v', 'k'));
+    m_editor.Store(*record, kValueType, type);
+    m_editor.Store(*record, kValueFlags, static_cast<std::uint16_t>(isLatin1 && !name.empty() ? 1 : 0));
+    if (isLatin1) {
+        m_editor.Store(*record, kValueNameLength, static_cast<std::uint16_t>(length));
+        std::ranges::transform(name, m_editor.Touch(*record, kValueName, length),
+                               [](char16_t unit) { return static_cast<std::byte>(unit); });
+    } else {
+        m_editor.Store(*record, kValueNameLength, static_cast<std::uint16_t>(length));
+        m_editor.StoreBytes(*record, kValueName, AsBytes(name));
+    }
+    return record;
+}
+
+void HiveWriter::StoreDataField(CellOffset record, std::uint32_t type, std::span<const std::byte> data,
+                                CellOffset dataCell)
+{
+    const bool isInline = data.size() <= 4;
+    m_editor.Store(record, kValueDataLength, static_cast<std::uint32_t>(data.size()) | (isInline ? kInlineFlag : 0U));
+    m_editor.Store(record, kValueData, isInline ? 0U : dataCell.value);
+    if (isInline) {
+        m_editor.StoreBytes(record, kValueData, data);
+    }
+    m_editor.Store(record, kValueType, type);
+}
+
+/// Stores data in the cell that holds the old one, where it fits without waste. False if it has to go elsewhere.
+bool HiveWriter::OverwriteData(const ValueRecord& record, std::span<const std::byte> data)
+{
+    const bool isBig = data.size() > kSegment && m_hive.Base().minor >= kBigDataMinor;
+    const Checked<DataView> old = m_hive.Data(record);
+    if (record.isInline || data.size() <= 4 || isBig || !old || old->IsSegmented()) {
+        return false;
+    }
+    const std::uint32_t capacity = m_editor.Capacity(record.dataCell);
+    if (capacity < data.size() || capacity / 4 > data.size() + 16) {
+        return false;
+    }
+    m_editor.StoreBytes(record.dataCell, 0, data);
+    return true;
+}
+
+Result<void> HiveWriter::AppendToList(const KeyNode& key, CellOffset value)
+{
+    if (key.valueCount >= kMaxValues) {
+        return Failure(ErrorCode::kNotEnoughMemory, "a key holds at most 262,143 values");
+    }
+    Result<CellOffset> list = key.valueList;
+    if (key.valueCount == 0) {
+        list = m_editor.Allocate(4 * kLeastList);
+    } else if (m_editor.Capacity(key.valueList) < 4 * (key.valueCount + 1)) {
+        const std::uint32_t wanted = std::min(key.valueCount + key.valueCount / 2 + 1, kMaxValues);
+        list = m_editor.Grow(key.valueList, 4 * wanted, 4 * key.valueCount);
+    }
+    if (!list) {
+        return tl::unexpected(list.error());
+    }
+    m_editor.Store(*list, 4 * key.valueCount, value.value);
+    m_editor.Store(key.offset, kKeyValueList, list->value);
+    m_editor.Store(key.offset, kKeyValueCount, key.valueCount + 1);
+    return {};
+}
+
+Result<void> HiveWriter::SetValue(CellOffset key, std::u16string_view name, std::uint32_t type,
+                                  std::span<const std::byte> data)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
+    if (name.size() > kMaxValueName) {
+        return Failure(ErrorCode::kInvalidParameter, "a value's name has at most 16,383 units");
+    }
+    const Result<std::optional<FoundValue>> found = FindValue(*node, name);
+    if (!found) {
+        return tl::unexpected(found.error());
+    }
+    if (*found && OverwriteData((*found)->record, data)) {
+        StoreDataField((*found)->record.offset, type, data, (*found)->record.dataCell);
+    } else {
+        Result<CellOffset> dataCell = CellOffset{};
+        if (data.size() > 4) {
+            dataCell = WriteData(data);
+        }
+        if (!dataCell) {
+            return tl::unexpected(dataCell.error());
+        }
+        if (*found) {
+            // Old data that can't be read is left where it is: what it refers to is anyone's guess.
+            const std::vector<CellOffset> old = DataCells((*found)->record).value_or(std::vector<CellOffset>());
+            StoreDataField((*found)->record.offset, type, data, *dataCell);
+            std::ranges::for_each(old, [this](CellOffset cell) { m_editor.Free(cell); });
+        } else {
+            const Result<CellOffset> record = WriteRecord(name, type);
+            if (!record) {
+                return tl::unexpected(record.error());
+            }
+            StoreDataField(*record, type, data, *dataCell);
+            if (auto appended = AppendToList(*node, *record); !appended) {
+                m_editor.Free(*record);
+                return appended;
+            }
+        }
+    }
+    RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * name.size()));
+    RaiseField(key, kKeyMaxValueData, static_cast<std::uint32_t>(data.size()));
+    TouchKey(key);
+    return {};
+}
+
+Result<void> HiveWriter::DeleteValue(CellOffset key, std::u16string_view name)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
+    const Result<std::optional<FoundValue>> found = FindValue(*node, name);
+    if (!found || !*found) {
+        return found ? Failure(ErrorCode::kFileNotFound) : tl::unexpected(found.error());
+    }
+    const std::vector<CellOffset> data = DataCells((*found)->record).value_or(std::vector<CellOffset>());
+    const std::uint32_t behind = 4 * (node->valueCount - (*found)->index - 1);
+    if (node->valueCount == 1) {
+        m_editor.Free(node->valueList);
+        m_editor.Store(key, kKeyValueList, CellOffset::kNil);
+    } else {
+        std::byte* place = m_editor.Touch(node->valueList, 4 * (*found)->index, behind + 4);
+        std::memmove(place, place + 4, behind);
+        std::memset(place + behind, 0, 4);
+    }
+    m_editor.Store(key, kKeyValueCount, node->valueCount - 1);
+    std::ranges::for_each(data, [this](CellOffset cell) { m_editor.Free(cell); });
+    m_editor.Free((*found)->record.offset);
+    TouchKey(key);
+    return {};
+}
+
+Result<void> HiveWriter::RenameValue(CellOffset key, std::u16string_view name, std::u16string_view newName)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
+    const Result<std::optional<FoundValue>> found = FindValue(*node, name);
+    const Result<std::optional<FoundValue>> other = FindValue(*node, newName);
+    if (!found || !other || !*found) {
+        return found && other ? Failure(ErrorCode::kFileNotFound)
+                              : tl::unexpected(found ? other.error() : found.error());
+    }
+    if (*other && (*other)->index != (*found)->index) {
+        return Failure(ErrorCode::kAlreadyExists);
+    }
+    if (newName.size() > kMaxValueName) {
+        return Failure(ErrorCode::kInvalidParameter, "a value's name has at most 16,383 units");
+    }
+    const ValueRecord& old = (*found)->record;
+    const Result<CellOffset> record = WriteRecord(newName, old.type);
+    if (!record) {
+        return tl::unexpected(record.error());
+    }
+    const CellView cell = *m_hive.Cell(old.offset);
+    m_editor.Store(*record, kValueDataLength, cell.Field<std::uint32_t>(kValueDataLength));
+    m_editor.Store(*record, kValueData, cell.Field<std::uint32_t>(kValueData));
+    m_editor.Store(node->valueList, 4 * (*found)->index, record->value);
+    m_editor.Free(old.offset);
+    RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * newName.size()));
+    TouchKey(key);
+    return {};
+}
+
+} // namespace tolvar

@@ -1,0 +1,290 @@
+#include "platform/hive/subkey_list_editor.h"
+
+#include "platform/hive/signature.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::uint32_t kMaxHintLeaf = 507;  // an lf of a 4,096-byte block; beyond it the platform drops the hints
+constexpr std::uint32_t kMaxLeaf = 1013;     // li and lh
+constexpr std::uint32_t kHeader = 4;         // signature and count
+constexpr std::uint32_t kFirstHintMinor = 3; // versions before it know plain offsets alone
+constexpr std::uint32_t kFirstHashMinor = 5;
+
+std::uint16_t SignatureOf(ListKind kind)
+{
+    switch (kind) {
+    case ListKind::kOffsets:
+        return Signature('l', 'i');
+    case ListKind::kHints:
+        return Signature('l', 'f');
+    case ListKind::kHashes:
+        return Signature('l', 'h');
+    case ListKind::kIndex:
+        break;
+    }
+    return Signature('r', 'i');
+}
+
+std::uint32_t TagOf(ListKind kind, std::u16string_view name)
+{
+    return kind == ListKind::kHashes ? NameHash(name) : kind == ListKind::kHints ? NameHint(name) : 0;
+}
+
+} // namespace
+
+SubkeyList SubkeyListEditor::Parsed(CellOffset cell) const
+{
+    return *SubkeyList::Parse(m_hive, cell); // Find has read every list that is changed
+}
+
+Checked<bool> SubkeyListEditor::IsInOrder(CellOffset list) const
+{
+    if (list.IsNil()) {
+        return true;
+    }
+    SubkeyCursor cursor(m_hive, list, m_hive.Length());
+    NameView previous;
+    while (true) {
+        const Checked<CellOffset> next = cursor.Next();
+        if (!next) {
+            return tl::unexpected(next.error());
+        }
+        if (next->IsNil()) {
+            return true;
+        }
+        const Checked<NameView> name = m_hive.KeyName(*next);
+        if (!name) {
+            return tl::unexpected(name.error());
+        }
+        if (previous.data != nullptr && CompareNames(previous, *name) >= 0) {
+            return false;
+        }
+        previous = *name;
+    }
+}
+
+Checked<SubkeyPlace> SubkeyListEditor::Find(CellOffset list, std::u16string_view name) const
+{
+    SubkeyPlace place;
+    if (list.IsNil()) {
+        return place;
+    }
+    const Checked<SubkeyList> top = SubkeyList::Parse(m_hive, list);
+    if (!top) {
+        return tl::unexpected(top.error());
+    }
+    place.leaf = list;
+    if (top->kind == ListKind::kIndex) {
+        // The last leaf whose first name is not above the one looked for; the first leaf for a name before all.
+        std::uint32_t low = 0;
+        std::uint32_t high = top->count;
+        while (low < high) {
+            const std::uint32_t middle = low + (high - low) / 2;
+            const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(m_hive, top->Offset(middle));
+            if (!leaf || leaf->count == 0) {
+                return leaf ? Fault(Breach::kListCount, top->Offset(middle)) : tl::unexpected(leaf.error());
+            }
+            const Checked<NameView> first = m_hive.KeyName(leaf->Offset(0));
+            if (!first) {
+                return tl::unexpected(first.error());
+            }
+            (CompareNames(*first, name) <= 0 ? low : high) = CompareNames(*first, name) <= 0 ? middle + 1 : middle;
+        }
+        if (top->count == 0) {
+            return Fault(Breach::kListCount, list);
+        }
+        place.leafIndex = low != 0 ? low - 1 : 0;
+        place.leaf = top->Offset(place.leafIndex);
+    }
+    const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(m_hive, place.leaf);
+    if (!leaf) {
+        return tl::unexpected(leaf.error());
+    }
+    std::uint32_t low = 0;
+    std::uint32_t high = leaf->count;
+    while (low < high) {
+        // Most keys are made in order: the end is looked at first.
+        const std::uint32_t middle = high == leaf->count && low == 0 ? high - 1 : low + (high - low) / 2;
+        const Checked<NameView> at = m_hive.KeyName(leaf->Offset(middle));
+        if (!at) {
+            return tl::unexpected(at.error());
+        }
+        const int order = CompareNames(*at, name);
+        if (order == 0) {
+            place.found = leaf->Offset(middle);
+            place.index = middle;
+            return place;
+        }
+        (order < 0 ? low : high) = order < 0 ? middle + 1 : middle;
+    }
+    place.index = low;
+    return place;
+}
+
+Result<CellOffset> SubkeyListEditor::NewLeaf(CellOffset key, std::u16string_view name)
+{
+    const std::uint32_t minor = m_hive.Base().minor;
+    const ListKind kind = minor < kFirstHintMinor   ? ListKind::kOffsets
+                          : minor < kFirstHashMinor ? ListKind::kHints
+                                                    : ListKind::kHashes;
+    const Result<CellOffset> leaf = m_editor.Allocate(kHeader + (kind == ListKind::kOffsets ? 4 : 8));
+    if (leaf) {
+        m_editor.Store(*leaf, 0, SignatureOf(kind));
+        InsertElement(*leaf, Parsed(*leaf), 0, key, TagOf(kind, name));
+    }
+    return leaf;
+}
+
+Result<CellOffset> SubkeyListEditor::Insert(CellOffset list, SubkeyPlace place, CellOffset key,
+                                            std::u16string_view name)
+{
+    if (place.leaf.IsNil()) {
+        return NewLeaf(key, name);
+    }
+    const SubkeyList leaf = Parsed(place.leaf);
+    if (leaf.kind == ListKind::kHints && leaf.count >= kMaxHintLeaf) {
+        const Result<CellOffset> plain = ConvertToOffsets(place.leaf);
+        if (!plain) {
+            return plain;
+        }
+        list = PointTo(list, place.leafIndex, *plain);
+        place.leaf = *plain;
+    } else if (leaf.count >= kMaxLeaf) {
+        const Result<CellOffset> split = Split(list, place);
+        if (!split) {
+            return split;
+        }
+        const std::uint32_t half = Parsed(Parsed(*split).Offset(place.leafIndex)).count;
+        if (place.index > half) {
+            ++place.leafIndex;
+            place.index -= half;
+        }
+        list = *split;
+        place.leaf = Parsed(list).Offset(place.leafIndex);
+    }
+    const SubkeyList target = Parsed(place.leaf);
+    const Result<CellOffset> room = RoomForOne(place.leaf, target);
+    if (!room) {
+        return room;
+    }
+    InsertElement(*room, Parsed(*room), place.index, key, TagOf(target.kind, name));
+    return PointTo(list, place.leafIndex, *room);
+}
+
+Result<CellOffset> SubkeyListEditor::RoomForOne(CellOffset cell, const SubkeyList& list)
+{
+    const std::uint32_t used = kHeader + list.count * list.elementSize;
+    if (m_editor.Capacity(cell) >= used + list.elementSize) {
+        return cell;
+    }
+    // By half, so that a list that grows is not copied for each entry; full lists take no more than they need.
+    const std::uint32_t wanted = std::min(list.count + list.count / 2 + 1, std::max(kMaxLeaf, list.count + 1));
+    return m_editor.Grow(cell, kHeader + wanted * list.elementSize, used);
+}
+
+void SubkeyListEditor::InsertElement(CellOffset cell, const SubkeyList& list, std::uint32_t index, CellOffset target,
+                                     std::uint32_t tag)
+{
+    const std::uint32_t at = kHeader + index * list.elementSize;
+    const std::uint32_t behind = (list.count - index) * list.elementSize;
+    std::byte* place = m_editor.Touch(cell, at, behind + list.elementSize);
+    std::memmove(place + list.elementSize, place, behind);
+    std::memcpy(place, &target.value, 4);
+    if (list.elementSize == 8) {
+        std::memcpy(place + 4, &tag, 4);
+    }
+    m_editor.Store(cell, 2, static_cast<std::uint16_t>(list.count + 1));
+}
+
+void SubkeyListEditor::RemoveElement(CellOffset cell, const SubkeyList& list, std::uint32_t index)
+{
+    const std::uint32_t at = kHeader + index * list.elementSize;
+    const std::uint32_t behind = (list.count - index - 1) * list.elementSize;
+    std::byte* place = m_editor.Touch(cell, at, behind + list.elementSize);
+    std::memmove(place, place + list.elementSize, behind);
+    std::memset(place + behind, 0, list.elementSize);
+    m_editor.Store(cell, 2, static_cast<std::uint16_t>(list.count - 1));
+}
+
+CellOffset SubkeyListEditor::PointTo(CellOffset list, std::uint32_t leafIndex, CellOffset leaf)
+{
+    const Checked<SubkeyList> top = SubkeyList::Parse(m_hive, list);
+    if (!top || top->kind != ListKind::kIndex) { // the list was the leaf, and has perhaps moved
+        return leaf;
+    }
+    m_editor.Store(list, kHeader + leafIndex * 4, leaf.value);
+    return list;
+}
+
+Result<CellOffset> SubkeyListEditor::ConvertToOffsets(CellOffset leaf)
+{
+    const SubkeyList hints = Parsed(leaf);
+    const Result<CellOffset> plain = m_editor.Allocate(kHeader + kMaxLeaf * 4);
+    if (!plain) {
+        return plain;
+    }
+    m_editor.Store(*plain, 0, SignatureOf(ListKind::kOffsets));
+    m_editor.Store(*plain, 2, static_cast<std::uint16_t>(hints.count));
+    for (std::uint32_t i = 0; i < hints.count; ++i) {
+        m_editor.Store(*plain, kHeader + i * 4, hints.Offset(i).value);
+    }
+    m_editor.Free(leaf);
+    return plain;
+}
+
+Result<CellOffset> SubkeyListEditor::Split(CellOffset list, const SubkeyPlace& place)
+{
+    const SubkeyList leaf = Parsed(place.leaf);
+    const std::uint32_t kept = leaf.count / 2;
+    const std::uint32_t moved = leaf.count - kept;
+    const Result<CellOffset> upper = m_editor.Allocate(kHeader + moved * leaf.elementSize);
+    if (!upper) {
+        return upper;
+    }
+    const bool isIndexed = list != place.leaf;
+    const Result<CellOffset> index = isIndexed ? RoomForOne(list, Parsed(list)) : m_editor.Allocate(kHeader + 4 * 4);
+    if (!index) {
+        m_editor.Free(*upper);
+        return index;
+    }
+    if (!isIndexed) {
+        m_editor.Store(*index, 0, SignatureOf(ListKind::kIndex));
+        InsertElement(*index, Parsed(*index), 0, place.leaf, 0);
+    }
+    m_editor.Store(*upper, 0, SignatureOf(leaf.kind));
+    m_editor.Store(*upper, 2, static_cast<std::uint16_t>(moved));
+    m_editor.StoreBytes(*upper, kHeader,
+                        leaf.cell.Bytes().subspan(kHeader + kept * leaf.elementSize, moved * leaf.elementSize));
+    m_editor.Store(place.leaf, 2, static_cast<std::uint16_t>(kept));
+    InsertElement(*index, Parsed(*index), place.leafIndex + 1, *upper, 0);
+    return index;
+}
+
+CellOffset SubkeyListEditor::Remove(CellOffset list, const SubkeyPlace& place)
+{
+    const SubkeyList leaf = Parsed(place.leaf);
+    if (leaf.count > 1) {
+        RemoveElement(place.leaf, leaf, place.index);
+        return list;
+    }
+    m_editor.Free(place.leaf);
+    if (list == place.leaf) {
+        return {};
+    }
+    const SubkeyList index = Parsed(list);
+    if (index.count > 1) {
+        RemoveElement(list, index, place.leafIndex);
+        return list;
+    }
+    m_editor.Free(list);
+    return {};
+}
+
+void SubkeyListEditor::Replace(const SubkeyPlace& place, CellOffset key)
+{
+    m_editor.Store(place.leaf, kHeader + place.index * Parsed(place.leaf).elementSize, key.value);
+}
+
+} // namespace tolvar

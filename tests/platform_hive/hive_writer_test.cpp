@@ -1,0 +1,360 @@
+#include <numeric>
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fixtures/hive_builder.h"
+#include "fixtures/hive_model.h"
+#include "platform/hive/hive_writer.h"
+#include "platform/system/text.h"
+
+namespace tolvar {
+namespace {
+
+using fixtures::BuiltKey;
+using fixtures::Difference;
+using fixtures::Findings;
+using fixtures::HiveBuilder;
+using fixtures::LeafKind;
+using fixtures::ModelKey;
+using fixtures::ModelValue;
+
+constexpr std::size_t kRoom = std::size_t{256} << 20;
+
+class FixedClock final : public Clock {
+public:
+    std::uint64_t now = 1'000;
+    std::uint64_t Now() const override { return now; }
+};
+
+/// A hive in memory with all that changes it.
+struct ChangedHive {
+    explicit ChangedHive(const std::vector<std::byte>& file)
+        : hive(Hive::FromCopy(MappedFile::CopyOf(file, kRoom).value(), "test").value())
+    {}
+    explicit ChangedHive(std::uint32_t minor = 5)
+        : ChangedHive(HiveBuilder(minor, minor < 5 ? LeafKind::kHints : LeafKind::kHashes).Build({.name = u"ROOT"}))
+    {}
+
+    CellOffset Find(std::u16string_view name) { return *hive.FindSubkey(*hive.Key(hive.Root()), name); }
+
+    FixedClock clock;
+    Hive hive;
+    HiveEditor editor{hive};
+    HiveWriter writer{editor, clock};
+};
+
+std::u16string Numbered(unsigned number)
+{
+    const std::string digits = std::to_string(1'000'000 + number);
+    return u"Key" + std::u16string(digits.begin(), digits.end());
+}
+
+std::vector<std::byte> Pattern(std::size_t size)
+{
+    std::vector<std::byte> data(size);
+    for (std::size_t i = 0; i < size; ++i) {
+        data[i] = static_cast<std::byte>(i * 13 + size);
+    }
+    return data;
+}
+
+TEST(HiveWriter, KeepsListsSortedAtAnySizeInEveryVersionAndOrder)
+{
+    for (const std::uint32_t minor : {2U, 3U, 5U, 6U}) {
+        for (const int order : {0, 1, 2}) {
+            SCOPED_TRACE(testing::Message() << "minor " << minor << ", order " << order);
+            ChangedHive changed(minor);
+            std::vector<unsigned> numbers(2500);
+            std::iota(numbers.begin(), numbers.end(), 0U);
+            std::mt19937 random(7);
+            if (order == 1) {
+                std::ranges::reverse(numbers);
+            } else if (order == 2) {
+                std::ranges::shuffle(numbers, random);
+            }
+            for (const unsigned number : numbers) {
+                ASSERT_TRUE(changed.writer.CreateKey(changed.hive.Root(), Numbered(number)));
+            }
+            EXPECT_EQ(Findings(changed.hive), "");
+            std::ranges::shuffle(numbers, random);
+            for (std::size_t i = 0; i < numbers.size(); ++i) {
+                ASSERT_TRUE(changed.writer.DeleteKey(changed.Find(Numbered(numbers[i]))));
+                if (i % 500 == 0) {
+                    EXPECT_EQ(Findings(changed.hive), "");
+                }
+            }
+            EXPECT_EQ(changed.hive.Key(changed.hive.Root())->subkeyCount, 0U);
+            EXPECT_EQ(Findings(changed.hive), "");
+        }
+    }
+}
+
+TEST(HiveWriter, ReplacesDataOfEachSizeByEachOther)
+{
+    const std::vector<std::size_t> sizes = {0, 1, 4, 5, 100, 16343, 16344, 16345, 32688, 32689, 200'000};
+    for (const std::uint32_t minor : {3U, 5U}) {
+        ChangedHive changed(minor);
+        for (const std::size_t before : sizes) {
+            for (const std::size_t after : sizes) {
+                for (const std::size_t size : {before, after}) {
+                    ASSERT_TRUE(changed.writer.SetValue(changed.hive.Root(), u"v", 3, Pattern(size)));
+                }
+                const auto value = changed.hive.FindValue(*changed.hive.Key(changed.hive.Root()), u"V");
+                ASSERT_TRUE(value && *value);
+                EXPECT_EQ(*changed.hive.ReadData(**value), Pattern(after));
+            }
+            ASSERT_EQ(Findings(changed.hive), "") << before;
+        }
+        ASSERT_TRUE(changed.writer.DeleteValue(changed.hive.Root(), u"v"));
+        EXPECT_EQ(Findings(changed.hive), "");
+    }
+}
+
+TEST(HiveWriter, RefusesWhatTheFormatOrThePlatformForbids)
+{
+    ChangedHive changed;
+    const CellOffset root = changed.hive.Root();
+    const CellOffset key = *changed.writer.CreateKey(root, u"Key");
+    const CellOffset below = *changed.writer.CreateKey(key, u"Below");
+    const auto codeOf = [](const auto& result) { return result ? ErrorCode::kSuccess : result.error().code; };
+    EXPECT_EQ(codeOf(changed.writer.CreateKey(root, u"KEY")), ErrorCode::kAlreadyExists);
+    EXPECT_EQ(codeOf(changed.writer.CreateKey(root, u"")), ErrorCode::kInvalidParameter);
+    EXPECT_EQ(codeOf(changed.writer.CreateKey(root, u"a\\b")), ErrorCode::kInvalidParameter);
+    EXPECT_EQ(codeOf(changed.writer.CreateKey(root, std::u16string(256, u'x'))), ErrorCode::kInvalidParameter);
+    EXPECT_EQ(codeOf(changed.writer.CreateKey(root, std::u16string(255, u'x'))), ErrorCode::kSuccess);
+    EXPECT_EQ(codeOf(changed.writer.DeleteKey(key)), ErrorCode::kAccessDenied);
+    EXPECT_EQ(codeOf(changed.writer.DeleteKey(root)), ErrorCode::kAccessDenied);
+    EXPECT_EQ(codeOf(changed.writer.RenameKey(root, u"x")), ErrorCode::kAccessDenied);
+    EXPECT_EQ(codeOf(changed.writer.DeleteValue(key, u"none")), ErrorCode::kFileNotFound);
+    EXPECT_EQ(codeOf(changed.writer.SetValue(key, std::u16string(16384, u'x'), 1, {})), ErrorCode::kInvalidParameter);
+    EXPECT_EQ(codeOf(changed.writer.SetValue(key, std::u16string(16383, u'x'), 1, {})), ErrorCode::kSuccess);
+    CellOffset deepest = below;
+    unsigned level = 3;
+    for (; level < 512; ++level) {
+        deepest = *changed.writer.CreateKey(deepest, u"d");
+    }
+    EXPECT_EQ(codeOf(changed.writer.CreateKey(deepest, u"d")), ErrorCode::kInvalidParameter);
+    EXPECT_EQ(Findings(changed.hive), "");
+}
+
+TEST(HiveWriter, MovesTheTimesOfTheKeysThatChanged)
+{
+    ChangedHive changed;
+    const CellOffset root = changed.hive.Root();
+    const auto timeOf = [&](CellOffset key) { return changed.hive.Key(key)->lastWrite; };
+    changed.clock.now = 100;
+    const CellOffset key = *changed.writer.CreateKey(root, u"k");
+    EXPECT_EQ(timeOf(root), 100U);
+    changed.clock.now = 200;
+    ASSERT_TRUE(changed.writer.SetValue(key, u"v", 1, {}));
+    EXPECT_EQ(timeOf(key), 200U);
+    EXPECT_EQ(timeOf(root), 100U); // what changes inside a subkey is no change of its parent
+    changed.clock.now = 300;
+    ASSERT_TRUE(changed.writer.DeleteValue(key, u"v"));
+    EXPECT_EQ(timeOf(key), 300U);
+    changed.clock.now = 400;
+    ASSERT_TRUE(changed.writer.DeleteKey(key));
+    EXPECT_EQ(timeOf(root), 400U);
+}
+
+TEST(HiveWriter, DoesNotGrowWhenTheSameKeysComeAndGo)
+{
+    ChangedHive changed;
+    std::uint32_t afterSecond = 0;
+    for (int round = 0; round < 8; ++round) {
+        for (unsigned i = 0; i < 2000; ++i) {
+            const CellOffset key = *changed.writer.CreateKey(changed.hive.Root(), Numbered(i));
+            ASSERT_TRUE(changed.writer.SetValue(key, u"value", 3, Pattern(i % 300)));
+        }
+        for (unsigned i = 0; i < 2000; ++i) {
+            ASSERT_TRUE(changed.writer.DeleteKey(changed.Find(Numbered(i))));
+        }
+        if (round == 1) {
+            afterSecond = changed.hive.Length();
+        }
+    }
+    EXPECT_EQ(changed.hive.Length(), afterSecond);
+    EXPECT_EQ(Findings(changed.hive), "");
+}
+
+TEST(HiveWriter, UsesTheGapsOfAHiveThatItOpened)
+{
+    std::vector<std::byte> file;
+    {
+        ChangedHive changed;
+        for (unsigned i = 0; i < 3000; ++i) {
+            ASSERT_TRUE(changed.writer.CreateKey(changed.hive.Root(), Numbered(i)));
+        }
+        for (unsigned i = 0; i < 3000; i += 3) {
+            ASSERT_TRUE(changed.writer.DeleteKey(changed.Find(Numbered(i))));
+        }
+        file.assign(changed.hive.FileBytes().begin(), changed.hive.FileBytes().end());
+        const std::uint32_t length = changed.hive.Length();
+        std::memcpy(file.data() + 40, &length, sizeof length);
+        HiveBuilder::FixChecksum(file);
+    }
+    ChangedHive reopened(file);
+    const std::uint32_t before = reopened.hive.Length();
+    for (unsigned i = 0; i < 3000; i += 3) {
+        ASSERT_TRUE(reopened.writer.CreateKey(reopened.hive.Root(), Numbered(i)));
+    }
+    EXPECT_LE(reopened.hive.Length(), before + 65536);
+    EXPECT_EQ(Findings(reopened.hive), "");
+}
+
+/// Random changes to a hive and to its model alike.
+class RandomChanges {
+public:
+    RandomChanges(ChangedHive& changed, std::uint32_t seed) : m_changed(changed), m_random(seed)
+    {
+        model.name = u"ROOT";
+    }
+
+    void Step()
+    {
+        ModelKey* parent = nullptr;
+        ModelKey* key = &model;
+        CellOffset cell = m_changed.hive.Root();
+        while (!key->subkeys.empty() && Chance(70)) {
+            parent = key;
+            key = key->subkeys[Below(key->subkeys.size())].get();
+            cell = *m_changed.hive.FindSubkey(*m_changed.hive.Key(cell), key->name);
+            ASSERT_FALSE(cell.IsNil());
+        }
+        switch (Below(8)) {
+        case 0:
+        case 1:
+            return Create(*key, cell);
+        case 2:
+            return Delete(parent, *key, cell);
+        case 3:
+            return Rename(parent, *key, cell);
+        case 4:
+        case 5:
+            return SetValue(*key, cell);
+        case 6:
+            return DeleteValue(*key, cell);
+        default:
+            return RenameValue(*key, cell);
+        }
+    }
+
+    ModelKey model;
+
+private:
+    std::size_t Below(std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(m_random); }
+    bool Chance(int percent) { return Below(100) < static_cast<std::size_t>(percent); }
+
+    std::u16string Name()
+    {
+        static const std::u16string letters = u"aBcDeF\u00FF\u0178\u00DF_\u041F\xD800\0x";
+        std::u16string name(1 + Below(Chance(90) ? 3 : 200), u'a');
+        for (char16_t& unit : name) {
+            unit = letters[Below(letters.size())];
+        }
+        return name;
+    }
+
+    std::vector<std::byte> Data() { return Pattern(Chance(80) ? Below(64) : Chance(80) ? Below(5000) : Below(60'000)); }
+
+    void Create(ModelKey& key, CellOffset cell)
+    {
+        const std::u16string name = Name();
+        const std::u16string className = Chance(20) ? Name() : std::u16string();
+        const auto made = m_changed.writer.CreateKey(cell, name, className);
+        ASSERT_EQ(made.has_value(), key.Subkey(name) == nullptr);
+        if (made) {
+            auto model_key = std::make_unique<ModelKey>();
+            model_key->name = name;
+            model_key->className = className;
+            key.subkeys.insert(key.subkeys.begin() + static_cast<std::ptrdiff_t>(key.Place(name)),
+                               std::move(model_key));
+        }
+    }
+
+    void Delete(ModelKey* parent, ModelKey& key, CellOffset cell)
+    {
+        const bool isAllowed = parent != nullptr && key.subkeys.empty();
+        ASSERT_EQ(m_changed.writer.DeleteKey(cell).has_value(), isAllowed);
+        if (isAllowed) {
+            parent->subkeys.erase(parent->subkeys.begin() + static_cast<std::ptrdiff_t>(parent->Place(key.name)));
+        }
+    }
+
+    void Rename(ModelKey* parent, ModelKey& key, CellOffset cell)
+    {
+        const std::u16string name = Name();
+        const ModelKey* taken = parent != nullptr ? parent->Subkey(name) : nullptr;
+        const bool isAllowed = parent != nullptr && (taken == nullptr || taken == &key);
+        ASSERT_EQ(m_changed.writer.RenameKey(cell, name).has_value(), isAllowed);
+        if (isAllowed) {
+            const auto at = parent->subkeys.begin() + static_cast<std::ptrdiff_t>(parent->Place(key.name));
+            std::unique_ptr<ModelKey> moved = std::move(*at);
+            parent->subkeys.erase(at);
+            moved->name = name;
+            parent->subkeys.insert(parent->subkeys.begin() + static_cast<std::ptrdiff_t>(parent->Place(name)),
+                                   std::move(moved));
+        }
+    }
+
+    void SetValue(ModelKey& key, CellOffset cell)
+    {
+        const std::u16string name = Chance(10) ? std::u16string() : Name();
+        const auto type = static_cast<std::uint32_t>(Below(13));
+        const std::vector<std::byte> data = Data();
+        ASSERT_TRUE(m_changed.writer.SetValue(cell, name, type, data));
+        if (ModelValue* value = key.Value(name); value != nullptr) {
+            value->type = type;
+            value->data = data;
+        } else {
+            key.values.push_back({name, type, data});
+        }
+    }
+
+    void DeleteValue(ModelKey& key, CellOffset cell)
+    {
+        const std::u16string name = key.values.empty() ? Name() : key.values[Below(key.values.size())].name;
+        ASSERT_EQ(m_changed.writer.DeleteValue(cell, name).has_value(), key.Value(name) != nullptr);
+        std::erase_if(key.values, [&](const ModelValue& value) { return CompareNames(value.name, name) == 0; });
+    }
+
+    void RenameValue(ModelKey& key, CellOffset cell)
+    {
+        const std::u16string name = key.values.empty() ? Name() : key.values[Below(key.values.size())].name;
+        const std::u16string newName = Name();
+        ModelValue* value = key.Value(name);
+        const ModelValue* taken = key.Value(newName);
+        const bool isAllowed = value != nullptr && (taken == nullptr || taken == value);
+        ASSERT_EQ(m_changed.writer.RenameValue(cell, name, newName).has_value(), isAllowed);
+        if (isAllowed) {
+            value->name = newName;
+        }
+    }
+
+    ChangedHive& m_changed;
+    std::mt19937 m_random;
+};
+
+TEST(HiveWriter, AgreesWithAModelAfterRandomChanges)
+{
+    for (std::uint32_t seed = 1; seed <= 8; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        ChangedHive changed(seed % 2 == 0 ? 3U : 5U);
+        RandomChanges changes(changed, seed);
+        for (int step = 0; step < 3000; ++step) {
+            changes.Step();
+            if (testing::Test::HasFatalFailure()) {
+                FAIL() << "at step " << step;
+            }
+            if (step % 500 == 499) {
+                ASSERT_EQ(Difference(changed.hive, changed.hive.Root(), changes.model), "") << "at step " << step;
+                ASSERT_EQ(Findings(changed.hive), "") << "at step " << step;
+            }
+        }
+    }
+}
+
+} // namespace
+} // namespace tolvar
