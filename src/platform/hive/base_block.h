@@ -9,8 +9,9 @@
 
 namespace tolvar {
 
-inline constexpr std::size_t kBaseBlockSize = 4096;   ///< bytes before the hive bins data
-inline constexpr std::size_t kBaseBlockChecked = 512; ///< bytes of it that the checksum covers and logs copy
+inline constexpr std::uint32_t kHiveSignature = 0x66676572; ///< "regf"
+inline constexpr std::size_t kBaseBlockSize = 4096;         ///< bytes before the hive bins data
+inline constexpr std::size_t kBaseBlockChecked = 512;       ///< bytes of it that the checksum covers and logs copy
 inline constexpr std::uint32_t kBinAlignment = 4096;
 inline constexpr std::uint32_t kMaxLength = 0x7FFFF000; ///< bit 31 of an offset means volatile storage
 

@@ -114,7 +114,7 @@ Result<void> Hive::ReadBaseBlock()
     if (IsUnreadable(m_bytes.first(std::min(m_bytes.size(), kBaseBlockChecked)))) {
         return fail(ErrorCode::kRegistryIoFailed, "the base block could not be read", 0);
     }
-    if (m_bytes.size() < 4 || LoadLittle<std::uint32_t>(m_bytes.data()) != 0x66676572) { // "regf"
+    if (m_bytes.size() < 4 || LoadLittle<std::uint32_t>(m_bytes.data()) != kHiveSignature) {
         return fail(ErrorCode::kNotRegistryFile, "this is no registry hive, it does not begin with \"regf\"", 0);
     }
     if (m_bytes.size() < kBaseBlockSize + kBinAlignment) {

@@ -55,9 +55,9 @@ void HiveEditor::MarkClean()
     m_isChanged = false;
 }
 
-std::vector<HiveEditor::PageRun> HiveEditor::WrittenPages() const
+std::vector<ChangedRun> HiveEditor::WrittenPages() const
 {
-    std::vector<PageRun> runs;
+    std::vector<ChangedRun> runs;
     for (std::uint32_t page = 0; page < m_hive.Length() / kPageSize; ++page) {
         if (page % 64 == 0 && m_written[page / 64] == 0) {
             page += 63;

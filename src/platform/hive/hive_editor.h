@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/hive/hive.h"
+#include "platform/hive/hive_log.h"
 
 namespace tolvar {
 
@@ -51,14 +52,8 @@ public:
     /// Part of a cell's payload for writing; the pages under it count as written.
     [[nodiscard]] std::byte* Touch(CellOffset cell, std::uint32_t at, std::uint32_t size);
 
-    /// A run of whole pages, in bytes from the start of the hive bins data.
-    struct PageRun {
-        std::uint32_t begin;
-        std::uint32_t size;
-    };
-
     /// The pages that were written since the last Clean, in order, neighbours as one run.
-    [[nodiscard]] std::vector<PageRun> WrittenPages() const;
+    [[nodiscard]] std::vector<ChangedRun> WrittenPages() const;
     [[nodiscard]] bool IsChanged() const noexcept { return m_isChanged; }
     void MarkClean();
 

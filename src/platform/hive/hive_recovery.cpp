@@ -1,0 +1,185 @@
+#include "platform/hive/hive_recovery.h"
+
+#include <algorithm>
+
+#include "platform/hive/bin_header.h"
+
+namespace tolvar {
+
+namespace {
+
+bool IsBaseWhole(std::span<const std::byte> file) noexcept
+{
+    if (file.size() < kBaseBlockSize || LoadLittle<std::uint32_t>(file.data()) != kHiveSignature) {
+        return false;
+    }
+    return BaseBlock::Parse(file).checksum == BaseBlockChecksum(file);
+}
+
+/// Sequence numbers go round: a is not before b.
+bool IsNotBefore(std::uint32_t a, std::uint32_t b) noexcept
+{
+    return static_cast<std::int32_t>(a - b) >= 0;
+}
+
+std::uint32_t LastSequence(const HiveLog& log)
+{
+    return log.entries.empty() ? log.base.sequence1 : log.entries.back().sequence;
+}
+
+/// Whether a log in the old format belongs to the hive's last flush: both have its time. Where the base block is
+/// broken, the first bin has a copy; and of a block that is broken elsewhere the time itself is as good.
+bool IsOfLastFlush(const HiveLog& log, std::span<const std::byte> file, bool isBaseWhole)
+{
+    constexpr std::size_t kBinTime = 20;
+    if (file.size() < kBaseBlockSize + kBinHeaderSize) {
+        return false;
+    }
+    const bool isBaseTime = BaseBlock::Parse(file).timeStamp == log.base.timeStamp;
+    return isBaseTime ||
+           (!isBaseWhole && LoadLittle<std::uint64_t>(file.data() + kBaseBlockSize + kBinTime) == log.base.timeStamp);
+}
+
+using Chosen = std::vector<const HiveLogs::Found*>;
+
+/// The logs in the new format that continue the hive, in the order in which they do (hive-format.md, 10.5).
+Chosen ChooseNewFormat(const HiveLogs& logs, std::span<const std::byte> file, bool isBaseWhole)
+{
+    Chosen candidates;
+    for (const HiveLogs::Found& found : logs.All()) {
+        if (found.log.kind == HiveLog::Kind::kNewFormat && !found.log.entries.empty()) {
+            candidates.push_back(&found);
+        }
+    }
+    std::ranges::stable_sort(candidates, [](const auto* left, const auto* right) {
+        return !IsNotBefore(left->log.base.sequence1, right->log.base.sequence1);
+    });
+    if (!isBaseWhole) { // without the hive's own numbers only the latest log can be trusted
+        const auto latest = std::ranges::max_element(candidates, [](const auto* left, const auto* right) {
+            return !IsNotBefore(LastSequence(left->log), LastSequence(right->log));
+        });
+        return latest != candidates.end() ? Chosen{*latest} : Chosen{};
+    }
+    const std::uint32_t least = BaseBlock::Parse(file).sequence2;
+    Chosen chosen;
+    for (const HiveLogs::Found* found : candidates) {
+        const std::uint32_t first = found->log.base.sequence1;
+        if (chosen.empty() ? IsNotBefore(first, least) : first == LastSequence(chosen.back()->log) + 1) {
+            chosen.push_back(found);
+        }
+    }
+    return chosen;
+}
+
+/// The log in the old format that belongs to the hive's last flush; of two, the later one, which then holds all of the
+/// earlier (hive-format.md, 10.4).
+Chosen ChooseOldFormat(const HiveLogs& logs, std::span<const std::byte> file, bool isBaseWhole)
+{
+    const HiveLogs::Found* best = nullptr;
+    for (const HiveLogs::Found& found : logs.All()) {
+        if (found.log.kind == HiveLog::Kind::kOldFormat && IsOfLastFlush(found.log, file, isBaseWhole) &&
+            (best == nullptr || !IsNotBefore(best->log.base.sequence1, found.log.base.sequence1))) {
+            best = &found;
+        }
+    }
+    return best != nullptr ? Chosen{best} : Chosen{};
+}
+
+} // namespace
+
+HiveLogs HiveLogs::Find(FileStore& store, const std::filesystem::path& hive)
+{
+    HiveLogs logs;
+    for (const char* suffix : {".LOG1", ".LOG2", ".LOG"}) {
+        const std::optional<std::filesystem::path> file = store.Find(hive.string() + suffix);
+        Result<MappedFile> bytes = file ? store.Map(*file, 0) : Failure(ErrorCode::kFileNotFound);
+        if (bytes) {
+            logs.m_found.push_back({*file, std::move(*bytes), {}});
+            logs.m_found.back().log = HiveLog::Parse(logs.m_found.back().bytes.Bytes());
+        }
+    }
+    return logs;
+}
+
+std::uint32_t HiveLogs::HighestSequence() const noexcept
+{
+    std::uint32_t highest = 0;
+    for (const Found& found : m_found) {
+        if (found.log.kind != HiveLog::Kind::kUnusable &&
+            (highest == 0 || IsNotBefore(found.log.highestSequence, highest))) {
+            highest = found.log.highestSequence;
+        }
+    }
+    return highest;
+}
+
+HiveLog::Kind HiveLogs::Format() const noexcept
+{
+    bool hasOld = false;
+    for (const Found& found : m_found) {
+        if (found.log.kind == HiveLog::Kind::kNewFormat) {
+            return HiveLog::Kind::kNewFormat;
+        }
+        hasOld = hasOld || found.log.kind == HiveLog::Kind::kOldFormat;
+    }
+    return hasOld ? HiveLog::Kind::kOldFormat : HiveLog::Kind::kNewFormat;
+}
+
+bool NeedsRecovery(std::span<const std::byte> file) noexcept
+{
+    if (file.size() < kBaseBlockSize) {
+        return false;
+    }
+    const BaseBlock base = BaseBlock::Parse(file);
+    return !IsBaseWhole(file) || base.sequence1 != base.sequence2;
+}
+
+Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs)
+{
+    RecoveryReport report;
+    const bool isBaseWhole = IsBaseWhole(hive.Bytes());
+    Chosen chosen = ChooseNewFormat(logs, hive.Bytes(), isBaseWhole);
+    if (chosen.empty()) {
+        chosen = ChooseOldFormat(logs, hive.Bytes(), isBaseWhole);
+    }
+    if (chosen.empty()) {
+        return report;
+    }
+    if (!isBaseWhole) {
+        report.isBaseFromLog = true;
+        std::ranges::copy(chosen.front()->log.header, hive.Writable().begin());
+    }
+    std::uint32_t length = 0;
+    std::uint32_t flags = 0;
+    for (const HiveLogs::Found* found : chosen) {
+        report.logs.push_back(found->file);
+        for (const LogEntry& entry : found->log.entries) {
+            length = entry.length;
+            flags = entry.flags;
+            report.sequence = entry.sequence + 1;
+            ++report.entries;
+            if (hive.Bytes().size() < kBaseBlockSize + std::size_t{length}) {
+                if (auto grown = hive.Resize(kBaseBlockSize + std::size_t{length}); !grown) {
+                    return tl::unexpected(grown.error());
+                }
+            }
+            for (const LogRange& range : entry.ranges) {
+                std::ranges::copy(range.bytes, hive.Writable().begin() + kBaseBlockSize + range.place);
+                const auto size = static_cast<std::uint32_t>(range.bytes.size());
+                if (!report.runs.empty() && report.runs.back().begin + report.runs.back().size == range.place) {
+                    report.runs.back().size += size;
+                } else {
+                    report.runs.push_back({range.place, size});
+                }
+            }
+        }
+    }
+    constexpr std::size_t kFlags = 144;
+    const std::span<std::byte> base = hive.Writable().first(kBaseBlockChecked);
+    const std::uint32_t newFlags = (LoadLittle<std::uint32_t>(base.data() + kFlags) & ~1U) | (flags & 1U);
+    std::memcpy(base.data() + kFlags, &newFlags, sizeof newFlags);
+    StoreBaseBlock(base, report.sequence, report.sequence, length, 0);
+    return report;
+}
+
+} // namespace tolvar

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/files/file_store.h"
+#include "platform/hive/hive_recovery.h"
+#include "platform/hive/hive_writer.h"
+
+namespace tolvar {
+
+/// A hive file that is being changed. Changes are made in memory, by the writer; Flush makes them durable.
+///
+/// The file is locked against other programs. Flush writes a log entry before it touches the hive, in the format of the
+/// platform that the hive comes from, so that a crash at any moment leaves the state before or after it, for us and for
+/// the platform alike. What was not flushed is gone with the object.
+class WritableHive {
+public:
+    /// Opens and locks `file`. Where it was not closed cleanly its logs are applied first, and the result is made
+    /// durable before this returns; a crash on the way does no harm. Errors: as Hive::Open; kSharingViolation where
+    /// another program has it, with its process; kAccessDenied or kWriteProtect for a file that can't be written.
+    [[nodiscard]] static Result<std::unique_ptr<WritableHive>> Open(FileStore& store, const std::filesystem::path& file,
+                                                                    const Clock& clock);
+    ~WritableHive();
+    WritableHive(const WritableHive&) = delete;
+    WritableHive& operator=(const WritableHive&) = delete;
+
+    [[nodiscard]] const Hive& Reader() const noexcept { return m_hive; }
+    [[nodiscard]] HiveWriter& Writer() noexcept { return m_writer; }
+    [[nodiscard]] const RecoveryReport& Recovery() const noexcept { return m_recovery; }
+    [[nodiscard]] bool IsChanged() const noexcept { return m_editor.IsChanged(); }
+
+    /// Makes all changes durable, at a cost by what changed. Success means that they are on the medium.
+    /// Errors: the system's. kDiskFull and others leave the file as it was at the last flush, and Flush may be tried
+    /// again; an error behind the point of no return leaves a file that the next Open repairs, and every later call
+    /// answers it again. kSharingViolation where another program changed the file, kFileNotFound where it was removed:
+    /// nothing is written then.
+    [[nodiscard]] Result<void> Flush();
+
+private:
+    WritableHive(FileStore& store, Hive hive, std::unique_ptr<StoredFile> file, const Clock& clock);
+
+    [[nodiscard]] Result<void> CheckFile();
+    [[nodiscard]] Result<void> ExtendFile(std::uint64_t fileSize);
+    [[nodiscard]] Result<void> WriteLog(std::span<const ChangedRun> runs);
+    [[nodiscard]] Result<void> WriteHive(std::span<const ChangedRun> runs);
+    [[nodiscard]] Result<void> WriteBase(std::uint32_t sequence1, std::uint32_t sequence2);
+    [[nodiscard]] Result<void> PersistRecovery();
+    void StampOldFormat();
+
+    FileStore& m_store;
+    Hive m_hive;
+    std::unique_ptr<StoredFile> m_file;
+    std::unique_ptr<StoredFile> m_log; ///< open from the first flush on
+    std::filesystem::path m_logPath;
+    bool m_ownsLog = false; ///< the log was made here, and goes with a clean close
+    HiveLog::Kind m_logFormat = HiveLog::Kind::kNewFormat;
+    RecoveryReport m_recovery;
+    HiveEditor m_editor;
+    const Clock& m_clock;
+    HiveWriter m_writer;
+    std::uint32_t m_sequence = 0;    ///< of the last flush
+    std::uint64_t m_changeStamp = 0; ///< of the file after it
+    std::optional<Error> m_failure;  ///< behind the point of no return
+};
+
+/// A new hive of version 1.5 with nothing but its root key, which Administrators own and everyone may read.
+[[nodiscard]] std::vector<std::byte> EmptyHive(std::u16string_view rootName, std::uint64_t time);
+
+} // namespace tolvar

@@ -1,0 +1,253 @@
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "fixtures/hive_builder.h"
+#include "fixtures/hive_model.h"
+#include "fixtures/power_cut_store.h"
+#include "platform/hive/writable_hive.h"
+
+namespace tolvar {
+namespace {
+
+using fixtures::Difference;
+using fixtures::Findings;
+using fixtures::ModelKey;
+using fixtures::PowerCutStore;
+using fixtures::ReadModel;
+
+constexpr const char* kFile = "folder/HIVE";
+
+class CountingClock final : public Clock {
+public:
+    std::uint64_t Now() const override { return ++m_now; }
+
+private:
+    mutable std::uint64_t m_now = 5'000;
+};
+
+enum class LogFormat { kNone, kOld, kNew };
+
+/// A store with a hive in it and, where the format is not kNone, a log of that format that an earlier flush left.
+PowerCutStore StoreWithHive(LogFormat format)
+{
+    PowerCutStore store;
+    const std::vector<std::byte> hive = EmptyHive(u"ROOT", 77);
+    store.Put(kFile, hive);
+    if (format != LogFormat::kNone) {
+        const auto kind = format == LogFormat::kOld ? HiveLog::Kind::kOldFormat : HiveLog::Kind::kNewFormat;
+        const ChangedRun run{0, 4096};
+        store.Put(std::string(kFile) + ".LOG1",
+                  ComposeLog(kind, std::span(hive).first(512), 1, {&run, 1}, std::span(hive).subspan(4096)));
+    }
+    return store;
+}
+
+/// Changes by chance: new keys, values of all sizes, deletions.
+void ChangeSome(WritableHive& hive, std::mt19937& random)
+{
+    HiveWriter& writer = hive.Writer();
+    for (int i = 0; i < 6; ++i) {
+        const CellOffset root = hive.Reader().Root();
+        const std::u16string name(1, static_cast<char16_t>(u'a' + random() % 12));
+        const CellOffset found = *hive.Reader().FindSubkey(*hive.Reader().Key(root), name);
+        if (found.IsNil()) {
+            ASSERT_TRUE(writer.CreateKey(root, name));
+        } else if (random() % 4 == 0) {
+            ASSERT_TRUE(writer.DeleteKey(found));
+        } else {
+            const std::size_t size = random() % 3 == 0 ? random() % 40'000 : random() % 50;
+            ASSERT_TRUE(
+                writer.SetValue(found, name, 3, std::vector<std::byte>(size, static_cast<std::byte>(random()))));
+        }
+    }
+}
+
+ModelKey ContentOf(const Hive& hive)
+{
+    return ReadModel(hive, hive.Root());
+}
+
+/// Runs flushes until the store fails. Answers the contents at the last answered flush and of the one that failed.
+struct Flushes {
+    ModelKey last;
+    ModelKey next;
+    std::size_t answered = 0;
+    bool hasFailed = false;
+};
+
+Flushes FlushUntilFailure(PowerCutStore& store, std::uint32_t seed, std::size_t flushes)
+{
+    std::mt19937 random(seed);
+    CountingClock clock;
+    Flushes run;
+    Result<std::unique_ptr<WritableHive>> hive = WritableHive::Open(store, kFile, clock);
+    if (!hive) {
+        run.hasFailed = true;
+        return run;
+    }
+    run.last = ContentOf((*hive)->Reader());
+    for (; run.answered < flushes; ++run.answered) {
+        ChangeSome(**hive, random);
+        run.next = ContentOf((*hive)->Reader());
+        if (!(*hive)->Flush()) {
+            run.hasFailed = true;
+            return run;
+        }
+        run.last = std::move(run.next);
+    }
+    run.next = ContentOf((*hive)->Reader());
+    return run;
+}
+
+/// Opens what the medium holds and compares it with the two states that are allowed.
+void ExpectOneOf(PowerCutStore& medium, const Flushes& run)
+{
+    CountingClock clock;
+    const Result<std::unique_ptr<WritableHive>> hive = WritableHive::Open(medium, kFile, clock);
+    ASSERT_TRUE(hive) << hive.error().context;
+    const Hive& reader = (*hive)->Reader();
+    const std::string fromLast = Difference(reader, reader.Root(), run.last);
+    const std::string fromNext = Difference(reader, reader.Root(), run.next);
+    EXPECT_TRUE(fromLast.empty() || fromNext.empty()) << fromLast << " / " << fromNext;
+    EXPECT_EQ(Findings(reader), "");
+}
+
+TEST(HiveFlush, LeavesAWholeStateWhereverThePowerIsCut)
+{
+    for (const LogFormat format : {LogFormat::kNone, LogFormat::kOld, LogFormat::kNew}) {
+        PowerCutStore counted = StoreWithHive(format);
+        counted.FailAt(0);
+        ASSERT_FALSE(FlushUntilFailure(counted, 3, 4).hasFailed);
+        for (std::size_t call = 1; call <= counted.Calls(); ++call) {
+            for (std::uint32_t seed = 0; seed < 6; ++seed) {
+                SCOPED_TRACE(testing::Message()
+                             << "format " << static_cast<int>(format) << ", call " << call << ", seed " << seed);
+                PowerCutStore store = StoreWithHive(format);
+                store.FailAt(call);
+                const Flushes run = FlushUntilFailure(store, 3, 4);
+                PowerCutStore medium = store.AfterPowerCut(seed);
+                ExpectOneOf(medium, run);
+                // And again while that recovery is being made durable.
+                PowerCutStore second = store.AfterPowerCut(seed);
+                second.FailAt(1 + seed % 4);
+                CountingClock clock;
+                static_cast<void>(WritableHive::Open(second, kFile, clock));
+                PowerCutStore after = second.AfterPowerCut(seed + 100);
+                ExpectOneOf(after, run);
+            }
+        }
+    }
+}
+
+TEST(HiveFlush, CanBeTriedAgainAfterAFullDiskOrEndsWithWhatOpensWhole)
+{
+    PowerCutStore counted = StoreWithHive(LogFormat::kNew);
+    counted.FailAt(0);
+    ASSERT_FALSE(FlushUntilFailure(counted, 5, 3).hasFailed);
+    std::size_t answered = 0;
+    for (std::size_t call = 1; call <= counted.Calls(); ++call) {
+        SCOPED_TRACE(call);
+        PowerCutStore store = StoreWithHive(LogFormat::kNew);
+        store.FailAt(call, PowerCutStore::Fault::kDiskFull);
+        std::mt19937 random(5);
+        CountingClock clock;
+        ModelKey last;
+        ModelKey expected;
+        bool isAnswered = false;
+        {
+            auto hive = WritableHive::Open(store, kFile, clock).value();
+            Result<void> flushed;
+            for (int i = 0; i < 3 && flushed; ++i) {
+                last = ContentOf(hive->Reader());
+                ChangeSome(*hive, random);
+                flushed = hive->Flush();
+            }
+            expected = ContentOf(hive->Reader());
+            if (!flushed) {
+                EXPECT_EQ(flushed.error().code, ErrorCode::kDiskFull);
+            }
+            isAnswered = flushed || hive->Flush();
+        }
+        const auto reopened = WritableHive::Open(store, kFile, clock).value();
+        const Hive& reader = reopened->Reader();
+        const bool isExpected = Difference(reader, reader.Root(), expected).empty();
+        EXPECT_TRUE(isExpected || (!isAnswered && Difference(reader, reader.Root(), last).empty()));
+        EXPECT_EQ(Findings(reader), "");
+        answered += isAnswered ? 1 : 0;
+    }
+    EXPECT_GT(answered, counted.Calls() / 3); // most of a flush comes before its point of no return
+}
+
+/// A folder on the disk, gone after the test.
+class ScratchFolder {
+public:
+    ScratchFolder() : m_path(std::filesystem::temp_directory_path() / ("tolvar-flush-" + std::to_string(getpid())))
+    {
+        std::filesystem::create_directories(m_path);
+    }
+    ~ScratchFolder() { std::filesystem::remove_all(m_path); }
+
+    std::filesystem::path Write(const char* name, std::span<const std::byte> bytes) const
+    {
+        std::ofstream(m_path / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        return m_path / name;
+    }
+
+private:
+    std::filesystem::path m_path;
+};
+
+TEST(WritableHiveOnDisk, KeepsEveryOtherBytesContentWhenOneValueOfARealHiveChanges)
+{
+    const std::filesystem::path hives = std::filesystem::path(TOLVAR_SHARED_DIR) / "hives";
+    if (!std::filesystem::exists(hives)) {
+        GTEST_SKIP() << "the folder with real hives is not here";
+    }
+    const ScratchFolder folder;
+    for (const char* kind : {"machines", "crafted"}) {
+        for (const auto& entry : std::filesystem::directory_iterator(hives / kind)) {
+            SCOPED_TRACE(entry.path().filename());
+            const Hive original = Hive::Open(entry.path()).value();
+            const std::string findings = Findings(original);
+            const std::filesystem::path copy = folder.Write("HIVE", original.FileBytes());
+            ModelKey expected = ContentOf(original);
+            {
+                auto hive = WritableHive::Open(SystemFiles(), copy, SystemClock()).value();
+                ASSERT_TRUE(
+                    hive->Writer().SetValue(hive->Reader().Root(), u"Tolvar test", 1, std::vector<std::byte>(9)));
+                ASSERT_TRUE(hive->Flush());
+            }
+            expected.values.push_back({u"Tolvar test", 1, std::vector<std::byte>(9)});
+            const Hive changed = Hive::Open(copy).value();
+            EXPECT_FALSE(changed.NeedsRecovery());
+            EXPECT_EQ(Difference(changed, changed.Root(), expected), "");
+            EXPECT_EQ(Findings(changed), original.NeedsRecovery() ? "" : findings); // a flush makes it a clean one
+            EXPECT_FALSE(std::filesystem::exists(copy.string() + ".LOG1"));
+        }
+    }
+}
+
+TEST(WritableHiveOnDisk, TellsOfAFileThatAnotherProgramHasOrChanged)
+{
+    const ScratchFolder folder;
+    const std::filesystem::path file = folder.Write("HIVE", EmptyHive(u"ROOT", 1));
+    auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+    const auto second = WritableHive::Open(SystemFiles(), file, SystemClock());
+    ASSERT_FALSE(second);
+    EXPECT_EQ(second.error().code, ErrorCode::kSharingViolation);
+    EXPECT_THAT(second.error().context, testing::HasSubstr("in use by process " + std::to_string(getpid())));
+    ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"v", 1, {}));
+    std::ofstream(file, std::ios::binary | std::ios::app) << "x";
+    EXPECT_EQ(hive->Flush().error().code, ErrorCode::kSharingViolation);
+    std::filesystem::remove(file);
+    EXPECT_EQ(hive->Flush().error().code, ErrorCode::kFileNotFound);
+}
+
+} // namespace
+} // namespace tolvar
