@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <shared_mutex>
 
 #include <CLI/CLI.hpp>
@@ -23,17 +24,27 @@ public:
     /// Writes the value, or answers why it can't be read.
     [[nodiscard]] Checked<void> Write(const Hive& hive, const ValueRecord& value)
     {
-        std::vector<BYTE> data;
-        const auto bytes = [&data] { return std::as_writable_bytes(std::span(data)); };
-        const Checked<std::size_t> size = DataForCaller(hive, value, bytes());
-        if (size) {
-            data.resize(*size);
+        Checked<DataView> data = hive.Data(value);
+        const Checked<void> pieces = data ? hive.CheckPieces(*data) : tl::unexpected(data.error());
+        if (!pieces) {
+            return pieces;
         }
-        const Checked<std::size_t> read = size ? DataForCaller(hive, value, bytes()) : size;
+        if (IsShownAsBytes(value.type)) {
+            return WriteBytes(hive, value, *data);
+        }
+        std::vector<BYTE> bytes(DataForCaller(hive, value, {}).value_or(0));
+        const auto read = DataForCaller(hive, value, std::as_writable_bytes(std::span(bytes)));
         if (!read) {
             return tl::unexpected(read.error());
         }
-        Print(value, ValueToText(value.type, data, ExpandStrings::kNo));
+        const std::string text = ValueToText(value.type, bytes, ExpandStrings::kNo);
+        Begin(value);
+        if (m_context.json) {
+            m_context.out.Write(JsonString(text));
+        } else {
+            m_context.out.WriteName(text);
+        }
+        End();
         return {};
     }
 
@@ -56,24 +67,49 @@ public:
     void Finish() { m_faults.Tell(); }
 
 private:
-    void Print(const ValueRecord& value, const std::string& text)
+    static bool IsShownAsBytes(DWORD type)
+    {
+        return type != REG_DWORD && type != REG_DWORD_BIG_ENDIAN && type != REG_LINK && !IsTextType(type);
+    }
+
+    /// The text of bytes is that of their parts, one behind the other: it goes out part by part, since it takes three
+    /// times the room of the bytes.
+    Checked<void> WriteBytes(const Hive& hive, const ValueRecord& value, DataView data)
+    {
+        constexpr std::size_t kAtOnce = 1 << 14;
+        const char* const quote = m_context.json ? "\"" : "";
+        Begin(value);
+        m_context.out.Write(quote);
+        Checked<void> result;
+        for (auto piece = hive.NextPiece(data); piece && !piece->empty(); piece = hive.NextPiece(data)) {
+            for (std::size_t at = 0; at < piece->size() && !m_context.out.IsClosed(); at += kAtOnce) {
+                const auto part = piece->subspan(at, std::min(kAtOnce, piece->size() - at));
+                const std::span bytes(reinterpret_cast<const BYTE*>(part.data()), part.size());
+                m_context.out.Write(ValueToText(value.type, bytes, ExpandStrings::kNo));
+            }
+            if (hive.MediumFailed(*piece)) {
+                result = Fault(Breach::kMediumFailed, value.offset);
+            }
+        }
+        m_context.out.Write(quote);
+        End();
+        return result;
+    }
+
+    /// What stands before the text.
+    void Begin(const ValueRecord& value)
     {
         Output& out = m_context.out;
         if (m_context.json) {
             out.Buffer().append(R"({"name":")");
             AppendJsonText(out.Buffer(), value.name);
-            out.Write(fmt::format(R"(","type":{},"typeName":"{}","text":{}}})"
-                                  "\n",
-                                  value.type, ValueTypeName(value.type), JsonString(text)));
-            return;
-        }
-        if (m_withNames) {
+            out.Write(fmt::format(R"(","type":{},"typeName":"{}","text":)", value.type, ValueTypeName(value.type)));
+        } else if (m_withNames) {
             out.WriteName(value.name.empty() ? "(Default)" : value.name.ToUtf8());
             out.Write("\t" + ValueTypeName(value.type) + "\t");
         }
-        out.WriteName(text);
-        out.Write("\n");
     }
+    void End() { m_context.out.Write(m_context.json ? "}\n" : "\n"); }
 
     CommandContext& m_context;
     bool m_withNames;

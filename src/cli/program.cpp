@@ -3,7 +3,7 @@
 #include <shared_mutex>
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "cli/command.h"
@@ -22,7 +22,19 @@ void PrintLine(std::string_view text)
 {
     std::string line = "tolvar: ";
     AppendVisible(line, text);
-    fmt::print(stderr, "{}\n", line);
+    line.push_back('\n');
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr)); // there is nowhere left to say that it failed
+}
+
+/// Keeps the numbers of standard streams that the caller has closed from going to the next file that is opened: every
+/// message would be written into it. What stands there refuses to be written to.
+void HoldStandardStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            static_cast<void>(open("/dev/null", O_RDONLY));
+        }
+    }
 }
 
 /// What the way to a key tells of a failure: a damaged file and the place in it, where the registry's calls have only a
@@ -93,6 +105,7 @@ std::optional<KeyReference> FindForCommand(CommandContext& context, const std::s
 int RunProgram(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN);
+    HoldStandardStreams();
     CLI::App program("Reads Windows registries that are not running.", "tolvar");
     program.set_version_flag("--version", "tolvar " TOLVAR_VERSION);
     program.require_subcommand(1);

@@ -11,6 +11,9 @@ namespace tolvar {
 
 namespace {
 
+constexpr DWORD kLongestVariable = 32767;    ///< bytes, the platform's limit
+constexpr std::size_t kExpandUpTo = 1 << 16; ///< bytes: a text that repeats a variable could grow beyond all bounds
+
 std::optional<std::string> TextValue(const char* keyPath, const std::string& name)
 {
     RegKey key;
@@ -19,7 +22,8 @@ std::optional<std::string> TextValue(const char* keyPath, const std::string& nam
     }
     DWORD type = 0;
     DWORD size = 0;
-    if (RegQueryValueExA(key.Get(), name.c_str(), nullptr, &type, nullptr, &size) != ERROR_SUCCESS) {
+    if (RegQueryValueExA(key.Get(), name.c_str(), nullptr, &type, nullptr, &size) != ERROR_SUCCESS ||
+        size > kLongestVariable) {
         return std::nullopt;
     }
     std::vector<BYTE> data(size);
@@ -54,7 +58,7 @@ std::string ExpandEnvironmentText(std::string_view text)
     while (true) {
         const std::size_t open = text.find('%');
         const std::size_t close = open == std::string_view::npos ? open : text.find('%', open + 1);
-        if (close == std::string_view::npos) {
+        if (close == std::string_view::npos || out.size() > kExpandUpTo) {
             return out.append(text);
         }
         const std::string name(text.substr(open + 1, close - open - 1));

@@ -2,6 +2,9 @@
 """Runs the real program on real hives: cli_test.py TOLVAR SHARED_DIR."""
 import json
 import os
+import shutil
+import pty
+import struct
 import subprocess
 import sys
 import tempfile
@@ -52,7 +55,7 @@ def what_can_not_be_opened_is_said_in_one_line():
         with open(text, "wb") as out:
             out.write(b"no hive" * 2000)
         for file, word in ((empty, "empty"), (text, "no registry hive"), (folder, "folder"), (folder + "/none", "(2)"),
-                           (f"{HIVES}/logs/bad-base/BadBaseBlockHive", "checksum"),
+                           (shutil.copy(f"{HIVES}/logs/bad-base/BadBaseBlockHive", folder), "checksum"),
                            (f"{HIVES}/damaged/TruncatedHive", "truncated")):
             done = run("--hive", f"{file}@{X}", "ls", "HKEY_LOCAL_MACHINE")
             lines = done.stderr.decode().splitlines()
@@ -85,9 +88,155 @@ def output_stops_when_its_reader_goes_away():
         dump.stdout.readline()
         dump.stdout.close()
         check("the writer ends quietly", dump.stderr.read() == b"" and dump.wait(60) == 0)
+    for how in (">&-", "2>&-", "2>/dev/full", ">&- 2>&-"):
+        done = subprocess.run(["sh", "-c", f'exec "$0" "$@" {how}', TOLVAR, "--hive", f"{HIVES}/machines/SAM@{X}", "ls", X,
+                               "--hive", "/no/such/file"], capture_output=True)
+        check(f"status with {how}", done.returncode == 1, done)
+        check(f"what is left with {how}", (b"SAM" in done.stdout) == (">&-" != how[:3]), done)
     with open("/dev/full", "wb") as full:
         done = subprocess.run([TOLVAR, "--hive", f"{HIVES}/machines/SAM@{X}", "dump", X], stdout=full, stderr=subprocess.PIPE)
         check("a full disk is said", done.returncode == 1 and b"(112)" in done.stderr, done.stderr)
+
+
+class HundredSubkeys:
+    """The hive of that name, to be changed: its root lists the subkeys "1" to "100", each with one value."""
+
+    def __init__(self):
+        with open(f"{HIVES}/crafted/hundred-subkeys", "rb") as file:
+            self.data = bytearray(file.read())
+        self.root = 4096 + self.field(36) + 4
+        self.keys = {}
+        self.list = 4096 + self.field(self.root + 28) + 4
+        for i in range(100):
+            key = 4096 + self.field(self.list + 4 + 8 * i) + 4
+            size = struct.unpack_from("<H", self.data, key + 72)[0]
+            self.keys[bytes(self.data[key + 76:key + 76 + size]).decode()] = key
+
+    def field(self, at):
+        return struct.unpack_from("<I", self.data, at)[0]
+
+    def put(self, at, value):
+        struct.pack_into("<I", self.data, at, value)
+
+    def rename(self, name, stored):
+        key = self.keys[name]
+        self.data[key + 76:key + 76 + len(name)] = stored
+
+    def list_all_below_each(self):
+        """Every subkey gets an index of its own, and all the indexes name the list of the root."""
+        leaf = self.field(self.root + 28)
+        end = 4096 + self.field(40)
+        del self.data[end:]
+        self.data += struct.pack("<4sII20x", b"hbin", end - 4096, 4096)
+        for key in self.keys.values():
+            self.put(key + 20, 100)
+            self.put(key + 28, len(self.data) - 4096)
+            self.data += struct.pack("<i2sHII", -16, b"ri", 1, leaf, 0)
+        rest = end + 4096 - len(self.data)
+        self.data += struct.pack("<i", rest) + bytes(rest - 4)
+        self.put(40, len(self.data) - 4096)
+        checksum = 0
+        for at in range(0, 508, 4):
+            checksum ^= self.field(at)
+        self.put(508, checksum)
+
+    def write(self, folder, name):
+        path = os.path.join(folder, name)
+        with open(path, "wb") as file:
+            file.write(self.data)
+        return path
+
+
+def names_that_would_steer_a_terminal_are_shown_and_not_obeyed():
+    hive = HundredSubkeys()
+    hive.rename("100", b"\x1b[m")
+    hive.rename("10", b"\n\x07")
+    hive.rename("11", b"\x9bm")  # the same as escape and bracket, to some terminals
+    hive.rename("12", b'"\\')
+    hive.put(hive.keys["100"] + 16, 0)  # for check to have something to say of it
+    with tempfile.TemporaryDirectory() as folder:
+        path = hive.write(folder, "steer\x1b[m\n")
+        for command in (["ls", X], ["ls", "-r", X], ["check", path]):
+            leader, follower = pty.openpty()
+            with subprocess.Popen([TOLVAR, "--hive", f"{path}@{X}", *command], stdout=follower, stderr=follower) as shown:
+                os.close(follower)
+                text = b""
+                try:
+                    while block := os.read(leader, 65536):
+                        text += block
+                except OSError:  # the other end is closed
+                    pass
+                shown.wait(60)
+            os.close(leader)
+            lines = text.decode().replace("\r\n", "")
+            check(f"{command[0]} on a terminal", b"\\x1b[m" in text and
+                  not [c for c in lines if ord(c) < 32 or 127 <= ord(c) < 160], text[:300])
+        done = run("--hive", f"{path}@{X}", "info", X + "\\\x1b\n")
+        check("an error stays one line", done.stderr.count(b"\n") == 1 and b"\x1b" not in done.stderr, done.stderr)
+        listing = json.loads(run("--json", "ls", X, "--hive", f"{path}@{X}").stdout)
+        check("names in JSON", {"\x1b[m", "\n\x07", "\x9bm", '"\\'} <= set(listing["subkeys"]), listing)
+
+
+def a_hive_that_lies_below_itself_is_listed_once():
+    circle = HundredSubkeys()
+    for name in ("1", "11"):
+        circle.put(circle.keys[name] + 20, 100)
+        circle.put(circle.keys[name] + 28, circle.field(circle.root + 28))
+    indexes = HundredSubkeys()
+    indexes.list_all_below_each()
+    with tempfile.TemporaryDirectory() as folder:
+        for path in (circle.write(folder, "circle"), indexes.write(folder, "indexes")):
+            for command in (["ls", "-r", X], ["--json", "ls", "-r", X], ["dump", X], ["check", path]):
+                done = run("--hive", f"{path}@{X}", *command)
+                check(f"{command} ends", done.returncode == 1 and len(done.stdout) < 100_000, len(done.stdout))
+                check(f"{command} says why", b"two owners" in done.stderr + done.stdout, done.stderr[-300:])
+
+
+def a_damaged_key_is_told_with_its_place():
+    hive = HundredSubkeys()
+    hive.put(hive.root, 0)
+    for name in ("5", "55"):
+        hive.put(hive.keys[name] + 40, 4)  # a list of values between cells
+    with tempfile.TemporaryDirectory() as folder:
+        path = hive.write(folder, "damaged")
+        place = f"{path}: this is no key (at offset {hive.root - 4:#x})".encode()
+        for command in (["ls", X], ["info", X], ["get", X], ["get", X, ""], ["dump", X]):
+            done = run("--hive", f"{path}@{X}", "--hive", f"{HIVES}/crafted/minimal@{X}2", *command)
+            check(f"{command[0]} of a damaged root", done.returncode == 1 and place in done.stderr and
+                  done.stderr.count(b"\n") == 1, done.stderr)
+        check("another hive", run("--hive", f"{path}@{X}", "--hive", f"{HIVES}/crafted/minimal@{X}2", "info",
+                                  X + "2").returncode == 0)
+        hive.data[hive.root:hive.root + 2] = b"nk"
+        hive.data[hive.root + 2:hive.root + 4] = b"\x2c\0"
+        path = hive.write(folder, "values")
+        for command in (["ls", X + "\\5"], ["get", X + "\\5"], ["dump", X + "\\5"]):
+            done = run("--hive", f"{path}@{X}", *command)
+            check(f"{command[0]} of damaged values", done.returncode == 1 and b"values: " in done.stderr and
+                  b"(at offset 0x1004)" in done.stderr and done.stderr.count(b"\n") == 1, done.stderr)
+
+
+def options_stand_where_one_likes():
+    hive = f"{HIVES}/crafted/special@{X}"
+    expected = run("--hive", hive, "--json", "ls", X).stdout
+    for arguments in (["ls", "--json", X, "--hive", hive], ["ls", X, f"--hive={hive}", "--json"]):
+        check(f"{arguments}", run(*arguments).stdout == expected != b"")
+    twice = run("--hive", hive, "--hive", f"{HIVES}/crafted/minimal@{X.lower()}", "--json", "ls", X)
+    check("a second hive at the same key", twice.returncode == 1 and twice.stdout == expected and
+          twice.stderr.count(b"\n") == 1 and b"is mounted there" in twice.stderr, twice)
+    below = run("--hive", f"{HIVES}/crafted/hundred-subkeys@{X}", "--hive", f"{HIVES}/crafted/minimal@{X}\\1\\mount\\point",
+                "--json", "ls", "-r", X)
+    keys = {line["key"]: line for line in map(json.loads, below.stdout.splitlines())}
+    check("a mount below a key of a hive", len(keys) == 103 and keys[X + "\\1"]["values"] == ["Value"] and
+          keys[X + "\\1"]["subkeys"] == ["mount"] and X + "\\1\\mount\\point" in keys and
+          len(keys[X]["subkeys"]) == 100, list(keys)[:5])
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "me@HKEY.example")
+        with open(f"{HIVES}/crafted/minimal", "rb") as source, open(path, "wb") as copy:
+            copy.write(source.read())
+        check("an @ in the file's name", run("--hive", path, "info", "HKEY_LOCAL_MACHINE\\me@HKEY.example").returncode == 0)
+    strings = ["--hive", f"{HIVES}/crafted/StringValuesHive@{X}"]
+    check("the default value", run(*strings, "get", X + "\\key", "").stdout == "test \u0442\u0435\u0441\u0442\n".encode())
+    check("a missing value", run(*strings, "get", X + "\\key", "--", "-x").returncode == 1)
 
 
 if not os.path.isdir(HIVES):
@@ -98,4 +247,8 @@ damaged_files_end_with_a_line_and_a_status()
 what_can_not_be_opened_is_said_in_one_line()
 commands_print_what_they_should()
 output_stops_when_its_reader_goes_away()
+names_that_would_steer_a_terminal_are_shown_and_not_obeyed()
+a_hive_that_lies_below_itself_is_listed_once()
+a_damaged_key_is_told_with_its_place()
+options_stand_where_one_likes()
 sys.exit(1 if failures else 0)

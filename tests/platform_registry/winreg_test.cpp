@@ -103,6 +103,11 @@ TEST_F(WinregTest, ShowsMountsBetweenTheKeysOfHives)
     EXPECT_EQ(count, 3U);
     EXPECT_EQ(m_registry.Mount({m_files[0], R"(HKEY_LOCAL_MACHINE\A\Main)"}).error().code, ErrorCode::kAlreadyExists);
     EXPECT_EQ(m_registry.Mount({m_files[0], R"(HKEY_NOWHERE\A)"}).error().code, ErrorCode::kInvalidParameter);
+    std::string deep = "HKEY_USERS";
+    for (int i = 0; i < 60000; ++i) {
+        deep += "\\a";
+    }
+    EXPECT_EQ(m_registry.Mount({m_files[0], deep}).error().code, ErrorCode::kInvalidParameter);
 }
 
 TEST_F(WinregTest, KeepsTheKeysOfAHiveOnTheWayToAMountBelowThem)
@@ -145,7 +150,7 @@ TEST_F(WinregTest, AnswersTheCodesOfThePlatform)
     EXPECT_EQ(RegOpenKeyExA(nullptr, "A", 0, KEY_READ, &key), ERROR_INVALID_HANDLE);
     EXPECT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, "\xFF", 0, KEY_READ, &key), ERROR_NO_UNICODE_TRANSLATION);
     EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "new", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr),
-              ERROR_WRITE_PROTECT);
+              ERROR_ACCESS_DENIED);
     const HKEY weak = Open("A\\Main", KEY_ENUMERATE_SUB_KEYS);
     EXPECT_EQ(RegQueryValueExA(weak, "list", nullptr, nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
     EXPECT_EQ(RegCloseKey(weak), ERROR_SUCCESS);
@@ -281,6 +286,30 @@ TEST_F(WinregTest, ConvertsTextsOfEverySizeAndLeavesAllElseAlone)
     char name[1];
     DWORD nameSize = 1; // no room for "a" and its terminator
     EXPECT_EQ(RegEnumValueA(key, 0, name, &nameSize, nullptr, nullptr, nullptr, nullptr), ERROR_MORE_DATA);
+}
+
+TEST_F(WinregTest, HandsOutTheAskedPartsOfADescriptor)
+{
+    const HKEY key = Open("A\\Main");
+    EXPECT_EQ(RegGetKeySecurity(key, OWNER_SECURITY_INFORMATION, nullptr, nullptr), ERROR_INVALID_PARAMETER);
+    DWORD size = 0;
+    EXPECT_EQ(RegGetKeySecurity(key, OWNER_SECURITY_INFORMATION, nullptr, &size), ERROR_INSUFFICIENT_BUFFER);
+    ASSERT_EQ(size, 36U); // a header and the identifier of the administrators
+    std::vector<BYTE> descriptor(size);
+    EXPECT_EQ(RegGetKeySecurity(key, OWNER_SECURITY_INFORMATION, descriptor.data(), &(size = 35)),
+              ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(RegGetKeySecurity(key, OWNER_SECURITY_INFORMATION, descriptor.data(), &(size = 100)), ERROR_SUCCESS);
+    EXPECT_EQ(size, 36U);
+    EXPECT_EQ(descriptor[4], 20U);
+    EXPECT_EQ(descriptor[8], 0U);
+    DWORD whole = 0;
+    EXPECT_EQ(RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               &whole, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_GT(whole, size);
+    EXPECT_EQ(RegGetKeySecurity(Open("A\\Main", KEY_QUERY_VALUE), OWNER_SECURITY_INFORMATION, nullptr, &size),
+              ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegGetKeySecurity(HKEY_USERS, OWNER_SECURITY_INFORMATION, nullptr, &size), ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(WinregTest, NamesAValueWhoseDataCanNotBeRead)

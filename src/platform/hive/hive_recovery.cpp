@@ -182,4 +182,24 @@ Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs)
     return report;
 }
 
+Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, RecoveryReport& report)
+{
+    Result<Hive> hive = Hive::Open(file);
+    const bool isClean = hive && !hive->NeedsRecovery();
+    const HiveLogs logs = isClean ? HiveLogs() : HiveLogs::Find(store, file);
+    if (logs.All().empty()) {
+        return hive;
+    }
+    Result<MappedFile> copy = store.Map(file, std::size_t{kMaxLength} + kBaseBlockSize);
+    if (!copy || !NeedsRecovery(copy->Bytes())) {
+        return hive;
+    }
+    Result<RecoveryReport> recovered = RecoverHive(*copy, logs);
+    if (!recovered) {
+        return tl::unexpected(std::move(recovered.error()));
+    }
+    report = std::move(*recovered);
+    return report.DidAnything() ? Hive::FromCopy(std::move(*copy), file) : std::move(hive);
+}
+
 } // namespace tolvar

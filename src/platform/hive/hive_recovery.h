@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/files/file_store.h"
+#include "platform/hive/hive.h"
 #include "platform/hive/hive_log.h"
 
 namespace tolvar {
@@ -50,5 +51,9 @@ struct RecoveryReport {
 /// Applies what the logs hold to a private copy of a hive: the changes of the platform's last complete flushes, in
 /// either of its log formats. Changes no file. A hive without a usable log stays as it is. Errors: kNotEnoughMemory.
 [[nodiscard]] Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs);
+
+/// Opens a hive for reading and touches nothing: one that was not closed cleanly as a copy in memory, with its logs
+/// applied. `report` tells what they gave. Errors as Hive::Open.
+[[nodiscard]] Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, RecoveryReport& report);
 
 } // namespace tolvar

@@ -21,6 +21,7 @@ struct OpenKey {
     SubkeyCursor enumeration;    ///< where the last enumeration stood, so that one in ascending order needs no search
     std::uint32_t enumerationIndex = 0; ///< of the subkey that it answers next, in the session's counting
     bool isEnumerating = false;
+    bool isDeleted = false; ///< the key is gone; the handle answers nothing but that
 };
 
 /// The open handles of a session. A handle holds its slot's number and age, so that a stale or made-up one is found
@@ -32,6 +33,18 @@ public:
     [[nodiscard]] std::shared_ptr<OpenKey> Find(HKEY handle) const;
     /// False for a handle that is not open.
     bool Remove(HKEY handle);
+
+    /// Shows every open key to `visit`. Only while nothing else reads or writes.
+    template <class Visit>
+    void ForEach(Visit&& visit)
+    {
+        const std::lock_guard lock(m_mutex);
+        for (const Slot& slot : m_slots) {
+            if (slot.key != nullptr) {
+                visit(*slot.key);
+            }
+        }
+    }
 
 private:
     struct Slot {

@@ -1,10 +1,12 @@
 #include "platform/registry/registry.h"
 
+#include <algorithm>
 #include <atomic>
 #include <optional>
 
 #include <fmt/format.h>
 
+#include "platform/hive/hive_walk.h"
 #include "platform/registry/registry_state.h"
 #include "platform/system/text.h"
 
@@ -89,7 +91,63 @@ Registry::Registry() : m_pState(std::make_unique<State>())
 
 Registry::~Registry() = default;
 
-Result<void> Registry::Mount(const MountRequest& request)
+WritableHive* Registry::State::WriterOf(const Hive* hive) const noexcept
+{
+    for (const MountedHive& mounted : hives) {
+        if (&mounted.Reader() == hive) {
+            return mounted.writable.get();
+        }
+    }
+    return nullptr;
+}
+
+bool Registry::State::Grants(const std::string& path, const KeyReference& key, REGSAM access) const
+{
+    if (accessCheck == nullptr) {
+        return true;
+    }
+    const Checked<KeyNode> node = key.HasHive() ? key.Node() : Fault(Breach::kNone, {});
+    const auto descriptor = node ? key.hive->SecurityDescriptor(*node) : Checked<std::span<const std::byte>>();
+    return accessCheck->Grants(path, descriptor.value_or(std::span<const std::byte>()), access);
+}
+
+namespace {
+
+/// A hive opened as the mode asks for it.
+Result<MountedHive> OpenHive(const std::filesystem::path& file, MountMode mode, RecoveryReport& recovery)
+{
+    MountedHive mounted;
+    if (mode == MountMode::kWritable) {
+        Result<std::unique_ptr<WritableHive>> hive = WritableHive::Open(SystemFiles(), file, SystemClock());
+        if (!hive) {
+            return tl::unexpected(std::move(hive.error()));
+        }
+        recovery = (*hive)->Recovery();
+        mounted.writable = std::move(*hive);
+        return mounted;
+    }
+    Result<Hive> hive = OpenForReading(SystemFiles(), file, recovery);
+    if (!hive) {
+        return tl::unexpected(std::move(hive.error()));
+    }
+    mounted.readOnly.emplace(std::move(*hive));
+    return mounted;
+}
+
+/// What a person should know of a hive that was not closed cleanly.
+std::string RecoveryNotice(const Hive& hive, const RecoveryReport& recovery, MountMode mode)
+{
+    const std::string begin = hive.File().string() + " was not closed cleanly: ";
+    if (!recovery.DidAnything()) {
+        return begin + "it has no transaction log that fits, so that its last changes may be missing";
+    }
+    return begin + fmt::format("{} set(s) of changes were taken over from its transaction logs{}", recovery.entries,
+                               mode == MountMode::kReadOnly ? ", in memory alone" : "");
+}
+
+} // namespace
+
+Result<void> Registry::Mount(const MountRequest& request, MountMode mode)
 {
     const std::string path = request.KeyPath();
     const std::optional<std::u16string> text = ToUtf16(path);
@@ -97,9 +155,14 @@ Result<void> Registry::Mount(const MountRequest& request)
     if (!root) {
         return Failure(ErrorCode::kInvalidParameter, fmt::format("mount {} at {}", request.file.string(), path));
     }
-    Result<Hive> hive = Hive::Open(request.file);
-    if (!hive) {
-        return tl::unexpected(std::move(hive.error()));
+    if (std::ranges::count(path, '\\') > std::ptrdiff_t{kMaxDepth}) {
+        return Failure(ErrorCode::kInvalidParameter,
+                       fmt::format("mount {}: its key lies deeper than {} levels", request.file.string(), kMaxDepth));
+    }
+    RecoveryReport recovery;
+    Result<MountedHive> mounted = OpenHive(request.file, mode, recovery);
+    if (!mounted) {
+        return tl::unexpected(std::move(mounted.error()));
     }
     const std::unique_lock lock(m_pState->lock);
     NamespaceKey* at = &m_pState->roots[*root];
@@ -123,21 +186,40 @@ Result<void> Registry::Mount(const MountRequest& request)
         return Failure(ErrorCode::kAlreadyExists, fmt::format("mount {} at {}: {} is mounted there",
                                                               request.file.string(), path, at->hive->File().string()));
     }
-    m_pState->hives.push_back(std::move(*hive));
-    at->hive = &m_pState->hives.back();
+    m_pState->hives.push_back(std::move(*mounted));
+    at->hive = &m_pState->hives.back().Reader();
     if (at->hive->Damage()) {
         m_pState->notices.push_back({request.file, *at->hive->Damage(), true});
     }
-    if (at->hive->NeedsRecovery()) {
+    if (at->hive->NeedsRecovery() || recovery.DidAnything()) {
         m_pState->notices.push_back(
-            {request.file,
-             {ErrorCode::kSuccess,
-              fmt::format("{} was not closed cleanly: newer changes may lie in its transaction logs, "
-                          "and are not shown",
-                          request.file.string())},
-             false});
+            {request.file, {ErrorCode::kSuccess, RecoveryNotice(*at->hive, recovery, mode)}, false});
     }
     return {};
+}
+
+Result<void> Registry::Flush()
+{
+    const std::unique_lock lock(m_pState->lock);
+    Result<void> result;
+    for (const MountedHive& mounted : m_pState->hives) {
+        if (auto flushed = mounted.writable ? mounted.writable->Flush() : Result<void>(); !flushed && result) {
+            result = std::move(flushed);
+        }
+    }
+    return result;
+}
+
+bool Registry::IsChanged() const
+{
+    const std::shared_lock lock(m_pState->lock);
+    return std::ranges::any_of(
+        m_pState->hives, [](const MountedHive& mounted) { return mounted.writable && mounted.writable->IsChanged(); });
+}
+
+void Registry::SetObserver(RegistryObserver* observer) noexcept
+{
+    m_pState->observer = observer;
 }
 
 std::span<const MountNotice> Registry::Notices() const noexcept

@@ -13,6 +13,7 @@
 namespace tolvar {
 
 class AccessCheck;
+class RegistryObserver;
 struct KeyReference;
 
 /// One hive file and the key that it is to be seen at.
@@ -28,11 +29,17 @@ struct MountRequest {
     [[nodiscard]] std::string KeyPath() const;
 };
 
+/// What a session may do to a hive.
+enum class MountMode {
+    kReadOnly, ///< nothing is written and nothing locked; what the logs hold is applied in memory alone
+    kWritable, ///< locked against other programs, and recovered in the file where that is needed
+};
+
 /// A mount that stands but is not all well: what a person should be told.
 struct MountNotice {
     std::filesystem::path file;
     Error error;   ///< the code and one line
-    bool isDamage; ///< true: part of the file is missing or unreadable; false: its logs hold newer changes
+    bool isDamage; ///< true: part of the file is missing or unreadable; false: it was not closed cleanly
 };
 
 /// The registry of one session: the predefined roots and the hives mounted below them. Roots without a mount are empty
@@ -45,9 +52,18 @@ public:
     Registry& operator=(const Registry&) = delete;
 
     /// Opens a hive and shows it at `request.key`; missing keys on the way there appear as empty ones.
-    /// Errors: the file's (see Hive::Open); kInvalidParameter for a key path that begins with no root;
-    /// kAlreadyExists if another hive is mounted there.
-    [[nodiscard]] Result<void> Mount(const MountRequest& request);
+    /// Errors: the file's (see Hive::Open); kInvalidParameter for a key path that begins with no root or goes too deep;
+    /// kAlreadyExists if another hive is mounted there. For a writable mount also those of WritableHive::Open.
+    [[nodiscard]] Result<void> Mount(const MountRequest& request, MountMode mode = MountMode::kReadOnly);
+
+    /// Makes the changes to all hives durable. Every hive is tried; the first error is answered.
+    [[nodiscard]] Result<void> Flush();
+
+    /// Whether there is anything for Flush to do.
+    [[nodiscard]] bool IsChanged() const;
+
+    /// Is told of every change, after it and with no lock held; null for nobody. `observer` must outlive the registry.
+    void SetObserver(RegistryObserver* observer) noexcept;
 
     /// What Mount found to be not all well, in order of mounting.
     [[nodiscard]] std::span<const MountNotice> Notices() const noexcept;
@@ -80,6 +96,15 @@ public:
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
+};
+
+/// Is told what was changed in a registry.
+class RegistryObserver {
+public:
+    virtual ~RegistryObserver() = default;
+
+    /// Values or subkeys of the key at this full path have changed.
+    virtual void OnKeyChanged(std::string_view path) = 0;
 };
 
 /// Decides whether the session's user gets `desired` rights on a key.

@@ -25,16 +25,6 @@ bool HasSubkeys(const Hive& hive, const KeyNode& node)
     return false;
 }
 
-bool IsGranted(const Registry::State& state, const std::string& path, const KeyReference& key,
-               const Checked<KeyNode>& node, REGSAM access)
-{
-    if (state.accessCheck == nullptr) {
-        return true;
-    }
-    const auto descriptor = node ? key.hive->SecurityDescriptor(*node) : Checked<std::span<const std::byte>>();
-    return state.accessCheck->Grants(path, descriptor.value_or(std::span<const std::byte>()), access);
-}
-
 } // namespace
 
 LSTATUS ListSubkeys(HKEY key, REGSAM access, const std::function<void(const ListedSubkey&)>& visit)
@@ -63,7 +53,7 @@ LSTATUS ListSubkeys(HKEY key, REGSAM access, const std::function<void(const List
         } else {
             child->name.AppendUtf8(name);
         }
-        const bool isGranted = IsGranted(call.State(), call.Key().path + "\\" + name, reference, node, access);
+        const bool isGranted = call.State().Grants(call.Key().path + "\\" + name, reference, access);
         const bool hasSubkeys = isGranted && ((space != nullptr && !space->children.empty()) ||
                                               (node && HasSubkeys(*reference.hive, *node)));
         visit({name, !isGranted, hasSubkeys, node ? node->lastWrite : 0});

@@ -43,6 +43,7 @@ inline constexpr LSTATUS ERROR_MORE_DATA = 234;
 inline constexpr LSTATUS ERROR_NO_MORE_ITEMS = 259;
 inline constexpr LSTATUS ERROR_REGISTRY_CORRUPT = 1015;
 inline constexpr LSTATUS ERROR_REGISTRY_IO_FAILED = 1016;
+inline constexpr LSTATUS ERROR_KEY_DELETED = 1018;
 inline constexpr LSTATUS ERROR_NO_UNICODE_TRANSLATION = 1113;
 
 inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
@@ -51,6 +52,7 @@ inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x0004;
 inline constexpr REGSAM KEY_ENUMERATE_SUB_KEYS = 0x0008;
 inline constexpr REGSAM KEY_NOTIFY = 0x0010;
 inline constexpr REGSAM KEY_CREATE_LINK = 0x0020;
+inline constexpr REGSAM DELETE = 0x00010000;
 inline constexpr REGSAM READ_CONTROL = 0x00020000;
 inline constexpr REGSAM ACCESS_SYSTEM_SECURITY = 0x01000000;
 inline constexpr REGSAM MAXIMUM_ALLOWED = 0x02000000;
@@ -90,8 +92,11 @@ LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access
 /// RegOpenKeyExA with MAXIMUM_ALLOWED.
 LSTATUS RegOpenKeyA(HKEY key, const char* subKey, HKEY* result);
 
-/// Opens the key, or makes it. `disposition` (may be null) tells 2 for a key that was there. As long as every mount is
-/// read only a missing key answers 19. `reserved` must be 0; `className` and `security` may be null.
+/// Opens the key, or makes it and all that is missing on the way to it. `disposition` (may be null) tells 1 for a new
+/// key and 2 for one that was there. A new key has `className` (may be null) and shares the security of its parent.
+/// `reserved` and `options` must be 0; `security` is not looked at. Answers 19 where the hive is mounted read only, 5
+/// where no hive is mounted or the right to make subkeys is refused; otherwise as RegOpenKeyExA and
+/// HiveWriter::CreateKey.
 LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options,
                         REGSAM access, const void* security, HKEY* result, DWORD* disposition);
 
@@ -101,7 +106,8 @@ LSTATUS RegCloseKey(HKEY key);
 /// Counts and sizes of a key. Every pointer may be null. `classSize`: in, room in bytes with the terminator; out,
 /// length without it; a short buffer gives 234. The longest subkey name, class and value name are bytes of UTF-8
 /// without terminator; the longest data is bytes as RegEnumValueA hands them out. They are true maxima, found by a pass
-/// over the key, and not the sizes that the file claims. `securitySize`: bytes of the whole descriptor.
+/// over the key, and not the sizes that the file claims; in a hive whose records lie inside each other they may be
+/// larger than need be. `securitySize`: bytes of the whole descriptor.
 LSTATUS RegQueryInfoKeyA(HKEY key, char* className, DWORD* classSize, DWORD* reserved, DWORD* subKeys,
                          DWORD* longestSubKey, DWORD* longestClass, DWORD* values, DWORD* longestValueName,
                          DWORD* longestData, DWORD* securitySize, FILETIME* lastWrite);
@@ -116,9 +122,9 @@ LSTATUS RegEnumKeyExA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD*
 LSTATUS RegEnumKeyA(HKEY key, DWORD index, char* name, DWORD nameSize);
 
 /// Value number `index`, in stored order. `nameSize` as in RegEnumKeyExA. `data` may be null to ask for the size alone;
-/// `dataSize` may be null only together with `data`. Types 1, 2 and 7 are handed out as UTF-8, terminators as stored.
-/// Answers 259 past the end, 234 where the name or the data doesn't fit: `*dataSize` then holds what is needed, and the
-/// buffer as much of the data as it has room for.
+/// `dataSize` may be null only together with `data`, and then the data is not looked at. Types 1, 2 and 7 are handed
+/// out as UTF-8, terminators as stored. Answers 259 past the end, 234 where the name or the data doesn't fit:
+/// `*dataSize` then holds what is needed, and the buffer as much of the data as it has room for.
 LSTATUS RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD* reserved, DWORD* type, BYTE* data,
                       DWORD* dataSize);
 
@@ -129,3 +135,27 @@ LSTATUS RegQueryValueExA(HKEY key, const char* name, DWORD* reserved, DWORD* typ
 /// The asked parts of the key's descriptor, self-relative. `size`: in, room; out, bytes needed or written.
 /// Answers 5 without READ_CONTROL on the handle, 122 for a short buffer, 1338 where the stored descriptor is broken.
 LSTATUS RegGetKeySecurity(HKEY key, SECURITY_INFORMATION information, BYTE* descriptor, DWORD* size);
+
+/// Stores a value. Types 1, 2 and 7 are given as UTF-8 and stored as UTF-16LE: texts get the terminator that they lack,
+/// lists are closed by their empty string. `reserved` must be 0; `data` may be null for no bytes. Needs KEY_SET_VALUE
+/// on the handle. Answers 5, 6, 19, 87, 1015, 1018, and 1113 for a text that is no UTF-8.
+LSTATUS RegSetValueExA(HKEY key, const char* name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
+
+/// Deletes a key without subkeys; on the older platform a key with all below it. An empty `subKey` deletes the key of
+/// the handle, which then answers 1018 to everything but RegCloseKey. Answers 2, 5 for a key with subkeys or one that
+/// is marked undeletable or the root of a hive, 19, 87 for a null `subKey`.
+LSTATUS RegDeleteKeyA(HKEY key, const char* subKey);
+
+/// Gives the subkey `subKey`, or with an empty one the key of the handle, another name. Handles to it stay good.
+/// Answers 183 where the name is taken; otherwise as RegDeleteKeyA.
+LSTATUS RegRenameKey(HKEY key, const char* subKey, const char* newName);
+
+/// Deletes a value; null or empty is the key's default value. Answers 2 if there is none. Needs KEY_SET_VALUE on the
+/// handle.
+LSTATUS RegDeleteValueA(HKEY key, const char* name);
+
+/// Gives a value another name, in its place among the others. Answers 2 if there is none, 183 where the name is taken.
+LSTATUS RegRenameValue(HKEY key, const char* name, const char* newName);
+
+/// Makes all changes to the hive of the key durable. Answers what the file system answered.
+LSTATUS RegFlushKey(HKEY key);

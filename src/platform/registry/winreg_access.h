@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <shared_mutex>
 #include <string_view>
 
@@ -8,12 +9,17 @@
 
 namespace tolvar {
 
-/// One call's look at the current session: holds its lock shared, and knows the key behind the caller's handle.
+/// One call's look at the current session: holds its lock, and knows the key behind the caller's handle.
 class RegistryCall {
 public:
+    enum class Purpose {
+        kRead,  ///< beside other readers
+        kWrite, ///< alone
+    };
+
     /// Looks `handle` up. Afterwards Code answers ERROR_SUCCESS, or what the call has to answer: 6 for a handle that is
-    /// not open or no session, 5 where the handle lacks one of the rights in `needed`.
-    RegistryCall(HKEY handle, REGSAM needed);
+    /// not open or no session, 5 where the handle lacks one of the rights in `needed`, 1018 for a key that was deleted.
+    RegistryCall(HKEY handle, REGSAM needed, Purpose purpose = Purpose::kRead);
 
     [[nodiscard]] LSTATUS Code() const noexcept { return m_code; }
     [[nodiscard]] Registry::State& State() const noexcept { return *m_state; }
@@ -30,7 +36,8 @@ public:
 
 private:
     Registry::State* m_state = nullptr;
-    std::shared_lock<std::shared_mutex> m_lock;
+    std::shared_lock<std::shared_mutex> m_shared;
+    std::unique_lock<std::shared_mutex> m_alone;
     std::shared_ptr<OpenKey> m_key;
     LSTATUS m_code = ERROR_SUCCESS;
 };

@@ -12,7 +12,7 @@ using namespace tolvar;
 
 namespace tolvar {
 
-RegistryCall::RegistryCall(HKEY handle, REGSAM needed)
+RegistryCall::RegistryCall(HKEY handle, REGSAM needed, Purpose purpose)
 {
     Registry* registry = Registry::Current();
     if (registry == nullptr || handle == nullptr) {
@@ -20,7 +20,11 @@ RegistryCall::RegistryCall(HKEY handle, REGSAM needed)
         return;
     }
     m_state = &registry->Inside();
-    m_lock = std::shared_lock(m_state->lock);
+    if (purpose == Purpose::kWrite) {
+        m_alone = std::unique_lock(m_state->lock);
+    } else {
+        m_shared = std::shared_lock(m_state->lock);
+    }
     if (const NamespaceKey* root = m_state->RootOf(handle); root != nullptr) {
         m_key = std::make_shared<OpenKey>();
         m_key->key = KeyReference::Of(*root);
@@ -31,6 +35,8 @@ RegistryCall::RegistryCall(HKEY handle, REGSAM needed)
     m_key = m_state->handles.Find(handle);
     if (m_key == nullptr) {
         m_code = ERROR_INVALID_HANDLE;
+    } else if (m_key->isDeleted) {
+        m_code = ERROR_KEY_DELETED;
     } else if ((m_key->access & needed) != needed) {
         m_code = ERROR_ACCESS_DENIED;
     }
@@ -314,11 +320,8 @@ LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access
     open->path = call.Key().path;
     AppendPath(open->path, path);
     open->access = (access & MAXIMUM_ALLOWED) != 0 ? KEY_ALL_ACCESS : access;
-    if (call.State().accessCheck != nullptr) {
-        const auto descriptor = node ? found->hive->SecurityDescriptor(*node) : Checked<std::span<const std::byte>>();
-        if (!call.State().accessCheck->Grants(open->path, descriptor.value_or(std::span<const std::byte>()), access)) {
-            return ERROR_ACCESS_DENIED;
-        }
+    if (!call.State().Grants(open->path, *found, access)) {
+        return ERROR_ACCESS_DENIED;
     }
     *result = call.State().handles.Insert(std::move(open));
     return ERROR_SUCCESS;
@@ -327,22 +330,6 @@ LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access
 LSTATUS RegOpenKeyA(HKEY key, const char* subKey, HKEY* result)
 {
     return RegOpenKeyExA(key, subKey, 0, MAXIMUM_ALLOWED, result);
-}
-
-LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* /*className*/, DWORD /*options*/,
-                        REGSAM access, const void* /*security*/, HKEY* result, DWORD* disposition)
-{
-    if (subKey == nullptr || reserved != 0) {
-        return ERROR_INVALID_PARAMETER;
-    }
-    const LSTATUS code = RegOpenKeyExA(key, subKey, 0, access, result);
-    if (code == ERROR_FILE_NOT_FOUND) {
-        return ERROR_WRITE_PROTECT;
-    }
-    if (code == ERROR_SUCCESS && disposition != nullptr) {
-        *disposition = REG_OPENED_EXISTING_KEY;
-    }
-    return code;
 }
 
 LSTATUS RegCloseKey(HKEY key)

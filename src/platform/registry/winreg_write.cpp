@@ -1,0 +1,342 @@
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "platform/hive/hive_walk.h"
+#include "platform/registry/key_text.h"
+#include "platform/registry/winreg.h"
+#include "platform/registry/winreg_access.h"
+#include "platform/system/version.h"
+
+using namespace tolvar;
+
+namespace {
+
+LSTATUS CodeOf(const Error& error)
+{
+    return static_cast<LSTATUS>(error.code);
+}
+
+template <class T>
+LSTATUS CodeOf(const Result<T>& result)
+{
+    return result ? ERROR_SUCCESS : CodeOf(result.error());
+}
+
+/// A call that changes a hive: alone in the session, and told to the observer once its lock is gone.
+class WritingCall {
+public:
+    WritingCall(HKEY handle, REGSAM needed) : m_call(std::in_place, handle, needed, RegistryCall::Purpose::kWrite)
+    {
+        m_code = m_call->Code();
+    }
+    ~WritingCall()
+    {
+        RegistryObserver* observer = m_changed.empty() ? nullptr : m_call->State().observer;
+        m_call.reset();
+        if (observer != nullptr) {
+            observer->OnKeyChanged(m_changed);
+        }
+    }
+    WritingCall(const WritingCall&) = delete;
+    WritingCall& operator=(const WritingCall&) = delete;
+
+    [[nodiscard]] LSTATUS Code() const noexcept { return m_code; }
+    [[nodiscard]] Registry::State& State() const noexcept { return m_call->State(); }
+    [[nodiscard]] OpenKey& Key() const noexcept { return m_call->Key(); }
+
+    /// The writer of the hive that `key` lies in, or what stands against writing there.
+    [[nodiscard]] tl::expected<HiveWriter*, LSTATUS> WriterOf(const KeyReference& key) const
+    {
+        if (!key.HasHive()) {
+            return tl::unexpected(ERROR_ACCESS_DENIED);
+        }
+        WritableHive* hive = State().WriterOf(key.hive);
+        return hive != nullptr ? tl::expected<HiveWriter*, LSTATUS>(&hive->Writer())
+                               : tl::unexpected(ERROR_WRITE_PROTECT);
+    }
+
+    /// Notes that the key at `path` has other values or subkeys now.
+    void NoteChange(std::string path)
+    {
+        m_changed = std::move(path);
+        State().handles.ForEach([](OpenKey& open) { open.isEnumerating = false; });
+    }
+
+private:
+    std::optional<RegistryCall> m_call;
+    std::string m_changed;
+    LSTATUS m_code;
+};
+
+std::string Below(const std::string& path, std::string_view name)
+{
+    return name.empty() ? path : path + "\\" + std::string(name);
+}
+
+std::string ParentPath(const std::string& path)
+{
+    return path.substr(0, path.rfind('\\'));
+}
+
+/// The data that is stored for what a caller of an A call hands over.
+std::optional<std::vector<std::byte>> StoredData(DWORD type, std::span<const BYTE> data)
+{
+    const auto bytes = std::as_bytes(data);
+    if (!IsTextType(type) || data.empty()) {
+        return std::vector<std::byte>(bytes.begin(), bytes.end());
+    }
+    std::optional<std::u16string> units = ToUtf16({reinterpret_cast<const char*>(data.data()), data.size()});
+    if (!units) {
+        return std::nullopt;
+    }
+    if (units->back() != u'\0') {
+        units->push_back(u'\0');
+    }
+    const bool isEmptyList = units->size() == 1;
+    if (type == REG_MULTI_SZ && !isEmptyList && (*units)[units->size() - 2] != u'\0') {
+        units->push_back(u'\0');
+    }
+    const auto stored = std::as_bytes(std::span(*units));
+    return std::vector<std::byte>(stored.begin(), stored.end());
+}
+
+/// Makes the subkey `name` of `parent` in its hive.
+tl::expected<KeyReference, LSTATUS> MakeSubkey(const WritingCall& call, const KeyReference& parent,
+                                               const std::string& parentPath, std::u16string_view name,
+                                               std::u16string_view className)
+{
+    const tl::expected<HiveWriter*, LSTATUS> writer = call.WriterOf(parent);
+    if (!writer) {
+        return tl::unexpected(writer.error());
+    }
+    if (!call.State().Grants(parentPath, parent, KEY_CREATE_SUB_KEY)) {
+        return tl::unexpected(ERROR_ACCESS_DENIED);
+    }
+    const Result<CellOffset> made = (*writer)->CreateKey(parent.cell, name, className);
+    if (!made) {
+        return tl::unexpected(CodeOf(made));
+    }
+    return KeyReference{nullptr, parent.hive, *made};
+}
+
+/// The key that `subKey` names below the handle's, for a call that changes the key itself and not what is in it.
+struct NamedKey {
+    LSTATUS code = ERROR_SUCCESS;
+    KeyReference key;
+    std::string path;
+    HiveWriter* writer = nullptr;
+};
+
+NamedKey FindForChange(const WritingCall& call, const char* subKey)
+{
+    NamedKey named;
+    if (call.Code() != ERROR_SUCCESS || subKey == nullptr) {
+        named.code = call.Code() != ERROR_SUCCESS ? call.Code() : ERROR_INVALID_PARAMETER;
+        return named;
+    }
+    const Result<KeyReference> found = FollowPath(call.Key().key, subKey);
+    if (!found) {
+        named.code = CodeOf(found);
+        return named;
+    }
+    named.key = *found;
+    named.path = Below(call.Key().path, subKey);
+    const tl::expected<HiveWriter*, LSTATUS> writer = call.WriterOf(*found);
+    if (found->space != nullptr || !call.State().Grants(named.path, *found, DELETE)) {
+        named.code = ERROR_ACCESS_DENIED; // a root or a mount point belongs to the session, not to the hive
+    } else if (!writer) {
+        named.code = writer.error();
+    } else {
+        named.writer = *writer;
+    }
+    return named;
+}
+
+LSTATUS DeleteOne(Registry::State& state, const NamedKey& named, CellOffset cell)
+{
+    const Result<void> deleted = named.writer->DeleteKey(cell);
+    if (deleted) {
+        state.handles.ForEach([&](OpenKey& open) {
+            open.isDeleted = open.isDeleted || (open.key.hive == named.key.hive && open.key.cell == cell);
+        });
+    }
+    return CodeOf(deleted);
+}
+
+/// Deletes a key with all below it, deepest first. How deep it goes is the format's to say.
+LSTATUS DeleteTree(Registry::State& state, const NamedKey& named)
+{
+    std::vector<CellOffset> pending = {named.key.cell};
+    while (!pending.empty()) {
+        const Checked<KeyNode> node = named.key.hive->Key(pending.back());
+        if (!node || pending.size() > kMaxDepth) {
+            return ERROR_REGISTRY_CORRUPT;
+        }
+        const Checked<CellOffset> first = named.key.hive->Subkeys(*node).Next();
+        if (first && !first->IsNil()) {
+            pending.push_back(*first);
+            continue;
+        }
+        if (const LSTATUS code = DeleteOne(state, named, pending.back()); code != ERROR_SUCCESS) {
+            return code;
+        }
+        pending.pop_back();
+    }
+    return ERROR_SUCCESS;
+}
+
+/// Changes a value of the handle's key: `change` gets the writer, the key's cell and the value's name.
+template <class Change>
+LSTATUS ChangeValue(HKEY key, const char* name, Change&& change)
+{
+    WritingCall call(key, KEY_SET_VALUE);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    const std::optional<std::u16string> text = ToUtf16(name != nullptr ? name : "");
+    if (!text) {
+        return ERROR_NO_UNICODE_TRANSLATION;
+    }
+    const tl::expected<HiveWriter*, LSTATUS> writer = call.WriterOf(call.Key().key);
+    if (!writer) {
+        return writer.error();
+    }
+    const Result<void> changed = change(**writer, call.Key().key.cell, *text);
+    if (changed) {
+        call.NoteChange(call.Key().path);
+    }
+    return CodeOf(changed);
+}
+
+} // namespace
+
+LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options,
+                        REGSAM access, const void* /*security*/, HKEY* result, DWORD* disposition)
+{
+    if (subKey == nullptr || result == nullptr || reserved != 0 || options != 0) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    *result = nullptr;
+    bool isNew = false;
+    {
+        WritingCall call(key, 0);
+        const std::optional<std::u16string> path = ToUtf16(subKey);
+        const std::optional<std::u16string> classText = ToUtf16(className != nullptr ? className : "");
+        if (call.Code() != ERROR_SUCCESS || !path || !classText) {
+            return call.Code() != ERROR_SUCCESS ? call.Code() : ERROR_NO_UNICODE_TRANSLATION;
+        }
+        KeyReference at = call.Key().key;
+        std::string atPath = call.Key().path;
+        std::u16string_view rest = *path;
+        while (!rest.empty()) {
+            const std::size_t end = std::min(rest.find(u'\\'), rest.size());
+            const std::u16string_view name = rest.substr(0, end);
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+            if (name.empty()) {
+                continue;
+            }
+            if (const Result<KeyReference> found = at.Subkey(name); found) {
+                at = *found;
+            } else if (found.error().code != ErrorCode::kFileNotFound) {
+                return CodeOf(found);
+            } else {
+                const auto made = MakeSubkey(call, at, atPath, name, rest.empty() ? *classText : std::u16string_view());
+                if (!made) {
+                    return made.error();
+                }
+                if (!isNew) {
+                    call.NoteChange(atPath);
+                }
+                isNew = true;
+                at = *made;
+            }
+            atPath = Below(atPath, ToUtf8(name));
+        }
+    }
+    if (disposition != nullptr) {
+        *disposition = isNew ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+    }
+    return RegOpenKeyExA(key, subKey, 0, access, result);
+}
+
+LSTATUS RegSetValueExA(HKEY key, const char* name, DWORD reserved, DWORD type, const BYTE* data, DWORD size)
+{
+    if (reserved != 0 || (data == nullptr && size != 0)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const std::optional<std::vector<std::byte>> stored = StoredData(type, {data, size});
+    if (!stored) {
+        return ERROR_NO_UNICODE_TRANSLATION;
+    }
+    return ChangeValue(key, name, [&](HiveWriter& writer, CellOffset cell, std::u16string_view text) {
+        return writer.SetValue(cell, text, type, *stored);
+    });
+}
+
+LSTATUS RegDeleteValueA(HKEY key, const char* name)
+{
+    return ChangeValue(key, name, [](HiveWriter& writer, CellOffset cell, std::u16string_view text) {
+        return writer.DeleteValue(cell, text);
+    });
+}
+
+LSTATUS RegRenameValue(HKEY key, const char* name, const char* newName)
+{
+    const std::optional<std::u16string> newText = ToUtf16(newName != nullptr ? newName : "");
+    if (!newText) {
+        return ERROR_NO_UNICODE_TRANSLATION;
+    }
+    return ChangeValue(key, name, [&](HiveWriter& writer, CellOffset cell, std::u16string_view text) {
+        return writer.RenameValue(cell, text, *newText);
+    });
+}
+
+LSTATUS RegDeleteKeyA(HKEY key, const char* subKey)
+{
+    WritingCall call(key, 0);
+    const NamedKey named = FindForChange(call, subKey);
+    if (named.code != ERROR_SUCCESS) {
+        return named.code;
+    }
+    const LSTATUS code =
+        GetPlatformVersion().IsNT() ? DeleteOne(call.State(), named, named.key.cell) : DeleteTree(call.State(), named);
+    call.NoteChange(ParentPath(named.path));
+    return code;
+}
+
+LSTATUS RegRenameKey(HKEY key, const char* subKey, const char* newName)
+{
+    WritingCall call(key, 0);
+    const std::optional<std::u16string> name = ToUtf16(newName != nullptr ? newName : "");
+    if (!name) {
+        return ERROR_NO_UNICODE_TRANSLATION;
+    }
+    const NamedKey named = FindForChange(call, subKey);
+    if (named.code != ERROR_SUCCESS) {
+        return named.code;
+    }
+    const Result<CellOffset> moved = named.writer->RenameKey(named.key.cell, *name);
+    if (!moved) {
+        return CodeOf(moved);
+    }
+    const std::string newPath = Below(ParentPath(named.path), newName);
+    call.State().handles.ForEach([&](OpenKey& open) {
+        if (open.key.hive == named.key.hive && open.key.cell == named.key.cell) {
+            open.key.cell = *moved;
+            open.path = newPath;
+        }
+    });
+    call.NoteChange(ParentPath(named.path));
+    return ERROR_SUCCESS;
+}
+
+LSTATUS RegFlushKey(HKEY key)
+{
+    const WritingCall call(key, 0);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    WritableHive* hive = call.State().WriterOf(call.Key().key.hive);
+    return hive != nullptr ? CodeOf(hive->Flush()) : ERROR_SUCCESS;
+}
