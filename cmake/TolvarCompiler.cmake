@@ -29,3 +29,11 @@ function(tolvar_warnings target)
         target_compile_options(${target} PRIVATE -Wno-unused-command-line-argument)
     endif()
 endfunction()
+
+# For programs that are started over and over, from scripts: the run time of the language goes into the program, which saves a
+# quarter of the start. Not under the sanitizers, which want to see it.
+function(tolvar_quick_start target)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT TOLVAR_SANITIZE)
+        target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+    endif()
+endfunction()

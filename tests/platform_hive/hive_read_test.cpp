@@ -184,6 +184,23 @@ TEST(HiveWalkTest, ADamagedKeyAnswersForItselfAlone)
     }
 }
 
+TEST(HiveWalkTest, AnElementThatPointsNowhereHidesNothingBehindIt)
+{
+    const BuiltKey root{.name = u"ROOT", .subkeys = {{.name = u"a"}, {.name = u"lost"}, {.name = u"z"}}};
+    File file = HiveBuilder().Build(root);
+    const Result<Hive> before = Hive::FromBytes(file, "test");
+    const CellOffset list = before->Key(before->Root())->subkeyList;
+    const std::uint32_t nil = CellOffset::kNil;
+    std::memcpy(file.data() + list.FilePosition() + 4 + 4 + 8, &nil, sizeof nil); // the second element
+    const Result<Hive> hive = Hive::FromBytes(file, "test");
+    const Counter counter = Walk(*hive);
+    EXPECT_EQ(counter.keys, 3);
+    EXPECT_EQ(counter.faults, 1);
+    SubkeyCursor cursor = hive->Subkeys(*hive->Key(hive->Root()));
+    cursor.Seek(2);
+    EXPECT_EQ(hive->Key(*cursor.Next())->name.ToUtf16(), u"z");
+}
+
 TEST(HiveWalkTest, EndsInAHiveThatRefersToItself)
 {
     const BuiltKey root{.name = u"ROOT", .subkeys = {{.name = u"a", .subkeys = {{.name = u"b"}}}, {.name = u"c"}}};

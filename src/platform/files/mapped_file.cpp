@@ -245,6 +245,7 @@ Result<MappedFile> MappedFile::Map(const std::filesystem::path& file, Kind kind,
     if (mapping.slot == nullptr) {
         return Failure(ErrorCode::kNotEnoughMemory, context + ": too many files are open");
     }
+    result.m_anyFailed = &mapping.slot->anyFailed;
     return result;
 }
 
@@ -283,14 +284,9 @@ Result<void> MappedFile::Resize(std::size_t size)
     return {};
 }
 
-bool MappedFile::AnyFailed() const noexcept
-{
-    return m_mapping && m_mapping->slot != nullptr && m_mapping->slot->anyFailed.load(std::memory_order_acquire);
-}
-
 bool MappedFile::Failed(std::span<const std::byte> bytes) const noexcept
 {
-    if (!AnyFailed() || bytes.empty()) {
+    if (!AnyFailed() || !m_mapping || bytes.empty()) {
         return false;
     }
     const auto first = static_cast<std::size_t>(bytes.data() - m_mapping->data) / g_pageSize;

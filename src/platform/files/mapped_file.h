@@ -42,8 +42,8 @@ public:
     /// failed.
     [[nodiscard]] bool Failed(std::span<const std::byte> bytes) const noexcept;
 
-    /// Whether any page failed so far.
-    [[nodiscard]] bool AnyFailed() const noexcept;
+    /// Whether any page failed so far. Asked at every record, and so no call.
+    [[nodiscard]] bool AnyFailed() const noexcept { return m_anyFailed->load(std::memory_order_acquire); }
 
 private:
     struct Mapping;
@@ -52,7 +52,10 @@ private:
     struct Unmap {
         void operator()(Mapping* mapping) const noexcept;
     };
+    static constexpr std::atomic<bool> kNothingFails{false};
+
     std::unique_ptr<Mapping, Unmap> m_mapping;
+    const std::atomic<bool>* m_anyFailed = &kNothingFails; ///< lasts as long as the program, whoever uses it
 };
 
 } // namespace tolvar

@@ -21,6 +21,9 @@ template <class T>
 
 /// The payload of one cell: everything behind its size field.
 struct CellView {
+    CellView() = default;
+    CellView(const std::byte* payload, std::uint32_t payloadSize) noexcept : data(payload), size(payloadSize) {}
+
     const std::byte* data = nullptr;
     std::uint32_t size = 0;
 

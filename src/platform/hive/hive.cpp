@@ -14,37 +14,35 @@ constexpr std::uint32_t kKeyFixedSize = 76;
 constexpr std::uint32_t kValueFixedSize = 20;
 constexpr std::uint32_t kSecurityFixedSize = 20;
 constexpr std::uint32_t kInlineFlag = 0x80000000;
-constexpr std::size_t kMaxKeyNameUnits = 256;    // one more than writers may use
-constexpr std::uint32_t kBigDataSegment = 16344; // bytes that each segment but the last one carries
-constexpr std::uint32_t kBigDataMinor = 4;       // the first version with big data records
+constexpr std::size_t kMaxKeyNameUnits = 256; // one more than writers may use
+constexpr std::uint32_t kBigDataMinor = 4;    // the first version with big data records
 
-/// The cell of a key, with all that every use of it needs checked, and its name. Inlined by order: without it a walk
-/// takes twice the time.
-[[gnu::always_inline]] inline Checked<CellView> KeyCell(const Hive& hive, CellOffset offset, NameView& name) noexcept
+NameView KeyNameIn(const CellView& cell) noexcept
 {
-    const Checked<CellView> cell = hive.Cell(offset);
-    if (!cell) {
-        return cell;
+    NameView name;
+    name.data = cell.data + kKeyFixedSize;
+    name.bytes = cell.Field<std::uint16_t>(72);
+    name.isLatin1 = (cell.Field<std::uint16_t>(2) & key_flags::kLatin1Name) != 0;
+    return name;
+}
+
+/// What keeps a cell from being a key: all that every use of a key needs checked.
+Breach KeyBreach(const Hive& hive, const CellView& cell) noexcept
+{
+    if (cell.size < kKeyFixedSize) {
+        return Breach::kCellTooSmall;
     }
-    if (cell->size < kKeyFixedSize) {
-        return Fault(Breach::kCellTooSmall, offset);
+    if (cell.Field<std::uint16_t>(0) != Signature('n', 'k')) {
+        return Breach::kKeySignature;
     }
-    if (cell->Field<std::uint16_t>(0) != Signature('n', 'k')) {
-        return Fault(Breach::kKeySignature, offset);
+    const NameView name = KeyNameIn(cell);
+    if (name.bytes > cell.size - kKeyFixedSize) {
+        return Breach::kKeyNameLength;
     }
-    name.bytes = cell->Field<std::uint16_t>(72);
-    name.isLatin1 = (cell->Field<std::uint16_t>(2) & key_flags::kLatin1Name) != 0;
-    name.data = cell->data + kKeyFixedSize;
-    if (name.bytes > cell->size - kKeyFixedSize) {
-        return Fault(Breach::kKeyNameLength, offset);
+    if (hive.IsUnreadable({cell.data, kKeyFixedSize + name.bytes})) [[unlikely]] {
+        return Breach::kMediumFailed;
     }
-    if (hive.IsUnreadable({cell->data, kKeyFixedSize + name.bytes})) [[unlikely]] {
-        return Fault(Breach::kMediumFailed, offset);
-    }
-    if (name.empty() || name.size() > kMaxKeyNameUnits) {
-        return Fault(Breach::kKeyNameLength, offset);
-    }
-    return cell;
+    return name.empty() || name.size() > kMaxKeyNameUnits ? Breach::kKeyNameLength : Breach::kNone;
 }
 
 } // namespace
@@ -154,7 +152,7 @@ Result<void> Hive::ReadBaseBlock()
     return {};
 }
 
-bool Hive::IsUnreadable(std::span<const std::byte> bytes) const noexcept
+void Hive::TouchPages(std::span<const std::byte> bytes) const noexcept
 {
     constexpr std::uintptr_t kPage = 4096; // or a part of one, where pages are larger
     const std::byte* const end = bytes.data() + bytes.size();
@@ -162,18 +160,16 @@ bool Hive::IsUnreadable(std::span<const std::byte> bytes) const noexcept
         static_cast<void>(*static_cast<const volatile std::byte*>(at));
         at += kPage - reinterpret_cast<std::uintptr_t>(at) % kPage;
     }
-    return MediumFailed(bytes);
 }
 
-Checked<CellView> Hive::Cell(CellOffset offset) const noexcept
+Checked<CellView> Hive::CheckedCell(CellOffset offset) const noexcept
 {
     if (offset.value % 8 != 0 || offset.value > m_length - 8) {
         return Fault(Breach::kOffsetOutside, offset);
     }
     const std::byte* at = m_bins + offset.value;
     const auto stored = LoadLittle<std::int32_t>(at);
-    const bool hasFailures = m_map.AnyFailed(); // asked once: this is the way to every record
-    if (hasFailures && MediumFailed({at, 4})) [[unlikely]] {
+    if (MediumFailed({at, 4})) {
         return Fault(Breach::kMediumFailed, offset);
     }
     if (stored >= 0) {
@@ -183,45 +179,54 @@ Checked<CellView> Hive::Cell(CellOffset offset) const noexcept
     if (size % 8 != 0 || size > m_length - offset.value) {
         return Fault(Breach::kCellSize, offset);
     }
-    if (hasFailures && MediumFailed({at, size})) [[unlikely]] {
+    if (MediumFailed({at, size})) {
         return Fault(Breach::kMediumFailed, offset);
     }
     return CellView{at + 4, size - 4};
 }
 
+KeyNode::KeyNode(const CellView& cell, CellOffset at) noexcept
+    : offset(at), flags(cell.Field<std::uint16_t>(2)), accessBits(cell.Field<std::uint8_t>(12)),
+      layerBits(cell.Field<std::uint8_t>(13)), virtualizationFlags(cell.Field<std::uint8_t>(54)),
+      lastWrite(cell.Field<std::uint64_t>(4)), parent{cell.Field<std::uint32_t>(16)},
+      subkeyCount(cell.Field<std::uint32_t>(20)), subkeyList{cell.Field<std::uint32_t>(28)},
+      valueCount(Is(key_flags::kPredefinedHandle) ? 0 : cell.Field<std::uint32_t>(36)),
+      valueList{cell.Field<std::uint32_t>(40)}, security{cell.Field<std::uint32_t>(44)},
+      classCell{cell.Field<std::uint32_t>(48)}, classLength(cell.Field<std::uint16_t>(74)),
+      maxNameLength(cell.Field<std::uint16_t>(52)), maxClassLength(cell.Field<std::uint32_t>(56)),
+      maxValueNameLength(cell.Field<std::uint32_t>(60)), maxValueDataLength(cell.Field<std::uint32_t>(64)),
+      name(KeyNameIn(cell))
+{}
+
+ValueRecord::ValueRecord(const CellView& cell, CellOffset at) noexcept
+    : offset(at), type(cell.Field<std::uint32_t>(12)), size(cell.Field<std::uint32_t>(4) & ~kInlineFlag),
+      isInline(size == 0 || size != cell.Field<std::uint32_t>(4)), dataCell{cell.Field<std::uint32_t>(8)},
+      flags(cell.Field<std::uint16_t>(16)),
+      inlineData(cell.data + 8), name{cell.data + kValueFixedSize, cell.Field<std::uint16_t>(2), (flags & 1U) != 0}
+{}
+
 Checked<NameView> Hive::KeyName(CellOffset offset) const noexcept
 {
-    NameView name;
-    const Checked<CellView> cell = KeyCell(*this, offset, name);
-    return cell ? Checked<NameView>(name) : tl::unexpected(cell.error());
+    const Checked<CellView> cell = Cell(offset);
+    if (!cell) {
+        return tl::unexpected(cell.error());
+    }
+    if (const Breach breach = KeyBreach(*this, *cell); breach != Breach::kNone) {
+        return Fault(breach, offset);
+    }
+    return KeyNameIn(*cell);
 }
 
 Checked<KeyNode> Hive::Key(CellOffset offset) const noexcept
 {
-    KeyNode key;
-    const Checked<CellView> cell = KeyCell(*this, offset, key.name);
+    const Checked<CellView> cell = Cell(offset);
     if (!cell) {
         return tl::unexpected(cell.error());
     }
-    key.offset = offset;
-    key.flags = cell->Field<std::uint16_t>(2);
-    key.lastWrite = cell->Field<std::uint64_t>(4);
-    key.accessBits = cell->Field<std::uint8_t>(12);
-    key.layerBits = cell->Field<std::uint8_t>(13);
-    key.parent = CellOffset{cell->Field<std::uint32_t>(16)};
-    key.subkeyCount = cell->Field<std::uint32_t>(20);
-    key.subkeyList = CellOffset{cell->Field<std::uint32_t>(28)};
-    key.valueCount = key.Is(key_flags::kPredefinedHandle) ? 0 : cell->Field<std::uint32_t>(36);
-    key.valueList = CellOffset{cell->Field<std::uint32_t>(40)};
-    key.security = CellOffset{cell->Field<std::uint32_t>(44)};
-    key.classCell = CellOffset{cell->Field<std::uint32_t>(48)};
-    key.maxNameLength = cell->Field<std::uint16_t>(52);
-    key.virtualizationFlags = cell->Field<std::uint8_t>(54);
-    key.maxClassLength = cell->Field<std::uint32_t>(56);
-    key.maxValueNameLength = cell->Field<std::uint32_t>(60);
-    key.maxValueDataLength = cell->Field<std::uint32_t>(64);
-    key.classLength = cell->Field<std::uint16_t>(74);
-    return key;
+    if (const Breach breach = KeyBreach(*this, *cell); breach != Breach::kNone) {
+        return Fault(breach, offset);
+    }
+    return Checked<KeyNode>(tl::in_place, *cell, offset);
 }
 
 Checked<NameView> Hive::ClassName(const KeyNode& key) const noexcept
@@ -274,51 +279,36 @@ Checked<ValueRecord> Hive::Value(CellOffset offset) const noexcept
     if (cell->Field<std::uint16_t>(0) != Signature('v', 'k')) {
         return Fault(Breach::kValueSignature, offset);
     }
-    ValueRecord value;
-    value.offset = offset;
-    value.name.bytes = cell->Field<std::uint16_t>(2);
-    const auto length = cell->Field<std::uint32_t>(4);
-    value.dataCell = CellOffset{cell->Field<std::uint32_t>(8)};
-    value.type = cell->Field<std::uint32_t>(12);
-    value.flags = cell->Field<std::uint16_t>(16);
-    value.name.isLatin1 = (value.flags & 1U) != 0;
-    value.name.data = cell->data + kValueFixedSize;
-    if (value.name.bytes > cell->size - kValueFixedSize) {
+    const auto nameBytes = cell->Field<std::uint16_t>(2);
+    if (nameBytes > cell->size - kValueFixedSize) {
         return Fault(Breach::kValueNameLength, offset);
     }
-    if (IsUnreadable({cell->data, kValueFixedSize + value.name.bytes})) [[unlikely]] {
+    if (IsUnreadable({cell->data, kValueFixedSize + nameBytes})) [[unlikely]] {
         return Fault(Breach::kMediumFailed, offset);
     }
-    value.isInline = (length & kInlineFlag) != 0 || length == 0;
-    value.size = length & ~kInlineFlag;
-    value.inlineData = cell->data + 8;
-    if (value.isInline && value.size > 4) {
+    const auto length = cell->Field<std::uint32_t>(4);
+    if ((length & kInlineFlag) != 0 && (length & ~kInlineFlag) > 4) {
         return Fault(Breach::kValueInline, offset);
     }
-    return value;
+    return Checked<ValueRecord>(tl::in_place, *cell, offset);
 }
 
-Checked<DataView> Hive::Data(const ValueRecord& value) const noexcept
+Checked<DataView> Hive::LargeData(const ValueRecord& value) const noexcept
 {
-    DataView data;
-    data.size = value.size;
-    if (value.isInline) {
-        data.flat = {value.inlineData, value.size};
-        return data;
-    }
     const Checked<CellView> cell = Cell(value.dataCell);
     if (!cell) {
         return tl::unexpected(cell.error());
     }
-    const bool isBig = value.size > kBigDataSegment && m_base.minor >= kBigDataMinor && cell->size >= 8 &&
-                       cell->Field<std::uint16_t>(0) == Signature('d', 'b');
+    const bool isBig =
+        m_base.minor >= kBigDataMinor && cell->size >= 8 && cell->Field<std::uint16_t>(0) == Signature('d', 'b');
     if (!isBig) {
         if (value.size > cell->size) {
             return Fault(Breach::kValueDataSize, value.dataCell);
         }
-        data.flat = {cell->data, value.size};
-        return data;
+        return Checked<DataView>(tl::in_place, std::span(cell->data, value.size));
     }
+    DataView data;
+    data.size = value.size;
     data.segmentCount = cell->Field<std::uint16_t>(2);
     data.listCell = CellOffset{cell->Field<std::uint32_t>(4)};
     // The whole can't be larger than the hive: a claim of more would have to count some bytes twice.
@@ -336,13 +326,8 @@ Checked<DataView> Hive::Data(const ValueRecord& value) const noexcept
     return data;
 }
 
-Checked<std::span<const std::byte>> Hive::NextPiece(DataView& data) const noexcept
+Checked<std::span<const std::byte>> Hive::NextSegment(DataView& data) const noexcept
 {
-    if (!data.IsSegmented()) {
-        const auto piece = data.flatTaken ? std::span<const std::byte>() : data.flat;
-        data.flatTaken = true;
-        return piece;
-    }
     if (data.nextSegment == data.segmentCount) {
         return std::span<const std::byte>();
     }

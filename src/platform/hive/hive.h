@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -110,6 +112,22 @@ public:
     /// Looks into every page under `bytes`, so that they can be read afterwards, and answers whether one of them fails.
     [[nodiscard]] bool IsUnreadable(std::span<const std::byte> bytes) const noexcept;
 
+    /// Brings near what lies a page behind the cell at `offset`. Cells that belong together mostly lie one behind
+    /// another, so that it will be wanted soon, and the processor by itself looks no further than the end of a page.
+    /// Any offset will do.
+    void PrefetchBehind(CellOffset offset) const noexcept
+    {
+        constexpr std::uint32_t kLine = 64;
+        constexpr std::uint32_t kStretch = 4 * kLine; // about what a value takes with its data
+        const std::byte* at = m_bins + std::min(offset.value + kBinAlignment, m_length - kStretch);
+        for (std::uint32_t line = 0; line < kStretch; line += kLine) {
+            __builtin_prefetch(at + line);
+        }
+    }
+
+    /// No more keys than this lie in the hive, whatever its lists say.
+    [[nodiscard]] std::uint32_t MaxKeys() const noexcept { return m_length / kSmallestKeyCell; }
+
     /// The fault as an error with the file's name, the place in the file and the meaning.
     [[nodiscard]] Error ToError(const HiveFault& fault) const;
 
@@ -134,6 +152,10 @@ private:
     /// Makes the hive bins data `size` bytes longer. False at the end of the reserved room.
     [[nodiscard]] bool Extend(std::uint32_t size);
     [[nodiscard]] Result<void> ReadBaseBlock();
+    [[gnu::cold, gnu::noinline]] [[nodiscard]] Checked<CellView> CheckedCell(CellOffset offset) const noexcept;
+    [[nodiscard]] Checked<DataView> LargeData(const ValueRecord& value) const noexcept;
+    [[nodiscard]] Checked<std::span<const std::byte>> NextSegment(DataView& data) const noexcept;
+    void TouchPages(std::span<const std::byte> bytes) const noexcept;
 
     std::filesystem::path m_file;
     MappedFile m_map;
@@ -143,6 +165,66 @@ private:
     BaseBlock m_base;
     std::optional<Error> m_damage;
 };
+
+// What every record passes through is inline, and answers are made where the caller wants them: both together make a
+// walk half as long.
+
+inline Checked<CellView> Hive::Cell(CellOffset offset) const noexcept
+{
+    if (offset.value % 8 == 0 && offset.value <= m_length - 8 && !m_map.AnyFailed()) [[likely]] {
+        // The size is stored as a negative number, so that a free cell becomes larger than any hive, and 0 does so by
+        // the subtraction. 0 is also what the map reads where it fails.
+        const std::byte* at = m_bins + offset.value;
+        const std::uint32_t size = 0U - LoadLittle<std::uint32_t>(at);
+        if (size % 8 == 0 && size - 1 < m_length - offset.value) [[likely]] {
+            return Checked<CellView>(tl::in_place, at + 4, size - 4);
+        }
+    }
+    return CheckedCell(offset);
+}
+
+inline bool Hive::IsUnreadable(std::span<const std::byte> bytes) const noexcept
+{
+    if (bytes.empty()) {
+        return false;
+    }
+    if (bytes.size() <= kBinAlignment) [[likely]] {
+        static_cast<void>(*static_cast<const volatile std::byte*>(&bytes.front()));
+        static_cast<void>(*static_cast<const volatile std::byte*>(&bytes.back()));
+    } else {
+        TouchPages(bytes);
+    }
+    std::atomic_signal_fence(std::memory_order_acq_rel); // the failure is noted by a signal's handler
+    return m_map.AnyFailed() && MediumFailed(bytes);
+}
+
+inline Checked<DataView> Hive::Data(const ValueRecord& value) const noexcept
+{
+    if (value.isInline) {
+        return Checked<DataView>(tl::in_place, std::span(value.inlineData, value.size));
+    }
+    if (value.size > kBigDataSegment) {
+        return LargeData(value);
+    }
+    const Checked<CellView> cell = Cell(value.dataCell);
+    if (!cell) {
+        return tl::unexpected(cell.error());
+    }
+    if (value.size > cell->size) {
+        return Fault(Breach::kValueDataSize, value.dataCell);
+    }
+    return Checked<DataView>(tl::in_place, std::span(cell->data, value.size));
+}
+
+inline Checked<std::span<const std::byte>> Hive::NextPiece(DataView& data) const noexcept
+{
+    if (data.IsSegmented()) {
+        return NextSegment(data);
+    }
+    const auto piece = data.flatTaken ? std::span<const std::byte>() : data.flat;
+    data.flatTaken = true;
+    return piece;
+}
 
 inline std::span<const std::byte> Hive::Bins() const noexcept
 {

@@ -37,9 +37,11 @@ public:
         if (!list) {
             return tl::unexpected(list.error());
         }
-        const Checked<CellOffset> found = list->kind == ListKind::kIndex ? InIndex(*list) : InLeaf(*list);
-        const bool isMiss = found && found->IsNil();
-        return isMiss && m_failure ? tl::unexpected(*m_failure) : found;
+        const CellOffset found = list->kind == ListKind::kIndex ? InIndex(*list) : InLeaf(*list);
+        if (found.IsNil() && m_failure) {
+            return tl::unexpected(*m_failure);
+        }
+        return found;
     }
 
 private:
@@ -100,7 +102,7 @@ private:
         return {};
     }
 
-    [[nodiscard]] Checked<CellOffset> InIndex(const SubkeyList& index) noexcept
+    [[nodiscard]] CellOffset InIndex(const SubkeyList& index) noexcept
     {
         // Where all is in order, the leaf that may hold the name is the last one whose first name is not above it.
         std::uint32_t low = 0;
@@ -123,25 +125,25 @@ private:
         return InEveryLeaf(index);
     }
 
-    [[nodiscard]] Checked<CellOffset> InEveryLeaf(const SubkeyList& index) noexcept
+    [[nodiscard]] CellOffset InEveryLeaf(const SubkeyList& index) noexcept
     {
-        Checked<CellOffset> result = CellOffset{};
         std::uint32_t rest = m_hive.Length() / kSmallestKeyCell;
         for (std::uint32_t i = 0; i < index.count; ++i) {
             const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(m_hive, index.Offset(i));
             if (!leaf) {
-                result = tl::unexpected(leaf.error()); // the name may have been in here
+                m_failure = leaf.error(); // the name may have been in here
                 continue;
             }
             if (const CellOffset found = Scan(*leaf); !found.IsNil()) {
                 return found;
             }
             if (leaf->count > rest) { // more than can be, so that some were there twice
-                return Fault(Breach::kShared, m_listCell);
+                m_failure = HiveFault{Breach::kShared, m_listCell};
+                return {};
             }
             rest -= leaf->count;
         }
-        return result;
+        return {};
     }
 
     [[nodiscard]] std::optional<int> CompareFirst(CellOffset leafCell) noexcept
@@ -154,7 +156,7 @@ private:
     CellOffset m_listCell;
     std::u16string_view m_name;
     std::uint32_t m_hash;
-    std::optional<HiveFault> m_failure; ///< of the medium: what lay there may have been what is looked for
+    std::optional<HiveFault> m_failure; ///< of a list or of the medium: what is looked for may have lain there
 };
 
 } // namespace

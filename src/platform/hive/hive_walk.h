@@ -12,7 +12,8 @@ inline constexpr unsigned kMaxDepth = 512; ///< levels of keys, the format's lim
 /// What a walk tells of. Every operation may be empty; OnKey answers whether to go into the key's values and subkeys.
 ///
 ///     bool OnKey(const KeyNode& key, unsigned depth);       // depth 0: the key where the walk began
-///     void OnValue(const ValueRecord& value, DataView data); // the values of the key told last, in stored order
+///     void OnValue(const ValueRecord& value, DataView data); // the values of the key told last, in stored order;
+///                                                           // DataView& saves the copy where that counts
 ///     void OnValuesEnd(const KeyNode& key);                 // before the first subkey
 ///     void OnFault(const HiveFault& fault, unsigned depth); // what can't be read; the walk goes on beside it
 ///     bool IsStopped() const;                               // asked before each key
@@ -33,6 +34,10 @@ public:
         Enter(top);
         while (!m_levels.empty() && !m_visitor.IsStopped()) {
             SubkeyCursor& cursor = m_levels.back();
+            if (const CellOffset ready = cursor.NextInLeaf(); !ready.IsNil()) {
+                Enter(ready);
+                continue;
+            }
             const std::uint32_t leavesBefore = cursor.LeavesOpened();
             const Checked<CellOffset> next = cursor.Next();
             if (!next) {
@@ -88,7 +93,7 @@ private:
         }
         m_visitor.OnValuesEnd(*key);
         if (key->subkeyCount != 0) {
-            m_levels.push_back(m_hive.Subkeys(*key));
+            m_levels.emplace_back(m_hive, key->subkeyList, m_hive.MaxKeys());
         }
     }
 
@@ -105,6 +110,9 @@ private:
 
     [[nodiscard]] bool ClaimClass(const KeyNode& key)
     {
+        if (key.classLength == 0) {
+            return true;
+        }
         const Checked<NameView> name = m_hive.ClassName(key);
         return !name || name->empty() || (m_claims.Claim(key.classCell) && Spend(name->bytes));
     }
@@ -127,6 +135,7 @@ private:
 
     void VisitValue(CellOffset offset)
     {
+        m_hive.PrefetchBehind(offset);
         const Checked<ValueRecord> value = m_hive.Value(offset);
         if (!value) {
             m_visitor.OnFault(value.error(), Depth());
@@ -136,7 +145,7 @@ private:
             m_visitor.OnFault({Breach::kShared, offset}, Depth());
             return;
         }
-        const Checked<DataView> data = m_hive.Data(*value);
+        Checked<DataView> data = m_hive.Data(*value);
         if (!data) {
             m_visitor.OnFault(data.error(), Depth());
             return;

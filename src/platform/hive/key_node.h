@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "platform/hive/cell.h"
 #include "platform/hive/cell_offset.h"
 #include "platform/hive/name_view.h"
 
@@ -23,6 +24,11 @@ inline constexpr std::uint32_t kSmallestKeyCell = 80;
 
 /// The fields of a key, read once and checked. A value type: copying it is cheap, and its name points into the map.
 struct KeyNode {
+    KeyNode() = default;
+
+    /// The key in a cell that was checked to hold one.
+    KeyNode(const CellView& cell, CellOffset at) noexcept;
+
     CellOffset offset;
     std::uint16_t flags = 0;
     std::uint8_t accessBits = 0;

@@ -8,12 +8,11 @@ namespace tolvar {
 
 SubkeyCursor Hive::Subkeys(const KeyNode& parent) const noexcept
 {
-    return {*this, parent.subkeyCount == 0 ? CellOffset{} : parent.subkeyList, m_length / kSmallestKeyCell};
+    return {*this, parent.subkeyCount == 0 ? CellOffset{} : parent.subkeyList, MaxKeys()};
 }
 
 Checked<bool> SubkeyCursor::OpenNextLeaf() noexcept
 {
-    CellOffset leafCell = m_list;
     if (!m_started) {
         m_started = true;
         const Checked<SubkeyList> list = SubkeyList::Parse(*m_hive, m_list);
@@ -26,12 +25,15 @@ Checked<bool> SubkeyCursor::OpenNextLeaf() noexcept
     if (m_nextLeaf == m_leafTotal) {
         return false;
     }
-    if (IsIndexed()) {
-        leafCell = m_index.Offset(m_nextLeaf);
-    }
-    ++m_nextLeaf;
+    const std::uint32_t number = m_nextLeaf++;
     m_leafAt = 0;
     m_leaf.count = 0;
+    if (!IsIndexed()) {
+        m_leaf = m_index;
+        m_leafCell = m_list;
+        return true;
+    }
+    const CellOffset leafCell = m_index.Offset(number);
     const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(*m_hive, leafCell);
     if (!leaf) {
         return tl::unexpected(leaf.error());
@@ -41,7 +43,7 @@ Checked<bool> SubkeyCursor::OpenNextLeaf() noexcept
     return true;
 }
 
-Checked<CellOffset> SubkeyCursor::Next() noexcept
+Checked<CellOffset> SubkeyCursor::NextFromLeaves() noexcept
 {
     if (m_list.IsNil() || m_position >= m_limit) {
         return CellOffset{};
@@ -55,8 +57,12 @@ Checked<CellOffset> SubkeyCursor::Next() noexcept
             return CellOffset{};
         }
     }
+    const CellOffset subkey = m_leaf.Offset(m_leafAt++);
     ++m_position;
-    return m_leaf.Offset(m_leafAt++);
+    if (subkey.IsNil()) { // which is how a run ends, and no place of a key
+        return Fault(Breach::kOffsetOutside, m_leafCell);
+    }
+    return subkey;
 }
 
 void SubkeyCursor::Seek(std::uint32_t index) noexcept

@@ -24,6 +24,11 @@ struct ValueListView {
 
 /// The fields of a value, read once and checked. Its name and its inline data point into the map.
 struct ValueRecord {
+    ValueRecord() = default;
+
+    /// The value in a cell that was checked to hold one.
+    ValueRecord(const CellView& cell, CellOffset at) noexcept;
+
     CellOffset offset;
     std::uint32_t type = 0;
     std::uint32_t size = 0; ///< bytes of data
@@ -34,8 +39,15 @@ struct ValueRecord {
     NameView name;
 };
 
+inline constexpr std::uint32_t kBigDataSegment = 16344; ///< bytes that each segment but the last one carries
+
 /// Where a value's data lies. Small and flat data is one span; big data comes in segments, through Hive::NextPiece.
 struct DataView {
+    DataView() = default;
+    explicit DataView(std::span<const std::byte> bytes) noexcept
+        : flat(bytes), size(static_cast<std::uint32_t>(bytes.size()))
+    {}
+
     std::span<const std::byte> flat; ///< all the data, unless IsSegmented
     CellView segments;               ///< the list of segment offsets
     std::uint32_t size = 0;          ///< bytes in all
