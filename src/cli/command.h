@@ -25,6 +25,7 @@ struct CommandContext {
     /// One line on standard error. The exit status becomes 1, and the command may go on.
     void Report(const Error& error);
     bool hasFailed = false;
+    bool isInUse = false; ///< a hive could not be had since another program has it
 };
 
 /// One command of the program: its options, and what it does.
@@ -35,6 +36,9 @@ public:
     /// Adds the command with its options to `program`, and answers it.
     virtual CLI::App* Register(CLI::App& program) = 0;
     virtual void Run(CommandContext& context) = 0;
+
+    /// Whether it changes the registry: hives are then opened for that, and what it did is made durable at its end.
+    [[nodiscard]] virtual bool IsWriting() const { return false; }
 };
 
 /// Opens a key for a command. Reports, and answers null, if that fails.
@@ -48,8 +52,14 @@ public:
 [[nodiscard]] std::unique_ptr<Command> MakeGetCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeDumpCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeCheckCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeSetCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeNewCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeRmCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeMvCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeRecoverCommand();
 
-/// Runs the program and answers its exit status: 0 done, 1 failed, 2 wrong usage.
+/// Runs the program and answers its exit status: 0 done, 1 failed, 2 wrong usage, 3 a hive is in use by another
+/// program.
 int RunProgram(int argc, char** argv);
 
 } // namespace tolvar

@@ -17,6 +17,7 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
+constexpr int kInUse = 3;
 
 void PrintLine(std::string_view text)
 {
@@ -51,10 +52,11 @@ std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::strin
 }
 
 /// Mounts what was asked for. A hive that can't be had is reported, and the others stay.
-void MountAll(CommandContext& context, const std::vector<std::string>& arguments)
+void MountAll(CommandContext& context, const std::vector<std::string>& arguments, MountMode mode)
 {
     for (const std::string& argument : arguments) {
-        if (const Result<void> mounted = context.registry.Mount(MountRequest::FromArgument(argument)); !mounted) {
+        if (const Result<void> mounted = context.registry.Mount(MountRequest::FromArgument(argument), mode); !mounted) {
+            context.isInUse = context.isInUse || mounted.error().code == ErrorCode::kSharingViolation;
             context.Report(mounted.error());
         }
     }
@@ -106,7 +108,7 @@ int RunProgram(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN);
     HoldStandardStreams();
-    CLI::App program("Reads Windows registries that are not running.", "tolvar");
+    CLI::App program("Reads and changes Windows registries that are not running.", "tolvar");
     program.set_version_flag("--version", "tolvar " TOLVAR_VERSION);
     program.require_subcommand(1);
     program.fallthrough();
@@ -118,10 +120,11 @@ int RunProgram(int argc, char** argv)
         ->type_name("FILE[@KEY]")
         ->allow_extra_args(false);
     program.add_flag("--json", json, "Print JSON");
-    program.add_flag("--read-only", readOnly, "Never write: this version never does");
+    program.add_flag("--read-only", readOnly, "Write nothing, lock nothing, and leave the files as they are");
 
     std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
-    for (auto make : {MakeLsCommand, MakeInfoCommand, MakeGetCommand, MakeDumpCommand, MakeCheckCommand}) {
+    for (auto make : {MakeLsCommand, MakeInfoCommand, MakeGetCommand, MakeDumpCommand, MakeCheckCommand, MakeSetCommand,
+                      MakeNewCommand, MakeRmCommand, MakeMvCommand, MakeRecoverCommand}) {
         std::unique_ptr<Command> command = make();
         CLI::App* app = command->Register(program);
         commands.emplace_back(app, std::move(command));
@@ -135,17 +138,21 @@ int RunProgram(int argc, char** argv)
     const Session session(registry);
     Output out(STDOUT_FILENO);
     CommandContext context{registry, out, json};
-    MountAll(context, hives);
     for (const auto& [app, command] : commands) {
-        if (app->parsed()) {
-            command->Run(context);
+        if (!app->parsed()) {
+            continue;
+        }
+        MountAll(context, hives, command->IsWriting() && !readOnly ? MountMode::kWritable : MountMode::kReadOnly);
+        command->Run(context);
+        if (const Result<void> flushed = registry.Flush(); !flushed) {
+            context.Report(flushed.error());
         }
     }
     out.Flush();
     if (out.Failure()) {
         context.Report(*out.Failure());
     }
-    return context.hasFailed ? kFailed : kDone;
+    return context.isInUse ? kInUse : context.hasFailed ? kFailed : kDone;
 }
 
 } // namespace tolvar

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 #include <fmt/format.h>
 
@@ -66,6 +67,29 @@ DWORD Number(DWORD type, std::span<const BYTE> data)
     return number;
 }
 
+std::optional<BYTE> DigitPair(std::string_view text)
+{
+    BYTE value = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    const bool isPair = text.size() == 2 && read.ec == std::errc() && read.ptr == text.data() + text.size();
+    return isPair ? std::optional(value) : std::nullopt;
+}
+
+std::optional<std::vector<BYTE>> NumberFromText(DWORD type, std::string_view text)
+{
+    DWORD number = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), number, 16);
+    const bool isNumber = text.empty() || (read.ec == std::errc() && read.ptr == text.data() + text.size());
+    if (!isNumber || text.size() > 8) {
+        return std::nullopt;
+    }
+    std::vector<BYTE> bytes(4);
+    for (std::size_t i = 0; i < 4; ++i) {
+        bytes[type == REG_DWORD ? i : 3 - i] = static_cast<BYTE>(number >> (8 * i));
+    }
+    return bytes;
+}
+
 bool IsNumber(DWORD type, std::span<const BYTE> data)
 {
     return (type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN) && data.size() >= 4;
@@ -106,6 +130,53 @@ std::string ValueToListText(DWORD type, std::span<const BYTE> data)
         return fmt::format("0x{:08x} ({})", Number(type, data), Number(type, data));
     }
     return ValueToText(type, data, ExpandStrings::kYes);
+}
+
+std::optional<std::vector<BYTE>> ValueFromText(DWORD type, std::string_view text)
+{
+    switch (type) {
+    case REG_SZ:
+    case REG_EXPAND_SZ:
+    case REG_LINK:
+    case REG_MULTI_SZ: {
+        std::vector<BYTE> bytes(text.begin(), text.end());
+        if (type == REG_MULTI_SZ) {
+            std::ranges::replace(bytes, BYTE{';'}, BYTE{0});
+        }
+        return bytes;
+    }
+    case REG_DWORD:
+    case REG_DWORD_BIG_ENDIAN:
+        return NumberFromText(type, text);
+    default:
+        break;
+    }
+    std::vector<BYTE> bytes;
+    for (std::size_t at = 0; at < text.size(); at += 3) {
+        const std::optional<BYTE> byte = DigitPair(text.substr(at, 2));
+        if (!byte) {
+            return std::nullopt;
+        }
+        bytes.push_back(*byte);
+    }
+    return bytes;
+}
+
+std::optional<DWORD> ValueTypeFromName(std::string_view name)
+{
+    const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; };
+    for (DWORD type = 0; type < kTypeNames.size(); ++type) {
+        if (std::ranges::equal(name, std::string_view(kTypeNames[type]), {}, upper)) {
+            return type;
+        }
+    }
+    if (std::ranges::equal(name, std::string_view("REG_QWORD"), {}, upper)) {
+        return REG_QWORD;
+    }
+    DWORD number = 0;
+    const auto read = std::from_chars(name.data(), name.data() + name.size(), number);
+    const bool isNumber = read.ec == std::errc() && read.ptr == name.data() + name.size();
+    return isNumber ? std::optional(number) : std::nullopt;
 }
 
 } // namespace tolvar

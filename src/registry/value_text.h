@@ -1,7 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "platform/registry/winreg.h"
 
@@ -22,5 +25,13 @@ enum class ExpandStrings { kNo, kYes };
 
 /// ValueToText as the list's Data column shows it: expanded, and a REG_DWORD as "0x0000002a (42)".
 [[nodiscard]] std::string ValueToListText(DWORD type, std::span<const BYTE> data);
+
+/// The bytes that a text in the form of ValueToText stands for, without a terminator: the way back. Texts are taken as
+/// they are, lists are split at ";", numbers are up to 8 hexadecimal digits, all else is two digits and a separator for
+/// each byte. Nothing for a text that is not of that form.
+[[nodiscard]] std::optional<std::vector<BYTE>> ValueFromText(DWORD type, std::string_view text);
+
+/// The type that a user names: "REG_SZ" and the like without regard to case, or any number. Nothing for any other text.
+[[nodiscard]] std::optional<DWORD> ValueTypeFromName(std::string_view name);
 
 } // namespace tolvar

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Runs the real program on real hives: cli_test.py TOLVAR SHARED_DIR."""
+import fcntl
 import json
 import os
 import shutil
@@ -239,6 +240,56 @@ def options_stand_where_one_likes():
     check("a missing value", run(*strings, "get", X + "\\key", "--", "-x").returncode == 1)
 
 
+def changes_are_durable_when_a_command_ends():
+    with tempfile.TemporaryDirectory() as folder:
+        hive = shutil.copy(f"{HIVES}/machines/SAM", folder)
+        os.chmod(hive, 0o644)
+        at = ["--hive", f"{hive}@{X}"]
+        key = X + "\\New\\Key"
+        check("new", run(*at, "new", key).returncode == 0)
+        check("set", run(*at, "set", key, "count", "--type", "REG_DWORD", "0000002a").returncode == 0)
+        check("set from input", subprocess.run([TOLVAR, *at, "set", key, "raw", "--type", "3", "--stdin"], input=b"\0\xff",
+                                               check=False).returncode == 0)
+        check("get", run(*at, "get", key, "count").stdout == b"0000002a\n" and run(*at, "get", key, "raw").stdout == b"00 ff \n")
+        check("mv --value", run(*at, "mv", key, "--value", "count", "number").returncode == 0)
+        check("mv", run(*at, "mv", key, "Other").returncode == 0)
+        check("renamed", run(*at, "get", X + "\\New\\Other", "number").stdout == b"0000002a\n")
+        check("no text form", run(*at, "set", X, "v", "--type", "REG_DWORD", "zz").returncode == 1)
+        before = open(hive, "rb").read()
+        check("read only", run(*at, "--read-only", "rm", X + "\\New").returncode == 1 and open(hive, "rb").read() == before)
+        check("rm --value", run(*at, "rm", X + "\\New\\Other", "--value", "number").returncode == 0)
+        check("rm", run(*at, "rm", X + "\\New").returncode == 0 and b"New" not in run(*at, "ls", X).stdout)
+        check("rm of what is not there", run(*at, "rm", X + "\\New").stderr.endswith(b"(2)\n"))
+        check("check afterwards", run("check", hive).stdout.startswith(b"0 errors, 0 warnings"), run("check", hive).stdout)
+        check("no log is left behind", os.listdir(folder) == ["SAM"], os.listdir(folder))
+
+
+def a_hive_in_use_is_said_with_its_process():
+    with tempfile.TemporaryDirectory() as folder:
+        hive = shutil.copy(f"{HIVES}/machines/SAM", folder)
+        os.chmod(hive, 0o644)
+        with open(hive, "rb+") as held:
+            fcntl.flock(held, fcntl.LOCK_EX)
+            done = run("--hive", f"{hive}@{X}", "new", X + "\\k")
+            check("in use", done.returncode == 3 and f"process {os.getpid()}".encode() in done.stderr, done)
+            check("reading goes on", run("--hive", f"{hive}@{X}", "ls", X).returncode == 0)
+
+
+def recover_applies_the_logs_for_good():
+    with tempfile.TemporaryDirectory() as folder:
+        for name in os.listdir(f"{HIVES}/logs/new-dirty"):
+            os.chmod(shutil.copy(f"{HIVES}/logs/new-dirty/{name}", folder), 0o644)
+        dirty = os.path.join(folder, "NewDirtyHive")
+        shown = run("--read-only", "--hive", f"{dirty}@{X}", "dump", X)
+        before = run("recover", dirty)
+        check("recover", before.returncode == 0 and b"Applied" in before.stdout, before)
+        check("a second time", b"nothing to recover" in run("recover", dirty).stdout)
+        after = run("--hive", f"{dirty}@{X}", "dump", X)
+        theirs = run("--hive", f"{folder}/RecoveredHive_Windows10@{X}", "dump", X)
+        check("shown before as it is afterwards, and as the platform has it",
+              shown.stdout == after.stdout == theirs.stdout and after.stderr == b"", after.stderr)
+
+
 if not os.path.isdir(HIVES):
     print("skipped: the folder with real hives is not here")
     sys.exit(77)
@@ -247,6 +298,9 @@ damaged_files_end_with_a_line_and_a_status()
 what_can_not_be_opened_is_said_in_one_line()
 commands_print_what_they_should()
 output_stops_when_its_reader_goes_away()
+changes_are_durable_when_a_command_ends()
+a_hive_in_use_is_said_with_its_process()
+recover_applies_the_logs_for_good()
 names_that_would_steer_a_terminal_are_shown_and_not_obeyed()
 a_hive_that_lies_below_itself_is_listed_once()
 a_damaged_key_is_told_with_its_place()

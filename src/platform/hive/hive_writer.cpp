@@ -19,7 +19,6 @@ constexpr std::uint32_t kParent = 16;
 constexpr std::uint32_t kSubkeyCount = 20;
 constexpr std::uint32_t kSubkeyList = 28;
 constexpr std::uint32_t kVolatileList = 32;
-constexpr std::uint32_t kValueCount = 36;
 constexpr std::uint32_t kValueList = 40;
 constexpr std::uint32_t kSecurity = 44;
 constexpr std::uint32_t kClass = 48;

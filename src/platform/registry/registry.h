@@ -103,7 +103,7 @@ class RegistryObserver {
 public:
     virtual ~RegistryObserver() = default;
 
-    /// Values or subkeys of the key at this full path have changed.
+    /// Values or subkeys of the key at this full path have changed; of several, the topmost one is named.
     virtual void OnKeyChanged(std::string_view path) = 0;
 };
 

@@ -1,0 +1,160 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fixtures/hive_model.h"
+#include "fixtures/writable_session.h"
+#include "platform/registry/winreg.h"
+
+namespace tolvar {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Notes final : public RegistryObserver {
+public:
+    std::vector<std::string> paths;
+    void OnKeyChanged(std::string_view path) override { paths.emplace_back(path); }
+};
+
+class WinregWrite : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(session.mounted); }
+
+    static HKEY Create(const char* path, DWORD* disposition = nullptr)
+    {
+        HKEY key = nullptr;
+        EXPECT_EQ(RegCreateKeyExA(HKEY_USERS, path, 0, "class", 0, KEY_ALL_ACCESS, nullptr, &key, disposition),
+                  ERROR_SUCCESS);
+        return key;
+    }
+
+    /// The bytes as the hive stores them.
+    std::string Stored(const char* name)
+    {
+        EXPECT_TRUE(session.registry.Flush());
+        const Hive hive = Hive::Open(session.File()).value();
+        const KeyNode root = *hive.Key(hive.Root());
+        const KeyNode key = *hive.Key(*hive.FindSubkey(root, u"k"));
+        const std::string text = name;
+        const auto value = hive.FindValue(key, std::u16string(text.begin(), text.end()));
+        const auto data = hive.ReadData(**value).value();
+        return {reinterpret_cast<const char*>(data.data()), data.size()};
+    }
+
+    fixtures::WritableSession session;
+};
+
+LSTATUS Set(HKEY key, const char* name, DWORD type, std::string_view data)
+{
+    return RegSetValueExA(key, name, 0, type, reinterpret_cast<const BYTE*>(data.data()),
+                          static_cast<DWORD>(data.size()));
+}
+
+TEST_F(WinregWrite, MakesKeysWithAllThatIsMissingOnTheWay)
+{
+    DWORD disposition = 0;
+    Notes notes;
+    session.registry.SetObserver(&notes);
+    Create("W\\a\\b\\c", &disposition);
+    EXPECT_EQ(disposition, REG_CREATED_NEW_KEY);
+    EXPECT_THAT(notes.paths, ElementsAre("HKEY_USERS\\W")); // the topmost key with something new below it
+    Create("w\\A\\B", &disposition);
+    EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
+    char name[16];
+    DWORD size = sizeof name;
+    EXPECT_EQ(RegQueryInfoKeyA(Create("W\\a\\b\\c"), name, &size, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                               nullptr, nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_STREQ(name, "class");
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(HKEY_USERS, "elsewhere", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr),
+              ERROR_ACCESS_DENIED);
+}
+
+TEST_F(WinregWrite, StoresTextsAsUnitsWithTheTerminatorsThatTheyLack)
+{
+    const HKEY key = Create("W\\k");
+    struct Case {
+        DWORD type;
+        std::string_view data;
+        std::string_view stored;
+    };
+    using namespace std::string_view_literals;
+    for (const Case& c : {
+             Case{REG_SZ, "ab"sv, "a\0b\0\0\0"sv},
+             Case{REG_SZ, "ab\0"sv, "a\0b\0\0\0"sv},
+             Case{REG_SZ, ""sv, ""sv},
+             Case{REG_EXPAND_SZ, "\xC3\xA9"sv, "\xE9\0\0\0"sv},
+             Case{REG_MULTI_SZ, "a\0b"sv, "a\0\0\0b\0\0\0\0\0"sv},
+             Case{REG_MULTI_SZ, "a\0b\0\0"sv, "a\0\0\0b\0\0\0\0\0"sv},
+             Case{REG_MULTI_SZ, "\0"sv, "\0\0"sv},
+             Case{REG_LINK, "ab"sv, "ab"sv},
+             Case{REG_BINARY, "\xFF"sv, "\xFF"sv},
+         }) {
+        SCOPED_TRACE(testing::Message() << "type " << c.type << " " << testing::PrintToString(c.data));
+        EXPECT_EQ(Set(key, "v", c.type, c.data), ERROR_SUCCESS);
+        EXPECT_EQ(Stored("v"), c.stored);
+    }
+    EXPECT_EQ(Set(key, "v", REG_SZ, "\xFF"), ERROR_NO_UNICODE_TRANSLATION);
+    EXPECT_EQ(RegSetValueExA(key, "v", 0, REG_BINARY, nullptr, 1), ERROR_INVALID_PARAMETER);
+}
+
+TEST_F(WinregWrite, KeepsHandlesGoodOrTellsThatTheirKeyIsGone)
+{
+    const HKEY key = Create("W\\k");
+    const HKEY below = Create("W\\k\\below");
+    EXPECT_EQ(RegDeleteKeyA(HKEY_USERS, "W\\k"), ERROR_ACCESS_DENIED); // it has a subkey
+    EXPECT_EQ(RegRenameKey(HKEY_USERS, "W\\k", "a much longer name, which needs another cell"), ERROR_SUCCESS);
+    EXPECT_EQ(Set(key, "v", REG_DWORD, std::string_view("\1\0\0\0", 4)), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyA(below, ""), ERROR_SUCCESS);
+    EXPECT_EQ(Set(below, "v", REG_BINARY, "x"), ERROR_KEY_DELETED);
+    HKEY again = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(below, "", 0, KEY_READ, &again), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegCloseKey(below), ERROR_SUCCESS);
+    EXPECT_EQ(RegRenameValue(key, "v", "w"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteValueA(key, "v"), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteValueA(key, "W"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyA(HKEY_USERS, "W"), ERROR_ACCESS_DENIED); // where a hive is mounted
+    EXPECT_EQ(RegFlushKey(key), ERROR_SUCCESS);
+    EXPECT_EQ(fixtures::Findings(Hive::Open(session.File()).value()), "");
+}
+
+TEST_F(WinregWrite, EnumeratesToAnEndWhileKeysComeAndGo)
+{
+    for (int i = 0; i < 40; ++i) {
+        Create(("W\\k" + std::to_string(i)).c_str());
+    }
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_USERS, "W", 0, KEY_ALL_ACCESS, &key), ERROR_SUCCESS);
+    int seen = 0;
+    char name[64];
+    for (DWORD index = 0; RegEnumKeyA(key, index, name, sizeof name) == ERROR_SUCCESS; ++index) {
+        ++seen;
+        ASSERT_LT(seen, 200);
+        if (index % 3 == 0) {
+            EXPECT_EQ(RegDeleteKeyA(key, name), ERROR_SUCCESS);
+        } else if (index % 3 == 1) {
+            Create(("W\\a" + std::to_string(index)).c_str());
+        }
+    }
+    EXPECT_GT(seen, 20);
+}
+
+TEST_F(WinregWrite, WritesNothingIntoAHiveThatIsReadOnly)
+{
+    const HKEY key = Create("W\\k");
+    EXPECT_EQ(RegFlushKey(key), ERROR_SUCCESS);
+    Registry other;
+    const Session reading(other);
+    ASSERT_TRUE(other.Mount({session.File(), "HKEY_USERS\\R"}));
+    HKEY opened = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_USERS, "R\\k", 0, KEY_ALL_ACCESS, &opened), ERROR_SUCCESS);
+    EXPECT_EQ(Set(opened, "v", REG_BINARY, "x"), ERROR_WRITE_PROTECT);
+    EXPECT_EQ(RegDeleteKeyA(opened, ""), ERROR_WRITE_PROTECT);
+    HKEY made = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(opened, "new", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr), ERROR_WRITE_PROTECT);
+}
+
+} // namespace
+} // namespace tolvar
