@@ -1,0 +1,356 @@
+#include "platform/hive/hive_composer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "platform/hive/bin_header.h"
+#include "platform/hive/hive_log.h"
+#include "platform/hive/hive_walk.h"
+#include "platform/hive/signature.h"
+#include "platform/system/text.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::uint32_t kBin = 64 * 1024; // few headers, few ends that fit nothing
+constexpr std::uint32_t kExactCell = 16384;
+constexpr std::size_t kLeaf = 507; // what the platform itself puts into a list that it writes in one go
+constexpr std::uint32_t kSegment = 16344;
+constexpr std::uint32_t kFirstHashMinor = 5;
+constexpr std::uint32_t kBigDataMinor = 4;
+constexpr std::uint32_t kLeastMinor = 3;
+
+bool IsLatin1(std::u16string_view name)
+{
+    return std::ranges::all_of(name, [](char16_t unit) { return unit <= 0xFF; });
+}
+
+std::vector<std::byte> StoredName(std::u16string_view name)
+{
+    std::vector<std::byte> stored;
+    const bool isLatin1 = IsLatin1(name);
+    for (const char16_t unit : name) {
+        stored.push_back(static_cast<std::byte>(unit & 0xFF));
+        if (!isLatin1) {
+            stored.push_back(static_cast<std::byte>(unit >> 8));
+        }
+    }
+    return stored;
+}
+
+} // namespace
+
+HiveComposer::HiveComposer(const Hive& source, std::u16string rootName, std::function<void(const HiveFault&)> onFault)
+    : m_source(source), m_rootName(std::move(rootName)), m_onFault(std::move(onFault)), m_claims(source.Length()),
+      m_minor(std::max(source.Base().minor, kLeastMinor))
+{}
+
+template <class T>
+void HiveComposer::Store(CellOffset cell, std::uint32_t at, T value)
+{
+    std::memcpy(m_bins.data() + cell.value + 4 + at, &value, sizeof value);
+}
+
+void HiveComposer::StoreBytes(CellOffset cell, std::uint32_t at, std::span<const std::byte> bytes)
+{
+    std::ranges::copy(bytes, m_bins.begin() + cell.value + 4 + at);
+}
+
+/// Ends the last bin at the page that its last cell reaches into; what is left there is one free cell.
+void HiveComposer::CloseBin()
+{
+    if (m_bins.empty()) {
+        return;
+    }
+    const std::size_t end = (m_used + kBinAlignment - 1) / kBinAlignment * kBinAlignment;
+    m_bins.resize(end);
+    WriteBinHeader(m_bins, static_cast<std::uint32_t>(m_binBegin), static_cast<std::uint32_t>(end - m_binBegin));
+    if (end != m_used) {
+        Store(CellOffset{static_cast<std::uint32_t>(m_used - 4)}, 0, static_cast<std::uint32_t>(end - m_used));
+    }
+}
+
+CellOffset HiveComposer::Allocate(std::uint32_t payload)
+{
+    std::uint32_t size = std::max(8U, (payload + 4 + 7) / 8 * 8);
+    size = size <= kExactCell ? size : std::bit_ceil(size);
+    if (m_bins.empty() || m_used + size > m_binBegin + std::max<std::size_t>(kBin, m_bins.size() - m_binBegin)) {
+        CloseBin();
+        m_binBegin = m_bins.size();
+        m_used = m_binBegin + kBinHeaderSize;
+    }
+    m_bins.resize(std::max(m_bins.size(), m_used + size));
+    const CellOffset cell{static_cast<std::uint32_t>(m_used)};
+    const auto stored = -static_cast<std::int32_t>(size);
+    std::memcpy(m_bins.data() + cell.value, &stored, sizeof stored);
+    m_used += size;
+    return cell;
+}
+
+CellOffset HiveComposer::ShareSecurity(const KeyNode& node)
+{
+    Checked<std::span<const std::byte>> descriptor = m_source.SecurityDescriptor(node);
+    if (!descriptor || descriptor->empty()) { // a key without one gets that of the hive's root
+        m_onFault(descriptor ? HiveFault{Breach::kSecurityMissing, node.offset} : descriptor.error());
+        const Checked<KeyNode> root = m_source.Key(m_source.Root());
+        descriptor = root ? m_source.SecurityDescriptor(*root) : tl::unexpected(root.error());
+    }
+    const std::span<const std::byte> bytes = descriptor.value_or(std::span<const std::byte>());
+    SecurityRecord& record = m_security[std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size())];
+    if (record.references++ == 0) {
+        record.cell = Allocate(static_cast<std::uint32_t>(20 + bytes.size()));
+        m_securityOrder.push_back(record.cell);
+        Store(record.cell, 0, Signature('s', 'k'));
+        Store(record.cell, 16, static_cast<std::uint32_t>(bytes.size()));
+        StoreBytes(record.cell, 20, bytes);
+    }
+    return record.cell;
+}
+
+void HiveComposer::CloseSecurity()
+{
+    for (const auto& [descriptor, record] : m_security) {
+        Store(record.cell, 12, record.references);
+    }
+    const std::size_t count = m_securityOrder.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        Store(m_securityOrder[i], 4, m_securityOrder[(i + 1) % count].value);
+        Store(m_securityOrder[i], 8, m_securityOrder[(i + count - 1) % count].value);
+    }
+}
+
+CellOffset HiveComposer::WriteData(std::span<const std::byte> data)
+{
+    const auto size = static_cast<std::uint32_t>(data.size());
+    if (size <= kSegment || m_minor < kBigDataMinor) {
+        const CellOffset cell = Allocate(size);
+        StoreBytes(cell, 0, data);
+        return cell;
+    }
+    const std::uint32_t count = (size + kSegment - 1) / kSegment;
+    const CellOffset head = Allocate(8);
+    const CellOffset list = Allocate(4 * count);
+    Store(head, 0, Signature('d', 'b'));
+    Store(head, 2, static_cast<std::uint16_t>(count));
+    Store(head, 4, list.value);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const CellOffset segment = Allocate(kSegment + 4);
+        StoreBytes(segment, 0, data.subspan(std::size_t{i} * kSegment, std::min(kSegment, size - i * kSegment)));
+        Store(list, 4 * i, segment.value);
+    }
+    return head;
+}
+
+CellOffset HiveComposer::WriteValue(const ValueRecord& value, std::span<const std::byte> data)
+{
+    const std::u16string name = value.name.ToUtf16();
+    const std::vector<std::byte> stored = StoredName(name);
+    const auto size = static_cast<std::uint32_t>(data.size());
+    const CellOffset cell = Allocate(static_cast<std::uint32_t>(20 + stored.size()));
+    Store(cell, 0, Signature('v', 'k'));
+    Store(cell, 2, static_cast<std::uint16_t>(stored.size()));
+    Store(cell, 4, size | (size <= 4 ? 0x80000000U : 0U));
+    Store(cell, 12, value.type);
+    Store(cell, 16, static_cast<std::uint16_t>(IsLatin1(name) && !name.empty() ? 1 : 0));
+    StoreBytes(cell, 20, stored);
+    if (size <= 4) {
+        StoreBytes(cell, 8, data);
+    } else {
+        const CellOffset dataCell = WriteData(data);
+        Store(cell, 8, dataCell.value);
+    }
+    return cell;
+}
+
+void HiveComposer::WriteValues(CellOffset cell, const KeyNode& node)
+{
+    const Checked<ValueListView> values = m_source.Values(node);
+    if (!values) {
+        m_onFault(values.error());
+        return;
+    }
+    std::vector<std::pair<ValueRecord, std::vector<std::byte>>> readable;
+    std::uint32_t longestName = 0;
+    std::uint32_t longestData = 0;
+    for (std::uint32_t i = 0; i < values->count; ++i) {
+        const Checked<ValueRecord> value = m_source.Value((*values)[i]);
+        Checked<std::vector<std::byte>> data = value ? m_source.ReadData(*value) : tl::unexpected(value.error());
+        if (!data) {
+            m_onFault(data.error());
+            continue;
+        }
+        longestName = std::max(longestName, static_cast<std::uint32_t>(2 * value->name.size()));
+        longestData = std::max(longestData, value->size);
+        readable.emplace_back(*value, *std::move(data));
+    }
+    if (readable.empty()) {
+        return;
+    }
+    const CellOffset list = Allocate(static_cast<std::uint32_t>(4 * readable.size()));
+    for (std::size_t i = 0; i < readable.size(); ++i) {
+        const CellOffset value = WriteValue(readable[i].first, readable[i].second);
+        Store(list, static_cast<std::uint32_t>(4 * i), value.value);
+    }
+    Store(cell, 36, static_cast<std::uint32_t>(readable.size()));
+    Store(cell, 40, list.value);
+    Store(cell, 60, longestName);
+    Store(cell, 64, longestData);
+}
+
+CellOffset HiveComposer::AllocateLists(std::size_t count, std::vector<CellOffset>& leaves)
+{
+    const std::uint32_t element = m_minor >= kFirstHashMinor ? 8 : count > kLeaf ? 4 : 8;
+    for (std::size_t at = 0; at < count; at += kLeaf) {
+        const auto size = static_cast<std::uint32_t>(std::min(kLeaf, count - at));
+        leaves.push_back(Allocate(4 + element * size));
+    }
+    if (leaves.size() == 1) {
+        return leaves.front();
+    }
+    const CellOffset index = Allocate(static_cast<std::uint32_t>(4 + 4 * leaves.size()));
+    Store(index, 0, Signature('r', 'i'));
+    Store(index, 2, static_cast<std::uint16_t>(leaves.size()));
+    for (std::size_t i = 0; i < leaves.size(); ++i) {
+        Store(index, static_cast<std::uint32_t>(4 + 4 * i), leaves[i].value);
+    }
+    return index;
+}
+
+void HiveComposer::FillLeaf(CellOffset leaf, std::span<const Child> children)
+{
+    const bool hasHashes = m_minor >= kFirstHashMinor;
+    const std::uint32_t room = 0U - LoadLittle<std::uint32_t>(m_bins.data() + leaf.value) - 4;
+    const bool hasTags = hasHashes || room >= 4 + 8 * children.size();
+    Store(leaf, 0, hasHashes ? Signature('l', 'h') : hasTags ? Signature('l', 'f') : Signature('l', 'i'));
+    Store(leaf, 2, static_cast<std::uint16_t>(children.size()));
+    const std::uint32_t element = hasTags ? 8 : 4;
+    for (std::uint32_t i = 0; i < children.size(); ++i) {
+        Store(leaf, 4 + element * i, children[i].made.value);
+        if (hasTags) {
+            Store(leaf, 8 + element * i, hasHashes ? NameHash(children[i].name) : NameHint(children[i].name));
+        }
+    }
+}
+
+void HiveComposer::WriteSubkeys(CellOffset cell, const KeyNode& node, unsigned level)
+{
+    std::vector<Child> children;
+    SubkeyCursor cursor = m_source.Subkeys(node);
+    for (Checked<CellOffset> next = cursor.Next(); !next || !next->IsNil(); next = cursor.Next()) {
+        const Checked<NameView> name = next ? m_source.KeyName(*next) : tl::unexpected(next.error());
+        if (name && !m_claims.Claim(*next)) { // a key has one place: a hive that contains itself would never end
+            m_onFault({Breach::kShared, *next});
+        } else if (name) {
+            children.push_back({*next, {}, name->ToUtf16()});
+        } else {
+            m_onFault(name.error());
+        }
+    }
+    // A damaged hive may have its keys in any order, and a name twice: the first one stays.
+    std::ranges::stable_sort(
+        children, [](const Child& left, const Child& right) { return CompareNames(left.name, right.name) < 0; });
+    const auto twice = std::ranges::unique(
+        children, [](const Child& left, const Child& right) { return CompareNames(left.name, right.name) == 0; });
+    std::ranges::for_each(twice, [this](const Child& child) { m_onFault({Breach::kListOrder, child.source}); });
+    children.erase(twice.begin(), twice.end());
+    if (children.empty() || level >= kMaxDepth) {
+        if (!children.empty()) {
+            m_onFault({Breach::kDepth, node.offset});
+        }
+        return;
+    }
+    std::vector<CellOffset> leaves;
+    const CellOffset list = AllocateLists(children.size(), leaves);
+    std::uint32_t longestName = 0;
+    std::uint32_t longestClass = 0;
+    for (Child& child : children) {
+        const KeyNode childNode = *m_source.Key(child.source);
+        child.made = WriteKey(childNode, cell, level + 1);
+        longestName = std::max(longestName, static_cast<std::uint32_t>(2 * child.name.size()));
+        longestClass = std::max<std::uint32_t>(longestClass, childNode.classLength);
+    }
+    for (std::size_t i = 0; i < leaves.size(); ++i) {
+        FillLeaf(leaves[i], std::span(children).subspan(i * kLeaf, std::min(kLeaf, children.size() - i * kLeaf)));
+    }
+    Store(cell, 20, static_cast<std::uint32_t>(children.size()));
+    Store(cell, 28, list.value);
+    Store(cell, 52, static_cast<std::uint16_t>(longestName));
+    Store(cell, 56, longestClass);
+}
+
+void HiveComposer::WriteNode(CellOffset cell, const KeyNode& node, CellOffset parent, std::u16string_view name)
+{
+    constexpr std::uint16_t kPlace = key_flags::kVolatile | key_flags::kHiveExit | key_flags::kHiveEntry |
+                                     key_flags::kLatin1Name | key_flags::kPredefinedHandle;
+    constexpr std::uint16_t kRoot = key_flags::kHiveEntry | key_flags::kNoDelete;
+    const std::vector<std::byte> stored = StoredName(name);
+    const std::uint32_t flags = (node.flags & ~std::uint32_t{kPlace}) | (parent.IsNil() ? kRoot : 0U) |
+                                (IsLatin1(name) ? key_flags::kLatin1Name : 0U);
+    Store(cell, 0, Signature('n', 'k'));
+    Store(cell, 2, static_cast<std::uint16_t>(flags));
+    Store(cell, 4, node.lastWrite);
+    Store(cell, 16, parent.value);
+    for (const std::uint32_t list : {28U, 32U, 40U, 48U}) {
+        Store(cell, list, CellOffset::kNil);
+    }
+    Store(cell, 54, node.virtualizationFlags);
+    Store(cell, 72, static_cast<std::uint16_t>(stored.size()));
+    StoreBytes(cell, 76, stored);
+}
+
+CellOffset HiveComposer::WriteKey(const KeyNode& node, CellOffset parent, unsigned level)
+{
+    const std::u16string name = parent.IsNil() && !m_rootName.empty() ? m_rootName : node.name.ToUtf16();
+    const CellOffset cell = Allocate(static_cast<std::uint32_t>(76 + StoredName(name).size()));
+    WriteNode(cell, node, parent, name);
+    const CellOffset security = ShareSecurity(node);
+    Store(cell, 44, security.value);
+    if (const Checked<NameView> className = m_source.ClassName(node); !className) {
+        m_onFault(className.error());
+    } else if (!className->empty()) {
+        const CellOffset classCell = Allocate(className->bytes);
+        StoreBytes(classCell, 0, {className->data, className->bytes});
+        Store(cell, 48, classCell.value);
+        Store(cell, 74, className->bytes);
+    }
+    WriteValues(cell, node);
+    WriteSubkeys(cell, node, level);
+    return cell;
+}
+
+Result<std::vector<std::byte>> HiveComposer::Compose(CellOffset top)
+{
+    const Checked<KeyNode> node = m_source.Key(top);
+    if (!node) {
+        return tl::unexpected(m_source.ToError(node.error()));
+    }
+    m_bins.clear();
+    m_security.clear();
+    m_securityOrder.clear();
+    m_binBegin = m_used = 0;
+    m_claims.Claim(top);
+    const CellOffset root = WriteKey(*node, {}, 1);
+    CloseSecurity();
+    CloseBin();
+    if (m_bins.size() > kMaxLength) {
+        return Failure(ErrorCode::kNotEnoughMemory, "a hive of more than two gigabytes");
+    }
+    std::vector<std::byte> file(kBaseBlockSize + m_bins.size());
+    std::ranges::copy(m_bins, file.begin() + kBaseBlockSize);
+    const auto put = [&file](std::size_t at, std::uint32_t value) {
+        std::memcpy(file.data() + at, &value, sizeof value);
+    };
+    put(0, kHiveSignature);
+    put(20, 1);
+    put(24, m_minor);
+    put(32, 1);
+    put(36, root.value);
+    put(44, 1);
+    std::memcpy(file.data() + 12, &m_source.Base().timeStamp, sizeof(std::uint64_t));
+    StoreBaseBlock(std::span(file).first(kBaseBlockChecked), 1, 1, static_cast<std::uint32_t>(m_bins.size()), 0);
+    return file;
+}
+
+} // namespace tolvar

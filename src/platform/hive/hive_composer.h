@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/hive/cell_claims.h"
+#include "platform/hive/hive.h"
+
+namespace tolvar {
+
+/// Writes a key and all below it as a hive of its own: every record once and in the order of a walk, lists of their
+/// exact size, equal descriptors shared, nothing free but the ends of bins. Times, classes, security and flags are
+/// those of the source; what only a live registry means is left out. The version is that of the source, or 1.3 for an
+/// older one.
+class HiveComposer {
+public:
+    /// `rootName` names the new root; empty: it keeps its name. `onFault` is told of each record that can't be read: it
+    /// is left out, and the rest goes on.
+    HiveComposer(const Hive& source, std::u16string rootName, std::function<void(const HiveFault&)> onFault);
+
+    /// The whole file. Errors: kRegistryCorrupt where not even `top` can be read; kNotEnoughMemory beyond the format's
+    /// limits.
+    [[nodiscard]] Result<std::vector<std::byte>> Compose(CellOffset top);
+
+private:
+    struct Child {
+        CellOffset source;
+        CellOffset made;
+        std::u16string name;
+    };
+    struct SecurityRecord {
+        CellOffset cell;
+        std::uint32_t references = 0;
+    };
+
+    [[nodiscard]] CellOffset Allocate(std::uint32_t payload);
+    void CloseBin();
+    template <class T>
+    void Store(CellOffset cell, std::uint32_t at, T value);
+    void StoreBytes(CellOffset cell, std::uint32_t at, std::span<const std::byte> bytes);
+    [[nodiscard]] CellOffset WriteKey(const KeyNode& node, CellOffset parent, unsigned level);
+    void WriteNode(CellOffset cell, const KeyNode& node, CellOffset parent, std::u16string_view name);
+    void WriteValues(CellOffset cell, const KeyNode& node);
+    [[nodiscard]] CellOffset WriteValue(const ValueRecord& value, std::span<const std::byte> data);
+    [[nodiscard]] CellOffset WriteData(std::span<const std::byte> data);
+    void WriteSubkeys(CellOffset cell, const KeyNode& node, unsigned level);
+    [[nodiscard]] CellOffset AllocateLists(std::size_t count, std::vector<CellOffset>& leaves);
+    void FillLeaf(CellOffset leaf, std::span<const Child> children);
+    [[nodiscard]] CellOffset ShareSecurity(const KeyNode& node);
+    void CloseSecurity();
+
+    const Hive& m_source;
+    std::u16string m_rootName;
+    std::function<void(const HiveFault&)> m_onFault;
+    CellClaims m_claims; ///< keys that were written
+    std::uint32_t m_minor;
+    std::vector<std::byte> m_bins;
+    std::size_t m_binBegin = 0;
+    std::size_t m_used = 0;                           ///< up to here the last bin is in use
+    std::map<std::string, SecurityRecord> m_security; ///< by the descriptor's bytes
+    std::vector<CellOffset> m_securityOrder;
+};
+
+} // namespace tolvar
