@@ -15,8 +15,9 @@ int StudioOptions::Parse(int argc, char** argv)
         .add_option("--hive", hives, "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
         ->type_name("FILE[@KEY]")
         ->allow_extra_args(false);
-    bool readOnly = false;
-    program.add_flag("--read-only", readOnly, "Never write: this version never does");
+    program.add_option("--registry", embedded, "Folder of the embedded registry, which is used where no hive is given")
+        ->type_name("DIR");
+    program.add_flag("--read-only", isReadOnly, "Write nothing, lock nothing, and leave the files as they are");
     program.add_option("--key", key, "The key to show first")->type_name("PATH");
     program.add_option("--screenshot", screenshot, "Render the window into a picture, and end")->type_name("FILE");
     const std::map<std::string, Palette> palettes = {

@@ -9,7 +9,9 @@ namespace tolvar {
 struct StudioOptions {
     enum class Palette { kDesktop, kLight, kDark };
 
-    std::vector<std::string> hives; ///< "FILE[@KEY]" each
+    std::vector<std::string> hives; ///< "FILE[@KEY]" each; none: the embedded registry
+    std::string embedded;           ///< its folder; empty: the user's own
+    bool isReadOnly = false;        ///< write nothing, lock nothing
     std::string key;                ///< the key to show first; empty: the last one
     std::string screenshot;         ///< render the window into this picture, and end
     Palette palette = Palette::kDesktop;

@@ -1,5 +1,6 @@
 #include "app/tolvar_app.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
@@ -9,6 +10,7 @@
 #include <QPixmap>
 
 #include "app/main_frame.h"
+#include "platform/registry/embedded_registry.h"
 #include "platform/system/version.h"
 #include "ui/native_text.h"
 
@@ -17,6 +19,7 @@ namespace tolvar {
 namespace {
 
 constexpr int kProblemTitle = 62003;
+constexpr std::chrono::seconds kFlushInterval(5);
 constexpr const char* kTitle = "Tolvar Studio";
 
 } // namespace
@@ -53,7 +56,9 @@ bool CTolvarApp::InitInstance()
 
 void CTolvarApp::ExitInstance()
 {
+    m_flushTimer.stop();
     m_pFrame.reset();
+    static_cast<void>(m_registry.Flush()); // what fails here was said when the timer met it
     m_language.Free();
     m_theme.Free();
 }
@@ -89,8 +94,37 @@ bool CTolvarApp::LoadLanguage(const QString& installFolder)
            m_language.Load({installFolder, QStringLiteral(".")}, english, mountPoint);
 }
 
+/// One program at a time may change the embedded registry; the window holds it as long as it is open, and makes what
+/// was changed durable every few seconds.
+void CTolvarApp::MountEmbedded()
+{
+    const std::filesystem::path folder =
+        m_options.embedded.empty() ? EmbeddedRegistryFolder() : std::filesystem::path(m_options.embedded);
+    const MountMode mode = m_options.isReadOnly ? MountMode::kReadOnly : MountMode::kWritable;
+    Result<void> mounted = m_options.isReadOnly ? Result<void>() : MakeEmbeddedRegistry(folder);
+    if (mounted) {
+        mounted = MountEmbeddedRegistry(m_registry, folder, mode);
+    }
+    if (!mounted) {
+        ShowProblem(mounted.error());
+    }
+    QObject::connect(&m_flushTimer, &QTimer::timeout, m_pFrame.get(), [this] { FlushChanges(); });
+    m_flushTimer.start(kFlushInterval);
+}
+
+void CTolvarApp::FlushChanges()
+{
+    if (const Result<void> flushed = m_registry.Flush(); !flushed) {
+        m_flushTimer.stop(); // said once; the next change of the user's says it again
+        ShowProblem(flushed.error());
+    }
+}
+
 void CTolvarApp::MountHives()
 {
+    if (m_options.hives.empty()) {
+        MountEmbedded();
+    }
     for (const std::string& argument : m_options.hives) {
         const MountRequest request = MountRequest::FromArgument(argument);
         if (const Result<void> mounted = m_registry.Mount(request); !mounted) {

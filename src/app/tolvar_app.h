@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <QTimer>
+
 #include "app/settings_profile.h"
 #include "app/studio_options.h"
 #include "platform/registry/registry.h"
@@ -40,6 +42,8 @@ private:
     [[nodiscard]] Environment SettleEnvironment();
     [[nodiscard]] bool LoadLanguage(const QString& installFolder);
     void MountHives();
+    void MountEmbedded();
+    void FlushChanges();
     void ShowProblem(const Error& error);
     void ShowFirstKey();
 
@@ -51,6 +55,7 @@ private:
     ResourceLibrary m_theme;
     std::unique_ptr<WindowContext> m_pContext;
     std::unique_ptr<CMainFrame> m_pFrame;
+    QTimer m_flushTimer;
     std::string m_firstMount; ///< where the first hive was mounted; empty for none
 
     int m_nLeftTab = 0;             ///< which tab of the left pane is shown first

@@ -23,6 +23,8 @@ public:
         return app;
     }
 
+    [[nodiscard]] bool UsesRegistry() const override { return false; }
+
     void Run(CommandContext& context) override
     {
         const Result<Hive> hive = Hive::Open(m_file);

@@ -39,6 +39,9 @@ public:
 
     /// Whether it changes the registry: hives are then opened for that, and what it did is made durable at its end.
     [[nodiscard]] virtual bool IsWriting() const { return false; }
+
+    /// Whether it works on the registry of the session, and not on a file that it names itself.
+    [[nodiscard]] virtual bool UsesRegistry() const { return true; }
 };
 
 /// Opens a key for a command. Reports, and answers null, if that fails.

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "cli/command.h"
+#include "platform/registry/embedded_registry.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
@@ -51,14 +52,28 @@ std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::strin
     return node ? std::nullopt : std::optional(key->hive->ToError(node.error()));
 }
 
+/// Where a session's registry comes from.
+struct Source {
+    std::vector<std::string> hives; ///< "FILE[@KEY]" each; none: the embedded registry
+    std::filesystem::path embedded = EmbeddedRegistryFolder();
+    bool isReadOnly = false;
+};
+
 /// Mounts what was asked for. A hive that can't be had is reported, and the others stay.
-void MountAll(CommandContext& context, const std::vector<std::string>& arguments, MountMode mode)
+void MountSource(CommandContext& context, const Source& source, MountMode mode)
 {
-    for (const std::string& argument : arguments) {
-        if (const Result<void> mounted = context.registry.Mount(MountRequest::FromArgument(argument), mode); !mounted) {
-            context.isInUse = context.isInUse || mounted.error().code == ErrorCode::kSharingViolation;
-            context.Report(mounted.error());
+    const auto report = [&context](const Result<void>& result) {
+        if (!result) {
+            context.isInUse = context.isInUse || result.error().code == ErrorCode::kSharingViolation;
+            context.Report(result.error());
         }
+        return result.has_value();
+    };
+    for (const std::string& argument : source.hives) {
+        report(context.registry.Mount(MountRequest::FromArgument(argument), mode));
+    }
+    if (source.hives.empty() && (source.isReadOnly || report(MakeEmbeddedRegistry(source.embedded)))) {
+        report(MountEmbeddedRegistry(context.registry, source.embedded, mode));
     }
     for (const MountNotice& notice : context.registry.Notices()) {
         if (notice.isDamage) {
@@ -112,15 +127,19 @@ int RunProgram(int argc, char** argv)
     program.set_version_flag("--version", "tolvar " TOLVAR_VERSION);
     program.require_subcommand(1);
     program.fallthrough();
-    std::vector<std::string> hives;
+    Source source;
     bool json = false;
-    bool readOnly = false;
     program
-        .add_option("--hive", hives, "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
+        .add_option("--hive", source.hives,
+                    "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
         ->type_name("FILE[@KEY]")
         ->allow_extra_args(false);
+    program
+        .add_option("--registry", source.embedded,
+                    "Folder of the embedded registry, which is used where no hive is given and made at first use")
+        ->type_name("DIR");
     program.add_flag("--json", json, "Print JSON");
-    program.add_flag("--read-only", readOnly, "Write nothing, lock nothing, and leave the files as they are");
+    program.add_flag("--read-only", source.isReadOnly, "Write nothing, lock nothing, and leave the files as they are");
 
     std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
     for (auto make : {MakeLsCommand, MakeInfoCommand, MakeGetCommand, MakeDumpCommand, MakeCheckCommand, MakeSetCommand,
@@ -142,7 +161,10 @@ int RunProgram(int argc, char** argv)
         if (!app->parsed()) {
             continue;
         }
-        MountAll(context, hives, command->IsWriting() && !readOnly ? MountMode::kWritable : MountMode::kReadOnly);
+        const bool writes = command->IsWriting() && !source.isReadOnly;
+        if (command->UsesRegistry()) {
+            MountSource(context, source, writes ? MountMode::kWritable : MountMode::kReadOnly);
+        }
         command->Run(context);
         if (const Result<void> flushed = registry.Flush(); !flushed) {
             context.Report(flushed.error());

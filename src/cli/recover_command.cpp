@@ -18,6 +18,8 @@ public:
         return app;
     }
 
+    [[nodiscard]] bool UsesRegistry() const override { return false; }
+
     void Run(CommandContext& context) override
     {
         const auto hive = WritableHive::Open(SystemFiles(), m_file, SystemClock());

@@ -20,7 +20,7 @@ def check(what, condition, detail=""):
 
 
 def environment(folder, platform):
-    return {**os.environ, "XDG_CONFIG_HOME": folder, "XDG_RUNTIME_DIR": folder, "QT_QPA_PLATFORM": platform}
+    return {**os.environ, "XDG_CONFIG_HOME": folder, "XDG_DATA_HOME": folder, "XDG_RUNTIME_DIR": folder, "QT_QPA_PLATFORM": platform}
 
 
 def the_window_is_rendered_into_a_picture(folder):

@@ -9,6 +9,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import time
 
 TOLVAR, SHARED = sys.argv[1], sys.argv[2]
 HIVES = os.path.join(SHARED, "hives")
@@ -264,6 +265,42 @@ def changes_are_durable_when_a_command_ends():
         check("no log is left behind", os.listdir(folder) == ["SAM"], os.listdir(folder))
 
 
+def the_embedded_registry_is_made_at_first_use():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder]
+        demo = "HKEY_CURRENT_USER\\Software\\Demo"
+        check("read only makes nothing", run(*at, "--read-only", "ls", "HKEY_CURRENT_USER").returncode == 0 and
+              os.listdir(folder) == [])
+        check("new", run(*at, "new", demo).returncode == 0)
+        check("set", run(*at, "set", demo, "Count", "--type", "REG_DWORD", "0000002a").returncode == 0)
+        check("get", run(*at, "get", demo, "Count").stdout == b"0000002a\n")
+        for file in ("SYSTEM", "SOFTWARE", "SAM", "SECURITY", "DEFAULT", "NTUSER.DAT"):
+            check(f"check of {file}", run("check", os.path.join(folder, file)).stdout.startswith(b"0 errors, 0 warnings"), file)
+
+
+def sets_that_were_answered_survive_a_kill():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder]
+        demo = "HKEY_CURRENT_USER\\Software\\Demo"
+        run(*at, "new", demo)
+        answered = -1
+        for number in range(12):
+            with subprocess.Popen([TOLVAR, *at, "set", demo, f"v{number}", "--type", "1", "x" * 5000]) as program:
+                if number % 3 == 2:
+                    time.sleep(0.002 * number)
+                    program.kill()
+                program.wait()
+                answered = number if program.returncode == 0 else answered
+                if program.returncode == 0:
+                    got = run(*at, "get", demo, f"v{number}").stdout
+                    check(f"v{number} is there", got == b"x" * 5000 + b"\n")
+        run(*at, "set", demo, "last", "--type", "4", "1")
+        for number in range(12):
+            if number % 3 != 2:
+                check(f"v{number} stays", run(*at, "get", demo, f"v{number}").returncode == 0)
+        check("check after kills", run("check", f"{folder}/NTUSER.DAT").stdout.startswith(b"0 errors, 0 warnings"))
+
+
 def a_hive_in_use_is_said_with_its_process():
     with tempfile.TemporaryDirectory() as folder:
         hive = shutil.copy(f"{HIVES}/machines/SAM", folder)
@@ -300,6 +337,8 @@ commands_print_what_they_should()
 output_stops_when_its_reader_goes_away()
 changes_are_durable_when_a_command_ends()
 a_hive_in_use_is_said_with_its_process()
+the_embedded_registry_is_made_at_first_use()
+sets_that_were_answered_survive_a_kill()
 recover_applies_the_logs_for_good()
 names_that_would_steer_a_terminal_are_shown_and_not_obeyed()
 a_hive_that_lies_below_itself_is_listed_once()

@@ -166,8 +166,8 @@ private:
     std::optional<Error> m_damage;
 };
 
-// What every record passes through is inline, and answers are made where the caller wants them: both together make a
-// walk half as long.
+// What every record passes through is inline, and answers are made where the caller wants them: both together take a
+// quarter off a walk.
 
 inline Checked<CellView> Hive::Cell(CellOffset offset) const noexcept
 {

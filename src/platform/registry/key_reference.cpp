@@ -14,14 +14,18 @@ NamespaceKey* NamespaceKey::Child(std::u16string_view childName) const noexcept
     return nullptr;
 }
 
-KeyReference KeyReference::Of(const NamespaceKey& space) noexcept
+KeyReference KeyReference::Of(const NamespaceKey& space)
 {
+    if (space.linkBase != nullptr) {
+        const Result<KeyReference> target = FollowPath(Of(*space.linkBase), space.linkPath);
+        return target ? KeyReference{&space, target->hive, target->cell} : KeyReference{&space, nullptr, {}};
+    }
     return {&space, space.hive, space.hive != nullptr ? space.hive->Root() : CellOffset{}};
 }
 
-KeyReference KeyReference::Child(const NamespaceKey& child) const noexcept
+KeyReference KeyReference::Child(const NamespaceKey& child) const
 {
-    if (child.hive != nullptr || !HasHive()) {
+    if (child.hive != nullptr || child.linkBase != nullptr || !HasHive()) {
         return Of(child);
     }
     const Checked<KeyNode> node = Node();

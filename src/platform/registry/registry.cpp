@@ -147,6 +147,48 @@ std::string RecoveryNotice(const Hive& hive, const RecoveryReport& recovery, Mou
 
 } // namespace
 
+namespace {
+
+/// The key of the name space at `path` below `top`; what is missing of it is made, as empty keys.
+NamespaceKey* MakePath(NamespaceKey& top, std::u16string_view path)
+{
+    NamespaceKey* at = &top;
+    while (!path.empty()) {
+        const SplitPath split = SplitRoot(path);
+        path = split.rest;
+        if (split.root.empty()) {
+            continue;
+        }
+        NamespaceKey* child = at->Child(split.root);
+        if (child == nullptr) {
+            at->children.push_back(std::make_unique<NamespaceKey>());
+            child = at->children.back().get();
+            child->name = split.root;
+            child->parent = at;
+        }
+        at = child;
+    }
+    return at;
+}
+
+} // namespace
+
+Result<void> Registry::Link(std::string_view link, std::string_view target)
+{
+    const std::optional<std::u16string> from = ToUtf16(link);
+    const std::optional<std::u16string> to = ToUtf16(target);
+    const std::optional<std::size_t> fromRoot = from ? RootIndex(SplitRoot(*from).root) : std::nullopt;
+    const std::optional<std::size_t> toRoot = to ? RootIndex(SplitRoot(*to).root) : std::nullopt;
+    if (!fromRoot || !toRoot) {
+        return Failure(ErrorCode::kInvalidParameter, fmt::format("link {} to {}", link, target));
+    }
+    const std::unique_lock lock(m_pState->lock);
+    NamespaceKey* at = MakePath(m_pState->roots[*fromRoot], SplitRoot(*from).rest);
+    at->linkBase = &m_pState->roots[*toRoot];
+    at->linkPath = ToUtf8(SplitRoot(*to).rest);
+    return {};
+}
+
 Result<void> Registry::Mount(const MountRequest& request, MountMode mode)
 {
     const std::string path = request.KeyPath();
@@ -165,23 +207,7 @@ Result<void> Registry::Mount(const MountRequest& request, MountMode mode)
         return tl::unexpected(std::move(mounted.error()));
     }
     const std::unique_lock lock(m_pState->lock);
-    NamespaceKey* at = &m_pState->roots[*root];
-    std::u16string_view rest = SplitRoot(*text).rest;
-    while (!rest.empty()) {
-        const SplitPath split = SplitRoot(rest);
-        rest = split.rest;
-        if (split.root.empty()) {
-            continue;
-        }
-        NamespaceKey* child = at->Child(split.root);
-        if (child == nullptr) {
-            at->children.push_back(std::make_unique<NamespaceKey>());
-            child = at->children.back().get();
-            child->name = split.root;
-            child->parent = at;
-        }
-        at = child;
-    }
+    NamespaceKey* at = MakePath(m_pState->roots[*root], SplitRoot(*text).rest);
     if (at->hive != nullptr) {
         return Failure(ErrorCode::kAlreadyExists, fmt::format("mount {} at {}: {} is mounted there",
                                                               request.file.string(), path, at->hive->File().string()));

@@ -56,6 +56,10 @@ public:
     /// kAlreadyExists if another hive is mounted there. For a writable mount also those of WritableHive::Open.
     [[nodiscard]] Result<void> Mount(const MountRequest& request, MountMode mode = MountMode::kReadOnly);
 
+    /// Shows at the full key path `link` whatever lies at `target`, at each look anew. Missing keys on the way to the
+    /// link appear as empty ones. Errors: kInvalidParameter for a path that begins with no root.
+    [[nodiscard]] Result<void> Link(std::string_view link, std::string_view target);
+
     /// Makes the changes to all hives durable. Every hive is tried; the first error is answered.
     [[nodiscard]] Result<void> Flush();
 

@@ -1,0 +1,221 @@
+#include "platform/registry/embedded_registry.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "platform/files/file_store.h"
+#include "platform/hive/writable_hive.h"
+#include "platform/system/clock.h"
+#include "platform/system/text.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr const char* kUserSid = "S-1-5-21-1000-1000-1000-1000"; // the one user that an embedded registry has
+
+enum class Kind : std::uint32_t { kText = 1, kExpandable = 2, kNumber = 4 };
+
+/// A value that a new registry holds. Numbers are written in decimal.
+struct SkeletonValue {
+    const char16_t* key;            ///< below the hive's root; the keys on the way are made too
+    const char16_t* name = nullptr; ///< null: the key alone
+    Kind kind = Kind::kText;
+    const char16_t* text = u"";
+};
+
+constexpr SkeletonValue kSystem[] = {
+    {u"ControlSet001\\Control\\ComputerName\\ComputerName", u"ComputerName", Kind::kText, u"TOLVAR"},
+    {u"ControlSet001\\Control\\Session Manager\\Environment", u"ComSpec", Kind::kExpandable,
+     u"%SystemRoot%\\system32\\cmd.exe"},
+    {u"ControlSet001\\Control\\Session Manager\\Environment", u"Path", Kind::kExpandable,
+     u"%SystemRoot%\\system32;%SystemRoot%"},
+    {u"ControlSet001\\Control\\Session Manager\\Environment", u"TEMP", Kind::kExpandable, u"%SystemRoot%\\TEMP"},
+    {u"ControlSet001\\Control\\Session Manager\\Environment", u"windir", Kind::kExpandable, u"%SystemRoot%"},
+    {u"ControlSet001\\Control\\IDConfigDB", u"CurrentConfig", Kind::kNumber, u"1"},
+    {u"ControlSet001\\Enum"},
+    {u"ControlSet001\\Hardware Profiles\\0001\\Software"},
+    {u"ControlSet001\\Hardware Profiles\\0001\\System"},
+    {u"ControlSet001\\Services"},
+    {u"MountedDevices"},
+    {u"Select", u"Current", Kind::kNumber, u"1"},
+    {u"Select", u"Default", Kind::kNumber, u"1"},
+    {u"Select", u"Failed", Kind::kNumber, u"0"},
+    {u"Select", u"LastKnownGood", Kind::kNumber, u"1"},
+    {u"Setup", u"SystemSetupInProgress", Kind::kNumber, u"0"},
+};
+constexpr SkeletonValue kSoftware[] = {
+    {u"Classes"},
+    {u"Microsoft\\Windows NT\\CurrentVersion", u"CurrentVersion", Kind::kText, u"5.1"},
+    {u"Microsoft\\Windows NT\\CurrentVersion", u"SystemRoot", Kind::kText, u"C:\\WINDOWS"},
+    {u"Microsoft\\Windows\\CurrentVersion", u"CommonFilesDir", Kind::kText, u"C:\\Program Files\\Common Files"},
+    {u"Microsoft\\Windows\\CurrentVersion", u"ProgramFilesDir", Kind::kText, u"C:\\Program Files"},
+    {u"Microsoft\\Windows\\CurrentVersion\\App Paths"},
+    {u"Microsoft\\Windows\\CurrentVersion\\Run"},
+    {u"Microsoft\\Windows\\CurrentVersion\\SharedDLLs"},
+    {u"Microsoft\\Windows\\CurrentVersion\\Uninstall"},
+};
+constexpr SkeletonValue kSam[] = {{u"SAM"}};
+constexpr SkeletonValue kSecurity[] = {{u"Policy"}};
+constexpr SkeletonValue kUser[] = {
+    {u"Control Panel\\Desktop"},
+    {u"Environment", u"TEMP", Kind::kExpandable, u"%USERPROFILE%\\Local Settings\\Temp"},
+    {u"Environment", u"TMP", Kind::kExpandable, u"%USERPROFILE%\\Local Settings\\Temp"},
+    {u"Software\\Microsoft\\Windows\\CurrentVersion\\Run"},
+};
+
+struct EmbeddedHive {
+    const char* file;
+    const char16_t* rootName;
+    std::string mount;
+    std::span<const SkeletonValue> skeleton;
+};
+
+std::vector<EmbeddedHive> EmbeddedHives()
+{
+    return {{"SYSTEM", u"SYSTEM", "HKEY_LOCAL_MACHINE\\SYSTEM", kSystem},
+            {"SOFTWARE", u"SOFTWARE", "HKEY_LOCAL_MACHINE\\SOFTWARE", kSoftware},
+            {"SAM", u"SAM", "HKEY_LOCAL_MACHINE\\SAM", kSam},
+            {"SECURITY", u"SECURITY", "HKEY_LOCAL_MACHINE\\SECURITY", kSecurity},
+            {"DEFAULT", u"DEFAULT", "HKEY_USERS\\.DEFAULT", kUser},
+            {"NTUSER.DAT", u"NTUSER", std::string("HKEY_USERS\\") + kUserSid, kUser}};
+}
+
+std::vector<std::byte> DataOf(const SkeletonValue& value)
+{
+    const std::u16string text = value.text;
+    std::vector<std::byte> data;
+    if (value.kind == Kind::kNumber) {
+        const auto number = static_cast<std::uint32_t>(std::stoul(ToUtf8(text)));
+        data.resize(sizeof number);
+        std::memcpy(data.data(), &number, sizeof number);
+    } else {
+        data.resize(2 * (text.size() + 1));
+        std::memcpy(data.data(), text.data(), 2 * text.size());
+    }
+    return data;
+}
+
+Result<CellOffset> MakeKeys(WritableHive& hive, std::u16string_view path)
+{
+    CellOffset at = hive.Reader().Root();
+    while (!path.empty()) {
+        const std::size_t end = std::min(path.find(u'\\'), path.size());
+        const std::u16string_view name = path.substr(0, end);
+        path.remove_prefix(std::min(end + 1, path.size()));
+        const Checked<KeyNode> node = hive.Reader().Key(at);
+        const Checked<CellOffset> found = node ? hive.Reader().FindSubkey(*node, name) : tl::unexpected(node.error());
+        if (!found) {
+            return tl::unexpected(hive.Reader().ToError(found.error()));
+        }
+        const Result<CellOffset> next = found->IsNil() ? hive.Writer().CreateKey(at, name) : Result<CellOffset>(*found);
+        if (!next) {
+            return next;
+        }
+        at = *next;
+    }
+    return at;
+}
+
+/// Makes a hive beside its place and then puts it there, so that a crash leaves no half of one.
+Result<void> MakeHive(FileStore& store, const std::filesystem::path& file, const EmbeddedHive& embedded)
+{
+    const std::filesystem::path fresh = file.string() + ".new";
+    const std::vector<std::byte> empty = EmptyHive(embedded.rootName, SystemClock().Now());
+    {
+        Result<std::unique_ptr<StoredFile>> stored = store.Open(fresh, FileStore::Mode::kCreate);
+        if (!stored) {
+            return tl::unexpected(std::move(stored.error()));
+        }
+        for (const auto& step : {(*stored)->Resize(0), (*stored)->Write(0, empty), (*stored)->Sync()}) {
+            if (!step) {
+                return step;
+            }
+        }
+    }
+    {
+        Result<std::unique_ptr<WritableHive>> hive = WritableHive::Open(store, fresh, SystemClock());
+        if (!hive) {
+            return tl::unexpected(std::move(hive.error()));
+        }
+        for (const SkeletonValue& value : embedded.skeleton) {
+            const Result<CellOffset> key = MakeKeys(**hive, value.key);
+            if (!key) {
+                return tl::unexpected(key.error());
+            }
+            if (value.name != nullptr) {
+                if (auto set = (*hive)->Writer().SetValue(*key, value.name, static_cast<std::uint32_t>(value.kind),
+                                                          DataOf(value));
+                    !set) {
+                    return set;
+                }
+            }
+        }
+        if (auto flushed = (*hive)->Flush(); !flushed) {
+            return flushed;
+        }
+    }
+    if (auto renamed = store.Rename(fresh, file); !renamed) {
+        return renamed;
+    }
+    return store.SyncFolder(file.parent_path());
+}
+
+} // namespace
+
+std::filesystem::path EmbeddedRegistryFolder()
+{
+    const char* data = std::getenv("XDG_DATA_HOME");
+    const char* home = std::getenv("HOME");
+    const std::filesystem::path base = data != nullptr && *data == '/'
+                                           ? std::filesystem::path(data)
+                                           : std::filesystem::path(home != nullptr ? home : "/") / ".local/share";
+    return base / "tolvar" / "registry";
+}
+
+Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder)
+{
+    std::error_code error;
+    for (const char* path :
+         {"", "drive_c/WINDOWS/system32", "drive_c/WINDOWS/TEMP", "drive_c/Program Files/Common Files"}) {
+        std::filesystem::create_directories(folder / path, error);
+        if (error) {
+            return Failure(ErrorCodeFromErrno(error.value()), "make " + (folder / path).string());
+        }
+    }
+    for (const EmbeddedHive& hive : EmbeddedHives()) {
+        if (!std::filesystem::exists(folder / hive.file, error)) {
+            if (auto made = MakeHive(SystemFiles(), folder / hive.file, hive); !made) {
+                return made;
+            }
+        }
+    }
+    return {};
+}
+
+Result<void> MountEmbeddedRegistry(Registry& registry, const std::filesystem::path& folder, MountMode mode)
+{
+    std::error_code error;
+    if (!std::filesystem::exists(folder / EmbeddedHives().front().file, error)) {
+        return {};
+    }
+    for (const EmbeddedHive& hive : EmbeddedHives()) {
+        if (auto mounted = registry.Mount({folder / hive.file, hive.mount}, mode); !mounted) {
+            return mounted;
+        }
+    }
+    const std::string user = std::string("HKEY_USERS\\") + kUserSid;
+    for (const auto& [link, target] :
+         {std::pair<std::string, std::string>{"HKEY_CURRENT_USER", user},
+          {"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet", "HKEY_LOCAL_MACHINE\\SYSTEM\\ControlSet001"},
+          {"HKEY_CURRENT_CONFIG", "HKEY_LOCAL_MACHINE\\SYSTEM\\ControlSet001\\Hardware Profiles\\0001"},
+          {"HKEY_CLASSES_ROOT", "HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes"}}) {
+        if (auto linked = registry.Link(link, target); !linked) {
+            return linked;
+        }
+    }
+    return {};
+}
+
+} // namespace tolvar
