@@ -60,6 +60,9 @@ public:
 [[nodiscard]] std::unique_ptr<Command> MakeRmCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeMvCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeRecoverCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeCompactCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeExportCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeImportCommand();
 
 /// Runs the program and answers its exit status: 0 done, 1 failed, 2 wrong usage, 3 a hive is in use by another
 /// program.

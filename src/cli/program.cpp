@@ -143,7 +143,8 @@ int RunProgram(int argc, char** argv)
 
     std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
     for (auto make : {MakeLsCommand, MakeInfoCommand, MakeGetCommand, MakeDumpCommand, MakeCheckCommand, MakeSetCommand,
-                      MakeNewCommand, MakeRmCommand, MakeMvCommand, MakeRecoverCommand}) {
+                      MakeNewCommand, MakeRmCommand, MakeMvCommand, MakeRecoverCommand, MakeCompactCommand,
+                      MakeExportCommand, MakeImportCommand}) {
         std::unique_ptr<Command> command = make();
         CLI::App* app = command->Register(program);
         commands.emplace_back(app, std::move(command));

@@ -265,6 +265,29 @@ def changes_are_durable_when_a_command_ends():
         check("no log is left behind", os.listdir(folder) == ["SAM"], os.listdir(folder))
 
 
+def keys_travel_through_hive_files():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", os.path.join(folder, "registry")]
+        source = ["--hive", f"{HIVES}/machines/NTUSER-win7.DAT@{X}"]
+        target = "HKEY_CURRENT_USER\\Imported"
+        saved, again = os.path.join(folder, "saved"), os.path.join(folder, "again")
+        check("export", run(*source, "export", X + "\\Software", saved, "--format", "hive").returncode == 0)
+        check("export onto a file", b"(183)" in run(*source, "export", X, saved, "--format", "hive").stderr)
+        check("new", run(*at, "new", target + "\\Old").returncode == 0)
+        check("import", run(*at, "import", saved, "--key", target, "--format", "hive").returncode == 0)
+        check("export of the import", run(*at, "export", target, again, "--format", "hive").returncode == 0)
+        dumps = [run("--hive", f"{file}@{X}", "dump", X).stdout for file in (saved, again)]
+        check("the same content, times and classes", dumps[0] == dumps[1] and len(dumps[0]) > 10000)
+        for file in (saved, again, os.path.join(folder, "registry", "NTUSER.DAT")):
+            check(f"check of {file}", run("check", file).stdout.startswith(b"0 errors, 0 warnings"), run("check", file).stdout)
+        check("compact", run("compact", saved, os.path.join(folder, "small")).returncode == 0 and
+              os.path.getsize(os.path.join(folder, "small")) <= os.path.getsize(saved))
+        broken = f"{HIVES}/damaged/BadListHive"
+        check("a damaged file changes nothing", run(*at, "import", broken, "--key", target, "--format", "hive").returncode == 1 and
+              run(*at, "export", target, saved + "2", "--format", "hive").returncode == 0 and
+              open(saved + "2", "rb").read()[4096:] == open(again, "rb").read()[4096:])
+
+
 def the_embedded_registry_is_made_at_first_use():
     with tempfile.TemporaryDirectory() as folder:
         at = ["--registry", folder]
@@ -337,6 +360,7 @@ commands_print_what_they_should()
 output_stops_when_its_reader_goes_away()
 changes_are_durable_when_a_command_ends()
 a_hive_in_use_is_said_with_its_process()
+keys_travel_through_hive_files()
 the_embedded_registry_is_made_at_first_use()
 sets_that_were_answered_survive_a_kill()
 recover_applies_the_logs_for_good()

@@ -141,6 +141,30 @@ TEST_F(WinregWrite, EnumeratesToAnEndWhileKeysComeAndGo)
     EXPECT_GT(seen, 20);
 }
 
+TEST_F(WinregWrite, RestoresWhatItSavedAndEndsTheHandlesBelow)
+{
+    const HKEY key = Create("W\\k");
+    const HKEY below = Create("W\\k\\Below");
+    EXPECT_EQ(Set(below, "v", REG_SZ, "text"), ERROR_SUCCESS);
+    const std::string saved = session.File().string() + ".saved";
+    EXPECT_EQ(RegSaveKeyA(key, saved.c_str(), nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegSaveKeyA(key, saved.c_str(), nullptr), ERROR_ALREADY_EXISTS);
+    Create("W\\k\\Later");
+    EXPECT_EQ(RegRestoreKeyA(key, (saved + "x").c_str(), 0), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegRestoreKeyA(key, saved.c_str(), 1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegRestoreKeyA(key, saved.c_str(), 4), ERROR_SUCCESS);
+    EXPECT_EQ(Set(below, "v", REG_SZ, "x"), ERROR_KEY_DELETED);
+    EXPECT_EQ(Set(key, "v", REG_SZ, "x"), ERROR_SUCCESS);
+    HKEY opened = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(key, "Later", 0, KEY_READ, &opened), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegOpenKeyExA(key, "below", 0, KEY_READ, &opened), ERROR_SUCCESS);
+    DWORD size = 0;
+    EXPECT_EQ(RegQueryValueExA(opened, "v", nullptr, nullptr, nullptr, &size), ERROR_SUCCESS);
+    EXPECT_EQ(size, 5U);
+    EXPECT_EQ(RegFlushKey(key), ERROR_SUCCESS);
+    EXPECT_EQ(fixtures::Findings(Hive::Open(session.File()).value()), "");
+}
+
 TEST_F(WinregWrite, WritesNothingIntoAHiveThatIsReadOnly)
 {
     const HKEY key = Create("W\\k");

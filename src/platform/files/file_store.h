@@ -55,6 +55,9 @@ public:
     /// A private copy of the file in memory, with address space to grow.
     [[nodiscard]] virtual Result<MappedFile> Map(const std::filesystem::path& file, std::size_t room) = 0;
 
+    /// Whether there is a file, folder or anything else of exactly that name.
+    [[nodiscard]] virtual bool Exists(const std::filesystem::path& file) = 0;
+
     /// The file of that name in its folder, without regard to case; nothing if there is none.
     [[nodiscard]] virtual std::optional<std::filesystem::path> Find(const std::filesystem::path& file) = 0;
 

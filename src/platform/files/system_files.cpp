@@ -149,6 +149,12 @@ public:
         return MappedFile::OpenPrivate(file, room);
     }
 
+    bool Exists(const std::filesystem::path& file) override
+    {
+        struct stat status = {};
+        return lstat(file.c_str(), &status) == 0;
+    }
+
     std::optional<std::filesystem::path> Find(const std::filesystem::path& file) override
     {
         std::error_code error;

@@ -46,6 +46,15 @@ public:
     /// Errors: kAlreadyExists where another value is called so; kFileNotFound.
     [[nodiscard]] Result<void> RenameValue(CellOffset key, std::u16string_view name, std::u16string_view newName);
 
+    /// Gives a key this security descriptor, and shares the record where another key has an equal one.
+    /// Errors: kInvalidParameter for one of more than 64 KiB.
+    [[nodiscard]] Result<void> SetSecurity(CellOffset key, std::span<const std::byte> descriptor);
+
+    /// Makes `target` a true copy of a key of another hive, with all below it: values, subkeys, classes, times and
+    /// security. What `target` held is gone. A record of `source` that can't be read ends it with its error, before
+    /// anything is changed.
+    [[nodiscard]] Result<void> Replace(CellOffset target, const Hive& source, CellOffset top);
+
     /// Sets the last write time, for copies that are to be true ones.
     [[nodiscard]] Result<void> SetLastWrite(CellOffset key, std::uint64_t time);
 
@@ -64,6 +73,9 @@ private:
     void RaiseField(CellOffset key, std::uint32_t at, std::uint32_t value);
 
     [[nodiscard]] Result<void> ShareSecurity(CellOffset security, int change);
+    [[nodiscard]] Result<CellOffset> FindOrMakeSecurity(CellOffset ring, std::span<const std::byte> descriptor);
+    [[nodiscard]] Result<void> Empty(CellOffset key);
+    [[nodiscard]] Result<void> CopyInto(CellOffset target, const Hive& source, const KeyNode& node);
     void ReleaseSecurity(CellOffset security);
 
     /// Where a value lies in its key's list, and its record.

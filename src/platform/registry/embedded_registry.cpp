@@ -4,7 +4,8 @@
 #include <cstring>
 #include <string>
 
-#include "platform/files/file_store.h"
+#include "platform/files/durable_write.h"
+#include "platform/hive/hive_composer.h"
 #include "platform/hive/writable_hive.h"
 #include "platform/system/clock.h"
 #include "platform/system/text.h"
@@ -97,19 +98,19 @@ std::vector<std::byte> DataOf(const SkeletonValue& value)
     return data;
 }
 
-Result<CellOffset> MakeKeys(WritableHive& hive, std::u16string_view path)
+Result<CellOffset> MakeKeys(const Hive& hive, HiveWriter& writer, std::u16string_view path)
 {
-    CellOffset at = hive.Reader().Root();
+    CellOffset at = hive.Root();
     while (!path.empty()) {
         const std::size_t end = std::min(path.find(u'\\'), path.size());
         const std::u16string_view name = path.substr(0, end);
         path.remove_prefix(std::min(end + 1, path.size()));
-        const Checked<KeyNode> node = hive.Reader().Key(at);
-        const Checked<CellOffset> found = node ? hive.Reader().FindSubkey(*node, name) : tl::unexpected(node.error());
+        const Checked<KeyNode> node = hive.Key(at);
+        const Checked<CellOffset> found = node ? hive.FindSubkey(*node, name) : tl::unexpected(node.error());
         if (!found) {
-            return tl::unexpected(hive.Reader().ToError(found.error()));
+            return tl::unexpected(hive.ToError(found.error()));
         }
-        const Result<CellOffset> next = found->IsNil() ? hive.Writer().CreateKey(at, name) : Result<CellOffset>(*found);
+        const Result<CellOffset> next = found->IsNil() ? writer.CreateKey(at, name) : Result<CellOffset>(*found);
         if (!next) {
             return next;
         }
@@ -118,48 +119,30 @@ Result<CellOffset> MakeKeys(WritableHive& hive, std::u16string_view path)
     return at;
 }
 
-/// Makes a hive beside its place and then puts it there, so that a crash leaves no half of one.
-Result<void> MakeHive(FileStore& store, const std::filesystem::path& file, const EmbeddedHive& embedded)
+/// The content of a new hive, made in memory.
+Result<std::vector<std::byte>> ComposeEmbedded(const EmbeddedHive& embedded)
 {
-    const std::filesystem::path fresh = file.string() + ".new";
-    const std::vector<std::byte> empty = EmptyHive(embedded.rootName, SystemClock().Now());
-    {
-        Result<std::unique_ptr<StoredFile>> stored = store.Open(fresh, FileStore::Mode::kCreate);
-        if (!stored) {
-            return tl::unexpected(std::move(stored.error()));
+    constexpr std::size_t kRoom = std::size_t{1} << 20; // a skeleton takes some pages
+    Result<MappedFile> copy = MappedFile::CopyOf(EmptyHive(embedded.rootName, SystemClock().Now()), kRoom);
+    Result<Hive> hive = copy ? Hive::FromCopy(std::move(*copy), embedded.file) : tl::unexpected(copy.error());
+    if (!hive) {
+        return tl::unexpected(std::move(hive.error()));
+    }
+    HiveEditor editor(*hive);
+    HiveWriter writer(editor, SystemClock());
+    for (const SkeletonValue& value : embedded.skeleton) {
+        const Result<CellOffset> key = MakeKeys(*hive, writer, value.key);
+        if (!key) {
+            return tl::unexpected(key.error());
         }
-        for (const auto& step : {(*stored)->Resize(0), (*stored)->Write(0, empty), (*stored)->Sync()}) {
-            if (!step) {
-                return step;
+        if (value.name != nullptr) {
+            if (auto set = writer.SetValue(*key, value.name, static_cast<std::uint32_t>(value.kind), DataOf(value));
+                !set) {
+                return tl::unexpected(std::move(set.error()));
             }
         }
     }
-    {
-        Result<std::unique_ptr<WritableHive>> hive = WritableHive::Open(store, fresh, SystemClock());
-        if (!hive) {
-            return tl::unexpected(std::move(hive.error()));
-        }
-        for (const SkeletonValue& value : embedded.skeleton) {
-            const Result<CellOffset> key = MakeKeys(**hive, value.key);
-            if (!key) {
-                return tl::unexpected(key.error());
-            }
-            if (value.name != nullptr) {
-                if (auto set = (*hive)->Writer().SetValue(*key, value.name, static_cast<std::uint32_t>(value.kind),
-                                                          DataOf(value));
-                    !set) {
-                    return set;
-                }
-            }
-        }
-        if (auto flushed = (*hive)->Flush(); !flushed) {
-            return flushed;
-        }
-    }
-    if (auto renamed = store.Rename(fresh, file); !renamed) {
-        return renamed;
-    }
-    return store.SyncFolder(file.parent_path());
+    return HiveComposer(*hive, {}, [](const HiveFault&) {}).Compose(hive->Root());
 }
 
 } // namespace
@@ -186,8 +169,12 @@ Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder)
     }
     for (const EmbeddedHive& hive : EmbeddedHives()) {
         if (!std::filesystem::exists(folder / hive.file, error)) {
-            if (auto made = MakeHive(SystemFiles(), folder / hive.file, hive); !made) {
-                return made;
+            const Result<std::vector<std::byte>> content = ComposeEmbedded(hive);
+            if (!content) {
+                return tl::unexpected(content.error());
+            }
+            if (auto written = WriteNewFile(SystemFiles(), folder / hive.file, *content); !written) {
+                return written;
             }
         }
     }

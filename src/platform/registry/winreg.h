@@ -159,3 +159,14 @@ LSTATUS RegRenameValue(HKEY key, const char* name, const char* newName);
 
 /// Makes all changes to the hive of the key durable. Answers what the file system answered.
 LSTATUS RegFlushKey(HKEY key);
+
+/// Saves the key and all below it, but nothing that is mounted there, as a new hive file, durable when this returns.
+/// `file` is a path of this system; `security` is not looked at. Answers 183 where there is such a file, 5 for a key
+/// that lies in no hive.
+LSTATUS RegSaveKeyA(HKEY key, const char* file, const void* security);
+
+/// Puts the content of a hive file in the place of the key's: values, subkeys, classes, times and security. The file is
+/// read as it would be mounted, its logs applied in memory. `flags`: 0 or 4. Handles to keys below it answer 1018
+/// afterwards. Answers 1015 for a file that can't be read whole, and the key is then as it was; otherwise as
+/// RegSetValueExA.
+LSTATUS RegRestoreKeyA(HKEY key, const char* file, DWORD flags);

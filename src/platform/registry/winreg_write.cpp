@@ -2,6 +2,8 @@
 #include <cstring>
 #include <string>
 
+#include "platform/files/durable_write.h"
+#include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
 #include "platform/registry/key_text.h"
 #include "platform/registry/winreg.h"
@@ -186,6 +188,22 @@ LSTATUS DeleteTree(Registry::State& state, const NamedKey& named)
     return ERROR_SUCCESS;
 }
 
+/// Whether a key lies below another one, by the parents that the keys name.
+bool IsBelow(const Hive& hive, CellOffset cell, CellOffset ancestor)
+{
+    for (unsigned level = 0; level < kMaxDepth && cell != hive.Root() && cell != ancestor; ++level) {
+        const Checked<KeyNode> node = hive.Key(cell);
+        if (!node) {
+            return true; // nothing good can come of such a handle
+        }
+        cell = node->parent;
+        if (cell == ancestor) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Changes a value of the handle's key: `change` gets the writer, the key's cell and the value's name.
 template <class Change>
 LSTATUS ChangeValue(HKEY key, const char* name, Change&& change)
@@ -339,4 +357,59 @@ LSTATUS RegFlushKey(HKEY key)
     }
     WritableHive* hive = call.State().WriterOf(call.Key().key.hive);
     return hive != nullptr ? CodeOf(hive->Flush()) : ERROR_SUCCESS;
+}
+
+LSTATUS RegSaveKeyA(HKEY key, const char* file, const void* /*security*/)
+{
+    if (file == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const RegistryCall call(key, 0);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    const KeyReference& reference = call.Key().key;
+    if (!reference.HasHive()) {
+        return ERROR_ACCESS_DENIED;
+    }
+    bool isWhole = true;
+    HiveComposer composer(*reference.hive, {}, [&isWhole](const HiveFault&) { isWhole = false; });
+    const Result<std::vector<std::byte>> content = composer.Compose(reference.cell);
+    if (!content) {
+        return CodeOf(content);
+    }
+    return isWhole ? CodeOf(WriteNewFile(SystemFiles(), file, *content)) : ERROR_REGISTRY_CORRUPT;
+}
+
+LSTATUS RegRestoreKeyA(HKEY key, const char* file, DWORD flags)
+{
+    constexpr DWORD kNoLazyFlush = 4;
+    if (file == nullptr || (flags != 0 && flags != kNoLazyFlush)) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    RecoveryReport recovery;
+    const Result<Hive> source = OpenForReading(SystemFiles(), file, recovery);
+    if (!source) {
+        return CodeOf(source);
+    }
+    WritingCall call(key, 0);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    const KeyReference target = call.Key().key;
+    const tl::expected<HiveWriter*, LSTATUS> writer = call.WriterOf(target);
+    if (!writer) {
+        return writer.error();
+    }
+    if (!call.State().Grants(call.Key().path, target, KEY_ALL_ACCESS)) {
+        return ERROR_ACCESS_DENIED;
+    }
+    // By the keys themselves and not by their paths: one key may be open by several of them.
+    call.State().handles.ForEach([&](OpenKey& open) {
+        open.isDeleted =
+            open.isDeleted || (open.key.hive == target.hive && IsBelow(*target.hive, open.key.cell, target.cell));
+    });
+    const Result<void> replaced = (*writer)->Replace(target.cell, *source, source->Root());
+    call.NoteChange(call.Key().path);
+    return CodeOf(replaced);
 }

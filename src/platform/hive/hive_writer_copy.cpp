@@ -1,0 +1,174 @@
+#include <algorithm>
+
+#include "platform/hive/hive_validator.h"
+#include "platform/hive/hive_walk.h"
+#include "platform/hive/hive_writer.h"
+#include "platform/hive/signature.h"
+
+namespace tolvar {
+
+namespace {
+
+// Fields of a security record (hive-format.md, 9.1).
+constexpr std::uint32_t kNext = 4;
+constexpr std::uint32_t kPrevious = 8;
+constexpr std::uint32_t kReferences = 12;
+constexpr std::uint32_t kLength = 16;
+constexpr std::uint32_t kDescriptor = 20;
+constexpr std::uint32_t kKeySecurity = 44; // of a key
+constexpr std::size_t kMaxDescriptor = 65535;
+
+/// Looks whether everything below a key can be read.
+struct Faults {
+    std::optional<HiveFault> first;
+
+    bool OnKey(const KeyNode& /*key*/, unsigned /*depth*/) { return true; }
+    void OnValue(const ValueRecord& /*value*/, DataView /*data*/) {}
+    void OnValuesEnd(const KeyNode& /*key*/) {}
+    void OnFault(const HiveFault& fault, unsigned /*depth*/) { first = first.value_or(fault); }
+    [[nodiscard]] bool IsStopped() const { return first.has_value(); }
+};
+
+} // namespace
+
+/// The record with this descriptor in the ring that `ring` belongs to, one key more counted; a new one where there is
+/// none.
+Result<CellOffset> HiveWriter::FindOrMakeSecurity(CellOffset ring, std::span<const std::byte> descriptor)
+{
+    CellOffset at = ring;
+    std::uint32_t steps = m_hive.Length() / kDescriptor; // no ring has more records
+    do {
+        const Checked<CellView> cell = m_hive.Cell(at);
+        if (!cell || cell->size < kDescriptor || cell->Field<std::uint16_t>(0) != Signature('s', 'k')) {
+            return tl::unexpected(ToError(cell ? HiveFault{Breach::kSecuritySignature, at} : cell.error()));
+        }
+        const auto length = cell->Field<std::uint32_t>(kLength);
+        if (length == descriptor.size() && length <= cell->size - kDescriptor &&
+            std::ranges::equal(cell->Bytes().subspan(kDescriptor, length), descriptor)) {
+            m_editor.Store(at, kReferences, cell->Field<std::uint32_t>(kReferences) + 1);
+            return at;
+        }
+        at = CellOffset{cell->Field<std::uint32_t>(kNext)};
+    } while (at != ring && --steps != 0);
+    const Result<CellOffset> made = m_editor.Allocate(static_cast<std::uint32_t>(kDescriptor + descriptor.size()));
+    if (!made) {
+        return made;
+    }
+    const CellOffset next{m_hive.Cell(ring)->Field<std::uint32_t>(kNext)};
+    m_editor.Store(*made, 0, Signature('s', 'k'));
+    m_editor.Store(*made, kNext, next.value);
+    m_editor.Store(*made, kPrevious, ring.value);
+    m_editor.Store(*made, kReferences, 1U);
+    m_editor.Store(*made, kLength, static_cast<std::uint32_t>(descriptor.size()));
+    m_editor.StoreBytes(*made, kDescriptor, descriptor);
+    m_editor.Store(ring, kNext, made->value);
+    m_editor.Store(next, kPrevious, made->value);
+    return made;
+}
+
+Result<void> HiveWriter::SetSecurity(CellOffset key, std::span<const std::byte> descriptor)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
+    if (descriptor.empty() || descriptor.size() > kMaxDescriptor) {
+        return Failure(ErrorCode::kInvalidParameter, "a security descriptor of no bytes or more than 64 KiB");
+    }
+    const std::vector<std::byte> own(descriptor.begin(), descriptor.end()); // it may lie in the record that is let go
+    const Result<CellOffset> record = FindOrMakeSecurity(node->security, own);
+    if (!record) {
+        return tl::unexpected(record.error());
+    }
+    ReleaseSecurity(node->security);
+    m_editor.Store(key, kKeySecurity, record->value);
+    TouchKey(key);
+    return {};
+}
+
+/// Deletes everything in a key, deepest keys first.
+Result<void> HiveWriter::Empty(CellOffset key)
+{
+    std::vector<CellOffset> pending = {key};
+    while (!pending.empty() && pending.size() <= kMaxDepth) {
+        const Result<KeyNode> node = Key(pending.back());
+        if (!node) {
+            return tl::unexpected(node.error());
+        }
+        const Checked<CellOffset> first = m_hive.Subkeys(*node).Next();
+        if (!first) {
+            return tl::unexpected(ToError(first.error()));
+        }
+        if (!first->IsNil()) {
+            pending.push_back(*first);
+            continue;
+        }
+        if (pending.size() > 1) {
+            if (auto deleted = DeleteKey(pending.back()); !deleted) {
+                return deleted;
+            }
+        }
+        pending.pop_back();
+    }
+    while (true) {
+        const Result<KeyNode> node = Key(key);
+        const Checked<ValueListView> values = node ? m_hive.Values(*node) : Checked<ValueListView>(ValueListView{});
+        const Checked<ValueRecord> last =
+            values && values->count != 0 ? m_hive.Value((*values)[values->count - 1]) : Fault(Breach::kNone, key);
+        if (!last) {
+            return last.error().breach == Breach::kNone ? Result<void>() : tl::unexpected(ToError(last.error()));
+        }
+        if (auto deleted = DeleteValue(key, last->name.ToUtf16()); !deleted) {
+            return deleted;
+        }
+    }
+}
+
+Result<void> HiveWriter::CopyInto(CellOffset target, const Hive& source, const KeyNode& node)
+{
+    const ValueListView values = *source.Values(node);
+    for (std::uint32_t i = 0; i < values.count; ++i) {
+        const ValueRecord value = *source.Value(values[i]);
+        const auto data = source.ReadData(value);
+        if (!data) {
+            return tl::unexpected(source.ToError(data.error()));
+        }
+        if (auto set = SetValue(target, value.name.ToUtf16(), value.type, *data); !set) {
+            return set;
+        }
+    }
+    SubkeyCursor subkeys = source.Subkeys(node);
+    for (Checked<CellOffset> next = subkeys.Next(); next && !next->IsNil(); next = subkeys.Next()) {
+        const KeyNode child = *source.Key(*next);
+        const Checked<NameView> className = source.ClassName(child);
+        const Result<CellOffset> made =
+            CreateKey(target, child.name.ToUtf16(), className ? className->ToUtf16() : std::u16string());
+        if (!made) {
+            return tl::unexpected(made.error());
+        }
+        if (auto copied = CopyInto(*made, source, child); !copied) {
+            return copied;
+        }
+    }
+    if (const auto descriptor = source.SecurityDescriptor(node); descriptor && !descriptor->empty()) {
+        if (auto secured = SetSecurity(target, *descriptor); !secured) {
+            return secured;
+        }
+    }
+    return SetLastWrite(target, node.lastWrite);
+}
+
+Result<void> HiveWriter::Replace(CellOffset target, const Hive& source, CellOffset top)
+{
+    Faults faults;
+    HiveWalk(source, faults).Run(top);
+    if (faults.first) {
+        return tl::unexpected(source.ToError(*faults.first));
+    }
+    if (auto emptied = Empty(target); !emptied) {
+        return emptied;
+    }
+    return CopyInto(target, source, *source.Key(top));
+}
+
+} // namespace tolvar
