@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Runs the real program on real hives: cli_test.py TOLVAR SHARED_DIR."""
+import base64
 import fcntl
 import json
 import os
@@ -10,6 +11,7 @@ import subprocess
 import sys
 import tempfile
 import time
+from xml.etree import ElementTree
 
 TOLVAR, SHARED = sys.argv[1], sys.argv[2]
 HIVES = os.path.join(SHARED, "hives")
@@ -288,6 +290,50 @@ def keys_travel_through_hive_files():
               open(saved + "2", "rb").read()[4096:] == open(again, "rb").read()[4096:])
 
 
+XML_TYPES = {"none": 0, "string": 1, "expand": 2, "binary": 3, "int32": 4, "int32BE": 5, "link": 6, "string-list": 7,
+             "resource-list": 8, "resource-description": 9, "resource-requirements": 10, "int64": 11}
+
+
+def values_of_xml(node, path, found):
+    """Path, name and type of each value, and the data of numbers and bytes, as hivexml reads them."""
+    found.add((path,))
+    for child in node:
+        if child.tag == "node":
+            values_of_xml(child, path + "\\" + child.get("name"), found)
+        elif child.tag == "value":
+            kind = child.get("type")
+            data = base64.b64decode(child.get("value")).hex() if kind == "binary" else ""
+            if kind == "int32":
+                data = struct.pack("<I", int(child.get("value")) & 0xFFFFFFFF).hex()
+            found.add((path, child.get("key") or "", XML_TYPES[kind], data))
+
+
+def an_independent_reader_agrees():
+    if not shutil.which("hivexml"):
+        print("skipped: hivexml is not installed")
+        return
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder]
+        run(*at, "new", "HKEY_CURRENT_USER\\Copy")
+        check("import for the other reader", run(*at, "import", f"{HIVES}/machines/BCD", "--key", "HKEY_CURRENT_USER\\Copy",
+                                                 "--format", "hive").returncode == 0)
+        for number in range(30):
+            run(*at, "set", f"HKEY_CURRENT_USER\\Software", f"v{number}", "--type", "4", f"{number:08x}")
+        hive = os.path.join(folder, "NTUSER.DAT")
+        theirs = set()
+        xml = subprocess.run(["hivexml", hive], capture_output=True, check=True).stdout
+        values_of_xml(ElementTree.fromstring(xml).find("node"), X, theirs)
+        ours = set()
+        for line in run("--hive", f"{hive}@{X}", "dump", X).stdout.splitlines():
+            key = json.loads(line)
+            ours.add((key["key"],))
+            for value in key["values"]:
+                data = value["data"] if value["type"] == 3 or value["type"] == 4 else ""
+                ours.add((key["key"], value["name"], value["type"], data))
+        check("hivexml reads the same keys, values, types and data", ours == theirs and len(ours) > 200,
+              sorted(ours ^ theirs)[:5])
+
+
 def the_embedded_registry_is_made_at_first_use():
     with tempfile.TemporaryDirectory() as folder:
         at = ["--registry", folder]
@@ -361,6 +407,7 @@ output_stops_when_its_reader_goes_away()
 changes_are_durable_when_a_command_ends()
 a_hive_in_use_is_said_with_its_process()
 keys_travel_through_hive_files()
+an_independent_reader_agrees()
 the_embedded_registry_is_made_at_first_use()
 sets_that_were_answered_survive_a_kill()
 recover_applies_the_logs_for_good()

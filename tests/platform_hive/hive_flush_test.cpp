@@ -1,3 +1,5 @@
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -117,14 +119,22 @@ void ExpectOneOf(PowerCutStore& medium, const Flushes& run)
     EXPECT_EQ(Findings(reader), "");
 }
 
+/// How often each stopping point is tried, each time with other losses. TOLVAR_POWER_CUTS sets it for a longer run.
+std::uint32_t TriesOfAStop()
+{
+    const char* setting = std::getenv("TOLVAR_POWER_CUTS");
+    return setting != nullptr ? static_cast<std::uint32_t>(std::strtoul(setting, nullptr, 10)) : 6;
+}
+
 TEST(HiveFlush, LeavesAWholeStateWhereverThePowerIsCut)
 {
+    std::size_t stops = 0;
     for (const LogFormat format : {LogFormat::kNone, LogFormat::kOld, LogFormat::kNew}) {
         PowerCutStore counted = StoreWithHive(format);
         counted.FailAt(0);
         ASSERT_FALSE(FlushUntilFailure(counted, 3, 4).hasFailed);
         for (std::size_t call = 1; call <= counted.Calls(); ++call) {
-            for (std::uint32_t seed = 0; seed < 6; ++seed) {
+            for (std::uint32_t seed = 0; seed < TriesOfAStop(); ++seed, stops += 2) {
                 SCOPED_TRACE(testing::Message()
                              << "format " << static_cast<int>(format) << ", call " << call << ", seed " << seed);
                 PowerCutStore store = StoreWithHive(format);
@@ -142,6 +152,7 @@ TEST(HiveFlush, LeavesAWholeStateWhereverThePowerIsCut)
             }
         }
     }
+    std::printf("%zu stopping points\n", stops);
 }
 
 TEST(HiveFlush, CanBeTriedAgainAfterAFullDiskOrEndsWithWhatOpensWhole)

@@ -1,0 +1,134 @@
+// Changes a hive through our writer and prints what it took:
+//   write_tolvar one HIVE    one value set and made durable, milliseconds; then what as many syncs of small writes take
+//   write_tolvar many HIVE   100,000 keys with 3 values each in one flush, keys a second; then bytes, compacted and not
+//   write_tolvar churn HIVE  10,000 keys deleted and made again, 50 times: the length after the second and the last
+//   round
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "platform/hive/hive_composer.h"
+#include "platform/hive/writable_hive.h"
+
+namespace {
+
+using namespace tolvar;
+using Clock = std::chrono::steady_clock;
+
+double Milliseconds(Clock::time_point since)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - since).count();
+}
+
+std::u16string Name(const char* prefix, unsigned number)
+{
+    const std::string text = prefix + std::to_string(100'000 + number);
+    return {text.begin(), text.end()};
+}
+
+void AddKeys(WritableHive& hive, unsigned parents, unsigned perParent)
+{
+    std::vector<std::byte> text(40, std::byte{'x'});
+    std::vector<std::byte> number(4, std::byte{7});
+    for (unsigned p = 0; p < parents; ++p) {
+        const CellOffset parent = hive.Writer().CreateKey(hive.Reader().Root(), Name("Parent", p)).value();
+        for (unsigned k = 0; k < perParent; ++k) {
+            const CellOffset key = hive.Writer().CreateKey(parent, Name("Key", k)).value();
+            static_cast<void>(hive.Writer().SetValue(key, u"Text", 1, text));
+            static_cast<void>(hive.Writer().SetValue(key, u"Number", 4, number));
+            static_cast<void>(hive.Writer().SetValue(key, u"Data", 3, text));
+        }
+    }
+}
+
+int One(const char* file)
+{
+    const auto start = Clock::now();
+    {
+        const auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+        const std::vector<std::byte> data(8, static_cast<std::byte>(start.time_since_epoch().count()));
+        if (!hive->Writer().SetValue(hive->Reader().Root(), u"Bench", 3, data) || !hive->Flush()) {
+            return 1;
+        }
+    }
+    const double ours = Milliseconds(start);
+    // What the disk takes by itself for the syncs of a flush: log, base block, pages, base block, and a folder for the
+    // log.
+    const std::string plain = std::string(file) + ".sync";
+    const auto stored = SystemFiles().Open(plain, FileStore::Mode::kCreate).value();
+    static_cast<void>(stored->Write(0, std::vector<std::byte>(65536)));
+    static_cast<void>(stored->Sync());
+    const auto disk = Clock::now();
+    for (unsigned i = 0; i < 5; ++i) {
+        static_cast<void>(stored->Write(4096 * i, std::vector<std::byte>(4096, static_cast<std::byte>(i + 1))));
+        static_cast<void>(stored->Sync());
+    }
+    std::printf("%.2f %.2f\n", ours, Milliseconds(disk));
+    return SystemFiles().Remove(plain) ? 0 : 1;
+}
+
+int Many(const char* file)
+{
+    constexpr unsigned kParents = 1000;
+    constexpr unsigned kPerParent = 100;
+    const auto start = Clock::now();
+    const auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+    AddKeys(*hive, kParents, kPerParent);
+    if (!hive->Flush()) {
+        return 1;
+    }
+    const double taken = Milliseconds(start);
+    HiveComposer composer(hive->Reader(), {}, [](const HiveFault&) {});
+    const std::size_t compact = composer.Compose(hive->Reader().Root()).value().size();
+    std::printf("%.0f %zu %zu\n", 1000.0 * kParents * kPerParent / taken, hive->Reader().FileBytes().size(), compact);
+    return 0;
+}
+
+int Churn(const char* file)
+{
+    const auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+    std::uint32_t second = 0;
+    for (int round = 0; round < 50; ++round) {
+        AddKeys(*hive, 10, 1000);
+        for (unsigned p = 0; p < 10; ++p) {
+            const CellOffset parent =
+                hive->Reader().FindSubkey(*hive->Reader().Key(hive->Reader().Root()), Name("Parent", p)).value();
+            for (unsigned k = 0; k < 1000; ++k) {
+                const CellOffset key = hive->Reader().FindSubkey(*hive->Reader().Key(parent), Name("Key", k)).value();
+                static_cast<void>(hive->Writer().DeleteKey(key));
+            }
+            static_cast<void>(hive->Writer().DeleteKey(parent));
+        }
+        if (!hive->Flush()) {
+            return 1;
+        }
+        second = round == 1 ? hive->Reader().Length() : second;
+    }
+    std::printf("%u %u\n", second, hive->Reader().Length());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const std::string_view what = argc == 3 ? argv[1] : "";
+    if (what == "one") {
+        return One(argv[2]);
+    }
+    if (what == "many") {
+        return Many(argv[2]);
+    }
+    if (what == "churn") {
+        return Churn(argv[2]);
+    }
+    if (what == "empty") { // a hive to begin with
+        const std::vector<std::byte> hive = EmptyHive(u"ROOT", 0);
+        const auto stored = SystemFiles().Open(argv[2], FileStore::Mode::kCreate).value();
+        return stored->Resize(0) && stored->Write(0, hive) && stored->Sync() ? 0 : 1;
+    }
+    std::fprintf(stderr, "usage: write_tolvar one|many|churn|empty HIVE\n");
+    return 2;
+}
