@@ -251,10 +251,13 @@ void HiveComposer::WriteSubkeys(CellOffset cell, const KeyNode& node, unsigned l
     // A damaged hive may have its keys in any order, and a name twice: the first one stays.
     std::ranges::stable_sort(
         children, [](const Child& left, const Child& right) { return CompareNames(left.name, right.name) < 0; });
-    const auto twice = std::ranges::unique(
-        children, [](const Child& left, const Child& right) { return CompareNames(left.name, right.name) == 0; });
-    std::ranges::for_each(twice, [this](const Child& child) { m_onFault({Breach::kListOrder, child.source}); });
-    children.erase(twice.begin(), twice.end());
+    const auto isSame = [](const Child& left, const Child& right) { return CompareNames(left.name, right.name) == 0; };
+    for (std::size_t i = 1; i < children.size(); ++i) {
+        if (isSame(children[i - 1], children[i])) {
+            m_onFault({Breach::kListOrder, children[i].source});
+        }
+    }
+    children.erase(std::unique(children.begin(), children.end(), isSame), children.end());
     if (children.empty() || level >= kMaxDepth) {
         if (!children.empty()) {
             m_onFault({Breach::kDepth, node.offset});
