@@ -1,11 +1,12 @@
 #include <QApplication>
-#include <QStyleFactory>
 
 #include "app/tolvar_app.h"
 #include "app/window_palette.h"
+#include "platform/system/standard_streams.h"
 
 int main(int argc, char** argv)
 {
+    tolvar::HoldStandardStreams();
     tolvar::StudioOptions options;
     if (const int status = options.Parse(argc, argv); status != tolvar::StudioOptions::kGoOn) {
         return status;

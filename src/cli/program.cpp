@@ -3,11 +3,11 @@
 #include <shared_mutex>
 
 #include <CLI/CLI.hpp>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "cli/command.h"
 #include "platform/registry/embedded_registry.h"
+#include "platform/system/standard_streams.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
@@ -26,17 +26,6 @@ void PrintLine(std::string_view text)
     AppendVisible(line, text);
     line.push_back('\n');
     static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr)); // there is nowhere left to say that it failed
-}
-
-/// Keeps the numbers of standard streams that the caller has closed from going to the next file that is opened: every
-/// message would be written into it. What stands there refuses to be written to.
-void HoldStandardStreams()
-{
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(stream, F_GETFD) == -1) {
-            static_cast<void>(open("/dev/null", O_RDONLY));
-        }
-    }
 }
 
 /// What the way to a key tells of a failure: a damaged file and the place in it, where the registry's calls have only a

@@ -32,7 +32,7 @@ TEST(FileTime, IsWrittenForEveryNumber)
 
 TEST(FileTime, IsShownInTheUsersZone)
 {
-    setenv("TZ", "XXX-2", 1);
+    setenv("TZ", "TST-2", 1);
     tzset();
     EXPECT_EQ(LocalTimeText(0x01C4111DB749B000), "Tue Mar 23 23:28:00 2004");
     EXPECT_NE(LocalTimeText(0xFFFFFFFFFFFFFFFF), "");

@@ -22,24 +22,6 @@ constexpr std::uint32_t kFirstHashMinor = 5;
 constexpr std::uint32_t kBigDataMinor = 4;
 constexpr std::uint32_t kLeastMinor = 3;
 
-bool IsLatin1(std::u16string_view name)
-{
-    return std::ranges::all_of(name, [](char16_t unit) { return unit <= 0xFF; });
-}
-
-std::vector<std::byte> StoredName(std::u16string_view name)
-{
-    std::vector<std::byte> stored;
-    const bool isLatin1 = IsLatin1(name);
-    for (const char16_t unit : name) {
-        stored.push_back(static_cast<std::byte>(unit & 0xFF));
-        if (!isLatin1) {
-            stored.push_back(static_cast<std::byte>(unit >> 8));
-        }
-    }
-    return stored;
-}
-
 } // namespace
 
 HiveComposer::HiveComposer(const Hive& source, std::u16string rootName, std::function<void(const HiveFault&)> onFault)
@@ -153,7 +135,7 @@ CellOffset HiveComposer::WriteValue(const ValueRecord& value, std::span<const st
     Store(cell, 2, static_cast<std::uint16_t>(stored.size()));
     Store(cell, 4, size | (size <= 4 ? 0x80000000U : 0U));
     Store(cell, 12, value.type);
-    Store(cell, 16, static_cast<std::uint16_t>(IsLatin1(name) && !name.empty() ? 1 : 0));
+    Store(cell, 16, static_cast<std::uint16_t>(FitsLatin1(name) && !name.empty() ? 1 : 0));
     StoreBytes(cell, 20, stored);
     if (size <= 4) {
         StoreBytes(cell, 8, data);
@@ -290,7 +272,7 @@ void HiveComposer::WriteNode(CellOffset cell, const KeyNode& node, CellOffset pa
     constexpr std::uint16_t kRoot = key_flags::kHiveEntry | key_flags::kNoDelete;
     const std::vector<std::byte> stored = StoredName(name);
     const std::uint32_t flags = (node.flags & ~std::uint32_t{kPlace}) | (parent.IsNil() ? kRoot : 0U) |
-                                (IsLatin1(name) ? key_flags::kLatin1Name : 0U);
+                                (FitsLatin1(name) ? key_flags::kLatin1Name : 0U);
     Store(cell, 0, Signature('n', 'k'));
     Store(cell, 2, static_cast<std::uint16_t>(flags));
     Store(cell, 4, node.lastWrite);

@@ -35,16 +35,6 @@ constexpr std::uint8_t kVirtualizeBelow =
     0x80; // of the user flags: what a key says of virtualization holds for its subkeys
 constexpr std::size_t kMaxClassUnits = 32767;
 
-bool IsLatin1(std::u16string_view name)
-{
-    return std::ranges::all_of(name, [](char16_t unit) { return unit <= 0xFF; });
-}
-
-std::uint32_t StoredLength(std::u16string_view name)
-{
-    return static_cast<std::uint32_t>(IsLatin1(name) ? name.size() : 2 * name.size());
-}
-
 Result<void> CheckKeyName(std::u16string_view name)
 {
     if (name.empty() || name.size() > kMaxKeyName || name.find(u'\\') != std::u16string_view::npos) {
@@ -83,18 +73,11 @@ void HiveWriter::RaiseField(CellOffset key, std::uint32_t at, std::uint32_t valu
     }
 }
 
-/// Names are stored with one byte a unit where all of them allow it, and always so: equal names are then equal bytes.
-void HiveWriter::StoreName(CellOffset cell, std::uint32_t lengthField, std::uint32_t nameField,
-                           std::u16string_view name)
+void HiveWriter::StoreName(CellOffset cell, std::u16string_view name)
 {
-    const std::uint32_t length = StoredLength(name);
-    m_editor.Store(cell, lengthField, static_cast<std::uint16_t>(length));
-    std::byte* out = m_editor.Touch(cell, nameField, length);
-    if (length == name.size()) {
-        std::ranges::transform(name, out, [](char16_t unit) { return static_cast<std::byte>(unit); });
-    } else {
-        std::memcpy(out, name.data(), length);
-    }
+    const std::vector<std::byte> stored = StoredName(name);
+    m_editor.Store(cell, field::kNameLength, static_cast<std::uint16_t>(stored.size()));
+    m_editor.StoreBytes(cell, field::kName, stored);
 }
 
 Result<SubkeyPlace> HiveWriter::PlaceOf(const KeyNode& parent, std::u16string_view name)
@@ -164,7 +147,8 @@ void HiveWriter::ReleaseSecurity(CellOffset security)
 
 Result<CellOffset> HiveWriter::WriteNode(const KeyNode& parent, std::u16string_view name, std::u16string_view className)
 {
-    const Result<CellOffset> cell = m_editor.Allocate(field::kName + StoredLength(name));
+    const Result<CellOffset> cell =
+        m_editor.Allocate(field::kName + static_cast<std::uint32_t>(StoredName(name).size()));
     if (!cell) {
         return cell;
     }
@@ -188,7 +172,7 @@ Result<CellOffset> HiveWriter::WriteNode(const KeyNode& parent, std::u16string_v
     }
     const bool inheritsFlags = (parent.virtualizationFlags & kVirtualizeBelow) != 0;
     m_editor.Store(*cell, 0, Signature('n', 'k'));
-    m_editor.Store(*cell, field::kFlags, IsLatin1(name) ? key_flags::kLatin1Name : std::uint16_t{0});
+    m_editor.Store(*cell, field::kFlags, FitsLatin1(name) ? key_flags::kLatin1Name : std::uint16_t{0});
     m_editor.Store(*cell, field::kLastWrite, m_clock.Now());
     m_editor.Store(*cell, field::kParent, parent.offset.value);
     for (const std::uint32_t at : {field::kSubkeyList, field::kVolatileList, field::kValueList}) {
@@ -199,7 +183,7 @@ Result<CellOffset> HiveWriter::WriteNode(const KeyNode& parent, std::u16string_v
     m_editor.Store(*cell, field::kUserFlags,
                    static_cast<std::uint8_t>(inheritsFlags ? parent.virtualizationFlags & 0xF0U : 0U));
     m_editor.Store(*cell, field::kClassLength, static_cast<std::uint16_t>(2 * className.size()));
-    StoreName(*cell, field::kNameLength, field::kName, name);
+    StoreName(*cell, name);
     return cell;
 }
 
@@ -354,14 +338,15 @@ Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view nam
 
 Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view name)
 {
-    const Result<CellOffset> cell = m_editor.Grow(key.offset, field::kName + StoredLength(name), field::kName);
+    const Result<CellOffset> cell =
+        m_editor.Grow(key.offset, field::kName + static_cast<std::uint32_t>(StoredName(name).size()), field::kName);
     if (!cell) {
         return cell;
     }
     const std::uint16_t flags = static_cast<std::uint16_t>(key.flags & ~key_flags::kLatin1Name);
     m_editor.Store(*cell, field::kFlags,
-                   static_cast<std::uint16_t>(flags | (IsLatin1(name) ? key_flags::kLatin1Name : 0)));
-    StoreName(*cell, field::kNameLength, field::kName, name);
+                   static_cast<std::uint16_t>(flags | (FitsLatin1(name) ? key_flags::kLatin1Name : 0)));
+    StoreName(*cell, name);
     if (*cell != key.offset) {
         if (m_orderedKeys.erase(key.offset.value) != 0) {
             m_orderedKeys.insert(cell->value);

@@ -69,7 +69,7 @@ private:
                                                std::u16string_view className);
     [[nodiscard]] Result<CellOffset> MoveNode(const KeyNode& key, std::u16string_view name);
     [[nodiscard]] Result<void> PointChildrenTo(const KeyNode& key, CellOffset parent);
-    void StoreName(CellOffset cell, std::uint32_t lengthField, std::uint32_t nameField, std::u16string_view name);
+    void StoreName(CellOffset cell, std::u16string_view name);
     void RaiseField(CellOffset key, std::uint32_t at, std::uint32_t value);
 
     [[nodiscard]] Result<void> ShareSecurity(CellOffset security, int change);

@@ -27,16 +27,6 @@ constexpr std::size_t kMaxSegments = 65535;
 constexpr std::uint32_t kLeastList = 4;       // values that a new list has room for
 constexpr std::uint32_t kMaxValues = 262'143; // what a list of one megabyte holds
 
-std::span<const std::byte> AsBytes(std::u16string_view name)
-{
-    return std::as_bytes(std::span(name));
-}
-
-bool IsLatin1(std::u16string_view name)
-{
-    return std::ranges::all_of(name, [](char16_t unit) { return unit <= 0xFF; });
-}
-
 } // namespace
 
 Result<std::optional<HiveWriter::FoundValue>> HiveWriter::FindValue(const KeyNode& key, std::u16string_view name) const
@@ -131,23 +121,16 @@ Result<CellOffset> HiveWriter::WriteData(std::span<const std::byte> data)
 
 Result<CellOffset> HiveWriter::WriteRecord(std::u16string_view name, std::uint32_t type)
 {
-    const bool isLatin1 = IsLatin1(name);
-    const auto length = static_cast<std::uint32_t>(isLatin1 ? name.size() : 2 * name.size());
-    const Result<CellOffset> record = m_editor.Allocate(kValueName + length);
+    const std::vector<std::byte> stored = StoredName(name);
+    const Result<CellOffset> record = m_editor.Allocate(static_cast<std::uint32_t>(kValueName + stored.size()));
     if (!record) {
         return record;
     }
     m_editor.Store(*record, 0, Signature('v', 'k'));
+    m_editor.Store(*record, kValueNameLength, static_cast<std::uint16_t>(stored.size()));
     m_editor.Store(*record, kValueType, type);
-    m_editor.Store(*record, kValueFlags, static_cast<std::uint16_t>(isLatin1 && !name.empty() ? 1 : 0));
-    if (isLatin1) {
-        m_editor.Store(*record, kValueNameLength, static_cast<std::uint16_t>(length));
-        std::ranges::transform(name, m_editor.Touch(*record, kValueName, length),
-                               [](char16_t unit) { return static_cast<std::byte>(unit); });
-    } else {
-        m_editor.Store(*record, kValueNameLength, static_cast<std::uint16_t>(length));
-        m_editor.StoreBytes(*record, kValueName, AsBytes(name));
-    }
+    m_editor.Store(*record, kValueFlags, static_cast<std::uint16_t>(FitsLatin1(name) && !name.empty() ? 1 : 0));
+    m_editor.StoreBytes(*record, kValueName, stored);
     return record;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/hive/name_view.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/system/text.h"
 
@@ -81,6 +82,22 @@ std::string NameView::ToUtf8() const
     out.reserve(bytes);
     AppendUtf8(out);
     return out;
+}
+
+bool FitsLatin1(std::u16string_view name) noexcept
+{
+    return std::ranges::all_of(name, [](char16_t unit) { return unit <= 0xFF; });
+}
+
+std::vector<std::byte> StoredName(std::u16string_view name)
+{
+    std::vector<std::byte> stored(FitsLatin1(name) ? name.size() : 2 * name.size());
+    if (stored.size() == name.size()) {
+        std::ranges::transform(name, stored.begin(), [](char16_t unit) { return static_cast<std::byte>(unit); });
+    } else {
+        std::memcpy(stored.data(), name.data(), stored.size());
+    }
+    return stored;
 }
 
 int CompareNames(const NameView& left, std::u16string_view right) noexcept

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/hive/cell.h"
 
@@ -28,6 +29,13 @@ struct NameView {
     void AppendUtf8(std::string& out) const;
     [[nodiscard]] std::string ToUtf8() const;
 };
+
+/// Whether every unit of a name fits into a byte. Such a name is stored so, and always: equal names are then equal
+/// bytes.
+[[nodiscard]] bool FitsLatin1(std::u16string_view name) noexcept;
+
+/// The bytes with which a name is stored: one a unit where FitsLatin1, else two.
+[[nodiscard]] std::vector<std::byte> StoredName(std::u16string_view name);
 
 /// Order without regard to case, as CompareNames.
 [[nodiscard]] int CompareNames(const NameView& left, std::u16string_view right) noexcept;
