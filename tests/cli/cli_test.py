@@ -332,6 +332,11 @@ def an_independent_reader_agrees():
                 ours.add((key["key"], value["name"], value["type"], data))
         check("hivexml reads the same keys, values, types and data", ours == theirs and len(ours) > 200,
               sorted(ours ^ theirs)[:5])
+        if shutil.which("reglookup"):
+            rows = subprocess.run(["reglookup", "-H", hive], capture_output=True, check=True).stdout.splitlines()
+            keys = sum(row.split(b",")[1] == b"KEY" for row in rows)
+            check("reglookup reads as many keys and values", (keys, len(rows) - keys) ==
+                  (sum(len(o) == 1 for o in ours), sum(len(o) > 1 for o in ours)), (keys, len(rows)))
 
 
 def the_embedded_registry_is_made_at_first_use():

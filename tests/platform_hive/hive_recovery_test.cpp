@@ -77,5 +77,18 @@ TEST(HiveRecovery, PassesOverALogThatIsBroken)
     EXPECT_TRUE(hive.NeedsRecovery());
 }
 
+TEST(HiveRecovery, LeavesALogOfAnotherHiveAlone)
+{
+    if (!std::filesystem::exists(kLogs)) {
+        GTEST_SKIP() << "the folder with real hives is not here";
+    }
+    MappedFile copy = SystemFiles().Map(kLogs / "new-dirty" / "NewDirtyHive", kRoom).value();
+    const std::span<std::byte> base = copy.Writable().first(512);
+    base[112] ^= std::byte{1}; // its transaction manager's number
+    StoreBaseBlock(base, 3, 2, BaseBlock::Parse(base).length, 0);
+    const HiveLogs logs = HiveLogs::Find(SystemFiles(), kLogs / "new-dirty" / "NewDirtyHive");
+    EXPECT_FALSE(RecoverHive(copy, logs)->DidAnything());
+}
+
 } // namespace
 } // namespace tolvar

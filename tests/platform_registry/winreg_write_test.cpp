@@ -141,6 +141,21 @@ TEST_F(WinregWrite, EnumeratesToAnEndWhileKeysComeAndGo)
     EXPECT_GT(seen, 20);
 }
 
+TEST_F(WinregWrite, MakesLinks)
+{
+    HKEY key = nullptr;
+    ASSERT_EQ(RegCreateKeyExA(HKEY_USERS, "W\\link", 0, nullptr, REG_OPTION_CREATE_LINK, KEY_ALL_ACCESS, nullptr, &key,
+                              nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(Set(key, "SymbolicLinkValue", REG_LINK, std::string_view("\\\0R\0", 4)), ERROR_SUCCESS);
+    EXPECT_EQ(RegFlushKey(key), ERROR_SUCCESS);
+    const Hive hive = Hive::Open(session.File()).value();
+    const KeyNode link = *hive.Key(*hive.FindSubkey(*hive.Key(hive.Root()), u"link"));
+    EXPECT_TRUE(link.Is(key_flags::kSymbolicLink));
+    EXPECT_EQ(hive.FindValue(link, u"SymbolicLinkValue").value()->size, 4U);
+    EXPECT_EQ(fixtures::Findings(hive), "");
+}
+
 TEST_F(WinregWrite, RestoresWhatItSavedAndEndsTheHandlesBelow)
 {
     const HKEY key = Create("W\\k");

@@ -198,7 +198,12 @@ Result<MappedFile> MappedFile::CopyOf(std::span<const std::byte> bytes, std::siz
 Result<MappedFile> MappedFile::Map(const std::filesystem::path& file, Kind kind, std::size_t room)
 {
     const std::string context = "open " + file.string();
-    Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    // Looking at a file is to leave no trace in it, where its owner may ask for that.
+    Descriptor descriptor(open(file.c_str(), kFlags | O_NOATIME));
+    if (descriptor.Get() < 0 && errno == EPERM) {
+        descriptor = Descriptor(open(file.c_str(), kFlags));
+    }
     if (descriptor.Get() < 0) {
         return Failure(ErrorCodeFromErrno(errno), context);
     }

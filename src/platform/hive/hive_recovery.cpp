@@ -40,6 +40,20 @@ bool IsOfLastFlush(const HiveLog& log, std::span<const std::byte> file, bool isB
            (!isBaseWhole && LoadLittle<std::uint64_t>(file.data() + kBaseBlockSize + kBinTime) == log.base.timeStamp);
 }
 
+/// Whether a log was begun for this hive and not for another one: the transaction manager of each hive has a number of
+/// its own, which lies in both. Older hives have none, and then nothing speaks against the log.
+bool IsOfThisHive(const HiveLog& log, std::span<const std::byte> file)
+{
+    constexpr std::size_t kManager = 112;
+    constexpr std::size_t kManagerSize = 16;
+    const auto ours = file.subspan(kManager, kManagerSize);
+    const auto theirs = log.header.subspan(kManager, kManagerSize);
+    const auto isSet = [](std::span<const std::byte> id) {
+        return std::ranges::any_of(id, [](std::byte byte) { return byte != std::byte{0}; });
+    };
+    return !isSet(ours) || !isSet(theirs) || std::ranges::equal(ours, theirs);
+}
+
 using Chosen = std::vector<const HiveLogs::Found*>;
 
 /// The logs in the new format that continue the hive, in the order in which they do (hive-format.md, 10.5).
@@ -47,7 +61,8 @@ Chosen ChooseNewFormat(const HiveLogs& logs, std::span<const std::byte> file, bo
 {
     Chosen candidates;
     for (const HiveLogs::Found& found : logs.All()) {
-        if (found.log.kind == HiveLog::Kind::kNewFormat && !found.log.entries.empty()) {
+        if (found.log.kind == HiveLog::Kind::kNewFormat && !found.log.entries.empty() &&
+            (!isBaseWhole || IsOfThisHive(found.log, file))) {
             candidates.push_back(&found);
         }
     }

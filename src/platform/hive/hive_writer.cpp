@@ -286,6 +286,19 @@ Result<void> HiveWriter::DeleteKey(CellOffset key)
     return {};
 }
 
+Result<void> HiveWriter::MakeLink(CellOffset key)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
+    if (key == m_hive.Root() || node->subkeyCount != 0 || node->valueCount != 0) {
+        return Failure(ErrorCode::kAccessDenied);
+    }
+    m_editor.Store(key, field::kFlags, static_cast<std::uint16_t>(node->flags | key_flags::kSymbolicLink));
+    return {};
+}
+
 Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view name)
 {
     const Result<KeyNode> node = Key(key);

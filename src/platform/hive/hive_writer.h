@@ -31,6 +31,10 @@ public:
     /// subkeys.
     [[nodiscard]] Result<void> DeleteKey(CellOffset key);
 
+    /// Makes a key without values or subkeys a link: the value SymbolicLinkValue, of type 6, then names its target.
+    /// Errors: kAccessDenied for a key that holds anything, or the root.
+    [[nodiscard]] Result<void> MakeLink(CellOffset key);
+
     /// Gives a key another name. Answers where it is now: a longer name may need a larger cell.
     /// Errors: kAlreadyExists; kInvalidParameter as CreateKey; kAccessDenied for the root.
     [[nodiscard]] Result<CellOffset> RenameKey(CellOffset key, std::u16string_view name);

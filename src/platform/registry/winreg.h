@@ -73,6 +73,8 @@ inline constexpr DWORD REG_FULL_RESOURCE_DESCRIPTOR = 9;
 inline constexpr DWORD REG_RESOURCE_REQUIREMENTS_LIST = 10;
 inline constexpr DWORD REG_QWORD = 11;
 
+inline constexpr DWORD REG_OPTION_CREATE_LINK = 2;
+
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
@@ -94,7 +96,8 @@ LSTATUS RegOpenKeyA(HKEY key, const char* subKey, HKEY* result);
 
 /// Opens the key, or makes it and all that is missing on the way to it. `disposition` (may be null) tells 1 for a new
 /// key and 2 for one that was there. A new key has `className` (may be null) and shares the security of its parent.
-/// `reserved` and `options` must be 0; `security` is not looked at. Answers 19 where the hive is mounted read only, 5
+/// `reserved` must be 0, and `options` 0 or REG_OPTION_CREATE_LINK, with which a new key is a link; `security` is not
+/// looked at. Answers 19 where the hive is mounted read only, 5
 /// where no hive is mounted or the right to make subkeys is refused; otherwise as RegOpenKeyExA and
 /// HiveWriter::CreateKey.
 LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options,

@@ -232,7 +232,8 @@ LSTATUS ChangeValue(HKEY key, const char* name, Change&& change)
 LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options,
                         REGSAM access, const void* /*security*/, HKEY* result, DWORD* disposition)
 {
-    if (subKey == nullptr || result == nullptr || reserved != 0 || options != 0) {
+    if (subKey == nullptr || result == nullptr || reserved != 0 ||
+        (options != 0 && options != REG_OPTION_CREATE_LINK)) {
         return ERROR_INVALID_PARAMETER;
     }
     *result = nullptr;
@@ -268,6 +269,9 @@ LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char
                 }
                 isNew = true;
                 at = *made;
+                if (rest.empty() && options == REG_OPTION_CREATE_LINK) {
+                    static_cast<void>((*call.WriterOf(at))->MakeLink(at.cell)); // a key just made is empty
+                }
             }
             atPath = Below(atPath, ToUtf8(name));
         }
