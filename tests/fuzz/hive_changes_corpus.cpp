@@ -55,7 +55,7 @@ int main()
     for (unsigned row = 0; row < kRows; ++row) {
         std::mt19937 random(row);
         try {
-            fuzz::RunOperations(RandomBytes(random, 20 + 10 * row));
+            fuzz::RunOperations(RandomBytes(random, 20 + 20 * row));
             for (int i = 0; i < 4; ++i) {
                 fuzz::RecoverAndRead(BrokenLogs(random));
             }

@@ -1,6 +1,7 @@
 #include "fuzz/hive_operations.h"
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 #include <string>
 
@@ -19,6 +20,7 @@ using fixtures::ModelValue;
 using fixtures::PowerCutStore;
 
 constexpr const char* kFile = "HIVE";
+constexpr std::size_t kMinor = 24; // in the base block
 
 void Expect(bool isTrue, const std::string& what)
 {
@@ -75,9 +77,12 @@ public:
 /// The hive and the model that go through the changes side by side.
 class Changes {
 public:
-    Changes()
+    explicit Changes(std::uint32_t minor)
     {
-        m_store.Put(kFile, EmptyHive(u"ROOT", 1));
+        std::vector<std::byte> hive = EmptyHive(u"ROOT", 1); // without a list or large data, which differ by version
+        std::memcpy(hive.data() + kMinor, &minor, sizeof minor);
+        StoreBaseBlock(std::span(hive).first(kBaseBlockChecked), 1, 1, kBinAlignment, 0);
+        m_store.Put(kFile, hive);
         m_model.name = u"ROOT";
         Open();
     }
@@ -93,7 +98,7 @@ public:
             cell = m_hive->Reader().FindSubkey(*m_hive->Reader().Key(cell), key->name).value();
             Expect(!cell.IsNil(), "a key of the model is in the hive");
         }
-        switch (source.Byte() % 8) {
+        switch (source.Byte() % 9) {
         case 0:
         case 1:
             return Create(*key, cell, source);
@@ -106,6 +111,8 @@ public:
             return SetValue(*key, cell, source);
         case 6:
             return DeleteValue(*key, cell, source);
+        case 7:
+            return RenameValue(*key, cell, source);
         default:
             Expect(m_hive->Flush().has_value(), "a flush ends well");
             if (source.Byte() % 4 == 0) {
@@ -190,6 +197,20 @@ private:
         std::erase_if(key.values, [&](const ModelValue& value) { return CompareNames(value.name, name) == 0; });
     }
 
+    void RenameValue(ModelKey& key, CellOffset cell, Source& source)
+    {
+        const std::u16string name =
+            key.values.empty() ? source.Name() : key.values[source.Below(key.values.size())].name;
+        const std::u16string newName = source.Name();
+        ModelValue* value = key.Value(name);
+        const ModelValue* taken = key.Value(newName);
+        const bool isAllowed = value != nullptr && (taken == nullptr || taken == value);
+        Expect(m_hive->Writer().RenameValue(cell, name, newName).has_value() == isAllowed, "rename value");
+        if (isAllowed) {
+            value->name = newName;
+        }
+    }
+
     PowerCutStore m_store;
     NoClock m_clock;
     std::unique_ptr<WritableHive> m_hive;
@@ -201,7 +222,7 @@ private:
 void RunOperations(std::span<const std::byte> input)
 {
     Source source(input);
-    Changes changes;
+    Changes changes(source.Byte() % 2 == 0 ? 3 : 5);
     while (!source.IsEmpty()) {
         changes.Step(source);
     }

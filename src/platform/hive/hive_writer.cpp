@@ -326,6 +326,7 @@ Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view nam
     if (!newPlace->found.IsNil() && newPlace->found != key) {
         return Failure(ErrorCode::kAlreadyExists);
     }
+    const std::u16string oldName = node->name.ToUtf16();
     const Result<CellOffset> moved = MoveNode(*node, name);
     if (!moved) {
         return moved;
@@ -337,7 +338,11 @@ Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view nam
     const CellOffset shorter = lists.Remove(parent->subkeyList, *oldPlace);
     const Checked<SubkeyPlace> place = lists.Find(shorter, name);
     Result<CellOffset> list = lists.Insert(shorter, place.value_or(SubkeyPlace{}), *moved, name);
-    if (!list) {
+    if (!list) { // the key goes back to where it was; there is room for that
+        StoreNodeName(*moved, oldName);
+        const Checked<SubkeyPlace> back = lists.Find(shorter, oldName);
+        const Result<CellOffset> restored = lists.Insert(shorter, back.value_or(SubkeyPlace{}), *moved, oldName);
+        m_editor.Store(parent->offset, field::kSubkeyList, restored.value_or(shorter).value);
         return list;
     }
     m_editor.Store(parent->offset, field::kSubkeyList, list->value);
@@ -349,6 +354,16 @@ Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view nam
     return moved;
 }
 
+/// Gives a node another name that its cell has room for.
+void HiveWriter::StoreNodeName(CellOffset cell, std::u16string_view name)
+{
+    const auto flags = m_hive.Cell(cell)->Field<std::uint16_t>(field::kFlags);
+    const std::uint32_t width = FitsLatin1(name) ? key_flags::kLatin1Name : 0U;
+    m_editor.Store(cell, field::kFlags,
+                   static_cast<std::uint16_t>((flags & ~std::uint32_t{key_flags::kLatin1Name}) | width));
+    StoreName(cell, name);
+}
+
 Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view name)
 {
     const Result<CellOffset> cell =
@@ -356,10 +371,7 @@ Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view 
     if (!cell) {
         return cell;
     }
-    const std::uint16_t flags = static_cast<std::uint16_t>(key.flags & ~key_flags::kLatin1Name);
-    m_editor.Store(*cell, field::kFlags,
-                   static_cast<std::uint16_t>(flags | (FitsLatin1(name) ? key_flags::kLatin1Name : 0)));
-    StoreName(*cell, name);
+    StoreNodeName(*cell, name);
     if (*cell != key.offset) {
         if (m_orderedKeys.erase(key.offset.value) != 0) {
             m_orderedKeys.insert(cell->value);

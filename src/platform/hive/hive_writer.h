@@ -74,6 +74,7 @@ private:
     [[nodiscard]] Result<CellOffset> MoveNode(const KeyNode& key, std::u16string_view name);
     [[nodiscard]] Result<void> PointChildrenTo(const KeyNode& key, CellOffset parent);
     void StoreName(CellOffset cell, std::u16string_view name);
+    void StoreNodeName(CellOffset cell, std::u16string_view name);
     void RaiseField(CellOffset key, std::uint32_t at, std::uint32_t value);
 
     [[nodiscard]] Result<void> ShareSecurity(CellOffset security, int change);
@@ -91,6 +92,10 @@ private:
     [[nodiscard]] Result<void> AppendToList(const KeyNode& key, CellOffset value);
     [[nodiscard]] Result<CellOffset> WriteRecord(std::u16string_view name, std::uint32_t type);
     [[nodiscard]] Result<CellOffset> WriteData(std::span<const std::byte> data);
+    [[nodiscard]] Result<void> ReplaceData(const ValueRecord& record, std::uint32_t type,
+                                           std::span<const std::byte> data);
+    [[nodiscard]] Result<void> AddValue(const KeyNode& key, std::u16string_view name, std::uint32_t type,
+                                        std::span<const std::byte> data);
     [[nodiscard]] Result<CellOffset> WriteBigData(std::span<const std::byte> data);
     [[nodiscard]] bool OverwriteData(const ValueRecord& record, std::span<const std::byte> data);
     [[nodiscard]] Result<std::vector<CellOffset>> DataCells(const ValueRecord& record) const;

@@ -183,6 +183,42 @@ Result<void> HiveWriter::AppendToList(const KeyNode& key, CellOffset value)
     return {};
 }
 
+/// Gives a value data that lies elsewhere. Old data that can't be read is left where it is: what it refers to is
+/// anyone's guess.
+Result<void> HiveWriter::ReplaceData(const ValueRecord& record, std::uint32_t type, std::span<const std::byte> data)
+{
+    const Result<CellOffset> dataCell = data.size() > 4 ? WriteData(data) : Result<CellOffset>(CellOffset{});
+    if (!dataCell) {
+        return tl::unexpected(dataCell.error());
+    }
+    const std::vector<CellOffset> old = DataCells(record).value_or(std::vector<CellOffset>());
+    StoreDataField(record.offset, type, data, *dataCell);
+    std::ranges::for_each(old, [this](CellOffset cell) { m_editor.Free(cell); });
+    return {};
+}
+
+Result<void> HiveWriter::AddValue(const KeyNode& key, std::u16string_view name, std::uint32_t type,
+                                  std::span<const std::byte> data)
+{
+    const Result<CellOffset> record = WriteRecord(name, type);
+    if (!record) {
+        return tl::unexpected(record.error());
+    }
+    const Result<CellOffset> dataCell = data.size() > 4 ? WriteData(data) : Result<CellOffset>(CellOffset{});
+    if (!dataCell) {
+        m_editor.Free(*record);
+        return tl::unexpected(dataCell.error());
+    }
+    StoreDataField(*record, type, data, *dataCell);
+    auto appended = AppendToList(key, *record);
+    if (!appended) {
+        const std::vector<CellOffset> cells = DataCells(*m_hive.Value(*record)).value_or(std::vector<CellOffset>());
+        std::ranges::for_each(cells, [this](CellOffset cell) { m_editor.Free(cell); });
+        m_editor.Free(*record);
+    }
+    return appended;
+}
+
 Result<void> HiveWriter::SetValue(CellOffset key, std::u16string_view name, std::uint32_t type,
                                   std::span<const std::byte> data)
 {
@@ -200,28 +236,10 @@ Result<void> HiveWriter::SetValue(CellOffset key, std::u16string_view name, std:
     if (*found && OverwriteData((*found)->record, data)) {
         StoreDataField((*found)->record.offset, type, data, (*found)->record.dataCell);
     } else {
-        Result<CellOffset> dataCell = CellOffset{};
-        if (data.size() > 4) {
-            dataCell = WriteData(data);
-        }
-        if (!dataCell) {
-            return tl::unexpected(dataCell.error());
-        }
-        if (*found) {
-            // Old data that can't be read is left where it is: what it refers to is anyone's guess.
-            const std::vector<CellOffset> old = DataCells((*found)->record).value_or(std::vector<CellOffset>());
-            StoreDataField((*found)->record.offset, type, data, *dataCell);
-            std::ranges::for_each(old, [this](CellOffset cell) { m_editor.Free(cell); });
-        } else {
-            const Result<CellOffset> record = WriteRecord(name, type);
-            if (!record) {
-                return tl::unexpected(record.error());
-            }
-            StoreDataField(*record, type, data, *dataCell);
-            if (auto appended = AppendToList(*node, *record); !appended) {
-                m_editor.Free(*record);
-                return appended;
-            }
+        const Result<void> stored =
+            *found ? ReplaceData((*found)->record, type, data) : AddValue(*node, name, type, data);
+        if (!stored) {
+            return stored;
         }
     }
     RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * name.size()));

@@ -239,7 +239,8 @@ Result<CellOffset> SubkeyListEditor::Split(CellOffset list, const SubkeyPlace& p
     const SubkeyList leaf = Parsed(place.leaf);
     const std::uint32_t kept = leaf.count / 2;
     const std::uint32_t moved = leaf.count - kept;
-    const Result<CellOffset> upper = m_editor.Allocate(kHeader + moved * leaf.elementSize);
+    // With room for the entry that the split is made for: behind it nothing can fail any more.
+    const Result<CellOffset> upper = m_editor.Allocate(kHeader + (moved + 1) * leaf.elementSize);
     if (!upper) {
         return upper;
     }

@@ -28,7 +28,7 @@ public:
     [[nodiscard]] Checked<bool> IsInOrder(CellOffset list) const;
 
     /// Enters `key` at `place`. Answers the list that the parent has to name from now on.
-    /// Errors: as HiveEditor::Allocate; the lists are then as they were, but perhaps split.
+    /// Errors: as HiveEditor::Allocate; the lists are then as they were.
     [[nodiscard]] Result<CellOffset> Insert(CellOffset list, SubkeyPlace place, CellOffset key,
                                             std::u16string_view name);
 

@@ -321,9 +321,11 @@ LSTATUS RegDeleteKeyA(HKEY key, const char* subKey)
     if (named.code != ERROR_SUCCESS) {
         return named.code;
     }
-    const LSTATUS code =
-        GetPlatformVersion().IsNT() ? DeleteOne(call.State(), named, named.key.cell) : DeleteTree(call.State(), named);
-    call.NoteChange(ParentPath(named.path));
+    const bool isOneKey = GetPlatformVersion().IsNT();
+    const LSTATUS code = isOneKey ? DeleteOne(call.State(), named, named.key.cell) : DeleteTree(call.State(), named);
+    if (code == ERROR_SUCCESS || !isOneKey) { // a tree may have lost some of its keys
+        call.NoteChange(ParentPath(named.path));
+    }
     return code;
 }
 
