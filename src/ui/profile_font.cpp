@@ -10,25 +10,32 @@ namespace tolvar {
 namespace {
 
 constexpr int kThemeFontName = 61538;
+constexpr int kThemeTabFontName = 61539;
 constexpr int kThemeFontSize = 61540;
+constexpr int kThemeTabFontSize = 61541;
 constexpr int kThemeViewColor = 61505;
 
 } // namespace
 
 QFont ProfileFont(const WindowContext& context, std::string_view keys)
 {
+    const bool isOfTabs = keys == kTabFont;
     const auto number = [&](const char* suffix, int fallback) {
         return context.profile.GetInt(kSettingsSection, std::string(keys) + suffix, fallback);
     };
-    const std::string face = context.profile.GetString(kSettingsSection, std::string(keys) + "Name",
-                                                       context.theme.String(kThemeFontName).toStdString());
+    const std::string face =
+        context.profile.GetString(kSettingsSection, std::string(keys) + "Name",
+
+                                  context.theme.String(isOfTabs ? kThemeTabFontName : kThemeFontName).toStdString());
     QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
     if (!face.empty()) {
         font.setFamily(QString::fromStdString(face));
     }
     // A negative height is that of the characters, a positive one that of the line: near enough for one to be the
     // other.
-    if (const int height = number("Size", static_cast<int>(context.theme.Number(kThemeFontSize))); height != 0) {
+    if (const int height =
+            number("Size", static_cast<int>(context.theme.Number(isOfTabs ? kThemeTabFontSize : kThemeFontSize)));
+        height != 0) {
         font.setPixelSize(std::abs(height));
     }
     font.setWeight(number("Bold", 0) > 0 ? QFont::Bold : QFont::Normal);

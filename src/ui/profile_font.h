@@ -10,9 +10,11 @@
 
 namespace tolvar {
 
-/// The font of trees ("TreeFont"), lists ("ListFont") or forms ("FormFont"): the profile's keys of that beginning
-/// followed by Name, Size, Bold and Italic. Without a name or size there, the theme's; without one there, the
-/// desktop's. A size is the height in pixels.
+inline constexpr std::string_view kTabFont = "TabFont";
+
+/// The font of trees ("TreeFont"), lists ("ListFont"), forms ("FormFont") or tabs (kTabFont): the profile's keys of
+/// that beginning followed by Name, Size, Bold and Italic. Without a name or size there, the theme's; without one
+/// there, the desktop's. A size is the height in pixels.
 [[nodiscard]] QFont ProfileFont(const WindowContext& context, std::string_view keys);
 
 /// The palette of a tree or list: the desktop's, or one with the theme's background and a text that stands out from it.

@@ -4,16 +4,42 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QResource>
 
 namespace tolvar {
 
+namespace {
+
+/// Hands each member of the object `name` of `library` to `read`, its name as a number.
+template <class Read>
+void ForEachNumber(const QJsonObject& library, const char* name, Read&& read)
+{
+    const QJsonObject members = library.value(QLatin1String(name)).toObject();
+    for (auto member = members.begin(); member != members.end(); ++member) {
+        read(member.key().toInt(), member.value());
+    }
+}
+
+std::vector<MenuItem> MenuItems(const QJsonArray& array)
+{
+    std::vector<MenuItem> items;
+    for (const QJsonValue& value : array) {
+        const QJsonObject item = value.toObject();
+        items.push_back({item.value(QStringLiteral("command")).toInt(), item.value(QStringLiteral("text")).toString(),
+                         MenuItems(item.value(QStringLiteral("items")).toArray())});
+    }
+    return items;
+}
+
+} // namespace
+
 ResourceLibrary::ResourceLibrary(ResourceLibrary&& other) noexcept
-    : m_file(std::exchange(other.m_file, {})), m_mountPoint(std::exchange(other.m_mountPoint, {})),
-      m_strings(std::exchange(other.m_strings, {}))
-{}
+{
+    *this = std::move(other);
+}
 
 ResourceLibrary& ResourceLibrary::operator=(ResourceLibrary&& other) noexcept
 {
@@ -21,7 +47,12 @@ ResourceLibrary& ResourceLibrary::operator=(ResourceLibrary&& other) noexcept
         Free();
         m_file = std::exchange(other.m_file, {});
         m_mountPoint = std::exchange(other.m_mountPoint, {});
+        m_language = std::exchange(other.m_language, {});
         m_strings = std::exchange(other.m_strings, {});
+        m_menus = std::exchange(other.m_menus, {});
+        m_accelerators = std::exchange(other.m_accelerators, {});
+        m_toolbars = std::exchange(other.m_toolbars, {});
+        m_strips = std::exchange(other.m_strips, {});
     }
     return *this;
 }
@@ -36,12 +67,8 @@ bool ResourceLibrary::Load(const QStringList& folders, const QString& name, cons
         }
         m_file = file;
         m_mountPoint = mountPoint;
-        QFile json(u':' + mountPoint + QStringLiteral("/library.json"));
-        const QJsonObject library =
-            json.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(json.readAll()).object() : QJsonObject();
-        const QJsonObject strings = library.value(QStringLiteral("strings")).toObject();
-        for (auto text = strings.begin(); text != strings.end(); ++text) {
-            m_strings.insert(text.key().toInt(), text.value().toString());
+        if (QFile json(u':' + mountPoint + QStringLiteral("/library.json")); json.open(QIODevice::ReadOnly)) {
+            Read(QJsonDocument::fromJson(json.readAll()).object());
         }
         if (!m_strings.isEmpty()) {
             return true;
@@ -51,13 +78,44 @@ bool ResourceLibrary::Load(const QStringList& folders, const QString& name, cons
     return false;
 }
 
+void ResourceLibrary::Read(const QJsonObject& library)
+{
+    m_language = library.value(QStringLiteral("language")).toString();
+    ForEachNumber(library, "strings",
+                  [this](int number, const QJsonValue& text) { m_strings.insert(number, text.toString()); });
+    ForEachNumber(library, "menus", [this](int number, const QJsonValue& popups) {
+        m_menus.insert(number, MenuItems(popups.toArray()));
+    });
+    ForEachNumber(library, "accelerators", [this](int command, const QJsonValue& keys) {
+        for (const QJsonValue& key : keys.toArray()) {
+            m_accelerators[command].append(QKeySequence::fromString(key.toString(), QKeySequence::PortableText));
+        }
+    });
+    ForEachNumber(library, "toolbars", [this](int number, const QJsonValue& commands) {
+        for (const QJsonValue& command : commands.toArray()) {
+            m_toolbars[number].append(command.toInt());
+        }
+    });
+    ForEachNumber(library, "strips", [this](int number, const QJsonValue& strip) {
+        const QJsonObject icons = strip.toObject();
+        for (auto icon = icons.begin(); icon != icons.end(); ++icon) {
+            m_strips[number].insert(icon.key().toInt(), icon.value().toInt());
+        }
+    });
+}
+
 void ResourceLibrary::Free()
 {
     if (IsLoaded()) {
         QResource::unregisterResource(m_file, m_mountPoint);
     }
     m_file.clear();
+    m_language.clear();
     m_strings.clear();
+    m_menus.clear();
+    m_accelerators.clear();
+    m_toolbars.clear();
+    m_strips.clear();
 }
 
 QIcon ResourceLibrary::Icon(int number, int selectedNumber) const
@@ -70,6 +128,19 @@ QIcon ResourceLibrary::Icon(int number, int selectedNumber) const
         icon.addFile(file(selectedNumber != 0 ? selectedNumber : number), {}, QIcon::Selected);
     }
     return icon;
+}
+
+const std::vector<MenuItem>& ResourceLibrary::Menu(int number) const
+{
+    static const std::vector<MenuItem> none;
+    const auto found = m_menus.constFind(number);
+    return found != m_menus.constEnd() ? *found : none;
+}
+
+QIcon ResourceLibrary::StripIcon(int number, int command) const
+{
+    const int icon = m_strips.value(number).value(command);
+    return icon != 0 ? Icon(icon) : QIcon();
 }
 
 } // namespace tolvar

@@ -1,13 +1,34 @@
 #pragma once
 
+#include <vector>
+
 #include <QHash>
 #include <QIcon>
+#include <QKeySequence>
 #include <QString>
 
 namespace tolvar {
 
-/// A library of texts and pictures by number: a Qt binary resource file with `library.json` ({"strings": {"61491":
-/// "..."}}) and `icons/NUMBER.svg`. Move-only; the file stays registered as long as the object lives.
+/// One entry of a menu: a command, a popup (it has entries), or a separator (it has no text).
+struct MenuItem {
+    int command = 0;
+    QString text; ///< with "&" before its mnemonic
+    std::vector<MenuItem> items;
+
+    [[nodiscard]] bool IsSeparator() const { return text.isEmpty(); }
+};
+
+/// A library of texts, menus and pictures by number: a Qt binary resource file with `icons/NUMBER.svg` and
+/// `library.json`, in which
+///
+///     "language":     "en"
+///     "strings":      {"61491": "..."}
+///     "menus":        {"128": [{"text": "&File", "items": [{"command": 57601, "text": "&Open"}, {}]}]}
+///     "accelerators": {"57636": ["Ctrl+F"]}           the first one is shown in menus
+///     "toolbars":     {"128": [57601, 0, 57636]}      commands; 0 is a separator
+///     "strips":       {"264": {"57636": 57636}}       the icon that stands for a command in menus and toolbars
+///
+/// Move-only; the file stays registered as long as the object lives.
 class ResourceLibrary {
 public:
     ResourceLibrary() = default;
@@ -25,6 +46,9 @@ public:
 
     [[nodiscard]] bool IsLoaded() const { return !m_file.isEmpty(); }
 
+    /// The language of the texts, as "en"; empty where the library has none.
+    [[nodiscard]] const QString& Language() const { return m_language; }
+
     /// The text with that number; empty for none.
     [[nodiscard]] QString String(int number) const { return m_strings.value(number); }
 
@@ -35,10 +59,29 @@ public:
     /// number that is not there.
     [[nodiscard]] QIcon Icon(int number, int selectedNumber = 0) const;
 
+    /// The popups of a menu; none for a number that is not there.
+    [[nodiscard]] const std::vector<MenuItem>& Menu(int number) const;
+
+    /// The key sequences of a command.
+    [[nodiscard]] QList<QKeySequence> Accelerators(int command) const { return m_accelerators.value(command); }
+
+    /// The commands of a toolbar, 0 for a separator.
+    [[nodiscard]] QList<int> Toolbar(int number) const { return m_toolbars.value(number); }
+
+    /// The icon that strip `number` has for a command; a null icon for none.
+    [[nodiscard]] QIcon StripIcon(int number, int command) const;
+
 private:
+    void Read(const QJsonObject& library);
+
     QString m_file; ///< the registered file; empty: nothing is loaded
     QString m_mountPoint;
+    QString m_language;
     QHash<int, QString> m_strings;
+    QHash<int, std::vector<MenuItem>> m_menus;
+    QHash<int, QList<QKeySequence>> m_accelerators;
+    QHash<int, QList<int>> m_toolbars;
+    QHash<int, QHash<int, int>> m_strips;
 };
 
 } // namespace tolvar
