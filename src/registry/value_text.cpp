@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstring>
 
 #include <fmt/format.h>
 
@@ -95,6 +96,20 @@ bool IsNumber(DWORD type, std::span<const BYTE> data)
     return (type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN) && data.size() >= 4;
 }
 
+std::u16string Units(std::span<const std::byte> stored)
+{
+    std::u16string units(stored.size() / 2, u'\0');
+    std::memcpy(units.data(), stored.data(), 2 * units.size());
+    return units;
+}
+
+/// A row of strings without ";", each ended and none of them empty, with an empty one behind them.
+bool IsPlainList(std::u16string_view units)
+{
+    return units.size() > 2 && units.front() != u'\0' && units.ends_with(std::u16string_view(u"\0\0", 2)) &&
+           units.find(std::u16string_view(u"\0\0", 2)) == units.size() - 2 && units.find(u';') == units.npos;
+}
+
 } // namespace
 
 std::string ValueTypeName(DWORD type)
@@ -160,6 +175,24 @@ std::optional<std::vector<BYTE>> ValueFromText(DWORD type, std::string_view text
         bytes.push_back(*byte);
     }
     return bytes;
+}
+
+bool TextFormHolds(DWORD type, std::size_t size, std::span<const std::byte> stored)
+{
+    switch (type) {
+    case REG_DWORD:
+    case REG_DWORD_BIG_ENDIAN:
+        return size == 4;
+    case REG_SZ:
+    case REG_EXPAND_SZ:
+        return size == 0 || (size % 2 == 0 && Units(stored).find(u'\0') == size / 2 - 1);
+    case REG_MULTI_SZ:
+        return size == 0 || (size % 2 == 0 && IsPlainList(Units(stored)));
+    case REG_LINK:
+        return std::ranges::find(stored, std::byte{0}) == stored.end();
+    default:
+        return true;
+    }
 }
 
 std::optional<DWORD> ValueTypeFromName(std::string_view name)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,6 +31,11 @@ enum class ExpandStrings { kNo, kYes };
 /// they are, lists are split at ";", numbers are up to 8 hexadecimal digits, all else is two digits and a separator for
 /// each byte. Nothing for a text that is not of that form.
 [[nodiscard]] std::optional<std::vector<BYTE>> ValueFromText(DWORD type, std::string_view text);
+
+/// Whether the text form brings the same bytes back. `stored` is the data as the hive holds it, and is looked at for
+/// texts and lists alone; `size` is its length in bytes. Not so for data behind the first zero of a text, lists with
+/// ";" in a string or without their ends, numbers that are not of four bytes.
+[[nodiscard]] bool TextFormHolds(DWORD type, std::size_t size, std::span<const std::byte> stored);
 
 /// The type that a user names: "REG_SZ" and the like without regard to case, or any number. Nothing for any other text.
 [[nodiscard]] std::optional<DWORD> ValueTypeFromName(std::string_view name);

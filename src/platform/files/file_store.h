@@ -6,6 +6,8 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "platform/files/mapped_file.h"
 #include "platform/system/error.h"
@@ -65,6 +67,12 @@ public:
 
     /// Puts `from` in the place of `to`: whoever looks sees the one or the other.
     [[nodiscard]] virtual Result<void> Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+
+    /// Makes a folder that is missing, with those on the way to it, durably. One that is there is no error.
+    [[nodiscard]] virtual Result<void> MakeFolder(const std::filesystem::path& folder) = 0;
+
+    /// The names of what lies in a folder, in any order, without "." and "..".
+    [[nodiscard]] virtual Result<std::vector<std::string>> List(const std::filesystem::path& folder) = 0;
 
     /// Makes what was created, removed and renamed in a folder durable.
     [[nodiscard]] virtual Result<void> SyncFolder(const std::filesystem::path& folder) = 0;

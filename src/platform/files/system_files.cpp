@@ -2,6 +2,7 @@
 #include <string>
 #include <strings.h>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/file.h>
@@ -178,6 +179,38 @@ public:
     Result<void> Rename(const std::filesystem::path& from, const std::filesystem::path& to) override
     {
         return Answer(rename(from.c_str(), to.c_str()), "rename " + from.string());
+    }
+
+    Result<void> MakeFolder(const std::filesystem::path& folder) override
+    {
+        constexpr mode_t kPermissions = 0777; // less what the user's mask takes
+        struct stat status = {};
+        if (folder.empty() || (stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode))) {
+            return {};
+        }
+        if (auto made = MakeFolder(folder.parent_path()); !made) {
+            return made;
+        }
+        if (mkdir(folder.c_str(), kPermissions) != 0 && errno != EEXIST) {
+            return Failure(ErrorCodeFromErrno(errno), "make " + folder.string());
+        }
+        return SyncFolder(folder.parent_path());
+    }
+
+    Result<std::vector<std::string>> List(const std::filesystem::path& folder) override
+    {
+        const std::unique_ptr<DIR, int (*)(DIR*)> opened(opendir(folder.c_str()), closedir);
+        if (!opened) {
+            return Failure(ErrorCodeFromErrno(errno), "open " + folder.string());
+        }
+        std::vector<std::string> names;
+        while (const dirent* entry = readdir(opened.get())) {
+            const std::string_view name = entry->d_name;
+            if (name != "." && name != "..") {
+                names.emplace_back(name);
+            }
+        }
+        return names;
     }
 
     Result<void> SyncFolder(const std::filesystem::path& folder) override

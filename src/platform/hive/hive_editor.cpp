@@ -284,6 +284,23 @@ void HiveEditor::Free(CellOffset cell)
     StoreSize(begin, static_cast<std::int32_t>(size));
 }
 
+void HiveEditor::FreeAll(std::vector<CellOffset> cells)
+{
+    std::ranges::sort(cells, {}, &CellOffset::value);
+    for (std::size_t at = 0; at < cells.size();) {
+        const std::uint32_t begin = cells[at].value;
+        std::uint32_t end = begin;
+        while (at < cells.size() && cells[at].value == end) {
+            const std::uint32_t size = 0U - static_cast<std::uint32_t>(SizeAt(end));
+            StoreSize(end, static_cast<std::int32_t>(size)); // no stale reference finds a cell
+            end += size;
+            ++at;
+        }
+        StoreSize(begin, -static_cast<std::int32_t>(end - begin));
+        Free(CellOffset{begin});
+    }
+}
+
 Result<CellOffset> HiveEditor::Grow(CellOffset cell, std::uint32_t payload, std::uint32_t used)
 {
     if (Capacity(cell) >= payload) {

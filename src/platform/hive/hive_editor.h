@@ -34,6 +34,9 @@ public:
     /// Gives a cell back. It must be an allocated one that nothing refers to any more.
     void Free(CellOffset cell);
 
+    /// Gives many cells back at once: neighbours go as one.
+    void FreeAll(std::vector<CellOffset> cells);
+
     /// A cell with room for `payload` bytes and the first `used` bytes of `cell`: `cell` itself where it is large
     /// enough, else a new one, and `cell` is free. Errors as Allocate, and `cell` is then as it was.
     [[nodiscard]] Result<CellOffset> Grow(CellOffset cell, std::uint32_t payload, std::uint32_t used);

@@ -121,10 +121,10 @@ Result<void> HiveWriter::ShareSecurity(CellOffset security, int change)
     return {};
 }
 
-/// Counts one key less, and takes a record that no key needs any more out of the ring. The last one stays.
-void HiveWriter::ReleaseSecurity(CellOffset security)
+/// Counts some keys less, and takes a record that no key needs any more out of the ring. The last one stays.
+void HiveWriter::ReleaseSecurity(CellOffset security, std::uint32_t keys)
 {
-    if (!ShareSecurity(security, -1)) {
+    if (!ShareSecurity(security, -static_cast<int>(keys))) {
         return; // a key without one has nothing to release
     }
     const CellView cell = *m_hive.Cell(security);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string_view>
 #include <unordered_set>
 
@@ -59,6 +60,23 @@ public:
     /// anything is changed.
     [[nodiscard]] Result<void> Replace(CellOffset target, const Hive& source, CellOffset top);
 
+    /// Lays a true copy of a key of another hive over `target`: its values, subkeys, classes, times and security, with
+    /// all below it. What `target` holds under other names stays, and so does the spelling of names that are there
+    /// already. A record of `source` that can't be read ends it with its error, before anything is changed.
+    [[nodiscard]] Result<void> Merge(CellOffset target, const Hive& source, CellOffset top);
+
+    /// Deletes a key with all below it, or nothing: everything is read before the first cell is given back.
+    /// `onKey` is told of every key that goes. Errors: kAccessDenied for the root, or where any of the keys is marked
+    /// undeletable.
+    [[nodiscard]] Result<void> DeleteTree(CellOffset key, const std::function<void(CellOffset)>& onKey);
+
+    /// SetValue, but a value that is not there yet takes place `index` among the others, or the last one.
+    [[nodiscard]] Result<void> InsertValue(CellOffset key, std::uint32_t index, std::u16string_view name,
+                                           std::uint32_t type, std::span<const std::byte> data);
+
+    /// Gives a key another class, empty for none. Errors: kInvalidParameter for more than 32,767 units.
+    [[nodiscard]] Result<void> SetClass(CellOffset key, std::u16string_view className);
+
     /// Sets the last write time, for copies that are to be true ones.
     [[nodiscard]] Result<void> SetLastWrite(CellOffset key, std::uint64_t time);
 
@@ -81,7 +99,13 @@ private:
     [[nodiscard]] Result<CellOffset> FindOrMakeSecurity(CellOffset ring, std::span<const std::byte> descriptor);
     [[nodiscard]] Result<void> Empty(CellOffset key);
     [[nodiscard]] Result<void> CopyInto(CellOffset target, const Hive& source, const KeyNode& node);
-    void ReleaseSecurity(CellOffset security);
+    void ReleaseSecurity(CellOffset security, std::uint32_t keys = 1);
+
+    struct DoomedTree;
+    [[nodiscard]] Result<void> CollectKey(CellOffset key, DoomedTree& tree) const;
+    [[nodiscard]] Result<void> CollectLists(const KeyNode& node, DoomedTree& tree) const;
+    [[nodiscard]] Result<void> MergeKey(CellOffset target, bool isNew, const Hive& source, const KeyNode& node);
+    [[nodiscard]] Result<void> MergeValues(CellOffset target, bool isNew, const Hive& source, const KeyNode& node);
 
     /// Where a value lies in its key's list, and its record.
     struct FoundValue {
@@ -96,6 +120,8 @@ private:
                                            std::span<const std::byte> data);
     [[nodiscard]] Result<void> AddValue(const KeyNode& key, std::u16string_view name, std::uint32_t type,
                                         std::span<const std::byte> data);
+    [[nodiscard]] Result<void> AddFreshValue(CellOffset key, std::u16string_view name, std::uint32_t type,
+                                             std::span<const std::byte> data);
     [[nodiscard]] Result<CellOffset> WriteBigData(std::span<const std::byte> data);
     [[nodiscard]] bool OverwriteData(const ValueRecord& record, std::span<const std::byte> data);
     [[nodiscard]] Result<std::vector<CellOffset>> DataCells(const ValueRecord& record) const;

@@ -219,6 +219,22 @@ Result<void> HiveWriter::AddValue(const KeyNode& key, std::u16string_view name, 
     return appended;
 }
 
+/// Adds a value to a key that has none of that name, and leaves the key's time alone.
+Result<void> HiveWriter::AddFreshValue(CellOffset key, std::u16string_view name, std::uint32_t type,
+                                       std::span<const std::byte> data)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
+    if (auto added = AddValue(*node, name, type, data); !added) {
+        return added;
+    }
+    RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * name.size()));
+    RaiseField(key, kKeyMaxValueData, static_cast<std::uint32_t>(data.size()));
+    return {};
+}
+
 Result<void> HiveWriter::SetValue(CellOffset key, std::u16string_view name, std::uint32_t type,
                                   std::span<const std::byte> data)
 {

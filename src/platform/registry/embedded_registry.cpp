@@ -181,14 +181,23 @@ Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder)
     return {};
 }
 
+std::vector<MountRequest> EmbeddedMounts(const std::filesystem::path& folder)
+{
+    std::vector<MountRequest> mounts;
+    for (const EmbeddedHive& hive : EmbeddedHives()) {
+        mounts.push_back({folder / hive.file, hive.mount});
+    }
+    return mounts;
+}
+
 Result<void> MountEmbeddedRegistry(Registry& registry, const std::filesystem::path& folder, MountMode mode)
 {
     std::error_code error;
     if (!std::filesystem::exists(folder / EmbeddedHives().front().file, error)) {
         return {};
     }
-    for (const EmbeddedHive& hive : EmbeddedHives()) {
-        if (auto mounted = registry.Mount({folder / hive.file, hive.mount}, mode); !mounted) {
+    for (const MountRequest& request : EmbeddedMounts(folder)) {
+        if (auto mounted = registry.Mount(request, mode); !mounted) {
             return mounted;
         }
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <vector>
 
 #include "platform/registry/registry.h"
 
@@ -12,6 +13,9 @@ namespace tolvar {
 /// Makes what is missing of the embedded registry: its hives with a standard skeleton, and a small drive C. Every hive
 /// is durable before it gets its name. Errors: the file system's.
 [[nodiscard]] Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder);
+
+/// The hives that make up the embedded registry of `folder`, and the keys that they are shown at.
+[[nodiscard]] std::vector<MountRequest> EmbeddedMounts(const std::filesystem::path& folder);
 
 /// Mounts the embedded registry of `folder` into an empty `registry`: the machine's hives, the user's and the default
 /// user's, with the links that a running system has. One that is not there is an empty registry. Errors: those of

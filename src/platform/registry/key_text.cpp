@@ -97,4 +97,25 @@ Checked<std::size_t> DataForCaller(const Hive& hive, const ValueRecord& value, s
     return read ? Checked<std::size_t>(value.size) : tl::unexpected(read.error());
 }
 
+std::optional<std::vector<std::byte>> DataFromCaller(DWORD type, std::span<const BYTE> data)
+{
+    const auto bytes = std::as_bytes(data);
+    if (!IsTextType(type) || data.empty()) {
+        return std::vector<std::byte>(bytes.begin(), bytes.end());
+    }
+    std::optional<std::u16string> units = ToUtf16({reinterpret_cast<const char*>(data.data()), data.size()});
+    if (!units) {
+        return std::nullopt;
+    }
+    if (units->back() != u'\0') {
+        units->push_back(u'\0');
+    }
+    const bool isEmptyList = units->size() == 1;
+    if (type == REG_MULTI_SZ && !isEmptyList && (*units)[units->size() - 2] != u'\0') {
+        units->push_back(u'\0');
+    }
+    const auto stored = std::as_bytes(std::span(*units));
+    return std::vector<std::byte>(stored.begin(), stored.end());
+}
+
 } // namespace tolvar

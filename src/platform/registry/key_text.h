@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
+#include <vector>
 
 #include "platform/hive/hive.h"
 #include "platform/registry/winreg.h"
@@ -18,5 +20,8 @@ namespace tolvar {
 /// unchanged. An odd byte at the end of a text is left out. Answers how many bytes it takes in all, and stores as many
 /// of them in `room` as fit. No room at all asks for the size alone, and then only a text is read.
 [[nodiscard]] Checked<std::size_t> DataForCaller(const Hive& hive, const ValueRecord& value, std::span<std::byte> room);
+
+/// The data that is stored for what a caller of an A call hands over. Nothing for a text that is no UTF-8.
+[[nodiscard]] std::optional<std::vector<std::byte>> DataFromCaller(DWORD type, std::span<const BYTE> data);
 
 } // namespace tolvar

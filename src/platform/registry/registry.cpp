@@ -82,8 +82,9 @@ const NamespaceKey* Registry::State::RootOf(HKEY handle) const noexcept
     return nullptr;
 }
 
-Registry::Registry() : m_pState(std::make_unique<State>())
+Registry::Registry(FileStore& files) : m_pState(std::make_unique<State>())
 {
+    m_pState->files = &files;
     for (std::size_t i = 0; i < kRoots.size(); ++i) {
         m_pState->roots[i].name = kRoots[i].name;
     }
@@ -114,11 +115,12 @@ bool Registry::State::Grants(const std::string& path, const KeyReference& key, R
 namespace {
 
 /// A hive opened as the mode asks for it.
-Result<MountedHive> OpenHive(const std::filesystem::path& file, MountMode mode, RecoveryReport& recovery)
+Result<MountedHive> OpenHive(FileStore& files, const std::filesystem::path& file, MountMode mode,
+                             RecoveryReport& recovery)
 {
     MountedHive mounted;
     if (mode == MountMode::kWritable) {
-        Result<std::unique_ptr<WritableHive>> hive = WritableHive::Open(SystemFiles(), file, SystemClock());
+        Result<std::unique_ptr<WritableHive>> hive = WritableHive::Open(files, file, SystemClock());
         if (!hive) {
             return tl::unexpected(std::move(hive.error()));
         }
@@ -126,7 +128,7 @@ Result<MountedHive> OpenHive(const std::filesystem::path& file, MountMode mode, 
         mounted.writable = std::move(*hive);
         return mounted;
     }
-    Result<Hive> hive = OpenForReading(SystemFiles(), file, recovery);
+    Result<Hive> hive = OpenForReading(files, file, recovery);
     if (!hive) {
         return tl::unexpected(std::move(hive.error()));
     }
@@ -202,7 +204,7 @@ Result<void> Registry::Mount(const MountRequest& request, MountMode mode)
                        fmt::format("mount {}: its key lies deeper than {} levels", request.file.string(), kMaxDepth));
     }
     RecoveryReport recovery;
-    Result<MountedHive> mounted = OpenHive(request.file, mode, recovery);
+    Result<MountedHive> mounted = OpenHive(*m_pState->files, request.file, mode, recovery);
     if (!mounted) {
         return tl::unexpected(std::move(mounted.error()));
     }

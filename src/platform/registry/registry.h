@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/files/file_store.h"
 #include "platform/registry/winreg.h"
 #include "platform/system/error.h"
 
@@ -46,7 +47,8 @@ struct MountNotice {
 /// keys. Handles of winreg.h refer to the session that is current (see Session).
 class Registry {
 public:
-    Registry();
+    /// Hives are read and written through `files`, which must outlive the registry.
+    explicit Registry(FileStore& files = SystemFiles());
     ~Registry();
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;

@@ -26,6 +26,7 @@ struct MountedHive {
 /// What a Registry holds; seen by the calls of winreg.h only.
 struct Registry::State {
     std::array<NamespaceKey, kRootCount> roots;
+    FileStore* files = nullptr;
     std::deque<MountedHive> hives; ///< in place for good: keys point to them
     std::vector<MountNotice> notices;
     const AccessCheck* accessCheck = nullptr;

@@ -149,6 +149,11 @@ LSTATUS RegSetValueExA(HKEY key, const char* name, DWORD reserved, DWORD type, c
 /// is marked undeletable or the root of a hive, 19, 87 for a null `subKey`.
 LSTATUS RegDeleteKeyA(HKEY key, const char* subKey);
 
+/// Deletes the key `subKey` below the handle's with all below it, or nothing: whatever stands against any of its keys
+/// is found before the first one goes. Handles to them answer 1018 afterwards. Answers as RegDeleteKeyA; 1015 where a
+/// record below it can't be read.
+LSTATUS RegDeleteTreeA(HKEY key, const char* subKey);
+
 /// Gives the subkey `subKey`, or with an empty one the key of the handle, another name. Handles to it stay good.
 /// Answers 183 where the name is taken; otherwise as RegDeleteKeyA.
 LSTATUS RegRenameKey(HKEY key, const char* subKey, const char* newName);

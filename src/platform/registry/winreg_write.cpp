@@ -1,75 +1,19 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <unordered_set>
 
 #include "platform/files/durable_write.h"
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
 #include "platform/registry/key_text.h"
 #include "platform/registry/winreg.h"
-#include "platform/registry/winreg_access.h"
+#include "platform/registry/writing_call.h"
 #include "platform/system/version.h"
 
 using namespace tolvar;
 
 namespace {
-
-LSTATUS CodeOf(const Error& error)
-{
-    return static_cast<LSTATUS>(error.code);
-}
-
-template <class T>
-LSTATUS CodeOf(const Result<T>& result)
-{
-    return result ? ERROR_SUCCESS : CodeOf(result.error());
-}
-
-/// A call that changes a hive: alone in the session, and told to the observer once its lock is gone.
-class WritingCall {
-public:
-    WritingCall(HKEY handle, REGSAM needed) : m_call(std::in_place, handle, needed, RegistryCall::Purpose::kWrite)
-    {
-        m_code = m_call->Code();
-    }
-    ~WritingCall()
-    {
-        RegistryObserver* observer = m_changed.empty() ? nullptr : m_call->State().observer;
-        m_call.reset();
-        if (observer != nullptr) {
-            observer->OnKeyChanged(m_changed);
-        }
-    }
-    WritingCall(const WritingCall&) = delete;
-    WritingCall& operator=(const WritingCall&) = delete;
-
-    [[nodiscard]] LSTATUS Code() const noexcept { return m_code; }
-    [[nodiscard]] Registry::State& State() const noexcept { return m_call->State(); }
-    [[nodiscard]] OpenKey& Key() const noexcept { return m_call->Key(); }
-
-    /// The writer of the hive that `key` lies in, or what stands against writing there.
-    [[nodiscard]] tl::expected<HiveWriter*, LSTATUS> WriterOf(const KeyReference& key) const
-    {
-        if (!key.HasHive()) {
-            return tl::unexpected(ERROR_ACCESS_DENIED);
-        }
-        WritableHive* hive = State().WriterOf(key.hive);
-        return hive != nullptr ? tl::expected<HiveWriter*, LSTATUS>(&hive->Writer())
-                               : tl::unexpected(ERROR_WRITE_PROTECT);
-    }
-
-    /// Notes that the key at `path` has other values or subkeys now.
-    void NoteChange(std::string path)
-    {
-        m_changed = std::move(path);
-        State().handles.ForEach([](OpenKey& open) { open.isEnumerating = false; });
-    }
-
-private:
-    std::optional<RegistryCall> m_call;
-    std::string m_changed;
-    LSTATUS m_code;
-};
 
 std::string Below(const std::string& path, std::string_view name)
 {
@@ -79,28 +23,6 @@ std::string Below(const std::string& path, std::string_view name)
 std::string ParentPath(const std::string& path)
 {
     return path.substr(0, path.rfind('\\'));
-}
-
-/// The data that is stored for what a caller of an A call hands over.
-std::optional<std::vector<std::byte>> StoredData(DWORD type, std::span<const BYTE> data)
-{
-    const auto bytes = std::as_bytes(data);
-    if (!IsTextType(type) || data.empty()) {
-        return std::vector<std::byte>(bytes.begin(), bytes.end());
-    }
-    std::optional<std::u16string> units = ToUtf16({reinterpret_cast<const char*>(data.data()), data.size()});
-    if (!units) {
-        return std::nullopt;
-    }
-    if (units->back() != u'\0') {
-        units->push_back(u'\0');
-    }
-    const bool isEmptyList = units->size() == 1;
-    if (type == REG_MULTI_SZ && !isEmptyList && (*units)[units->size() - 2] != u'\0') {
-        units->push_back(u'\0');
-    }
-    const auto stored = std::as_bytes(std::span(*units));
-    return std::vector<std::byte>(stored.begin(), stored.end());
 }
 
 /// Makes the subkey `name` of `parent` in its hive.
@@ -287,7 +209,7 @@ LSTATUS RegSetValueExA(HKEY key, const char* name, DWORD reserved, DWORD type, c
     if (reserved != 0 || (data == nullptr && size != 0)) {
         return ERROR_INVALID_PARAMETER;
     }
-    const std::optional<std::vector<std::byte>> stored = StoredData(type, {data, size});
+    const std::optional<std::vector<std::byte>> stored = DataFromCaller(type, {data, size});
     if (!stored) {
         return ERROR_NO_UNICODE_TRANSLATION;
     }
@@ -327,6 +249,26 @@ LSTATUS RegDeleteKeyA(HKEY key, const char* subKey)
         call.NoteChange(ParentPath(named.path));
     }
     return code;
+}
+
+LSTATUS RegDeleteTreeA(HKEY key, const char* subKey)
+{
+    WritingCall call(key, 0);
+    const NamedKey named = FindForChange(call, subKey);
+    if (named.code != ERROR_SUCCESS) {
+        return named.code;
+    }
+    std::unordered_set<std::uint32_t> gone;
+    const Result<void> deleted =
+        named.writer->DeleteTree(named.key.cell, [&gone](CellOffset cell) { gone.insert(cell.value); });
+    if (!deleted) {
+        return CodeOf(deleted);
+    }
+    call.State().handles.ForEach([&](OpenKey& open) {
+        open.isDeleted = open.isDeleted || (open.key.hive == named.key.hive && gone.contains(open.key.cell.value));
+    });
+    call.NoteChange(ParentPath(named.path));
+    return ERROR_SUCCESS;
 }
 
 LSTATUS RegRenameKey(HKEY key, const char* subKey, const char* newName)

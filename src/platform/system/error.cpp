@@ -26,6 +26,7 @@ constexpr std::array kTexts = {
     MessageText{8, "Not enough storage is available to process this command."},
     MessageText{13, "The data is invalid."},
     MessageText{19, "The media is write protected."},
+    MessageText{22, "The device does not recognize the command."},
     MessageText{30, "The system cannot read from the specified device."},
     MessageText{32, "The process cannot access the file because it is being used by another process."},
     MessageText{50, "The request is not supported."},

@@ -18,6 +18,7 @@ enum class ErrorCode : std::uint32_t {
     kNotEnoughMemory = 8,
     kInvalidData = 13,
     kWriteProtect = 19,
+    kBadCommand = 22,
     kReadFault = 30,
     kSharingViolation = 32,
     kNotSupported = 50,

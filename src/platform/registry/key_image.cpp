@@ -1,0 +1,296 @@
+#include "platform/registry/key_image.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "platform/hive/hive_composer.h"
+#include "platform/hive/hive_walk.h"
+#include "platform/hive/writable_hive.h"
+#include "platform/registry/writing_call.h"
+
+namespace tolvar {
+
+namespace {
+
+tl::unexpected<Error> FailureOf(LSTATUS code, const std::string& context)
+{
+    return Failure(static_cast<ErrorCode>(code), context);
+}
+
+/// Asks the session's access check for every key of a walk.
+struct AccessWalk {
+    const Registry::State& state;
+    const Hive& hive;
+    REGSAM access;
+    std::vector<std::string> paths; ///< of the keys from the top to the current one
+    LSTATUS code = ERROR_SUCCESS;
+
+    bool OnKey(const KeyNode& node, unsigned depth)
+    {
+        if (depth > 0) {
+            paths.resize(depth);
+            paths.push_back(paths.back() + "\\");
+            node.name.AppendUtf8(paths.back());
+        }
+        code = state.Grants(paths.back(), {nullptr, &hive, node.offset}, access) ? code : ERROR_ACCESS_DENIED;
+        return true;
+    }
+    void OnValue(const ValueRecord& /*value*/, DataView /*data*/) {}
+    void OnValuesEnd(const KeyNode& /*key*/) {}
+    void OnFault(const HiveFault& fault, unsigned /*depth*/) { code = RegistryCall::CodeOf(fault); }
+    [[nodiscard]] bool IsStopped() const { return code != ERROR_SUCCESS; }
+};
+
+/// A hive in memory with nothing but its root, to be filled.
+class SmallHive {
+public:
+    [[nodiscard]] static Result<std::unique_ptr<SmallHive>> Make(std::size_t room)
+    {
+        Result<MappedFile> copy = MappedFile::CopyOf(EmptyHive(u"BEFORE", SystemClock().Now()), room);
+        Result<Hive> hive = copy ? Hive::FromCopy(std::move(*copy), "image") : tl::unexpected(copy.error());
+        return hive ? Result<std::unique_ptr<SmallHive>>(std::unique_ptr<SmallHive>(new SmallHive(std::move(*hive))))
+                    : tl::unexpected(hive.error());
+    }
+
+    Hive hive;
+    HiveEditor editor{hive};
+    HiveWriter writer{editor, SystemClock()};
+
+private:
+    explicit SmallHive(Hive made) : hive(std::move(made)) {}
+};
+
+/// The places that the class of a value image lists.
+std::vector<std::uint32_t> PlacesOf(const Hive& image, const KeyNode& root)
+{
+    const Checked<NameView> text = image.ClassName(root);
+    const std::string list = text ? ToUtf8(text->ToUtf16()) : std::string();
+    std::vector<std::uint32_t> places;
+    const char* at = list.data();
+    const char* end = at + list.size();
+    std::uint32_t place = 0;
+    for (auto read = std::from_chars(at, end, place); read.ec == std::errc(); read = std::from_chars(at, end, place)) {
+        places.push_back(place);
+        at = read.ptr + (read.ptr != end ? 1 : 0);
+    }
+    return places;
+}
+
+struct ImagedValue {
+    std::u16string name;
+    std::uint32_t type = 0;
+    std::vector<std::byte> data;
+    std::uint32_t place = 0;
+};
+
+/// The values of an image, by their places.
+Result<std::vector<ImagedValue>> ValuesOf(const Hive& image)
+{
+    const Checked<KeyNode> root = image.Key(image.Root());
+    const Checked<ValueListView> list = root ? image.Values(*root) : tl::unexpected(root.error());
+    if (!list) {
+        return tl::unexpected(image.ToError(list.error()));
+    }
+    const std::vector<std::uint32_t> places = PlacesOf(image, *root);
+    std::vector<ImagedValue> values;
+    for (std::uint32_t i = 0; i < list->count; ++i) {
+        const Checked<ValueRecord> value = image.Value((*list)[i]);
+        Checked<std::vector<std::byte>> data = value ? image.ReadData(*value) : tl::unexpected(value.error());
+        if (!data) {
+            return tl::unexpected(image.ToError(data.error()));
+        }
+        values.push_back({value->name.ToUtf16(), value->type, *std::move(data), i < places.size() ? places[i] : ~0U});
+    }
+    std::ranges::sort(values, {}, &ImagedValue::place);
+    return values;
+}
+
+/// One value of a key with its place in the list, ready to be stored elsewhere.
+Result<std::optional<ImagedValue>> FindImaged(const Hive& hive, const KeyNode& node, const std::string& name)
+{
+    const std::optional<std::u16string> wanted = ToUtf16(name);
+    const Checked<ValueListView> list = hive.Values(node);
+    if (!wanted || !list) {
+        return wanted ? Result<std::optional<ImagedValue>>(tl::unexpected(hive.ToError(list.error())))
+                      : Failure(ErrorCode::kNoUnicodeTranslation, name);
+    }
+    for (std::uint32_t i = 0; i < list->count; ++i) {
+        const Checked<ValueRecord> value = hive.Value((*list)[i]);
+        if (!value || CompareNames(value->name, *wanted) != 0) {
+            continue;
+        }
+        Checked<std::vector<std::byte>> data = hive.ReadData(*value);
+        if (!data) {
+            return tl::unexpected(hive.ToError(data.error()));
+        }
+        return ImagedValue{value->name.ToUtf16(), value->type, *std::move(data), i};
+    }
+    return std::nullopt;
+}
+
+/// Runs `change` with the writer of the key's hive and the key's cell.
+template <class Change>
+Result<void> Write(HKEY key, const char* what, Change&& change)
+{
+    WritingCall call(key, 0);
+    if (call.Code() != ERROR_SUCCESS) {
+        return FailureOf(call.Code(), what);
+    }
+    const tl::expected<HiveWriter*, LSTATUS> writer = call.WriterOf(call.Key().key);
+    if (!writer) {
+        return FailureOf(writer.error(), call.Key().path);
+    }
+    auto changed = change(**writer, call.Key().key.cell);
+    call.NoteChange(call.Key().path); // also where only a part of it was done
+    return changed;
+}
+
+} // namespace
+
+LSTATUS CheckWritable(HKEY key)
+{
+    const RegistryCall call(key, 0);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    const KeyReference& reference = call.Key().key;
+    if (!reference.HasHive()) {
+        return ERROR_ACCESS_DENIED;
+    }
+    return call.State().WriterOf(reference.hive) != nullptr ? ERROR_SUCCESS : ERROR_WRITE_PROTECT;
+}
+
+LSTATUS CheckTree(HKEY key, REGSAM access)
+{
+    if (const LSTATUS code = CheckWritable(key); code != ERROR_SUCCESS) {
+        return code;
+    }
+    const RegistryCall call(key, 0);
+    if (call.Code() != ERROR_SUCCESS) {
+        return call.Code();
+    }
+    const KeyReference& reference = call.Key().key;
+    if (reference.space != nullptr || reference.cell == reference.hive->Root()) {
+        return ERROR_ACCESS_DENIED;
+    }
+    if (call.State().accessCheck == nullptr) {
+        return ERROR_SUCCESS;
+    }
+    AccessWalk walk{call.State(), *reference.hive, access, {call.Key().path}};
+    HiveWalk(*reference.hive, walk).Run(reference.cell);
+    return walk.code;
+}
+
+Result<std::string> StoredKeyName(HKEY key)
+{
+    const RegistryCall call(key, 0);
+    const tl::expected<KeyNode, LSTATUS> node =
+        call.Code() == ERROR_SUCCESS ? call.Node() : tl::unexpected(call.Code());
+    return node ? Result<std::string>(ToUtf8(node->name.ToUtf16())) : FailureOf(node.error(), "name of a key");
+}
+
+Result<std::vector<std::byte>> ImageOfKey(HKEY key)
+{
+    const RegistryCall call(key, 0);
+    if (call.Code() != ERROR_SUCCESS) {
+        return FailureOf(call.Code(), "image of a key");
+    }
+    const KeyReference& reference = call.Key().key;
+    if (!reference.HasHive()) {
+        return FailureOf(ERROR_ACCESS_DENIED, call.Key().path);
+    }
+    std::optional<HiveFault> first;
+    HiveComposer composer(*reference.hive, {}, [&first](const HiveFault& fault) { first = first.value_or(fault); });
+    Result<std::vector<std::byte>> content = composer.Compose(reference.cell);
+    if (content && first) {
+        return tl::unexpected(reference.hive->ToError(*first));
+    }
+    return content;
+}
+
+Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::string> names)
+{
+    const RegistryCall call(key, 0);
+    const tl::expected<KeyNode, LSTATUS> node =
+        call.Code() == ERROR_SUCCESS ? call.Node() : tl::unexpected(call.Code());
+    if (!node) {
+        return FailureOf(node.error(), "image of values");
+    }
+    const Hive& source = *call.Key().key.hive;
+    std::vector<ImagedValue> values;
+    std::size_t room = std::size_t{1} << 20;
+    for (const std::string& name : names) {
+        Result<std::optional<ImagedValue>> found = FindImaged(source, *node, name);
+        if (!found) {
+            return tl::unexpected(found.error());
+        }
+        const bool isNew = *found && std::ranges::find(values, (*found)->place, &ImagedValue::place) == values.end();
+        if (isNew) {
+            room += 2 * (*found)->data.size();
+            values.push_back(**std::move(found));
+        }
+    }
+    const Result<std::unique_ptr<SmallHive>> made = SmallHive::Make(room);
+    if (!made) {
+        return tl::unexpected(made.error());
+    }
+    SmallHive& image = **made;
+    std::string places;
+    for (const ImagedValue& value : values) {
+        if (auto set = image.writer.SetValue(image.hive.Root(), value.name, value.type, value.data); !set) {
+            return tl::unexpected(set.error());
+        }
+        places.append(places.empty() ? "" : " ").append(std::to_string(value.place));
+    }
+    if (auto set = image.writer.SetClass(image.hive.Root(), *ToUtf16(places)); !set) {
+        return tl::unexpected(set.error());
+    }
+    return HiveComposer(image.hive, {}, [](const HiveFault&) {}).Compose(image.hive.Root());
+}
+
+Result<void> LayKeyImage(HKEY key, const Hive& image)
+{
+    return Write(key, "restore a key",
+                 [&image](HiveWriter& writer, CellOffset cell) { return writer.Merge(cell, image, image.Root()); });
+}
+
+Result<void> LayValueImage(HKEY key, const Hive& image)
+{
+    const Result<std::vector<ImagedValue>> values = ValuesOf(image);
+    if (!values) {
+        return tl::unexpected(values.error());
+    }
+    return Write(key, "restore values", [&values](HiveWriter& writer, CellOffset cell) {
+        Result<void> stored;
+        for (const ImagedValue& value : *values) {
+            stored = stored ? writer.InsertValue(cell, value.place, value.name, value.type, value.data) : stored;
+        }
+        return stored;
+    });
+}
+
+Result<bool> HoldsValueImage(HKEY key, const Hive& image)
+{
+    const Result<std::vector<ImagedValue>> values = ValuesOf(image);
+    if (!values) {
+        return tl::unexpected(values.error());
+    }
+    const RegistryCall call(key, 0);
+    const tl::expected<KeyNode, LSTATUS> node =
+        call.Code() == ERROR_SUCCESS ? call.Node() : tl::unexpected(call.Code());
+    if (!node) {
+        return FailureOf(node.error(), "compare values");
+    }
+    for (const ImagedValue& value : *values) {
+        const auto found = FindImaged(*call.Key().key.hive, *node, ToUtf8(value.name));
+        if (!found) {
+            return tl::unexpected(found.error());
+        }
+        if (!*found || (*found)->type != value.type || (*found)->data != value.data) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace tolvar

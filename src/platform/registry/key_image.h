@@ -1,0 +1,45 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/hive/hive.h"
+#include "platform/registry/winreg.h"
+#include "platform/system/error.h"
+
+namespace tolvar {
+
+// Exact images of what is about to be changed: small hives in memory, with classes, times, security, names and data of
+// any kind as they are stored. All work on the session's registry, through open handles.
+
+/// What stands against changing a key: 5 for one that lies in no hive, or is a root or a place where something is
+/// mounted; 19 in a hive that is mounted read only. A key may hold mounts and still take values and subkeys: see
+/// CheckTree.
+[[nodiscard]] LSTATUS CheckWritable(HKEY key);
+
+/// What stands against taking a whole subtree away: CheckWritable, 5 where the key is a root, has something mounted in
+/// it, or where the session's user does not get `access` on every key of it.
+[[nodiscard]] LSTATUS CheckTree(HKEY key, REGSAM access);
+
+/// The name of the key as it is stored, in its own spelling.
+[[nodiscard]] Result<std::string> StoredKeyName(HKEY key);
+
+/// A hive with the key and all below it. Its root keeps the key's name.
+/// Errors: kAccessDenied for a key that lies in no hive; kRegistryCorrupt where a record can't be read.
+[[nodiscard]] Result<std::vector<std::byte>> ImageOfKey(HKEY key);
+
+/// A hive whose root holds those of the named values that the key has, and in its class their places in the key's list,
+/// in decimal and with blanks between them. Errors as ImageOfKey.
+[[nodiscard]] Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::string> names);
+
+/// Lays the content of an image that ImageOfKey made over a key: see HiveWriter::Merge.
+[[nodiscard]] Result<void> LayKeyImage(HKEY key, const Hive& image);
+
+/// Puts the values of an image that ImageOfValues made back into a key, each in its place in the list.
+[[nodiscard]] Result<void> LayValueImage(HKEY key, const Hive& image);
+
+/// Whether the key holds every value of such an image, with the same bytes.
+[[nodiscard]] Result<bool> HoldsValueImage(HKEY key, const Hive& image);
+
+} // namespace tolvar
