@@ -1,0 +1,164 @@
+#include "journal/change_snapshot.h"
+
+#include <cstring>
+
+#include "journal/content_hash.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::string_view kMagic = "TVSEAL01";
+constexpr std::uint32_t kFormat = 1;
+constexpr std::size_t kEnd = 4 + 8 + kMagic.size();
+constexpr std::uint32_t kTextIsWhole = 1;
+constexpr std::uint32_t kSameAgain = 2;
+
+template <class T>
+void Put(std::vector<std::byte>& out, T value)
+{
+    const auto bytes = std::as_bytes(std::span(&value, 1));
+    out.insert(out.end(), bytes.begin(), bytes.end());
+}
+
+void PutText(std::vector<std::byte>& out, std::string_view text)
+{
+    Put(out, static_cast<std::uint32_t>(text.size()));
+    const auto bytes = std::as_bytes(std::span(text));
+    out.insert(out.end(), bytes.begin(), bytes.end());
+}
+
+/// Takes fields off the front; after one that is not there, nothing is.
+class FieldReader {
+public:
+    explicit FieldReader(std::span<const std::byte> bytes) : m_rest(bytes) {}
+
+    template <class T>
+    T Number()
+    {
+        T value = 0;
+        m_isGood = m_isGood && m_rest.size() >= sizeof value;
+        if (m_isGood) {
+            std::memcpy(&value, m_rest.data(), sizeof value);
+            m_rest = m_rest.subspan(sizeof value);
+        }
+        return value;
+    }
+    std::string Text()
+    {
+        const auto size = Number<std::uint32_t>();
+        m_isGood = m_isGood && m_rest.size() >= size;
+        if (!m_isGood) {
+            return {};
+        }
+        const std::string text(reinterpret_cast<const char*>(m_rest.data()), size);
+        m_rest = m_rest.subspan(size);
+        return text;
+    }
+    [[nodiscard]] bool IsGood() const noexcept { return m_isGood; }
+
+private:
+    std::span<const std::byte> m_rest;
+    bool m_isGood = true;
+};
+
+tl::unexpected<Error> Broken()
+{
+    return Failure(ErrorCode::kFileCorrupt, "the snapshot is cut or altered");
+}
+
+} // namespace
+
+std::vector<std::byte> SealImage(std::vector<std::byte> image, const SnapshotSeal& seal)
+{
+    const ChangeRecord& change = seal.change;
+    std::vector<std::byte> content;
+    Put(content, kFormat);
+    Put(content, static_cast<std::uint32_t>(change.kind));
+    Put(content, static_cast<std::uint32_t>(change.object));
+    Put(content, static_cast<std::uint32_t>(change.type));
+    Put(content, (seal.isTextWhole ? kTextIsWhole : 0U) | (seal.isSameAgain ? kSameAgain : 0U));
+    Put(content, std::uint64_t{image.size()});
+    Put(content, ContentHash::Of(image));
+    Put(content, seal.textSize);
+    Put(content, seal.textSum);
+    for (const std::string& text : {seal.record, change.path, change.secondPath, change.Name(), change.NewName()}) {
+        PutText(content, text);
+    }
+    image.insert(image.end(), content.begin(), content.end());
+    Put(image, static_cast<std::uint32_t>(content.size()));
+    Put(image, ContentHash::Of(content));
+    const auto magic = std::as_bytes(std::span(kMagic));
+    image.insert(image.end(), magic.begin(), magic.end());
+    return image;
+}
+
+Result<SnapshotView> ParseSnapshot(std::span<const std::byte> bytes)
+{
+    if (bytes.size() < kEnd || std::memcmp(bytes.last(kMagic.size()).data(), kMagic.data(), kMagic.size()) != 0) {
+        return Broken();
+    }
+    FieldReader end(bytes.last(kEnd));
+    const auto size = end.Number<std::uint32_t>();
+    const auto sum = end.Number<std::uint64_t>();
+    if (size > bytes.size() - kEnd || ContentHash::Of(bytes.last(kEnd + size).first(size)) != sum) {
+        return Broken();
+    }
+    SnapshotView view;
+    ChangeRecord& change = view.seal.change;
+    FieldReader fields(bytes.last(kEnd + size).first(size));
+    const auto format = fields.Number<std::uint32_t>();
+    change.kind = static_cast<ChangeKind>(fields.Number<std::uint32_t>());
+    change.object = static_cast<ChangeObject>(fields.Number<std::uint32_t>());
+    change.type = fields.Number<std::uint32_t>();
+    const auto flags = fields.Number<std::uint32_t>();
+    view.seal.isTextWhole = (flags & kTextIsWhole) != 0;
+    view.seal.isSameAgain = (flags & kSameAgain) != 0;
+    const auto imageSize = fields.Number<std::uint64_t>();
+    const auto imageSum = fields.Number<std::uint64_t>();
+    view.seal.textSize = fields.Number<std::uint64_t>();
+    view.seal.textSum = fields.Number<std::uint64_t>();
+    view.seal.record = fields.Text();
+    change.path = fields.Text();
+    change.secondPath = fields.Text();
+    change.name = fields.Text();
+    change.newName = fields.Text();
+    const bool isKind = change.kind >= ChangeKind::kDelete && change.kind <= ChangeKind::kNew;
+    const bool isObject = change.object >= ChangeObject::kKey && change.object <= ChangeObject::kEditedValue;
+    if (!fields.IsGood() || format != kFormat || !isKind || !isObject) {
+        return Broken();
+    }
+    const auto image = bytes.first(bytes.size() - kEnd - size);
+    if (image.size() == imageSize && ContentHash::Of(image) == imageSum) {
+        view.image = image;
+    }
+    return view;
+}
+
+Result<ChangeSnapshot> ChangeSnapshot::Open(FileStore& files, const std::filesystem::path& path)
+{
+    if (!files.Exists(path)) {
+        return Failure(ErrorCode::kFileNotFound, path.string());
+    }
+    Result<MappedFile> map = files.Map(path, 0);
+    if (!map) {
+        return tl::unexpected(map.error());
+    }
+    ChangeSnapshot snapshot;
+    snapshot.m_file = *std::move(map);
+    Result<SnapshotView> view = ParseSnapshot(snapshot.m_file.Bytes());
+    if (!view) {
+        view.error().context = path.string();
+        return tl::unexpected(view.error());
+    }
+    snapshot.m_seal = std::move(view->seal);
+    if (!view->image.empty()) {
+        Result<Hive> image = Hive::FromBytes(view->image, path.string());
+        if (image && !image->Damage()) {
+            snapshot.m_image.emplace(*std::move(image));
+        }
+    }
+    return snapshot;
+}
+
+} // namespace tolvar

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "journal/change_record.h"
+#include "platform/files/file_store.h"
+#include "platform/hive/hive.h"
+
+namespace tolvar {
+
+// A snapshot is a hive file with the exact image of what a change overwrites or removes, and behind the hive, where its
+// readers do not look, a seal: which record it belongs to, the change in fields that no ";" can move, and sums over the
+// image and the text backup.
+//
+//   seal: format (4 bytes, 1); kind, object, type, flags, 4 each; size and sum of the image, size and sum of the text
+//         backup, 8 each; then, each as 4 bytes of length and its bytes: record, path, second path, name, new name
+//   end:  length of the seal (4), a sum over it (8), "TVSEAL01"
+// Numbers are little-endian.
+
+struct SnapshotSeal {
+    std::string record;
+    ChangeRecord change; ///< without user and data; missing names are empty
+    std::uint64_t textSize = 0;
+    std::uint64_t textSum = 0;
+    bool isTextWhole = true;  ///< the text backup holds all of it
+    bool isSameAgain = false; ///< the change stores what is there already: nothing can tell whether it was made
+};
+
+/// The snapshot's bytes. `image` is moved into them.
+[[nodiscard]] std::vector<std::byte> SealImage(std::vector<std::byte> image, const SnapshotSeal& seal);
+
+/// The seal and the image of any bytes, which must outlive it. `image` is empty where it was altered or cut.
+struct SnapshotView {
+    SnapshotSeal seal;
+    std::span<const std::byte> image;
+};
+
+/// Errors: kFileCorrupt, where there is no seal or a broken one.
+[[nodiscard]] Result<SnapshotView> ParseSnapshot(std::span<const std::byte> bytes);
+
+/// An open snapshot file.
+class ChangeSnapshot {
+public:
+    /// Errors: the file's; as ParseSnapshot. `path` need not exist: kFileNotFound.
+    [[nodiscard]] static Result<ChangeSnapshot> Open(FileStore& files, const std::filesystem::path& path);
+
+    [[nodiscard]] const SnapshotSeal& Seal() const noexcept { return m_seal; }
+    /// The image; null where it was altered or cut.
+    [[nodiscard]] const Hive* Image() const noexcept { return m_image ? &*m_image : nullptr; }
+
+private:
+    MappedFile m_file;
+    SnapshotSeal m_seal;
+    std::optional<Hive> m_image; ///< over `m_file`
+};
+
+} // namespace tolvar

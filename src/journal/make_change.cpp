@@ -1,0 +1,262 @@
+#include "journal/make_change.h"
+
+#include <algorithm>
+
+#include "platform/registry/key_image.h"
+#include "platform/registry/key_text.h"
+#include "platform/system/text.h"
+#include "registry/root_keys.h"
+#include "registry/value_text.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr LSTATUS kInvalidFunction = 1;
+
+/// The data that a change stores, as RegSetValueExA takes it.
+std::optional<std::vector<BYTE>> DataOf(const ChangeRecord& change)
+{
+    return ValueFromText(change.form == DataForm::kBytes ? REG_BINARY : change.type,
+                         change.data.value_or(std::string()));
+}
+
+bool HasSubkey(HKEY parent, const std::string& name)
+{
+    RegKey key;
+    return RegOpenKeyExA(parent, name.c_str(), 0, KEY_READ, key.Put()) != ERROR_FILE_NOT_FOUND;
+}
+
+} // namespace
+
+std::optional<SplitKeyPath> SplitLastName(const std::string& path)
+{
+    const std::size_t slash = path.rfind('\\');
+    return slash == std::string::npos || slash + 1 == path.size()
+               ? std::nullopt
+               : std::optional(SplitKeyPath{path.substr(0, slash), path.substr(slash + 1)});
+}
+
+bool HasValue(HKEY key, const std::string& name)
+{
+    DWORD size = 0;
+    return RegQueryValueExA(key, name.c_str(), nullptr, nullptr, nullptr, &size) != ERROR_FILE_NOT_FOUND;
+}
+
+tl::unexpected<Error> PreparedChange::FailureOf(LSTATUS code) const
+{
+    const std::string value = m_change.IsKey() ? "" : ", value " + m_change.Name();
+    return Failure(static_cast<ErrorCode>(code), m_change.path + value);
+}
+
+Result<PreparedChange> PreparedChange::Prepare(ChangeRecord change, const std::string& emptyNameLabel)
+{
+    PreparedChange prepared(std::move(change));
+    for (std::optional<std::string>* name : {&prepared.m_change.name, &prepared.m_change.newName}) {
+        if (!emptyNameLabel.empty() && *name == emptyNameLabel) {
+            *name = "";
+        }
+    }
+    const LSTATUS code = prepared.m_change.IsKey() ? prepared.PrepareKey() : prepared.PrepareValue();
+    return code == ERROR_SUCCESS ? Result<PreparedChange>(std::move(prepared)) : prepared.FailureOf(code);
+}
+
+LSTATUS PreparedChange::PrepareKey()
+{
+    const bool isNew = m_change.kind == ChangeKind::kNew;
+    if (m_change.kind == ChangeKind::kModify) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const std::optional<SplitKeyPath> split = SplitLastName(m_change.path);
+    if (!isNew && !split) {
+        return ERROR_ACCESS_DENIED; // a root stays
+    }
+    if (const LSTATUS code = OpenKeyPath(m_change.path, *m_key.Put(), KEY_ALL_ACCESS); code != ERROR_SUCCESS) {
+        return code;
+    }
+    const LSTATUS code = isNew ? CheckWritable(m_key.Get()) : CheckTree(m_key.Get(), KEY_ALL_ACCESS);
+    if (code != ERROR_SUCCESS) {
+        return code;
+    }
+    if (!isNew) {
+        m_lastName = split->name;
+        if (const LSTATUS opened = OpenKeyPath(split->parent, *m_parent.Put(), KEY_ALL_ACCESS);
+            opened != ERROR_SUCCESS) {
+            return opened;
+        }
+    }
+    if (m_change.kind == ChangeKind::kDelete) {
+        return ERROR_SUCCESS;
+    }
+    const std::string& newName = m_change.secondPath;
+    if (newName.empty() || newName.find('\\') != std::string::npos) {
+        return ERROR_INVALID_PARAMETER; // it would be a path
+    }
+    const bool isOwnName = !isNew && CompareNames(newName, m_lastName) == 0;
+    return !isOwnName && HasSubkey(isNew ? m_key.Get() : m_parent.Get(), newName) ? ERROR_ALREADY_EXISTS
+                                                                                  : ERROR_SUCCESS;
+}
+
+LSTATUS PreparedChange::PrepareValue()
+{
+    if (const LSTATUS code = OpenKeyPath(m_change.path, *m_key.Put(), KEY_ALL_ACCESS); code != ERROR_SUCCESS) {
+        return code;
+    }
+    if (const LSTATUS code = CheckWritable(m_key.Get()); code != ERROR_SUCCESS) {
+        return code;
+    }
+    switch (m_change.kind) {
+    case ChangeKind::kDelete:
+        return HasValue(m_key.Get(), m_change.Name()) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+    case ChangeKind::kRename:
+        return HasValue(m_key.Get(), m_change.Name()) ? ERROR_SUCCESS : kInvalidFunction;
+    case ChangeKind::kNew:
+        m_change.kind = HasValue(m_key.Get(), m_change.NewName()) ? ChangeKind::kModify : ChangeKind::kNew;
+        break;
+    case ChangeKind::kModify:
+        break;
+    }
+    std::optional<std::vector<BYTE>> data = DataOf(m_change);
+    if (!data) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    m_data = *std::move(data);
+    return ERROR_SUCCESS;
+}
+
+Result<std::vector<std::byte>> PreparedChange::Image() const
+{
+    if (m_change.IsKey()) {
+        return ImageOfKey(m_key.Get());
+    }
+    const std::vector<std::string> names = {m_change.Name(), m_change.newName.value_or(m_change.Name())};
+    return ImageOfValues(m_key.Get(), names);
+}
+
+Result<KeyTextLosses> PreparedChange::WriteText(const KeyTextSink& sink) const
+{
+    return WriteKeyText(m_change.path, m_change.IsKey() ? KeyTextForm::kRelative : KeyTextForm::kSingleValue,
+                        m_change.Name(), sink);
+}
+
+bool PreparedChange::IsSameAgain(const Hive& image) const
+{
+    if (m_change.kind == ChangeKind::kRename) {
+        return CompareNames(m_change.IsKey() ? m_lastName : m_change.Name(),
+                            m_change.IsKey() ? m_change.secondPath : m_change.NewName()) == 0;
+    }
+    if (m_change.kind != ChangeKind::kModify) {
+        return false;
+    }
+    const Checked<KeyNode> root = image.Key(image.Root());
+    const std::optional<std::u16string> name = ToUtf16(m_change.NewName());
+    const auto value = root && name ? image.FindValue(*root, *name) : Checked<std::optional<ValueRecord>>();
+    if (!value || !*value || (*value)->type != m_change.type) {
+        return false;
+    }
+    const auto stored = image.ReadData(**value);
+    return stored && *stored == DataFromCaller(m_change.type, m_data);
+}
+
+Result<void> PreparedChange::Make()
+{
+    const LSTATUS code = m_change.IsKey() ? MakeKeyChange() : MakeValueChange();
+    return code == ERROR_SUCCESS ? Result<void>() : FailureOf(code);
+}
+
+LSTATUS PreparedChange::MakeKeyChange()
+{
+    if (m_change.kind == ChangeKind::kDelete) {
+        m_key.Close();
+        return RegDeleteTreeA(m_parent.Get(), m_lastName.c_str());
+    }
+    if (m_change.kind == ChangeKind::kRename) {
+        return RegRenameKey(m_parent.Get(), m_lastName.c_str(), m_change.secondPath.c_str());
+    }
+    RegKey made;
+    return RegCreateKeyExA(m_key.Get(), m_change.secondPath.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, made.Put(),
+                           nullptr);
+}
+
+LSTATUS PreparedChange::MakeValueChange()
+{
+    const std::string name = m_change.Name();
+    const std::string newName = m_change.NewName();
+    if (m_change.kind == ChangeKind::kDelete) {
+        return RegDeleteValueA(m_key.Get(), name.c_str());
+    }
+    if (m_change.kind == ChangeKind::kRename) {
+        const bool isOverwriting = CompareNames(name, newName) != 0 && HasValue(m_key.Get(), newName);
+        const LSTATUS code = isOverwriting ? RegDeleteValueA(m_key.Get(), newName.c_str()) : ERROR_SUCCESS;
+        return code == ERROR_SUCCESS ? RegRenameValue(m_key.Get(), name.c_str(), newName.c_str()) : code;
+    }
+    return RegSetValueExA(m_key.Get(), newName.c_str(), 0, m_change.type, m_data.data(),
+                          static_cast<DWORD>(m_data.size()));
+}
+
+Result<void> PreparedChange::Flush() const
+{
+    const LSTATUS code = RegFlushKey(m_parent ? m_parent.Get() : m_key.Get());
+    return code == ERROR_SUCCESS ? Result<void>() : FailureOf(code);
+}
+
+namespace {
+
+ChangeState StateOfKeyChange(const ChangeRecord& change)
+{
+    const bool isNew = change.kind == ChangeKind::kNew;
+    const std::optional<SplitKeyPath> split = SplitLastName(change.path);
+    RegKey parent;
+    if ((!isNew && !split) || OpenKeyPath(isNew ? change.path : split->parent, *parent.Put(), KEY_READ) != 0 ||
+        CheckWritable(parent.Get()) != ERROR_SUCCESS) {
+        return ChangeState::kUnknown;
+    }
+    if (isNew) {
+        return HasSubkey(parent.Get(), change.secondPath) ? ChangeState::kMade : ChangeState::kNotMade;
+    }
+    const bool hasOld = HasSubkey(parent.Get(), split->name);
+    if (change.kind == ChangeKind::kDelete) {
+        return hasOld ? ChangeState::kNotMade : ChangeState::kMade;
+    }
+    const bool hasNew = HasSubkey(parent.Get(), change.secondPath);
+    if (CompareNames(split->name, change.secondPath) == 0 || hasOld == hasNew) {
+        return ChangeState::kUnknown;
+    }
+    return hasNew ? ChangeState::kMade : ChangeState::kNotMade;
+}
+
+} // namespace
+
+ChangeState StateOfChange(const ChangeRecord& change, const Hive* image)
+{
+    if (change.IsKey()) {
+        return StateOfKeyChange(change);
+    }
+    RegKey key;
+    if (OpenKeyPath(change.path, *key.Put(), KEY_READ) != ERROR_SUCCESS || CheckWritable(key.Get()) != ERROR_SUCCESS) {
+        return ChangeState::kUnknown;
+    }
+    const bool hasOld = HasValue(key.Get(), change.Name());
+    const bool isOneName = CompareNames(change.Name(), change.NewName()) == 0;
+    switch (change.kind) {
+    case ChangeKind::kNew:
+        return HasValue(key.Get(), change.NewName()) ? ChangeState::kMade : ChangeState::kNotMade;
+    case ChangeKind::kDelete:
+        return hasOld ? ChangeState::kNotMade : ChangeState::kMade;
+    case ChangeKind::kRename:
+        return isOneName ? ChangeState::kUnknown : hasOld ? ChangeState::kNotMade : ChangeState::kMade;
+    case ChangeKind::kModify:
+        break;
+    }
+    if (!isOneName || image == nullptr) {
+        return ChangeState::kUnknown;
+    }
+    const Checked<KeyNode> root = image->Key(image->Root());
+    if (root && root->valueCount == 0) { // there was no such value
+        return hasOld ? ChangeState::kMade : ChangeState::kNotMade;
+    }
+    const Result<bool> isAsBefore = HoldsValueImage(key.Get(), *image);
+    return !isAsBefore ? ChangeState::kUnknown : *isAsBefore ? ChangeState::kNotMade : ChangeState::kMade;
+}
+
+} // namespace tolvar

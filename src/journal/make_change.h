@@ -1,0 +1,80 @@
+#pragma once
+
+#include <vector>
+
+#include "journal/change_record.h"
+#include "platform/hive/hive.h"
+#include "platform/system/error.h"
+#include "registry/reg_key.h"
+#include "transfer/write_key_text.h"
+
+namespace tolvar {
+
+/// A change that was looked at and can be made. Nothing is changed before Make.
+class PreparedChange {
+public:
+    /// Opens what the change needs and finds all that stands against it. `emptyNameLabel`, unless it is empty, stands
+    /// for the empty name of a value. A value that is to be new, but is there, is prepared as a modification, so that
+    /// undoing brings the old one back. Errors: kAccessDenied for a root, a key with something mounted in it, or one
+    /// that the user may not change; kAlreadyExists for a key's new name that is taken; kInvalidFunction where the
+    /// value to be renamed is not there; kFileNotFound for a key or value that is missing; kWriteProtect;
+    /// kInvalidParameter for a name or data that can't be.
+    [[nodiscard]] static Result<PreparedChange> Prepare(ChangeRecord change, const std::string& emptyNameLabel);
+
+    /// The change as it will be made, with labels replaced.
+    [[nodiscard]] const ChangeRecord& Change() const noexcept { return m_change; }
+
+    /// Whether there is anything to lose.
+    [[nodiscard]] bool NeedsBackup() const noexcept { return m_change.kind != ChangeKind::kNew; }
+
+    /// A hive with all that the change overwrites or removes.
+    [[nodiscard]] Result<std::vector<std::byte>> Image() const;
+
+    /// The text backup: see WriteKeyText.
+    [[nodiscard]] Result<KeyTextLosses> WriteText(const KeyTextSink& sink) const;
+
+    /// Whether the change stores what `image` holds already.
+    [[nodiscard]] bool IsSameAgain(const Hive& image) const;
+
+    /// Makes the change in memory, wholly or not at all.
+    [[nodiscard]] Result<void> Make();
+
+    /// Makes the hive of the change durable.
+    [[nodiscard]] Result<void> Flush() const;
+
+private:
+    explicit PreparedChange(ChangeRecord change) : m_change(std::move(change)) {}
+    [[nodiscard]] LSTATUS PrepareKey();
+    [[nodiscard]] LSTATUS PrepareValue();
+    [[nodiscard]] LSTATUS MakeKeyChange();
+    [[nodiscard]] LSTATUS MakeValueChange();
+    [[nodiscard]] tl::unexpected<Error> FailureOf(LSTATUS code) const;
+
+    ChangeRecord m_change;
+    RegKey m_key;             ///< the key at the path
+    RegKey m_parent;          ///< of a key that goes or gets another name
+    std::string m_lastName;   ///< the path's last component
+    std::vector<BYTE> m_data; ///< the new data of a value
+};
+
+/// Whether a change was made, by what the registry holds: for one that a crash left without an answer.
+enum class ChangeState {
+    kMade,
+    kNotMade,
+    kUnknown, ///< the registry can't tell
+};
+
+/// `image` is what the change was to overwrite or remove; null for a change that needs no backup.
+[[nodiscard]] ChangeState StateOfChange(const ChangeRecord& change, const Hive* image);
+
+/// Splits a full path at its last backslash. Nothing for a root.
+struct SplitKeyPath {
+    std::string parent;
+    std::string name;
+};
+[[nodiscard]] std::optional<SplitKeyPath> SplitLastName(const std::string& path);
+
+/// Whether an open key has a value of that name.
+[[nodiscard]] bool HasValue(HKEY key, const std::string& name);
+
+} // namespace tolvar

@@ -1,0 +1,154 @@
+#include "journal/pending_log.h"
+
+#include <cstring>
+
+#include "journal/content_hash.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr std::string_view kBegin = "TVPEND01";
+constexpr std::size_t kHead = 12; // bytes of an entry before its content
+
+std::string_view Characters(std::span<const std::byte> bytes)
+{
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+void AppendEntry(std::vector<std::byte>& out, PendingLog::Event event, std::string_view record)
+{
+    const std::string content = std::string(1, static_cast<char>(event)).append(record);
+    const auto size = static_cast<std::uint32_t>(content.size());
+    const std::uint64_t sum = ContentHash::Of(std::as_bytes(std::span(content)));
+    const std::size_t at = out.size();
+    out.resize(at + kHead + content.size());
+    std::memcpy(out.data() + at, &size, sizeof size);
+    std::memcpy(out.data() + at + sizeof size, &sum, sizeof sum);
+    std::memcpy(out.data() + at + kHead, content.data(), content.size());
+}
+
+} // namespace
+
+std::vector<PendingLog::Entry> PendingLog::Parse(std::span<const std::byte> bytes, std::size_t& end)
+{
+    std::vector<Entry> entries;
+    end = 0;
+    if (!Characters(bytes).starts_with(kBegin)) {
+        return entries;
+    }
+    end = kBegin.size();
+    while (bytes.size() - end > kHead) {
+        std::uint32_t size = 0;
+        std::uint64_t sum = 0;
+        std::memcpy(&size, bytes.data() + end, sizeof size);
+        std::memcpy(&sum, bytes.data() + end + sizeof size, sizeof sum);
+        if (size == 0 || size > bytes.size() - end - kHead) {
+            break;
+        }
+        const auto content = bytes.subspan(end + kHead, size);
+        const auto event = static_cast<Event>(content.front());
+        const bool isKnown = event == Event::kBegun || event == Event::kMade || event == Event::kDropped;
+        if (!isKnown || ContentHash::Of(content) != sum) {
+            break;
+        }
+        entries.push_back({event, std::string(Characters(content.subspan(1)))});
+        end += kHead + size;
+    }
+    return entries;
+}
+
+Result<PendingLog> PendingLog::Open(FileStore& files, std::filesystem::path file)
+{
+    PendingLog log(files, std::move(file));
+    if (files.Exists(log.m_path)) {
+        const Result<MappedFile> map = files.Map(log.m_path, 0);
+        if (!map) {
+            return tl::unexpected(map.error());
+        }
+        std::size_t end = 0;
+        log.m_entries = Parse(map->Bytes(), end);
+        log.m_end = end;
+        if (map->AnyFailed()) {
+            return Failure(ErrorCode::kReadFault, "read " + log.m_path.string());
+        }
+    }
+    return log;
+}
+
+Result<void> PendingLog::MakeFile()
+{
+    Result<std::unique_ptr<StoredFile>> stored = m_files->Open(m_path, FileStore::Mode::kCreate);
+    if (!stored) {
+        return tl::unexpected(stored.error());
+    }
+    if (m_end == 0) {
+        if (auto begun = (*stored)->Write(0, std::as_bytes(std::span(kBegin))); !begun) {
+            return begun;
+        }
+        m_end = kBegin.size();
+    }
+    m_file = *std::move(stored);
+    return m_files->SyncFolder(m_path.parent_path());
+}
+
+Result<void> PendingLog::Write(std::span<const std::byte> bytes)
+{
+    if (m_file == nullptr) {
+        if (auto made = MakeFile(); !made) {
+            m_file.reset();
+            return made;
+        }
+    }
+    if (auto written = m_file->Write(m_end, bytes); !written) {
+        return written;
+    }
+    m_end += bytes.size();
+    return {};
+}
+
+Result<void> PendingLog::Append(Event event, std::string_view record)
+{
+    return AppendAll(event, {std::string(record)});
+}
+
+Result<void> PendingLog::AppendAll(Event event, const std::vector<std::string>& records)
+{
+    if (records.empty()) {
+        return {};
+    }
+    std::vector<std::byte> bytes;
+    for (const std::string& record : records) {
+        AppendEntry(bytes, event, record);
+    }
+    if (auto written = Write(bytes); !written) {
+        return written;
+    }
+    auto synced = m_file->Sync();
+    if (!synced) { // it may be on the medium all the same: what comes next is written over it
+        m_end -= bytes.size();
+    }
+    return synced;
+}
+
+void PendingLog::Note(Event event, std::string_view record)
+{
+    std::vector<std::byte> bytes;
+    AppendEntry(bytes, event, record);
+    static_cast<void>(Write(bytes));
+}
+
+Result<void> PendingLog::Remove()
+{
+    m_file.reset();
+    m_end = 0;
+    if (!m_files->Exists(m_path)) {
+        return {};
+    }
+    if (auto removed = m_files->Remove(m_path); !removed) {
+        return removed;
+    }
+    return m_files->SyncFolder(m_path.parent_path());
+}
+
+} // namespace tolvar

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/files/file_store.h"
+
+namespace tolvar {
+
+/// The file "journal.pending": what happened to the journal since `index` was written, so that a crash loses nothing.
+///
+/// It begins with eight bytes, and goes on with entries: their length and a sum over what follows (4 and 8 bytes,
+/// little-endian), then one byte for what happened and the record's text. The first entry that does not fit ends it: an
+/// append that a crash cut short never was.
+class PendingLog {
+public:
+    enum class Event : char {
+        kBegun = 'b',   ///< the change of this record is about to be made
+        kMade = 'm',    ///< it was made, and is durable
+        kDropped = 'd', ///< the record is gone: undone, removed, expired, or its change failed
+    };
+    struct Entry {
+        Event event;
+        std::string record;
+    };
+
+    /// Reads the entries of any bytes. `end`: where the next entry belongs.
+    [[nodiscard]] static std::vector<Entry> Parse(std::span<const std::byte> bytes, std::size_t& end);
+
+    /// Takes over what the file holds, if there is one; nothing is made yet. `files` must outlive the log.
+    [[nodiscard]] static Result<PendingLog> Open(FileStore& files, std::filesystem::path file);
+
+    [[nodiscard]] const std::vector<Entry>& Entries() const noexcept { return m_entries; }
+    void ForgetEntries() { m_entries = {}; }
+
+    /// Adds an entry; the file is made with the first one. On success it is durable, with all before it.
+    /// An error leaves the log as it was.
+    [[nodiscard]] Result<void> Append(Event event, std::string_view record);
+
+    /// Adds an entry that may be lost in a power cut, or reach the medium with the next one that is not. A failure to
+    /// write it is no more than that.
+    void Note(Event event, std::string_view record);
+
+    /// Adds many entries at once, durably together.
+    [[nodiscard]] Result<void> AppendAll(Event event, const std::vector<std::string>& records);
+
+    /// Removes the file: `index` holds it all.
+    [[nodiscard]] Result<void> Remove();
+
+private:
+    PendingLog(FileStore& files, std::filesystem::path file) : m_files(&files), m_path(std::move(file)) {}
+    [[nodiscard]] Result<void> Write(std::span<const std::byte> bytes);
+    [[nodiscard]] Result<void> MakeFile();
+
+    FileStore* m_files;
+    std::filesystem::path m_path;
+    std::unique_ptr<StoredFile> m_file; ///< null until something is written
+    std::uint64_t m_end = 0;
+    std::vector<Entry> m_entries; ///< as Open found them
+};
+
+} // namespace tolvar

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tolvar {
+
+/// A day of the calendar, as the first eight digits of a stamp or file name tell it.
+struct StampDate {
+    int year = 0;
+    int month = 0; ///< 1 to 12
+    int day = 0;   ///< 1 to 31
+
+    [[nodiscard]] bool operator==(const StampDate&) const = default;
+};
+
+/// 17 digits: local year, month, day, hour, minute, second and millisecond of `time` (100 ns since 1601-01-01 UTC).
+[[nodiscard]] std::string FormatStamp(std::uint64_t time);
+
+/// Whether a text is a stamp, and so may be the name of a file: a record may come from anywhere.
+[[nodiscard]] bool IsStamp(std::string_view text);
+
+/// The date that a name begins with; nothing where it begins with none.
+[[nodiscard]] std::optional<StampDate> DateOf(std::string_view name);
+
+} // namespace tolvar

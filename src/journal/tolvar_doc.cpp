@@ -1,0 +1,370 @@
+#include "journal/tolvar_doc.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "journal/change_snapshot.h"
+#include "journal/content_hash.h"
+#include "journal/expiry.h"
+#include "journal/index_file.h"
+#include "journal/make_change.h"
+#include "journal/undo_change.h"
+#include "journal/user_name.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr const char* kIndex = "index";
+constexpr const char* kFreshIndex = "index.new";
+
+} // namespace
+
+CTolvarDoc::CTolvarDoc(JournalOptions options)
+    : m_options(std::move(options)), m_failure(Error{ErrorCode::kInvalidFunction, "the journal was not opened"})
+{}
+
+CTolvarDoc::~CTolvarDoc() = default;
+
+std::filesystem::path CTolvarDoc::Beside(const char* name) const
+{
+    return m_options.dataFolder.parent_path() / name;
+}
+
+std::filesystem::path CTolvarDoc::TextBackup(std::string_view stamp) const
+{
+    return m_options.dataFolder / stamp;
+}
+
+std::filesystem::path CTolvarDoc::Snapshot(std::string_view stamp) const
+{
+    return Beside("snapshots") / stamp;
+}
+
+Result<void> CTolvarDoc::CheckUsable() const
+{
+    return m_failure ? tl::unexpected(*m_failure) : Result<void>();
+}
+
+Result<void> CTolvarDoc::MakeFolders()
+{
+    auto made = m_options.files->MakeFolder(m_options.dataFolder);
+    if (!made && !m_options.fallbackFolder.empty()) {
+        m_options.dataFolder = m_options.fallbackFolder;
+        made = m_options.files->MakeFolder(m_options.dataFolder);
+    }
+    return made ? m_options.files->MakeFolder(Beside("snapshots")) : made;
+}
+
+Result<void> CTolvarDoc::LockFolder()
+{
+    Result<std::unique_ptr<StoredFile>> lock = m_options.files->Open(Beside("journal.lock"), FileStore::Mode::kCreate);
+    if (!lock) {
+        return tl::unexpected(lock.error());
+    }
+    if (auto locked = (*lock)->Lock(); !locked) {
+        return locked;
+    }
+    m_lock = *std::move(lock);
+    return {};
+}
+
+Result<void> CTolvarDoc::ReadIndex()
+{
+    const std::filesystem::path file = m_options.dataFolder / kIndex;
+    if (!m_options.files->Exists(file)) {
+        m_isIndexStale = true;
+        if (m_options.isReadOnly) {
+            return {};
+        }
+        const Result<std::unique_ptr<StoredFile>> made = m_options.files->Open(file, FileStore::Mode::kCreate);
+        return made ? Result<void>() : tl::unexpected(made.error());
+    }
+    const Result<MappedFile> map = m_options.files->Map(file, 0);
+    if (!map) {
+        return tl::unexpected(map.error());
+    }
+    DecodedIndex index = DecodeIndex(map->Bytes());
+    if (map->AnyFailed()) {
+        return Failure(ErrorCode::kReadFault, "read " + file.string());
+    }
+    m_isIndexStale = map->Bytes().empty();
+    m_isIndexDamaged = !index.isWhole;
+    m_bookmarkPaths = std::move(index.lists.bookmarkPaths);
+    m_journal = std::move(index.lists.journal);
+    m_bookmarkTargets = std::move(index.lists.bookmarkTargets);
+    return {};
+}
+
+/// Brings the journal up to what happened since `index` was written. `open` gets the records of changes that were begun
+/// and neither made nor given up.
+void CTolvarDoc::TakePendingOver(const std::vector<PendingLog::Entry>& entries, std::vector<std::string>& open)
+{
+    std::unordered_map<std::string_view, PendingLog::Event> last;
+    std::vector<std::string_view> order;
+    for (const PendingLog::Entry& entry : entries) {
+        const auto [known, isNew] = last.insert_or_assign(entry.record, entry.event);
+        if (isNew) {
+            order.push_back(known->first);
+        }
+    }
+    std::unordered_set<std::string_view> held;
+    std::erase_if(m_journal, [&last](const std::string& record) {
+        const auto known = last.find(record);
+        return known != last.end() && known->second == PendingLog::Event::kDropped;
+    });
+    held.insert(m_journal.begin(), m_journal.end());
+    std::vector<std::string> added;
+    for (const std::string_view record : order) {
+        const PendingLog::Event event = last[record];
+        if (event != PendingLog::Event::kDropped && !held.contains(record)) {
+            added.emplace_back(record);
+            if (event == PendingLog::Event::kBegun) {
+                open.emplace_back(record);
+            }
+        }
+    }
+    m_journal.insert(m_journal.end(), std::make_move_iterator(added.begin()), std::make_move_iterator(added.end()));
+    m_isIndexStale = m_isIndexStale || !entries.empty();
+}
+
+/// Drops the records of changes that a crash kept from being made. Where the registry can't tell, the record stays:
+/// undoing it brings back what was there when it was begun.
+void CTolvarDoc::SettleOpen(const std::vector<std::string>& open)
+{
+    for (const std::string& record : open) {
+        const JournalRecord fields = ParseRecord(record);
+        const Result<ChangeSnapshot> snapshot = IsStamp(fields.stamp)
+                                                    ? ChangeSnapshot::Open(*m_options.files, Snapshot(fields.stamp))
+                                                    : Failure(ErrorCode::kInvalidData);
+        const bool isSealed = snapshot && snapshot->Seal().record == record;
+        const ChangeRecord change = isSealed ? snapshot->Seal().change : ChangeOf(fields, m_options.emptyNameLabel);
+        const bool isSameAgain = isSealed && snapshot->Seal().isSameAgain;
+        ChangeState state =
+            isSameAgain ? ChangeState::kUnknown : StateOfChange(change, isSealed ? snapshot->Image() : nullptr);
+        if (!isSealed && (change.kind != ChangeKind::kNew || !fields.isPlain)) {
+            state = ChangeState::kNotMade; // its backups went when it failed, or never came to be
+        }
+        if (state != ChangeState::kNotMade) {
+            m_pending->Note(PendingLog::Event::kMade, record);
+            continue;
+        }
+        if (m_pending->Append(PendingLog::Event::kDropped, record)) {
+            RemoveBackups(fields.stamp);
+        }
+        std::erase(m_journal, record);
+    }
+}
+
+Result<void> CTolvarDoc::OnNewDocument()
+{
+    m_failure.reset();
+    const auto failed = [this](const Error& error) {
+        m_journal.clear();
+        m_bookmarkPaths.clear();
+        m_bookmarkTargets.clear();
+        m_failure = error;
+        return tl::unexpected(error);
+    };
+    for (const auto step : {&CTolvarDoc::MakeFolders, &CTolvarDoc::LockFolder, &CTolvarDoc::ReadIndex}) {
+        if (m_options.isReadOnly && step != &CTolvarDoc::ReadIndex) {
+            continue;
+        }
+        if (auto done = (this->*step)(); !done) {
+            return failed(done.error());
+        }
+    }
+    Result<PendingLog> pending = PendingLog::Open(*m_options.files, Beside("journal.pending"));
+    if (!pending) {
+        return failed(pending.error());
+    }
+    m_pending.emplace(*std::move(pending));
+    std::vector<std::string> open;
+    TakePendingOver(m_pending->Entries(), open);
+    m_pending->ForgetEntries();
+    if (m_options.isReadOnly) {
+        m_failure = Error{ErrorCode::kWriteProtect, "the journal is open for reading only"};
+        return {};
+    }
+    SettleOpen(open);
+    static_cast<void>(ExpireBackups(m_options.keepDays)); // what can't be dropped today can be tomorrow
+    return {};
+}
+
+Result<void> CTolvarDoc::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
+{
+    Result<std::unique_ptr<StoredFile>> stored = m_options.files->Open(file, FileStore::Mode::kCreate);
+    if (!stored) {
+        return tl::unexpected(stored.error());
+    }
+    Result<void> done = (*stored)->Resize(0);
+    done = done ? (*stored)->Write(0, bytes) : done;
+    return done ? (*stored)->Sync() : done;
+}
+
+Result<void> CTolvarDoc::WriteIndex()
+{
+    FileStore& files = *m_options.files;
+    const std::filesystem::path index = m_options.dataFolder / kIndex;
+    const std::filesystem::path fresh = m_options.dataFolder / kFreshIndex;
+    const std::vector<std::byte> bytes = EncodeIndex({m_bookmarkPaths, m_journal, m_bookmarkTargets});
+    if (auto written = WriteDurably(fresh, bytes); !written) {
+        static_cast<void>(files.Remove(fresh));
+        return written;
+    }
+    if (m_isIndexDamaged) {
+        static_cast<void>(files.Rename(index, Beside("index.damaged"))); // for someone to look at
+    }
+    auto renamed = files.Rename(fresh, index);
+    return renamed ? files.SyncFolder(m_options.dataFolder) : renamed;
+}
+
+Result<void> CTolvarDoc::SaveModified()
+{
+    if (m_failure || !m_pending) {
+        return {}; // nothing was taken in
+    }
+    if (m_isIndexStale) {
+        if (auto written = WriteIndex(); !written) {
+            return written;
+        }
+    }
+    m_isIndexStale = false;
+    return m_hasOpenChange ? Result<void>() : m_pending->Remove();
+}
+
+void CTolvarDoc::SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets)
+{
+    m_isIndexStale = m_isIndexStale || paths != m_bookmarkPaths || targets != m_bookmarkTargets;
+    m_bookmarkPaths = std::move(paths);
+    m_bookmarkTargets = std::move(targets);
+}
+
+/// The time, or the first millisecond after it whose stamp no file and no record has.
+std::string CTolvarDoc::NewStamp() const
+{
+    constexpr std::uint64_t kMillisecond = 10'000;
+    std::uint64_t time = m_options.clock->Now();
+    while (true) {
+        const std::string stamp = FormatStamp(time);
+        const bool isTaken =
+            m_options.files->Exists(TextBackup(stamp)) || m_options.files->Exists(Snapshot(stamp)) ||
+            std::ranges::any_of(m_journal, [&stamp](const std::string& record) { return record.ends_with(stamp); });
+        if (!isTaken) {
+            return stamp;
+        }
+        time += kMillisecond;
+    }
+}
+
+/// Writes the text backup, and what it came to into the seal.
+Result<void> CTolvarDoc::WriteTextBackup(const PreparedChange& change, const std::string& stamp,
+                                         SnapshotSeal& seal) const
+{
+    Result<std::unique_ptr<StoredFile>> text = m_options.files->Open(TextBackup(stamp), FileStore::Mode::kCreate);
+    if (!text) {
+        return tl::unexpected(text.error());
+    }
+    ContentHash sum;
+    const Result<KeyTextLosses> losses = change.WriteText([&](std::string_view piece) {
+        const auto bytes = std::as_bytes(std::span(piece));
+        const std::uint64_t at = sum.Size();
+        sum.Add(bytes);
+        return (*text)->Write(at, bytes);
+    });
+    if (!losses) {
+        return tl::unexpected(losses.error());
+    }
+    seal.textSize = sum.Size();
+    seal.textSum = sum.Value();
+    seal.isTextWhole = losses->count == 0;
+    auto synced = (*text)->Sync();
+    return synced ? m_options.files->SyncFolder(m_options.dataFolder) : synced;
+}
+
+/// Writes the text backup and the snapshot of a change, durably. `image` gets the snapshot's hive.
+Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::string& stamp, const std::string& record,
+                                      std::vector<std::byte>& image) const
+{
+    Result<std::vector<std::byte>> before = change.Image();
+    if (!before) {
+        return tl::unexpected(before.error());
+    }
+    SnapshotSeal seal{record, change.Change()};
+    if (const Result<Hive> hive = Hive::FromBytes(*before, "image"); hive) {
+        seal.isSameAgain = change.IsSameAgain(*hive);
+    }
+    if (auto written = WriteTextBackup(change, stamp, seal); !written) {
+        return written;
+    }
+    image = SealImage(*std::move(before), seal);
+    auto written = WriteDurably(Snapshot(stamp), image);
+    return written ? m_options.files->SyncFolder(Beside("snapshots")) : written;
+}
+
+/// Takes a change back that was made in memory and could not be made durable. Where the file can't be had either, the
+/// record stays begun, and the next start sees what became of it.
+void CTolvarDoc::TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record,
+                          const std::string& stamp)
+{
+    const Result<SnapshotView> view = ParseSnapshot(image);
+    const Result<Hive> before = view ? Hive::FromBytes(view->image, "image") : tl::unexpected(view.error());
+    const UndoSource source = before ? UndoSource(&*before) : UndoSource();
+    if (UndoChange(change, source) && FlushChange(change)) {
+        m_pending->Note(PendingLog::Event::kDropped, record);
+        RemoveBackups(stamp);
+    } else {
+        m_hasOpenChange = true;
+    }
+}
+
+Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
+{
+    if (auto usable = CheckUsable(); !usable) {
+        return usable;
+    }
+    Result<PreparedChange> prepared = PreparedChange::Prepare(change, m_options.emptyNameLabel);
+    if (!prepared) {
+        return tl::unexpected(prepared.error());
+    }
+    const std::string stamp = NewStamp();
+    ChangeRecord written = change; // as it came, but for what it turned out to be
+    written.kind = prepared->Change().kind;
+    std::string record = FormatRecord(written, change.user.value_or(SessionUserName()), stamp);
+    std::vector<std::byte> image;
+    const bool isPlain = ParseRecord(record).isPlain;
+    Result<void> done;
+    if (prepared->NeedsBackup()) {
+        done = WriteBackups(*prepared, stamp, record, image);
+    } else if (!isPlain) { // the fields of such a record are told by a seal alone
+        done = WriteDurably(Snapshot(stamp), SealImage({}, {record, prepared->Change()}));
+        done = done ? m_options.files->SyncFolder(Beside("snapshots")) : done;
+    }
+    m_isIndexStale = true;
+    done = done ? m_pending->Append(PendingLog::Event::kBegun, record) : done;
+    if (!done) {
+        RemoveBackups(stamp);
+        return done;
+    }
+    done = prepared->Make();
+    const bool isMade = done.has_value();
+    done = done ? prepared->Flush() : done;
+    if (!done) {
+        if (isMade || prepared->Change().kind == ChangeKind::kRename) { // a rename takes more than one step
+            TakeBack(prepared->Change(), image, record, stamp);
+        } else {
+            m_pending->Note(PendingLog::Event::kDropped, record);
+            RemoveBackups(stamp);
+        }
+        return done;
+    }
+    m_pending->Note(PendingLog::Event::kMade, record);
+    m_journal.push_back(std::move(record));
+    if (m_observer != nullptr) {
+        m_observer->OnRecordAdded(m_journal.back());
+    }
+    return done;
+}
+
+} // namespace tolvar

@@ -1,0 +1,177 @@
+#include "journal/undo_change.h"
+
+#include "journal/make_change.h"
+#include "platform/registry/key_image.h"
+#include "platform/system/text.h"
+#include "registry/reg_key.h"
+#include "registry/root_keys.h"
+#include "transfer/read_key_text.h"
+
+namespace tolvar {
+
+namespace {
+
+Result<void> Answer(LSTATUS code, const std::string& what)
+{
+    return code == ERROR_SUCCESS ? Result<void>() : Failure(static_cast<ErrorCode>(code), what);
+}
+
+/// Opens a key to be restored, and makes it where it is missing. What was made for it goes again unless it is kept.
+class RestoredKey {
+public:
+    ~RestoredKey()
+    {
+        if (m_isKept || m_firstMade.empty()) {
+            return;
+        }
+        m_key.Close();
+        const std::optional<SplitKeyPath> split = SplitLastName(m_firstMade);
+        RegKey parent;
+        if (split && OpenKeyPath(split->parent, *parent.Put(), KEY_ALL_ACCESS) == ERROR_SUCCESS) {
+            RegDeleteTreeA(parent.Get(), split->name.c_str());
+        }
+    }
+    RestoredKey() = default;
+    RestoredKey(const RestoredKey&) = delete;
+    RestoredKey& operator=(const RestoredKey&) = delete;
+
+    /// `spelling`: how the last name is to be written if the key has to be made.
+    [[nodiscard]] LSTATUS Open(const std::string& path, const std::string& spelling)
+    {
+        const std::optional<SplitKeyPath> split = SplitLastName(path);
+        const bool isSpelled = split && !spelling.empty() && CompareNames(split->name, spelling) == 0;
+        m_firstMade = FirstMissing(path);
+        const LSTATUS code =
+            CreateKeyPath(isSpelled ? split->parent + "\\" + spelling : path, *m_key.Put(), KEY_ALL_ACCESS);
+        return code == ERROR_SUCCESS ? CheckWritable(m_key.Get()) : code;
+    }
+    [[nodiscard]] HKEY Get() const noexcept { return m_key.Get(); }
+    void Keep() noexcept { m_isKept = true; }
+
+private:
+    /// The topmost key on the way to `path` that is not there; empty where all are.
+    static std::string FirstMissing(const std::string& path)
+    {
+        for (std::size_t end = path.find('\\'); end != std::string::npos;) {
+            end = path.find('\\', end + 1);
+            RegKey key;
+            if (OpenKeyPath(path.substr(0, end), *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND) {
+                return path.substr(0, end);
+            }
+        }
+        return {};
+    }
+
+    RegKey m_key;
+    std::string m_firstMade;
+    bool m_isKept = false;
+};
+
+/// The name that an image's key has.
+std::string SpellingOf(const UndoSource& source)
+{
+    const Hive* const* image = std::get_if<const Hive*>(&source);
+    const Checked<KeyNode> root = image != nullptr ? (*image)->Key((*image)->Root()) : Fault(Breach::kNone, {});
+    return root ? ToUtf8(root->name.ToUtf16()) : std::string();
+}
+
+Result<void> Restore(HKEY key, const ChangeRecord& change, const UndoSource& source)
+{
+    if (const Hive* const* image = std::get_if<const Hive*>(&source)) {
+        return change.IsKey() ? LayKeyImage(key, **image) : LayValueImage(key, **image);
+    }
+    if (const std::string_view* text = std::get_if<std::string_view>(&source)) {
+        const KeyTextReading reading = RestoreKeyText(key, *text);
+        return reading.skipped == 0 ? Result<void>()
+                                    : Failure(ErrorCode::kFileCorrupt, "lines of the text backup can't be restored");
+    }
+    return {};
+}
+
+/// What stands against taking the subkey `name` away; a missing one is no hindrance.
+LSTATUS CheckRemovable(HKEY parent, const std::string& name)
+{
+    RegKey key;
+    const LSTATUS code = RegOpenKeyExA(parent, name.c_str(), 0, KEY_ALL_ACCESS, key.Put());
+    return code == ERROR_SUCCESS ? CheckTree(key.Get(), KEY_ALL_ACCESS) : code == ERROR_FILE_NOT_FOUND ? 0 : code;
+}
+
+LSTATUS RemoveTree(HKEY parent, const std::string& name)
+{
+    const LSTATUS code = RegDeleteTreeA(parent, name.c_str());
+    return code == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : code;
+}
+
+LSTATUS RemoveValue(HKEY key, const std::string& name)
+{
+    const LSTATUS code = RegDeleteValueA(key, name.c_str());
+    return code == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : code;
+}
+
+/// Takes a new key or value away.
+Result<void> UndoNew(const ChangeRecord& change)
+{
+    RegKey key;
+    LSTATUS code = OpenKeyPath(change.path, *key.Put(), KEY_ALL_ACCESS);
+    if (code == ERROR_FILE_NOT_FOUND) {
+        return {}; // and what was new in it is gone with it
+    }
+    code = code == ERROR_SUCCESS ? CheckWritable(key.Get()) : code;
+    if (code == ERROR_SUCCESS) {
+        code = change.IsKey() ? RemoveTree(key.Get(), change.secondPath) : RemoveValue(key.Get(), change.NewName());
+    }
+    return Answer(code, change.path);
+}
+
+} // namespace
+
+Result<void> UndoChange(const ChangeRecord& change, const UndoSource& source)
+{
+    if (change.kind == ChangeKind::kNew) {
+        return UndoNew(change);
+    }
+    const std::optional<SplitKeyPath> split = SplitLastName(change.path);
+    const bool isKeyRename = change.IsKey() && change.kind == ChangeKind::kRename && split &&
+                             CompareNames(split->name, change.secondPath) != 0;
+    RegKey parent;
+    if (isKeyRename && OpenKeyPath(split->parent, *parent.Put(), KEY_ALL_ACCESS) == ERROR_SUCCESS) {
+        if (const LSTATUS code = CheckRemovable(parent.Get(), change.secondPath); code != ERROR_SUCCESS) {
+            return Answer(code, split->parent + "\\" + change.secondPath);
+        }
+    }
+    RestoredKey key;
+    if (const LSTATUS code = key.Open(change.path, change.IsKey() ? SpellingOf(source) : ""); code != ERROR_SUCCESS) {
+        return Answer(code, change.path);
+    }
+    if (!change.IsKey() && change.kind == ChangeKind::kRename) {
+        if (const LSTATUS code = RemoveValue(key.Get(), change.NewName()); code != ERROR_SUCCESS) {
+            return Answer(code, change.path + ", value " + change.NewName());
+        }
+    }
+    if (auto restored = Restore(key.Get(), change, source); !restored) {
+        return restored;
+    }
+    key.Keep();
+    return isKeyRename && parent ? Answer(RemoveTree(parent.Get(), change.secondPath), change.path) : Result<void>();
+}
+
+Result<void> FlushChange(const ChangeRecord& change)
+{
+    // The key itself may be gone, and so may those above it: the nearest one that is there lies in the same hive, or
+    // there is nothing to flush.
+    std::string path = change.path;
+    while (true) {
+        RegKey key;
+        const LSTATUS code = OpenKeyPath(path, *key.Put(), KEY_READ);
+        if (code == ERROR_SUCCESS) {
+            return Answer(RegFlushKey(key.Get()), "write " + path);
+        }
+        const std::optional<SplitKeyPath> split = SplitLastName(path);
+        if (code != ERROR_FILE_NOT_FOUND || !split) {
+            return Answer(code, path);
+        }
+        path = split->parent;
+    }
+}
+
+} // namespace tolvar

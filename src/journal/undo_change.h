@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string_view>
+#include <variant>
+
+#include "journal/change_record.h"
+#include "platform/hive/hive.h"
+#include "platform/system/error.h"
+
+namespace tolvar {
+
+/// What a change is undone from: nothing for one that made something new, else its snapshot's image or its text backup.
+using UndoSource = std::variant<std::monostate, const Hive*, std::string_view>;
+
+/// Brings back in memory what the source holds, and takes away what the change made. It is additive: what has come into
+/// a restored key since stays. What the change made and is gone already is no error, so that undoing once more does no
+/// harm. Keys that are missing on the way are made.
+/// Errors: as the registry's; what stands against it is found before anything is changed, and keys that were made on
+/// the way go again where restoring fails.
+[[nodiscard]] Result<void> UndoChange(const ChangeRecord& change, const UndoSource& source);
+
+/// Makes the hive in which `change` lies durable.
+[[nodiscard]] Result<void> FlushChange(const ChangeRecord& change);
+
+} // namespace tolvar
