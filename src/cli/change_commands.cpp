@@ -1,57 +1,24 @@
+#include "cli/change_command.h"
+
 #include <CLI/CLI.hpp>
 
-#include "cli/command.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
-#include "registry/subtree.h"
 
 namespace tolvar {
 
 namespace {
 
-/// A command that changes one key or value, and reports the code that it gets.
-class ChangeCommand : public Command {
-public:
-    [[nodiscard]] bool IsWriting() const override { return true; }
-
-    void Run(CommandContext& context) override
-    {
-        while (m_path.ends_with('\\')) {
-            m_path.pop_back();
-        }
-        if (const LSTATUS code = Change(); code != ERROR_SUCCESS) {
-            context.Report({static_cast<ErrorCode>(code), m_value.empty() ? m_path : m_path + ", value " + m_value});
-        }
+/// The type of a value, for the record of what happens to it; 0 where it can't be read.
+DWORD TypeOf(const std::string& path, const std::string& name)
+{
+    RegKey key;
+    DWORD type = 0;
+    if (OpenKeyPath(path, *key.Put(), KEY_READ) == ERROR_SUCCESS) {
+        static_cast<void>(RegQueryValueExA(key.Get(), name.c_str(), nullptr, &type, nullptr, nullptr));
     }
-
-protected:
-    [[nodiscard]] virtual LSTATUS Change() = 0;
-
-    /// Does something to the parent of the key that the path names; a root has none.
-    template <class Act>
-    [[nodiscard]] LSTATUS AtParent(Act&& act) const
-    {
-        const std::size_t slash = m_path.rfind('\\');
-        if (slash == std::string::npos) {
-            return ERROR_ACCESS_DENIED;
-        }
-        RegKey parent;
-        const LSTATUS code = OpenKeyPath(m_path.substr(0, slash), *parent.Put(), KEY_READ);
-        return code == ERROR_SUCCESS ? act(parent.Get(), m_path.substr(slash + 1)) : code;
-    }
-
-    /// Does something to the key itself.
-    template <class Act>
-    [[nodiscard]] LSTATUS AtKey(Act&& act) const
-    {
-        RegKey key;
-        const LSTATUS code = OpenKeyPath(m_path, *key.Put(), KEY_SET_VALUE);
-        return code == ERROR_SUCCESS ? act(key.Get()) : code;
-    }
-
-    std::string m_path;
-    std::string m_value;
-};
+    return type;
+}
 
 class NewCommand final : public ChangeCommand {
 public:
@@ -63,10 +30,33 @@ public:
     }
 
 protected:
-    [[nodiscard]] LSTATUS Change() override
+    /// One change for each key that is missing, so that each can be undone; all of them or none.
+    void Change(CommandContext& context) override
     {
-        RegKey key;
-        return CreateKeyPath(m_path, *key.Put(), KEY_READ);
+        std::vector<std::string> names;
+        std::string parent = m_path;
+        for (RegKey key; OpenKeyPath(parent, *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND;) {
+            const std::size_t slash = parent.rfind('\\');
+            if (slash == std::string::npos) {
+                break;
+            }
+            if (slash + 1 != parent.size()) {
+                names.push_back(parent.substr(slash + 1));
+            }
+            parent.resize(slash);
+        }
+        if (names.empty()) {
+            context.Report({ErrorCode::kAlreadyExists, m_path});
+            return;
+        }
+        const std::size_t before = context.journal->Journal().size();
+        for (; !names.empty(); names.pop_back()) {
+            if (!Apply(context, ChangeRecord::NewKey(parent, names.back()))) {
+                UndoFrom(context, before);
+                return;
+            }
+            parent.append("\\").append(names.back());
+        }
     }
 };
 
@@ -81,15 +71,15 @@ public:
     }
 
 protected:
-    [[nodiscard]] LSTATUS Change() override
+    void Change(CommandContext& context) override
     {
-        if (m_valueOption->count() != 0) {
-            return AtKey([this](HKEY key) { return RegDeleteValueA(key, m_value.c_str()); });
-        }
-        return AtParent([](HKEY parent, const std::string& name) { return DeleteKeyTree(parent, name); });
+        const bool isValue = m_valueOption->count() != 0;
+        Apply(context, isValue ? ChangeRecord::DeleteValue(m_path, m_value, TypeOf(m_path, m_value))
+                               : ChangeRecord::DeleteKey(m_path));
     }
 
 private:
+    std::string m_value;
     CLI::Option* m_valueOption = nullptr;
 };
 
@@ -99,28 +89,58 @@ public:
     {
         CLI::App* app = program.add_subcommand("mv", "Give a key or one of its values another name");
         app->add_option("KEY", m_path, "Full path of the key")->required();
-        m_valueOption = app->add_option("--value", m_value, "Rename this value");
+        m_valueOption = app->add_option("--value", m_value, "Rename this value, in the place of one of the new name");
         app->add_option("NEWNAME", m_newName, "The new name")->required();
         return app;
     }
 
 protected:
-    [[nodiscard]] LSTATUS Change() override
+    void Change(CommandContext& context) override
     {
-        if (m_valueOption->count() != 0) {
-            return AtKey([this](HKEY key) { return RegRenameValue(key, m_value.c_str(), m_newName.c_str()); });
-        }
-        return AtParent([this](HKEY parent, const std::string& name) {
-            return RegRenameKey(parent, name.c_str(), m_newName.c_str());
-        });
+        const bool isValue = m_valueOption->count() != 0;
+        Apply(context, isValue ? ChangeRecord::RenameValue(m_path, m_value, m_newName, TypeOf(m_path, m_value))
+                               : ChangeRecord::RenameKey(m_path, m_newName));
     }
 
 private:
-    CLI::Option* m_valueOption = nullptr;
+    std::string m_value;
     std::string m_newName;
+    CLI::Option* m_valueOption = nullptr;
 };
 
 } // namespace
+
+void ChangeCommand::Run(CommandContext& context)
+{
+    while (m_path.ends_with('\\')) {
+        m_path.pop_back();
+    }
+    if (context.journal == nullptr) {
+        context.Report({ErrorCode::kWriteProtect, m_path});
+        return;
+    }
+    Change(context);
+}
+
+bool ChangeCommand::Apply(CommandContext& context, const ChangeRecord& change)
+{
+    const Result<void> applied = context.journal->ApplyChange(change);
+    if (!applied) {
+        context.Report(applied.error());
+    }
+    return applied.has_value();
+}
+
+void UndoFrom(CommandContext& context, std::size_t first)
+{
+    std::vector<std::size_t> indices;
+    for (std::size_t index = first; index < context.journal->Journal().size(); ++index) {
+        indices.push_back(index);
+    }
+    for (const Error& error : context.journal->UndoEntries(indices).failures) {
+        context.Report(error);
+    }
+}
 
 std::unique_ptr<Command> MakeNewCommand()
 {

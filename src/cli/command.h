@@ -16,16 +16,29 @@ class App;
 
 namespace tolvar {
 
+class CTolvarDoc;
+
+/// What a command does with the journal.
+enum class JournalUse {
+    kNone,
+    kShow,   ///< it is opened for reading alone where nothing may be written
+    kChange, ///< it is not there where nothing may be written
+};
+
 /// What a command works with. The streams and the registry outlive it.
 struct CommandContext {
     Registry& registry;
     Output& out;
     bool json = false;
+    CTolvarDoc* journal = nullptr; ///< open, for a command that asks for it and may have it
+    int keepDays = 0;              ///< of the journal, as it is set
 
     /// One line on standard error. The exit status becomes 1, and the command may go on.
     void Report(const Error& error);
+    /// One line on standard error that is no failure.
+    void Tell(std::string_view text);
     bool hasFailed = false;
-    bool isInUse = false; ///< a hive could not be had since another program has it
+    bool isInUse = false; ///< a hive or the journal could not be had since another program has it
 };
 
 /// One command of the program: its options, and what it does.
@@ -39,6 +52,9 @@ public:
 
     /// Whether it changes the registry: hives are then opened for that, and what it did is made durable at its end.
     [[nodiscard]] virtual bool IsWriting() const { return false; }
+
+    /// Whether the journal is opened for it. Asked when the command line was read.
+    [[nodiscard]] virtual JournalUse UsesJournal() const { return JournalUse::kNone; }
 
     /// Whether it works on the registry of the session, and not on a file that it names itself.
     [[nodiscard]] virtual bool UsesRegistry() const { return true; }
@@ -63,9 +79,11 @@ public:
 [[nodiscard]] std::unique_ptr<Command> MakeCompactCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeExportCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeImportCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeJournalCommand();
+[[nodiscard]] std::unique_ptr<Command> MakeBatchCommand();
 
-/// Runs the program and answers its exit status: 0 done, 1 failed, 2 wrong usage, 3 a hive is in use by another
-/// program.
+/// Runs the program and answers its exit status: 0 done, 1 failed, 2 wrong usage, 3 a hive or the journal is in use
+/// by another program.
 int RunProgram(int argc, char** argv);
 
 } // namespace tolvar

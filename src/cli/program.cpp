@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include "cli/command.h"
+#include "cli/settings_file.h"
+#include "journal/journal_source.h"
 #include "platform/registry/embedded_registry.h"
 #include "platform/system/standard_streams.h"
 #include "registry/reg_key.h"
@@ -73,13 +75,70 @@ void MountSource(CommandContext& context, const Source& source, MountMode mode)
     }
 }
 
+/// The hives of a source, whether or not they can be had.
+std::vector<MountRequest> MountsOf(const Source& source)
+{
+    if (source.hives.empty()) {
+        return EmbeddedMounts(source.embedded);
+    }
+    std::vector<MountRequest> mounts;
+    for (const std::string& argument : source.hives) {
+        mounts.push_back(MountRequest::FromArgument(argument));
+    }
+    return mounts;
+}
+
+/// Opens the journal of the source for a command that asks for it. Null where it can't be had.
+std::unique_ptr<CTolvarDoc> OpenJournal(CommandContext& context, const Source& source)
+{
+    SettingsFile settings;
+    JournalOptions options = JournalOptionsFor(MountsOf(source), settings);
+    options.isReadOnly = source.isReadOnly;
+    context.keepDays = options.keepDays;
+    auto journal = std::make_unique<CTolvarDoc>(std::move(options));
+    if (const Result<void> opened = journal->OnNewDocument(); !opened) {
+        context.isInUse = context.isInUse || opened.error().code == ErrorCode::kSharingViolation;
+        context.Report(opened.error());
+        return nullptr;
+    }
+    return journal;
+}
+
+/// Runs a command, with the journal if it asks for one, and makes what it did durable.
+void RunCommand(CommandContext& context, Command& command, const Source& source)
+{
+    const JournalUse use = command.UsesJournal();
+    std::unique_ptr<CTolvarDoc> journal;
+    if (use == JournalUse::kShow || (use == JournalUse::kChange && !source.isReadOnly)) {
+        journal = context.isInUse ? nullptr : OpenJournal(context, source);
+        if (journal == nullptr) {
+            return;
+        }
+    }
+    context.journal = journal.get();
+    command.Run(context);
+    context.journal = nullptr;
+    const Result<void> flushed = context.registry.Flush();
+    const Result<void> saved = journal != nullptr ? journal->SaveModified() : Result<void>();
+    for (const Result<void>& result : {flushed, saved}) {
+        if (!result) {
+            context.Report(result.error());
+        }
+    }
+}
+
 } // namespace
 
 void CommandContext::Report(const Error& error)
 {
-    out.Flush();
-    PrintLine(Describe(error));
+    Tell(Describe(error));
     hasFailed = true;
+}
+
+void CommandContext::Tell(std::string_view text)
+{
+    out.Flush();
+    PrintLine(text);
 }
 
 HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM access)
@@ -133,7 +192,7 @@ int RunProgram(int argc, char** argv)
     std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
     for (auto make : {MakeLsCommand, MakeInfoCommand, MakeGetCommand, MakeDumpCommand, MakeCheckCommand, MakeSetCommand,
                       MakeNewCommand, MakeRmCommand, MakeMvCommand, MakeRecoverCommand, MakeCompactCommand,
-                      MakeExportCommand, MakeImportCommand}) {
+                      MakeExportCommand, MakeImportCommand, MakeJournalCommand, MakeBatchCommand}) {
         std::unique_ptr<Command> command = make();
         CLI::App* app = command->Register(program);
         commands.emplace_back(app, std::move(command));
@@ -151,14 +210,13 @@ int RunProgram(int argc, char** argv)
         if (!app->parsed()) {
             continue;
         }
-        const bool writes = command->IsWriting() && !source.isReadOnly;
+        // A crash may have left changes open, which the journal settles in the registry.
+        const bool opensJournal = command->UsesJournal() != JournalUse::kNone;
+        const bool writes = (command->IsWriting() || opensJournal) && !source.isReadOnly;
         if (command->UsesRegistry()) {
             MountSource(context, source, writes ? MountMode::kWritable : MountMode::kReadOnly);
         }
-        command->Run(context);
-        if (const Result<void> flushed = registry.Flush(); !flushed) {
-            context.Report(flushed.error());
-        }
+        RunCommand(context, *command, source);
     }
     out.Flush();
     if (out.Failure()) {

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
-#include "cli/command.h"
+#include "cli/change_command.h"
 #include "registry/reg_key.h"
 #include "registry/value_text.h"
 
@@ -30,7 +30,7 @@ Result<std::vector<BYTE>> ReadStandardInput()
     }
 }
 
-class SetCommand final : public Command {
+class SetCommand final : public ChangeCommand {
 public:
     CLI::App* Register(CLI::App& program) override
     {
@@ -44,46 +44,35 @@ public:
         return app;
     }
 
-    [[nodiscard]] bool IsWriting() const override { return true; }
-
-    void Run(CommandContext& context) override
+protected:
+    void Change(CommandContext& context) override
     {
         const std::optional<DWORD> type = ValueTypeFromName(m_type);
         if (!type) {
             context.Report({ErrorCode::kInvalidParameter, "type " + m_type});
             return;
         }
-        const Result<std::vector<BYTE>> data = Data(*type);
-        if (!data) {
-            context.Report(data.error());
+        ChangeRecord change = ChangeRecord::NewValue(m_path, m_name, *type, m_text);
+        if (m_isFromInput) {
+            const Result<std::vector<BYTE>> data = ReadStandardInput();
+            if (!data) {
+                context.Report(data.error());
+                return;
+            }
+            change.data = ValueToText(REG_BINARY, *data, ExpandStrings::kNo);
+            change.form = DataForm::kBytes;
+        } else if (!ValueFromText(*type, m_text)) {
+            context.Report(
+                {ErrorCode::kInvalidParameter, "this is no text form of " + ValueTypeName(*type) + ": " + m_text});
             return;
         }
-        const RegKey key(OpenForCommand(context, m_path, KEY_SET_VALUE));
-        if (!key) {
-            return;
-        }
-        const LSTATUS code =
-            RegSetValueExA(key.Get(), m_name.c_str(), 0, *type, data->data(), static_cast<DWORD>(data->size()));
-        if (code != ERROR_SUCCESS) {
-            context.Report({static_cast<ErrorCode>(code), m_path + ", value " + m_name});
+        if (RegKey(
+                OpenForCommand(context, m_path, KEY_SET_VALUE))) { // which tells of a damaged file and the place in it
+            Apply(context, change);
         }
     }
 
 private:
-    [[nodiscard]] Result<std::vector<BYTE>> Data(DWORD type) const
-    {
-        if (m_isFromInput) {
-            return ReadStandardInput();
-        }
-        std::optional<std::vector<BYTE>> data = ValueFromText(type, m_text);
-        if (!data) {
-            return Failure(ErrorCode::kInvalidParameter,
-                           "this is no text form of " + ValueTypeName(type) + ": " + m_text);
-        }
-        return *std::move(data);
-    }
-
-    std::string m_path;
     std::string m_name;
     std::string m_type;
     std::string m_text;

@@ -1,32 +1,34 @@
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include "cli/command.h"
 #include "registry/reg_key.h"
+#include "transfer/read_key_text.h"
+#include "transfer/write_key_text.h"
 
 namespace tolvar {
 
 namespace {
 
-/// A command that moves a key to or from a file. Hive files are the one format so far.
+constexpr const char* kHive = "hive";
+constexpr const char* kText = "tvr";
+
+/// A command that moves keys to or from a file.
 class TransferCommand : public Command {
-public:
-    void Run(CommandContext& context) override
-    {
-        const RegKey key(OpenForCommand(context, m_path, KEY_READ));
-        if (!key) {
-            return;
-        }
-        if (const LSTATUS code = Transfer(key.Get()); code != ERROR_SUCCESS) {
-            context.Report({static_cast<ErrorCode>(code), m_path + ", file " + m_file});
-        }
-    }
-
 protected:
-    [[nodiscard]] virtual LSTATUS Transfer(HKEY key) = 0;
-
     void AddFormat(CLI::App& app)
     {
-        app.add_option("--format", m_format, "Format of the file: hive")->required()->check(CLI::IsMember({"hive"}));
+        app.add_option("--format", m_format, "Format of the file: hive, or tvr for the text of sections and values")
+            ->required()
+            ->check(CLI::IsMember({kHive, kText}));
+    }
+    [[nodiscard]] bool IsText() const { return m_format == kText; }
+
+    static void ReportCode(CommandContext& context, LSTATUS code, const std::string& what)
+    {
+        if (code != ERROR_SUCCESS) {
+            context.Report({static_cast<ErrorCode>(code), what});
+        }
     }
 
     std::string m_path;
@@ -40,32 +42,76 @@ class ExportCommand final : public TransferCommand {
 public:
     CLI::App* Register(CLI::App& program) override
     {
-        CLI::App* app = program.add_subcommand("export", "Save a key and all below it to a new file");
+        CLI::App* app = program.add_subcommand("export", "Save a key and all below it to a file");
         app->add_option("KEY", m_path, "Full path of the key")->required();
-        app->add_option("FILE", m_file, "The new file")->required();
+        app->add_option("FILE", m_file, "The file: a new one for a hive, a text is replaced")->required();
         AddFormat(*app);
         return app;
     }
 
-protected:
-    [[nodiscard]] LSTATUS Transfer(HKEY key) override { return RegSaveKeyA(key, m_file.c_str(), nullptr); }
+    void Run(CommandContext& context) override
+    {
+        while (m_path.ends_with('\\')) {
+            m_path.pop_back();
+        }
+        const RegKey key(OpenForCommand(context, m_path, KEY_READ));
+        if (!key) {
+            return;
+        }
+        if (!IsText()) {
+            ReportCode(context, RegSaveKeyA(key.Get(), m_file.c_str(), nullptr), m_path + ", file " + m_file);
+            return;
+        }
+        const Result<KeyTextLosses> losses = WriteKeyTextFile(m_path, KeyTextForm::kAbsolute, m_file);
+        if (!losses) {
+            context.Report(losses.error());
+        } else if (losses->count != 0) {
+            context.Tell(fmt::format("{} keys or values were left out, or will not come back the same, since the text "
+                                     "form can't hold them; the first: {}",
+                                     losses->count, losses->first));
+        }
+    }
 };
 
 class ImportCommand final : public TransferCommand {
 public:
     CLI::App* Register(CLI::App& program) override
     {
-        CLI::App* app = program.add_subcommand("import", "Put the content of a hive file in the place of a key's");
+        CLI::App* app = program.add_subcommand(
+            "import", "Put the content of a hive file in the place of a key's, or add what a text file holds");
         app->add_option("FILE", m_file, "The file")->required();
-        app->add_option("--key", m_path, "Full path of the key whose content is replaced")->required();
+        app->add_option("--key", m_path, "Full path of the key whose content a hive file replaces");
         AddFormat(*app);
         return app;
     }
 
     [[nodiscard]] bool IsWriting() const override { return true; }
 
-protected:
-    [[nodiscard]] LSTATUS Transfer(HKEY key) override { return RegRestoreKeyA(key, m_file.c_str(), 0); }
+    void Run(CommandContext& context) override
+    {
+        if (IsText() != m_path.empty()) {
+            context.Report({ErrorCode::kInvalidParameter,
+                            IsText() ? "--key: a text file names its keys itself" : "a hive file needs --key"});
+            return;
+        }
+        if (IsText()) {
+            ImportText(context);
+        } else if (const RegKey key(OpenForCommand(context, m_path, KEY_READ)); key) {
+            ReportCode(context, RegRestoreKeyA(key.Get(), m_file.c_str(), 0), m_path + ", file " + m_file);
+        }
+    }
+
+private:
+    void ImportText(CommandContext& context) const
+    {
+        const Result<KeyTextReading> reading = ReadKeyFile(m_file);
+        if (!reading) {
+            context.Report(reading.error());
+        } else if (reading->skipped != 0) {
+            context.Report({ErrorCode::kInvalidData, fmt::format("{}: {} lines could not be taken over, {} values were",
+                                                                 m_file, reading->skipped, reading->applied)});
+        }
+    }
 };
 
 } // namespace
