@@ -1,0 +1,196 @@
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "fixtures/hive_model.h"
+#include "fixtures/journal_session.h"
+
+namespace tolvar {
+namespace {
+
+using fixtures::JournalSession;
+using fixtures::Picture;
+using fixtures::PowerCutStore;
+
+const std::string kTop = fixtures::kJournalTop;
+
+using Step = std::function<bool(CTolvarDoc&)>;
+
+Step Apply(ChangeRecord change)
+{
+    return [change = std::move(change)](CTolvarDoc& document) { return document.ApplyChange(change).has_value(); };
+}
+
+bool UndoLast(CTolvarDoc& document)
+{
+    return document.UndoEntry(document.Journal().size() - 1).has_value();
+}
+
+bool Close(CTolvarDoc& document)
+{
+    return document.SaveModified().has_value();
+}
+
+/// Every kind of change, undoing, removing of nothing, and a clean end. Undoing takes the last entry, so that undoing
+/// all that is left leads back to the start from anywhere.
+std::vector<Step> AllSteps()
+{
+    const std::string odd = kTop + "\\Odd";
+    return {Apply(ChangeRecord::NewKey(kTop, "se;mi")),
+            Apply(ChangeRecord::NewValue(kTop + "\\se;mi", "v;w", 1, "text")),
+            Apply(ChangeRecord::EditValue(odd, "a:b=c", 7, "one;two")),
+            Apply(ChangeRecord::EditValue(odd, "@", 4, "04030201")), // as it is
+            UndoLast,
+            Apply(ChangeRecord::RenameValue(odd, "", "semi;colon", 1)),
+            Apply(ChangeRecord::DeleteValue(odd, "behind", 1)),
+            UndoLast,
+            Apply(ChangeRecord::RenameKey(odd, "Odder")),
+            Apply(ChangeRecord::DeleteKey(kTop + "\\Odder\\[x]:=;")),
+            UndoLast,
+            Apply(ChangeRecord::RenameKey(kTop + "\\Odder", "other")),
+            Apply(ChangeRecord::DeleteKey(kTop + "\\other"))};
+}
+
+struct State {
+    std::string picture;
+    std::vector<std::string> journal;
+};
+
+State StateOf(JournalSession& session)
+{
+    const std::span<const std::string> journal = session.Document().Journal();
+    State state{Picture(session.Reader()), {}};
+    for (const std::string& record : journal) {
+        state.journal.push_back(record.substr(0, record.rfind(';'))); // stamps differ from run to run
+    }
+    return state;
+}
+
+PowerCutStore FreshStore()
+{
+    PowerCutStore store;
+    store.Put(fixtures::kJournalHive, fixtures::OddHive());
+    return store;
+}
+
+/// The states before and behind every step, in a run that nothing disturbs.
+std::vector<State> StatesOf(const std::vector<Step>& steps)
+{
+    PowerCutStore store = FreshStore();
+    JournalSession session(store);
+    std::vector<State> states = {StateOf(session)};
+    for (const Step& step : steps) {
+        EXPECT_TRUE(step(session.Document())) << "step " << states.size();
+        states.push_back(StateOf(session));
+    }
+    return states;
+}
+
+/// Undoes all that is left and expects the state at the start.
+void ExpectWayBack(JournalSession& session, const State& start)
+{
+    while (!session.Document().Journal().empty()) {
+        const auto undone = session.Document().UndoEntry(session.Document().Journal().size() - 1);
+        ASSERT_TRUE(undone) << Describe(undone.error());
+    }
+    EXPECT_EQ(Picture(session.Reader()), start.picture);
+    EXPECT_EQ(fixtures::Findings(session.Reader()), "");
+}
+
+TEST(JournalPowerCut, LosesNoAnsweredChangeAndKeepsNoneThatWasNotMade)
+{
+    std::vector<Step> steps = AllSteps();
+    const std::vector<State> states = StatesOf(steps);
+    bool isThrough = false;
+    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
+        for (std::uint32_t chance = 0; chance < 4 && !HasFailure(); ++chance) {
+            SCOPED_TRACE("call " + std::to_string(call) + ", chance " + std::to_string(chance));
+            PowerCutStore store = FreshStore();
+            std::size_t answered = 0;
+            {
+                store.FailAt(call);
+                JournalSession session(store);
+                while (session.Opened() && answered < steps.size() && steps[answered](session.Document())) {
+                    ++answered;
+                }
+            }
+            isThrough = answered == steps.size();
+            PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 4 + chance));
+            JournalSession session(after);
+            ASSERT_TRUE(session.Opened()) << Describe(session.Opened().error());
+            const State found = StateOf(session);
+            const State& before = states[answered];
+            const State& behind = states[std::min(answered + 1, steps.size())];
+            const bool isBefore = found.picture == before.picture;
+            EXPECT_TRUE(isBefore || found.picture == behind.picture) << found.picture;
+            // An undo that was cut may have been made, and its entry is there still: undoing it again does no harm.
+            const bool isCutUndo = behind.journal.size() < before.journal.size();
+            const bool isSame = before.picture == behind.picture;
+            EXPECT_TRUE((found.journal == before.journal && (isBefore || isCutUndo)) ||
+                        (found.journal == behind.journal && (!isBefore || isSame)))
+                << found.journal.size() << " records after " << answered << " answers";
+            ExpectWayBack(session, states[0]);
+        }
+    }
+}
+
+TEST(JournalPowerCut, MayFallIntoTheEndAndIntoTheNextStart)
+{
+    std::vector<Step> steps = AllSteps();
+    const std::vector<State> states = StatesOf(steps);
+    PowerCutStore filled = FreshStore();
+    {
+        JournalSession session(filled);
+        for (const Step& step : steps) {
+            ASSERT_TRUE(step(session.Document()));
+        }
+    }
+    bool isThrough = false;
+    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
+        SCOPED_TRACE(call);
+        PowerCutStore store = filled.AfterPowerCut(0);
+        {
+            store.FailAt(call);
+            JournalSession session(store);
+            isThrough = session.Opened() && Close(session.Document());
+        }
+        PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call));
+        JournalSession session(after);
+        ASSERT_TRUE(session.Opened()) << Describe(session.Opened().error());
+        EXPECT_EQ(StateOf(session).journal, states.back().journal);
+        ExpectWayBack(session, states[0]);
+    }
+}
+
+TEST(JournalFullDisk, RefusesAChangeAndLeavesNothingOfIt)
+{
+    const std::vector<Step> steps = AllSteps();
+    const std::vector<State> states = StatesOf(steps);
+    const std::size_t last = steps.size() - 1;
+    for (std::size_t call = 1; !HasFailure(); ++call) {
+        SCOPED_TRACE(call);
+        PowerCutStore store = FreshStore();
+        JournalSession session(store);
+        for (std::size_t i = 0; i < last; ++i) {
+            ASSERT_TRUE(steps[i](session.Document()));
+        }
+        store.FailAt(call, PowerCutStore::Fault::kDiskFull);
+        const bool isDone = steps[last](session.Document());
+        const bool hasFailed = store.Calls() >= call;
+        store.FailAt(0);
+        const State found = StateOf(session);
+        EXPECT_EQ(found.picture, states[isDone ? last + 1 : last].picture);
+        EXPECT_EQ(found.journal, states[isDone ? last + 1 : last].journal);
+        if (!hasFailed) {
+            break;
+        }
+        // A failure behind the hive's point of no return ends the session's writing: the next start repairs it.
+        PowerCutStore after = store.AfterPowerCut(1);
+        if (steps[isDone ? 0 : last](session.Document()) || isDone) {
+            ExpectWayBack(session, states[0]);
+        }
+    }
+}
+
+} // namespace
+} // namespace tolvar

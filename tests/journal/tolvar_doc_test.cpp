@@ -1,0 +1,368 @@
+#include <gtest/gtest.h>
+
+#include "fixtures/hive_builder.h"
+#include "fixtures/journal_session.h"
+#include "journal/index_file.h"
+#include "journal/journal_source.h"
+#include "registry/reg_key.h"
+#include "registry/root_keys.h"
+
+namespace tolvar {
+namespace {
+
+using fixtures::JournalSession;
+using fixtures::Picture;
+
+const std::string kTop = fixtures::kJournalTop;
+const std::string kOdd = kTop + "\\Odd";
+
+std::string TextOf(fixtures::PowerCutStore& store, const std::string& file)
+{
+    const std::vector<std::byte>& bytes = store.Content(file);
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+class Document : public testing::Test {
+protected:
+    Document()
+    {
+        store.Put(fixtures::kJournalHive, fixtures::OddHive());
+        Start();
+    }
+    void Start()
+    {
+        session.reset();
+        session.emplace(store);
+        ASSERT_TRUE(session->Opened()) << Describe(session->Opened().error());
+    }
+    CTolvarDoc& Doc() { return session->Document(); }
+    std::string Now() { return Picture(session->Reader()); }
+    std::string Stamp(std::size_t index) { return std::string(StampOf(Doc().Journal()[index])); }
+    void Make(const ChangeRecord& change)
+    {
+        const Result<void> made = Doc().ApplyChange(change);
+        ASSERT_TRUE(made) << Describe(made.error());
+    }
+
+    fixtures::PowerCutStore store;
+    std::optional<JournalSession> session;
+};
+
+TEST_F(Document, WritesTheTextBackupAndTheRecordOfAChange)
+{
+    Make(ChangeRecord::EditValue(kOdd, "@", 4, "00000007"));
+    Make(ChangeRecord::DeleteKey(kOdd + "\\nul\xC0\x80key"));
+    Make(ChangeRecord::NewValue(kOdd, "fresh", 1, "x"));
+    EXPECT_EQ(TextOf(store, "/d/backups/" + Stamp(0)), "") << "no line holds a name like this";
+    EXPECT_EQ(TextOf(store, "/d/backups/" + Stamp(1)), "v=1:owned\r\n");
+    EXPECT_FALSE(store.Exists("/d/backups/" + Stamp(2)));
+    EXPECT_TRUE(Doc().Journal()[0].starts_with("6;2;HKEY_USERS\\W\\Odd;HKEY_USERS\\W\\Odd;4;@;@;"));
+    EXPECT_TRUE(Doc().SaveModified());
+    EXPECT_FALSE(store.Exists("/d/journal.pending"));
+    const DecodedIndex index = DecodeIndex(store.Content("/d/backups/index"));
+    EXPECT_EQ(index.lists.journal, std::vector(Doc().Journal().begin(), Doc().Journal().end()));
+}
+
+TEST_F(Document, RefusesWithTheRightCodeAndLeavesNoTrace)
+{
+    const std::string before = Now();
+    struct Case {
+        ChangeRecord change;
+        std::uint32_t code;
+    };
+    for (const Case& c : {
+             Case{ChangeRecord::NewKey(kTop, "odd"), 183},
+             Case{ChangeRecord::NewKey(kTop, "a\\b"), 87},
+             Case{ChangeRecord::NewKey(kTop, ""), 87},
+             Case{ChangeRecord::NewKey(kTop, std::string(300, 'x')), 87},
+             Case{ChangeRecord::NewKey(kTop + "\\none", "a"), 2},
+             Case{ChangeRecord::NewKey("HKEY_USERS", "a"), 5},
+             Case{ChangeRecord::RenameKey(kOdd + "\\[x]:=;", "line\nfeed"), 183},
+             Case{ChangeRecord::RenameKey(kTop, "a"), 5},
+             Case{ChangeRecord::RenameKey("HKEY_USERS", "a"), 5},
+             Case{ChangeRecord::DeleteKey(kTop), 5},
+             Case{ChangeRecord::DeleteKey("HKEY_USERS"), 5},
+             Case{ChangeRecord::DeleteKey(kTop + "\\none"), 2},
+             Case{ChangeRecord::DeleteValue(kOdd, "missing", 1), 2},
+             Case{ChangeRecord::RenameValue(kOdd, "missing", "a", 1), 1},
+             Case{ChangeRecord::RenameValue(kOdd, "@", std::string(20000, 'x'), 1), 87},
+             Case{ChangeRecord::EditValue(kOdd, "@", 4, "no number"), 87},
+         }) {
+        SCOPED_TRACE(FormatRecord(c.change, "", "").substr(0, 80));
+        const Result<void> made = Doc().ApplyChange(c.change);
+        EXPECT_EQ(made ? 0 : static_cast<std::uint32_t>(made.error().code), c.code);
+        EXPECT_EQ(Now(), before);
+        EXPECT_TRUE(Doc().Journal().empty());
+        EXPECT_EQ(store.List("/d/backups")->size(), 1U);
+        EXPECT_TRUE(store.List("/d/snapshots")->empty());
+    }
+    Start();
+    EXPECT_TRUE(Doc().Journal().empty());
+}
+
+TEST_F(Document, BringsBackAMegabyteAndEveryOddValueWithItsPlace)
+{
+    ChangeRecord large = ChangeRecord::NewValue(kOdd, "large", 12, {});
+    for (int i = 0; i < 1'000'000; ++i) {
+        large.data->append(i % 3 == 0 ? "0a " : "ff ");
+    }
+    Make(large);
+    const std::string before = Now();
+    for (const char* name : {"", "a:b=c", "[section]", "@", "n\xC0\x80ul", "semi;colon", "feed\nname", "behind",
+                             "uneven", "short", "lone\0" /**/, "none", "large"}) {
+        SCOPED_TRACE(name);
+        Make(ChangeRecord::DeleteValue(kOdd, name, 0));
+        EXPECT_NE(Now(), before);
+        EXPECT_TRUE(Doc().UndoEntry(1));
+        EXPECT_EQ(Now(), before);
+    }
+    Make(ChangeRecord::DeleteKey("hkey_users\\w\\ODD"));
+    EXPECT_TRUE(Doc().UndoEntry(1));
+    EXPECT_EQ(Now(), before) << "in its own spelling";
+}
+
+TEST_F(Document, RenamesAKeyInAnotherSpellingWithoutTouchingItsSisters)
+{
+    Make(ChangeRecord::NewKey(kTop, "tempkey"));
+    Make(ChangeRecord::RenameKey(kOdd, "ODD"));
+    EXPECT_NE(Now().find("[ODD] class OddClass"), std::string::npos);
+    EXPECT_NE(Now().find("[tempkey]"), std::string::npos);
+    Make(ChangeRecord::EditValue(kOdd, "@", 4, "1"));
+    EXPECT_TRUE(Doc().UndoEntry(1));
+    EXPECT_NE(Now().find("[ODD] class OddClass"), std::string::npos) << "the new spelling stays";
+    EXPECT_NE(Now().find("@ = 4:01020304"), std::string::npos);
+}
+
+TEST_F(Document, TakesALabelForTheEmptyName)
+{
+    JournalOptions options;
+    options.dataFolder = "/e/backups";
+    options.files = &store;
+    options.emptyNameLabel = "(Default)";
+    CTolvarDoc labelled(options);
+    ASSERT_TRUE(labelled.OnNewDocument());
+    const std::string before = Now();
+    ASSERT_TRUE(labelled.ApplyChange(ChangeRecord::DeleteValue(kOdd, "(Default)", 1)));
+    EXPECT_NE(labelled.Journal()[0].find(";(Default);(null);"), std::string::npos);
+    EXPECT_EQ(TextOf(store, "/e/backups/" + std::string(StampOf(labelled.Journal()[0]))), "=1:default");
+    ASSERT_TRUE(store.Remove("/e/snapshots/" + std::string(StampOf(labelled.Journal()[0]))));
+    EXPECT_TRUE(labelled.UndoEntry(0)) << "from the text alone";
+    EXPECT_NE(Now().find(" = 1:640065006600"), std::string::npos);
+}
+
+TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
+{
+    const auto cut = [this](const std::string& file, std::size_t size) { store.Content(file).resize(size); };
+    const auto alter = [this](const std::string& file, std::size_t at) { store.Content(file)[at] ^= std::byte{1}; };
+    const std::string text = "/d/backups/";
+    const std::string snapshot = "/d/snapshots/";
+    struct Case {
+        const char* what;
+        std::function<void(const std::string&)> damage;
+        std::uint32_t code; ///< 0: undone
+    };
+    for (const Case& c : {
+             Case{"nothing", [](const std::string&) {}, 0},
+             Case{"no snapshot", [&](const std::string& s) { (void)store.Remove(snapshot + s); }, 0},
+             Case{"no text", [&](const std::string& s) { (void)store.Remove(text + s); }, 0},
+             Case{"an altered image", [&](const std::string& s) { alter(snapshot + s, 5000); }, 0},
+             Case{"a cut snapshot", [&](const std::string& s) { cut(snapshot + s, 4000); }, 0},
+             Case{"an empty snapshot", [&](const std::string& s) { cut(snapshot + s, 0); }, 0},
+             Case{"neither",
+                  [&](const std::string& s) {
+                      (void)store.Remove(snapshot + s);
+                      (void)store.Remove(text + s);
+                  },
+                  2},
+             Case{"both altered",
+                  [&](const std::string& s) {
+                      alter(snapshot + s, 5000);
+                      alter(text + s, 2);
+                  },
+                  1392},
+             Case{"both cut",
+                  [&](const std::string& s) {
+                      cut(snapshot + s, 5000);
+                      cut(text + s, 4);
+                  },
+                  1392},
+             Case{"a snapshot of another record",
+                  [&](const std::string& s) {
+                      store.Content(snapshot + s) = store.Content(snapshot + Stamp(0));
+                      (void)store.Remove(text + s);
+                  },
+                  2},
+         }) {
+        SCOPED_TRACE(c.what);
+        if (Doc().Journal().empty()) {
+            Make(ChangeRecord::NewKey(kTop, "plain"));
+            Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
+            Make(ChangeRecord::NewValue(kTop + "\\plain", "v", 4, "2a"));
+        }
+        const std::string before = Now();
+        Make(ChangeRecord::DeleteKey(kTop + "\\plain"));
+        const std::string behind = Now();
+        const std::size_t last = Doc().Journal().size() - 1;
+        c.damage(Stamp(last));
+        const auto undone = Doc().UndoEntry(last);
+        EXPECT_EQ(undone ? 0 : static_cast<std::uint32_t>(undone.error().code), c.code);
+        EXPECT_EQ(Now(), c.code == 0 ? before : behind);
+        EXPECT_EQ(Doc().Journal().size(), c.code == 0 ? last : last + 1);
+        if (c.code != 0) {
+            EXPECT_TRUE(Doc().RemoveEntry(last));
+            Make(ChangeRecord::NewKey(kTop, "plain"));
+            Make(ChangeRecord::NewValue(kTop + "\\plain", "v", 4, "2a"));
+        }
+    }
+}
+
+TEST_F(Document, DoesNotTakeATextForWholeThatLeftSomethingOut)
+{
+    Make(ChangeRecord::DeleteValue(kOdd, "a:b=c", 3));
+    store.Content("/d/snapshots/" + Stamp(0))[5000] ^= std::byte{1};
+    const std::string behind = Now();
+    EXPECT_FALSE(Doc().UndoEntry(0));
+    EXPECT_EQ(Now(), behind);
+    EXPECT_EQ(Doc().Journal().size(), 1U);
+}
+
+TEST_F(Document, AltersNothingForRecordsThatComeFromElsewhere)
+{
+    const std::string stamp = "20040323115900000";
+    store.Put("/d/backups/" + stamp, fixtures::Bytes({'v', '=', '1', ':', 'x'}));
+    store.Put("/d/precious", fixtures::Bytes({1}));
+    const std::vector<std::string> records = {"8;0;HKEY_USERS\\W;;0;;;me;" + stamp,
+                                              "4;1;HKEY_USERS\\W;HKEY_USERS\\W;1;v;(null);me;../precious",
+                                              "4;1;HKEY_USERS\\W;x;y;HKEY_USERS\\W;1;v;(null);me;20040323115900001",
+                                              "no record",
+                                              "77;1;HKEY_USERS\\W;HKEY_USERS\\W;1;v;v;me;" + stamp,
+                                              "4;9;HKEY_USERS\\W;HKEY_USERS\\W;1;v;(null);me;" + stamp};
+    store.Put("/d/backups/index", EncodeIndex({{"p"}, records, {"t"}}));
+    Start();
+    const std::string before = Now();
+    ASSERT_EQ(Doc().Journal().size(), records.size());
+    EXPECT_EQ(Doc().UndoEntry(0).value(), UndoOutcome::kLeft);
+    const UndoReport report = Doc().UndoEntries({0, 1, 2, 3, 4, 5});
+    EXPECT_EQ(report.undone, 0U);
+    EXPECT_EQ(report.failures.size(), 5U);
+    EXPECT_EQ(Now(), before);
+    EXPECT_TRUE(Doc().RemoveEntries({1, 2, 3, 99}));
+    EXPECT_TRUE(store.Exists("/d/precious"));
+    EXPECT_TRUE(store.Exists("/d/backups/" + stamp));
+    EXPECT_EQ(Doc().BookmarkPaths(), std::vector<std::string>{"p"});
+}
+
+TEST_F(Document, RemovesTheMembersOfAGroupWithIt)
+{
+    const std::string member = "20040323115900000";
+    const std::string group = "20040323115900001";
+    store.Put("/d/backups/" + member, {});
+    const std::vector<std::byte> lists =
+        EncodeIndex({{"6;2;k;k;1;v;v;me;" + member, "6;2;k;k;1;v;v;me;../index"}, {}, {}});
+    store.Put("/d/backups/" + group, std::vector(lists.begin(), lists.end() - 6));
+    store.Put("/d/backups/index", EncodeIndex({{}, {"9;0;k;;0;;;me;" + group}, {}}));
+    Start();
+    EXPECT_TRUE(Doc().RemoveEntry(0));
+    EXPECT_EQ(store.List("/d/backups").value(), std::vector<std::string>{"index"});
+    EXPECT_TRUE(Doc().Journal().empty());
+}
+
+TEST_F(Document, KeepsADamagedIndexAside)
+{
+    std::vector<std::byte> index = EncodeIndex({{}, {"6;2;k;k;1;v;v;me;20040323115900000", "cut off"}, {}});
+    index.resize(index.size() - 8);
+    store.Put("/d/backups/index", index);
+    Start();
+    EXPECT_EQ(Doc().Journal().size(), 1U);
+    Make(ChangeRecord::NewKey(kTop, "a"));
+    EXPECT_TRUE(Doc().SaveModified());
+    EXPECT_EQ(store.Content("/d/index.damaged"), index);
+    Start();
+    EXPECT_EQ(Doc().Journal().size(), 2U);
+}
+
+TEST_F(Document, ExpiresBackupsWithTheirRecordsAndOneRecordWithoutABackup)
+{
+    const std::string old = "2004010112000000";
+    std::vector<std::string> records;
+    for (const char digit : {'0', '1', '2', '3'}) {
+        records.push_back("7;0;k;a;0;;;me;" + old + digit);
+    }
+    records.push_back("7;0;k;a;0;;;me;20040322120000000");
+    store.Put("/d/backups/index", EncodeIndex({{}, records, {}}));
+    for (const std::string& name : {old + "2", old + "9", std::string("20040322120000000"), std::string("notes.txt")}) {
+        store.Put("/d/backups/" + name, {});
+        store.Put("/d/snapshots/" + name, {});
+    }
+    Start();
+    EXPECT_EQ(Doc().Journal().size(), 3U) << "one with its file, one without";
+    EXPECT_EQ(store.List("/d/backups").value(), (std::vector<std::string>{"20040322120000000", "index", "notes.txt"}));
+    EXPECT_EQ(store.List("/d/snapshots").value(), (std::vector<std::string>{"20040322120000000", "notes.txt"}));
+    Start(); // without a clean end
+    EXPECT_EQ(Doc().Journal().size(), 2U);
+    EXPECT_EQ(Doc().ExpireBackups(0).value(), 2U);
+}
+
+TEST_F(Document, TakesNoChangesForReadingOnly)
+{
+    Make(ChangeRecord::NewKey(kTop, "a"));
+    JournalOptions options;
+    options.dataFolder = "/d/backups";
+    options.files = &store;
+    options.isReadOnly = true;
+    CTolvarDoc reader(options);
+    ASSERT_TRUE(reader.OnNewDocument());
+    EXPECT_EQ(reader.Journal().size(), 1U);
+    EXPECT_EQ(reader.ApplyChange(ChangeRecord::NewKey(kTop, "b")).error().code, ErrorCode::kWriteProtect);
+    EXPECT_TRUE(reader.SaveModified());
+    EXPECT_EQ(store.Content("/d/backups/index").size(), 0U);
+}
+
+TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
+{
+    fixtures::PowerCutStore store;
+    store.Put(fixtures::kJournalHive, fixtures::OddHive());
+    JournalSession session(store);
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("tolvar-doc-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+    JournalOptions options;
+    options.dataFolder = folder / "a" / "backups";
+    CTolvarDoc first(options);
+    ASSERT_TRUE(first.OnNewDocument());
+    CTolvarDoc second(options);
+    const Result<void> opened = second.OnNewDocument();
+    ASSERT_FALSE(opened);
+    EXPECT_EQ(opened.error().code, ErrorCode::kSharingViolation);
+    EXPECT_NE(opened.error().context.find("process " + std::to_string(getpid())), std::string::npos);
+    options.dataFolder = "/dev/null/backups";
+    CTolvarDoc third(options);
+    EXPECT_FALSE(third.OnNewDocument());
+    options.fallbackFolder = folder / "b" / "Backups";
+    CTolvarDoc fourth(options);
+    EXPECT_TRUE(fourth.OnNewDocument());
+    EXPECT_EQ(fourth.DataFolder(), options.fallbackFolder);
+    const std::string before = Picture(session.Reader());
+    for (CTolvarDoc* document : {&second, &third}) {
+        EXPECT_FALSE(document->ApplyChange(ChangeRecord::NewKey(kTop, "a")));
+        EXPECT_TRUE(document->SaveModified());
+    }
+    EXPECT_EQ(Picture(session.Reader()), before);
+    std::filesystem::remove_all(folder);
+}
+
+TEST(SourceId, TellsSourcesApartAndIsTheSameForTheSameOne)
+{
+    const MountRequest a{"/tmp/a", "HKEY_USERS\\A"};
+    const MountRequest b{"/tmp/b", "HKEY_USERS\\B"};
+    const auto id = [](std::vector<MountRequest> mounts) { return SourceId(mounts); };
+    EXPECT_EQ(id({a, b}), id({b, a}));
+    EXPECT_EQ(id({a}), id({{"/tmp/../tmp/./a", "hkey_users\\a"}}));
+    EXPECT_EQ(id({{"/tmp/a", ""}}), id({{"/tmp/a", "HKEY_LOCAL_MACHINE\\a"}}));
+    EXPECT_NE(id({a}), id({{"/tmp/a", "HKEY_USERS\\B"}}));
+    EXPECT_NE(id({a}), id({a, b}));
+    EXPECT_EQ(id({a}).size(), 16U);
+}
+
+} // namespace
+} // namespace tolvar
