@@ -2,6 +2,7 @@
 //
 //   make_hive large FILE   220,000 keys and 809,000 values in about 250 MB, as a machine that has been used for years
 //   make_hive many FILE    a key "Many" with 100,000 subkeys, each with a value, and every fourth with a subkey
+//   make_hive values FILE  300 keys with 200 values each, and behind them one with 100,000
 
 #include <algorithm>
 #include <cerrno>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <set>
@@ -32,6 +34,9 @@ using fixtures::HiveBuilder;
 constexpr std::size_t kLargeKeys = 220'000;
 constexpr std::size_t kLargeValues = 809'000;
 constexpr std::size_t kManySubkeys = 100'000;
+constexpr std::size_t kValueKeys = 300;
+constexpr std::size_t kValuesOfEach = 200;
+constexpr std::size_t kManyValues = 100'000;
 
 constexpr std::uint32_t kRegSz = 1;
 constexpr std::uint32_t kRegBinary = 3;
@@ -314,22 +319,49 @@ void MakeMany(const std::filesystem::path& path)
     WriteFile(path, HiveBuilder().Build(root));
 }
 
+BuiltKey KeyWithValues(const std::string& name, std::size_t count)
+{
+    BuiltKey key{.name = std::u16string(name.begin(), name.end())};
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string text = "Value " + std::to_string(i);
+        const std::u16string units(text.begin(), text.end());
+        const bool isNumber = i % 3 == 0;
+        key.values.push_back({units, isNumber ? kRegDword : kRegSz,
+                              isNumber ? std::vector<std::byte>(4, std::byte{7})
+                                       : fixtures::TextData(u"The text of the value with the name " + units)});
+    }
+    return key;
+}
+
+void MakeValues(const std::filesystem::path& path)
+{
+    BuiltKey root{.name = u"ROOT"};
+    for (std::size_t i = 0; i < kValueKeys; ++i) {
+        root.subkeys.push_back(KeyWithValues("Key" + std::to_string(kValueKeys + i), kValuesOfEach));
+    }
+    root.subkeys.push_back(KeyWithValues("Many", kManyValues));
+    WriteFile(path, HiveBuilder().Build(root));
+}
+
 } // namespace
 
 } // namespace tolvar::bench
 
 int main(int argc, char** argv)
 {
-    const std::string_view kind = argc == 3 ? argv[1] : "";
-    if (kind != "large" && kind != "many") {
-        std::fprintf(stderr, "usage: make_hive large|many FILE\n");
+    using namespace tolvar::bench;
+    const std::map<std::string_view, void (*)(const std::filesystem::path&)> makers = {
+        {"large", MakeLarge}, {"many", MakeMany}, {"values", MakeValues}};
+    const auto maker = makers.find(argc == 3 ? argv[1] : "");
+    if (maker == makers.end()) {
+        std::fprintf(stderr, "usage: make_hive large|many|values FILE\n");
         return EXIT_FAILURE;
     }
     try {
         // Only a whole hive gets the name, so that one that is there is good.
         const std::filesystem::path path = argv[2];
         const std::filesystem::path part = path.string() + ".part";
-        kind == "large" ? tolvar::bench::MakeLarge(part) : tolvar::bench::MakeMany(part);
+        maker->second(part);
         std::filesystem::rename(part, path);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "make_hive: %s\n", failure.what());

@@ -1,0 +1,106 @@
+// Times what a person does all day, in the real window and from the key press to the painted picture:
+//
+//   browse_keys values FILE   makes FILE, a hive with a key of 100,000 values and 300 keys of 200; prints the
+//   milliseconds
+//                             of selecting the large key, of a page of scrolling in it, and of a selection with the
+//                             arrow key: median and worst
+//   browse_keys memory HIVE   opens and selects 1,000 keys; prints the megabytes that the process has grown by since it
+//                             started with the hive mapped, its file's own pages not counted
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+#include <vector>
+
+#include "bench_window.h"
+
+namespace tolvar::bench {
+
+namespace {
+
+constexpr int kManyValues = 100'000;
+constexpr int kKeys = 300;
+constexpr int kPages = 200;
+constexpr int kBrowsedKeys = 1000;
+
+struct Times {
+    double median;
+    double worst;
+};
+
+Times Sorted(std::vector<double> times)
+{
+    std::ranges::sort(times);
+    return {times[times.size() / 2], times.back()};
+}
+
+int TimeValues(const char* hive)
+{
+    BenchWindow window(hive, MountMode::kReadOnly);
+    CKeyTree& tree = window.frame.KeyTree();
+    window.frame.GoToKey("HKEY_LOCAL_MACHINE\\X");
+    std::vector<double> selections;
+    for (int number = 0; number < kKeys; ++number) {
+        selections.push_back(window.Press(tree, Qt::Key_Down));
+    }
+    const double many = window.Press(tree, Qt::Key_Down);
+    CValueList& list = window.frame.ValueList();
+    if (list.Model().rowCount() < kManyValues) {
+        std::fprintf(stderr, "browse_keys: the large key was not reached\n");
+        return 1;
+    }
+    std::vector<double> pages;
+    for (int page = 0; page < kPages; ++page) {
+        pages.push_back(window.Press(list, Qt::Key_PageDown));
+    }
+    const Times selection = Sorted(selections);
+    const Times scrolling = Sorted(pages);
+    std::printf("%.1f %.2f %.2f %.2f %.2f\n", many, scrolling.median, scrolling.worst, selection.median,
+                selection.worst);
+    return 0;
+}
+
+/// Kilobytes of this process that are its own, and no page of a file.
+long OwnKilobytes()
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("RssAnon:")) {
+            return std::atol(line.c_str() + std::strlen("RssAnon:"));
+        }
+    }
+    return 0;
+}
+
+int MeasureMemory(const char* hive)
+{
+    const long before = OwnKilobytes();
+    BenchWindow window(hive, MountMode::kReadOnly);
+    CKeyTree& tree = window.frame.KeyTree();
+    window.frame.GoToKey("HKEY_LOCAL_MACHINE\\X");
+    for (int key = 0; key < kBrowsedKeys; ++key) {
+        window.Press(tree, Qt::Key_Right);
+        window.Press(tree, Qt::Key_Down);
+    }
+    std::printf("%.1f\n", static_cast<double>(OwnKilobytes() - before) / 1024);
+    return 0;
+}
+
+} // namespace
+
+} // namespace tolvar::bench
+
+int main(int argc, char** argv)
+{
+    const std::string_view what = argc == 3 ? argv[1] : "";
+    const QApplication application(argc, argv);
+    if (what == "values") {
+        return tolvar::bench::TimeValues(argv[2]);
+    }
+    if (what == "memory") {
+        return tolvar::bench::MeasureMemory(argv[2]);
+    }
+    std::fprintf(stderr, "usage: browse_keys values HIVE | memory HIVE\n");
+    return 2;
+}
