@@ -11,6 +11,7 @@ int StudioOptions::Parse(int argc, char** argv)
     constexpr int kWrongUsage = 2;
     CLI::App program("A workbench for Windows registries that are not running.", "tolvar-studio");
     program.set_version_flag("--version", "tolvar-studio " TOLVAR_VERSION);
+    program.add_option("FILE", files, "Hives to open, or a .tvr document to import")->type_name("");
     program
         .add_option("--hive", hives, "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
         ->type_name("FILE[@KEY]")

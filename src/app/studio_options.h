@@ -9,6 +9,7 @@ namespace tolvar {
 struct StudioOptions {
     enum class Palette { kDesktop, kLight, kDark };
 
+    std::vector<std::string> files; ///< hives to open beside the registry, or a document to import
     std::vector<std::string> hives; ///< "FILE[@KEY]" each; none: the embedded registry
     std::string embedded;           ///< its folder; empty: the user's own
     bool isReadOnly = false;        ///< write nothing, lock nothing

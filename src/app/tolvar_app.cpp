@@ -5,10 +5,13 @@
 #include <cstdlib>
 
 #include <QApplication>
+#include <QLibraryInfo>
 #include <QLocale>
 #include <QMessageBox>
 #include <QPixmap>
+#include <QProcess>
 
+#include "app/file_opener.h"
 #include "app/main_frame.h"
 #include "platform/registry/embedded_registry.h"
 #include "platform/system/version.h"
@@ -46,18 +49,66 @@ bool CTolvarApp::InitInstance()
     case Environment::kReady:
         break;
     }
+    LoadToolkitTexts();
     m_pContext = std::make_unique<WindowContext>(WindowContext{m_profile, m_language, m_theme, m_bIsNT, m_bThemed});
     m_pFrame = std::make_unique<CMainFrame>(*m_pContext);
+    m_pOpener = std::make_unique<CFileOpener>(*m_pContext, m_registry, Mode(), *m_pFrame,
+                                              [this](const Error& error) { ShowProblem(error); });
+    QObject::connect(m_pFrame.get(), &CMainFrame::ApplicationCommand, m_pFrame.get(),
+                     [this](CommandId command) { OnCommand(command); });
     MountHives();
-    m_pFrame->show();
+    m_pFrame->ActivateFrame();
     ShowFirstKey(); // into panes that have their size
+    return OpenNamedFiles();
+}
+
+bool CTolvarApp::OpenNamedFiles()
+{
+    for (const std::string& name : m_options.files) {
+        const QString file = QString::fromStdString(name);
+        if (CFileOpener::IsDocument(file)) {
+            m_pOpener->ImportDocument(file); // all that it was started for
+            return false;
+        }
+        m_pOpener->Open({file});
+    }
     return true;
+}
+
+void CTolvarApp::OnCommand(CommandId command)
+{
+    switch (command) {
+    case CommandId::kFileNew:
+        m_pFrame->ShowRoots();
+        break;
+    case CommandId::kFileOpen:
+        m_pOpener->AskAndOpen();
+        break;
+    case CommandId::kExit:
+        m_pFrame->close();
+        break;
+    case CommandId::kUpdateProgram:
+        UpdateProgram();
+        break;
+    default:
+        break;
+    }
+}
+
+void CTolvarApp::UpdateProgram()
+{
+    // Whether there is such a program is the installation's business: this one ends all the same, to be replaced.
+    QProcess::startDetached(QCoreApplication::applicationDirPath() + QStringLiteral("/update"), {});
+    m_pFrame->close();
+    QCoreApplication::exit(0);
 }
 
 void CTolvarApp::ExitInstance()
 {
     m_flushTimer.stop();
+    m_pOpener.reset();
     m_pFrame.reset();
+    QCoreApplication::removeTranslator(&m_toolkitTexts);
     static_cast<void>(m_registry.Flush()); // what fails here was said when the timer met it
     m_language.Free();
     m_theme.Free();
@@ -94,16 +145,23 @@ bool CTolvarApp::LoadLanguage(const QString& installFolder)
            m_language.Load({installFolder, QStringLiteral(".")}, english, mountPoint);
 }
 
+void CTolvarApp::LoadToolkitTexts()
+{
+    if (m_toolkitTexts.load(QStringLiteral("qtbase_") + m_language.Language(),
+                            QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+        QCoreApplication::installTranslator(&m_toolkitTexts);
+    }
+}
+
 /// One program at a time may change the embedded registry; the window holds it as long as it is open, and makes what
 /// was changed durable every few seconds.
 void CTolvarApp::MountEmbedded()
 {
     const std::filesystem::path folder =
         m_options.embedded.empty() ? EmbeddedRegistryFolder() : std::filesystem::path(m_options.embedded);
-    const MountMode mode = m_options.isReadOnly ? MountMode::kReadOnly : MountMode::kWritable;
     Result<void> mounted = m_options.isReadOnly ? Result<void>() : MakeEmbeddedRegistry(folder);
     if (mounted) {
-        mounted = MountEmbeddedRegistry(m_registry, folder, mode);
+        mounted = MountEmbeddedRegistry(m_registry, folder, Mode());
     }
     if (!mounted) {
         ShowProblem(mounted.error());

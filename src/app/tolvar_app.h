@@ -5,7 +5,9 @@
 #include <vector>
 
 #include <QTimer>
+#include <QTranslator>
 
+#include "app/command_ids.h"
 #include "app/settings_profile.h"
 #include "app/studio_options.h"
 #include "platform/registry/registry.h"
@@ -14,6 +16,7 @@
 
 namespace tolvar {
 
+class CFileOpener;
 class CMainFrame;
 
 /// The application object: brings the system up in a fixed order, and holds what outlives every window.
@@ -46,6 +49,11 @@ private:
     void FlushChanges();
     void ShowProblem(const Error& error);
     void ShowFirstKey();
+    void LoadToolkitTexts();
+    void OnCommand(CommandId command);
+    void UpdateProgram();
+    [[nodiscard]] bool OpenNamedFiles();
+    [[nodiscard]] MountMode Mode() const { return m_options.isReadOnly ? MountMode::kReadOnly : MountMode::kWritable; }
 
     StudioOptions m_options;
     SettingsProfile m_profile;
@@ -55,6 +63,8 @@ private:
     ResourceLibrary m_theme;
     std::unique_ptr<WindowContext> m_pContext;
     std::unique_ptr<CMainFrame> m_pFrame;
+    std::unique_ptr<CFileOpener> m_pOpener;
+    QTranslator m_toolkitTexts; ///< of the toolkit's own dialogs
     QTimer m_flushTimer;
     std::string m_firstMount; ///< where the first hive was mounted; empty for none
 

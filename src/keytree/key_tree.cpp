@@ -2,12 +2,16 @@
 
 #include <algorithm>
 
-#include <QAction>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QScrollBar>
 #include <QTimer>
 
 #include "ui/event_sound.h"
+#include "ui/image_menu.h"
+#include "ui/native_text.h"
 #include "ui/profile_font.h"
 #include "ui/shown_text_delegate.h"
 
@@ -34,7 +38,7 @@ protected:
 } // namespace
 
 CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
-    : QTreeView(parent), m_pModel(new KeyTreeModel(context, this)),
+    : QTreeView(parent), m_context(context), m_pModel(new KeyTreeModel(context, this)),
       m_bPlaySounds(context.profile.GetInt(kSettingsSection, "sounds", 0) != 0),
       m_bSingleExpand(context.profile.GetInt(kSettingsSection, "Single Expand", 0) != 0)
 {
@@ -56,11 +60,6 @@ CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
     connect(this, &QTreeView::expanded, this, &CKeyTree::FitColumn);
     connect(this, &QTreeView::collapsed, this, &CKeyTree::FitColumn);
 
-    auto* refresh = new QAction(this);
-    refresh->setShortcut(QKeySequence::Refresh);
-    refresh->setShortcutContext(Qt::WidgetShortcut);
-    connect(refresh, &QAction::triggered, this, &CKeyTree::RefreshSelected);
-    addAction(refresh);
     connect(m_pModel, &KeyTreeModel::FilledEmpty, this, &CKeyTree::OnFilledEmpty);
     connect(selectionModel(), &QItemSelectionModel::currentChanged, this, &CKeyTree::OnSelectionChanged);
 }
@@ -69,7 +68,77 @@ bool CKeyTree::event(QEvent* event)
 {
     return HandleMessage<GoToKeyMessage>(event, [this](GoToKeyMessage& m) { m.result = GoToKey(m); }) ||
            HandleMessage<RefreshKeyMessage>(event, [this](RefreshKeyMessage& m) { RefreshPath(m.path); }) ||
+           HandleMessage<CommandMessage>(event,
+                                         [this](CommandMessage& m) { RunCommand(*this, Commands(), m.command); }) ||
            QTreeView::event(event);
+}
+
+std::span<const CommandEntry<CKeyTree>> CKeyTree::Commands()
+{
+    static constexpr CommandEntry<CKeyTree> commands[] = {
+        {CommandId::kExpand, &CKeyTree::ExpandSelected},
+        {CommandId::kCollapse, &CKeyTree::CollapseSelected},
+        {CommandId::kRefresh, &CKeyTree::RefreshSelected},
+        {CommandId::kCopy, &CKeyTree::CopyPath},
+    };
+    return commands;
+}
+
+bool CKeyTree::Offers(CommandId command) const
+{
+    return HasCommand(Commands(), command);
+}
+
+bool CKeyTree::focusNextPrevChild(bool next)
+{
+    if (!next) {
+        return QTreeView::focusNextPrevChild(next);
+    }
+    FocusTabMessage help(1); // the other page of the pane; F6 leaves it
+    SendToParent(*this, help);
+    return true;
+}
+
+void CKeyTree::contextMenuEvent(QContextMenuEvent* event)
+{
+    const bool isByMouse = event->reason() == QContextMenuEvent::Mouse;
+    const QModelIndex item = isByMouse ? indexAt(event->pos()) : currentIndex();
+    if (!item.isValid() || m_pModel->IsTreeRoot(item)) {
+        return;
+    }
+    Select(item);
+    constexpr int kMenu = 183;
+    CImageMenu menu(m_context, kMenu, this);
+    const auto number = [](CommandId command) { return static_cast<int>(command); };
+    if (m_pModel->IsRootKey(item)) {
+        menu.Remove(number(CommandId::kRename));
+        menu.Remove(number(CommandId::kDelete));
+        menu.RemoveSeparator(0);
+    }
+    menu.Remove(number(isExpanded(item) ? CommandId::kExpand : CommandId::kCollapse));
+    menu.SetDefault(number(isExpanded(item) ? CommandId::kCollapse : CommandId::kExpand));
+    menu.GrayUnless([this](int command) {
+        const auto id = static_cast<CommandId>(command);
+        return Offers(id) && (id != CommandId::kPermissions || m_context.m_bIsNT);
+    });
+    const QPoint middle = visualRect(item).center();
+    const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : middle));
+    RunCommand(*this, Commands(), static_cast<CommandId>(chosen));
+}
+
+void CKeyTree::ExpandSelected()
+{
+    Expand(currentIndex());
+}
+
+void CKeyTree::CollapseSelected()
+{
+    collapse(currentIndex());
+}
+
+void CKeyTree::CopyPath()
+{
+    QGuiApplication::clipboard()->setText(ToQString(m_pModel->FullPath(currentIndex())));
 }
 
 void CKeyTree::resizeEvent(QResizeEvent* event)

@@ -2,6 +2,7 @@
 
 #include <QTreeView>
 
+#include "app/command_map.h"
 #include "app/pane_messages.h"
 #include "keytree/key_tree_model.h"
 #include "registry/reg_key.h"
@@ -12,8 +13,8 @@ namespace tolvar {
 /// The registry as a tree. Its selection is the program's current key: every change of it becomes the messages that
 /// bring the right pane and the status bar up to date. Any other pane that wants to show a key sends this one a path.
 ///
-/// Takes GoToKeyMessage and RefreshKeyMessage; sends ShowPageMessage, ShowKeyMessage, SelectRowMessage and
-/// StatusTextMessage to its parent.
+/// Takes GoToKeyMessage, RefreshKeyMessage and CommandMessage; sends ShowPageMessage, ShowKeyMessage, SelectRowMessage
+/// and StatusTextMessage to its parent, and FocusTabMessage on the Tab key.
 class CKeyTree final : public QTreeView {
     Q_OBJECT
 
@@ -28,15 +29,24 @@ public:
 
     [[nodiscard]] KeyTreeModel& Model() { return *m_pModel; }
 
-public slots:
+    /// Whether the tree carries the command out.
+    [[nodiscard]] bool Offers(CommandId command) const;
+
     /// Reads the selected key's subkeys again. The value list is not touched.
     void RefreshSelected();
 
 protected:
     bool event(QEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    [[nodiscard]] static std::span<const CommandEntry<CKeyTree>> Commands();
+
+    void ExpandSelected();
+    void CollapseSelected();
+    void CopyPath();
     void FitColumn();
     void OnSelectionChanged(const QModelIndex& item);
     void OnFilledEmpty(const QModelIndex& item);
@@ -50,6 +60,7 @@ private:
     void Expand(const QModelIndex& item);
     void Select(const QModelIndex& item);
 
+    const WindowContext& m_context;
     KeyTreeModel* m_pModel; ///< owned by the view
     RegKey m_hSelectedKey;
     bool m_bPlaySounds;

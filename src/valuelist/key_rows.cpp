@@ -263,6 +263,22 @@ std::string KeyRows::TimeText(std::uint64_t time) const
     return time != 0 ? LocalTimeText(time) : std::string(); // a key that lies in no hive was never written
 }
 
+std::string KeyRows::Name(std::size_t row) const
+{
+    switch (m_rows[row].kind) {
+    case KeyRow::Kind::kValue:
+        return std::string(ValueAt(m_rows[row].index, 0).name);
+    case KeyRow::Kind::kDefaultValue:
+        return {};
+    case KeyRow::Kind::kParent:
+    case KeyRow::Kind::kSubkey:
+    case KeyRow::Kind::kRootKey:
+    case KeyRow::Kind::kDenied:
+        break;
+    }
+    return Cell(row, KeyColumn::kName);
+}
+
 std::size_t KeyRows::FindName(std::string_view name) const
 {
     for (std::size_t row = m_rows.size(); row-- > 0;) {

@@ -64,6 +64,10 @@ public:
     /// The text of a cell. A value that has gone since the key was listed has empty cells.
     [[nodiscard]] std::string Cell(std::size_t row, KeyColumn column) const;
 
+    /// The name of the value, subkey or root in a row; empty for the default value. A value that has gone since the key
+    /// was listed has an empty name too.
+    [[nodiscard]] std::string Name(std::size_t row) const;
+
     /// The last row with exactly that name; Count() for none.
     [[nodiscard]] std::size_t FindName(std::string_view name) const;
 

@@ -1,11 +1,12 @@
 #include "valuelist/value_list.h"
 
-#include <QAction>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QKeyEvent>
-#include <QMenu>
 
 #include "registry/root_keys.h"
+#include "ui/image_menu.h"
 #include "ui/native_text.h"
 #include "ui/profile_font.h"
 #include "ui/wait_cursor.h"
@@ -15,7 +16,7 @@ namespace tolvar {
 namespace {
 
 constexpr int kAccessibleName = 62001;
-constexpr int kShowKeysText = 62004;
+constexpr int kHeaderMenu = 105;
 constexpr int kThemeViewColor = 61505;
 constexpr int kHoverTime = 2000; // milliseconds
 constexpr QSize kIconSize(16, 16);
@@ -23,6 +24,7 @@ constexpr QSize kIconSize(16, 16);
 /// What the profile and the header know of a column.
 struct ColumnSetting {
     KeyColumn column;
+    CommandId command;
     const char* key; ///< in the profile
     bool isOnByDefault;
     int width;      ///< pixels when the column is switched on
@@ -31,9 +33,11 @@ struct ColumnSetting {
 
 /// All columns but Name, in their order.
 constexpr ColumnSetting kColumns[] = {
-    {KeyColumn::kType, "ColumnType", false, 40, 45},     {KeyColumn::kLastChange, "ColumnLastChange", false, 90, 90},
-    {KeyColumn::kLength, "ColumnLength", false, 55, 55}, {KeyColumn::kOwner, "ColumnOwner", true, 55, 95},
-    {KeyColumn::kData, "ColumnData", true, 500, 0},
+    {KeyColumn::kType, CommandId::kColumnType, "ColumnType", false, 40, 45},
+    {KeyColumn::kLastChange, CommandId::kColumnLastChange, "ColumnLastChange", false, 90, 90},
+    {KeyColumn::kLength, CommandId::kColumnLength, "ColumnLength", false, 55, 55},
+    {KeyColumn::kOwner, CommandId::kColumnOwner, "ColumnOwner", true, 55, 95},
+    {KeyColumn::kData, CommandId::kColumnData, "ColumnData", true, 500, 0},
 };
 constexpr int kNameWidth = 120;
 constexpr int kLeastDataRoom = 551; ///< with less room than that, the Data column is wider than the list
@@ -69,7 +73,6 @@ CValueList::CValueList(const WindowContext& context, QWidget* parent)
             setting.column, context.profile.GetInt(kSettingsSection, setting.key, setting.isOnByDefault ? 1 : 0) != 0);
     }
     SetShownWidths();
-    MakeActions();
     connect(this, &QAbstractItemView::doubleClicked, this, &CValueList::OpenRow);
     header()->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(header(), &QWidget::customContextMenuRequested, this, &CValueList::ShowHeaderMenu);
@@ -84,30 +87,36 @@ CValueList::~CValueList()
     m_context.profile.WriteString(kSettingsSection, "LOK", lastKey);
 }
 
-void CValueList::MakeActions()
+std::span<const CommandEntry<CValueList>> CValueList::Commands()
 {
-    m_pShowKeysAction = new QAction(m_context.language.String(kShowKeysText), this);
-    m_pShowKeysAction->setCheckable(true);
-    m_pShowKeysAction->setChecked(m_bShowKeys);
-    connect(m_pShowKeysAction, &QAction::triggered, this, &CValueList::ToggleShowKeys);
-    for (const ColumnSetting& setting : kColumns) {
-        auto* action = new QAction(m_pModel->Title(setting.column), this);
-        action->setCheckable(true);
-        action->setChecked(m_pModel->IsColumnOn(setting.column));
-        connect(action, &QAction::triggered, this, [this, column = setting.column] { ToggleColumn(column); });
-        m_columnActions[static_cast<std::size_t>(setting.column)] = action;
-    }
+    static constexpr CommandEntry<CValueList> commands[] = {
+        {CommandId::kShowKeys, &CValueList::ToggleShowKeys},
+        {CommandId::kColumnType, &CValueList::Toggle<KeyColumn::kType>},
+        {CommandId::kColumnLastChange, &CValueList::Toggle<KeyColumn::kLastChange>},
+        {CommandId::kColumnLength, &CValueList::Toggle<KeyColumn::kLength>},
+        {CommandId::kColumnOwner, &CValueList::Toggle<KeyColumn::kOwner>},
+        {CommandId::kColumnData, &CValueList::Toggle<KeyColumn::kData>},
+        {CommandId::kCopy, &CValueList::CopyMarked},
+    };
+    return commands;
 }
 
-QAction* CValueList::ColumnAction(KeyColumn column) const
+bool CValueList::Offers(CommandId command) const
 {
-    return m_columnActions[static_cast<std::size_t>(column)];
+    return HasCommand(Commands(), command);
+}
+
+const KeyRow* CValueList::MarkedRow() const
+{
+    return currentIndex().isValid() ? &m_pModel->Rows().Row(static_cast<std::size_t>(currentIndex().row())) : nullptr;
 }
 
 bool CValueList::event(QEvent* event)
 {
     return HandleMessage<ShowKeyMessage>(event, [this](ShowKeyMessage& m) { m.result = ShowKey(m.root, m.subpath); }) ||
            HandleMessage<SelectRowMessage>(event, [this](SelectRowMessage& m) { m.result = SelectRow(m.name); }) ||
+           HandleMessage<CommandMessage>(event,
+                                         [this](CommandMessage& m) { RunCommand(*this, Commands(), m.command); }) ||
            CThemeListCtrl::event(event);
 }
 
@@ -153,7 +162,6 @@ void CValueList::ToggleColumn(KeyColumn column)
             header()->resizeSection(m_pModel->SectionOf(column), setting.width);
         }
     }
-    ColumnAction(column)->setChecked(m_pModel->IsColumnOn(column));
     ShowAgain();
 }
 
@@ -161,7 +169,6 @@ void CValueList::ToggleShowKeys()
 {
     m_bShowKeys = !m_bShowKeys;
     m_context.profile.WriteInt(kSettingsSection, "ShowListKeys", m_bShowKeys ? 1 : 0);
-    m_pShowKeysAction->setChecked(m_bShowKeys);
     ShowAgain();
 }
 
@@ -230,15 +237,34 @@ void CValueList::OpenRow(const QModelIndex& index)
     }
 }
 
+void CValueList::CopyMarked()
+{
+    const KeyRow* const row = MarkedRow();
+    std::string text;
+    if (row == nullptr || row->kind == KeyRow::Kind::kParent || row->kind == KeyRow::Kind::kDenied) {
+        return;
+    }
+    const std::string name = m_pModel->Rows().Name(static_cast<std::size_t>(currentIndex().row()));
+    if (RootKeyName(text, m_hRootKey) && !m_szKeyPath.empty()) {
+        text.append("\\").append(m_szKeyPath);
+    }
+    const bool isValue = row->kind == KeyRow::Kind::kValue || row->kind == KeyRow::Kind::kDefaultValue;
+    if (isValue) {
+        text.append("\\\\[").append(name).append("]"); // the form that Paste reads
+    } else {
+        text.append(text.empty() ? "" : "\\").append(name);
+    }
+    QGuiApplication::clipboard()->setText(ToQString(text));
+}
+
 void CValueList::ShowHeaderMenu(const QPoint& at)
 {
-    QMenu menu(this);
-    menu.addAction(m_pShowKeysAction);
-    menu.addSeparator();
+    CImageMenu menu(m_context, kHeaderMenu, this);
+    menu.Check(static_cast<int>(CommandId::kShowKeys), m_bShowKeys);
     for (const ColumnSetting& setting : kColumns) {
-        menu.addAction(ColumnAction(setting.column));
+        menu.Check(static_cast<int>(setting.command), m_pModel->IsColumnOn(setting.column));
     }
-    menu.exec(header()->mapToGlobal(at));
+    RunCommand(*this, Commands(), static_cast<CommandId>(menu.Track(header()->mapToGlobal(at))));
 }
 
 } // namespace tolvar

@@ -1,21 +1,19 @@
 #pragma once
 
-#include <array>
 #include <string>
 
+#include "app/command_map.h"
 #include "app/pane_messages.h"
 #include "ui/theme_list_ctrl.h"
 #include "valuelist/value_list_model.h"
-
-class QAction;
 
 namespace tolvar {
 
 /// The list in the right pane: the values of one key and, on request, its subkeys, or the roots of the registry. Each
 /// change of key or columns drops all rows and reads the key again.
 ///
-/// Takes ShowKeyMessage and SelectRowMessage; sends GoToKeyMessage to its parent. Writes the last key to the profile at
-/// its end.
+/// Takes ShowKeyMessage, SelectRowMessage and CommandMessage; sends GoToKeyMessage to its parent. Writes the last key
+/// to the profile at its end.
 class CValueList : public CThemeListCtrl {
     Q_OBJECT
 
@@ -29,9 +27,14 @@ public:
     /// Selects the last row with exactly that name. Answers 0, or 1 when there is none.
     int SelectRow(std::string_view name);
 
-    /// The commands that switch a column or the subkey rows on and off; checkable, with the user's text.
-    [[nodiscard]] QAction* ColumnAction(KeyColumn column) const;
-    [[nodiscard]] QAction* ShowKeysAction() const { return m_pShowKeysAction; }
+    /// Whether the list carries the command out.
+    [[nodiscard]] bool Offers(CommandId command) const;
+
+    /// Whether the list also shows the key's subkeys.
+    [[nodiscard]] bool ShowsKeys() const { return m_bShowKeys; }
+
+    /// The row at the selection mark; null for none.
+    [[nodiscard]] const KeyRow* MarkedRow() const;
 
     [[nodiscard]] const ValueListModel& Model() const { return *m_pModel; }
 
@@ -50,18 +53,23 @@ protected:
     [[nodiscard]] ListColor SubitemBackColor(const ListCell& cell) const override;
 
 private:
-    void MakeActions();
+    [[nodiscard]] static std::span<const CommandEntry<CValueList>> Commands();
+
+    template <KeyColumn column>
+    void Toggle()
+    {
+        ToggleColumn(column);
+    }
     void ToggleColumn(KeyColumn column);
     void ToggleShowKeys();
+    void CopyMarked();
     void ShowAgain();
     void SetShownWidths();
     void OpenRow(const QModelIndex& index);
     void ShowHeaderMenu(const QPoint& at);
 
     const WindowContext& m_context;
-    ValueListModel* m_pModel;                                ///< owned by the view
-    std::array<QAction*, kKeyColumnCount> m_columnActions{}; ///< owned by the view; none for Name
-    QAction* m_pShowKeysAction = nullptr;
+    ValueListModel* m_pModel; ///< owned by the view
     bool m_bShowKeys;
     bool m_bRowColors;
     ListColor m_crTint;

@@ -1,5 +1,6 @@
-#include <QAction>
+#include <QClipboard>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QTest>
 #include <gmock/gmock.h>
@@ -52,6 +53,12 @@ protected:
         QCoreApplication::sendEvent(&List(), &message);
     }
 
+    void Run(CommandId command)
+    {
+        CommandMessage message(command);
+        QCoreApplication::sendEvent(&List(), &message);
+    }
+
     fixtures::WindowFixture fixture;
     fixtures::RecordingParent parent;
 
@@ -62,12 +69,12 @@ private:
 TEST_F(ValueList, HasTheColumnsOfTheSettingsInTheirFixedOrder)
 {
     EXPECT_THAT(Titles(), ElementsAre("Name", "Owner", "Data"));
-    for (const KeyColumn column : {KeyColumn::kLength, KeyColumn::kType, KeyColumn::kLastChange}) {
-        List().ColumnAction(column)->trigger();
+    for (const CommandId column : {CommandId::kColumnLength, CommandId::kColumnType, CommandId::kColumnLastChange}) {
+        Run(column);
     }
     EXPECT_THAT(Titles(), ElementsAre("Name", "Type", "Last change", "Length", "Owner", "Data"));
-    List().ColumnAction(KeyColumn::kOwner)->trigger();
-    List().ColumnAction(KeyColumn::kLength)->trigger();
+    Run(CommandId::kColumnOwner);
+    Run(CommandId::kColumnLength);
     EXPECT_THAT(Titles(), ElementsAre("Name", "Type", "Last change", "Data"));
     Close();
     EXPECT_THAT(Titles(),
@@ -76,15 +83,15 @@ TEST_F(ValueList, HasTheColumnsOfTheSettingsInTheirFixedOrder)
 
 TEST_F(ValueList, WritesTheSettingsThatBelongToAToggle)
 {
-    List().ColumnAction(KeyColumn::kOwner)->trigger();
+    Run(CommandId::kColumnOwner);
     EXPECT_EQ(Setting("ColumnOwner"), 0);
     EXPECT_EQ(Setting("ColumnType"), -1);
-    List().ColumnAction(KeyColumn::kType)->trigger();
+    Run(CommandId::kColumnType);
     EXPECT_EQ(Setting("ColumnType"), 1);
     EXPECT_EQ(Setting("ColumnLastChange"), 0);
     EXPECT_EQ(Setting("ColumnData"), 1);
     EXPECT_EQ(Setting("ShowListKeys"), -1);
-    List().ShowKeysAction()->trigger();
+    Run(CommandId::kShowKeys);
     EXPECT_EQ(Setting("ShowListKeys"), 1);
 }
 
@@ -92,10 +99,10 @@ TEST_F(ValueList, ReadsItsKeyAgainWhenColumnsOrSubkeyRowsChange)
 {
     Show(HKEY_USERS, "K");
     EXPECT_EQ(List().Model().rowCount(), 3);
-    List().ShowKeysAction()->trigger();
+    Run(CommandId::kShowKeys);
     EXPECT_EQ(List().Model().rowCount(), 4);
     fixture.check.refused = {"HKEY_USERS\\K"};
-    List().ColumnAction(KeyColumn::kType)->trigger();
+    Run(CommandId::kColumnType);
     EXPECT_EQ(List().Model().rowCount(), 1);
 }
 
@@ -111,8 +118,8 @@ TEST_F(ValueList, GivesTheColumnsTheirWidthsWheneverItIsShown)
     List().resize(400, 200);
     parent.show();
     EXPECT_THAT(widths(), ElementsAre(120, 95, 800)); // too little room: Data is wider than the list
-    List().ColumnAction(KeyColumn::kOwner)->trigger();
-    List().ColumnAction(KeyColumn::kOwner)->trigger();
+    Run(CommandId::kColumnOwner);
+    Run(CommandId::kColumnOwner);
     EXPECT_THAT(widths(), ElementsAre(120, 55, 800));
     List().hide();
     List().resize(900, 200);
@@ -149,9 +156,28 @@ TEST_F(ValueList, SelectsARowByItsName)
     EXPECT_EQ(List().currentIndex().row(), 2);
 }
 
+TEST_F(ValueList, CopiesWhatItsRowNames)
+{
+    Run(CommandId::kShowKeys);
+    Show(HKEY_USERS, "K");
+    QGuiApplication::clipboard()->setText(QStringLiteral("old"));
+    std::vector<std::string> copied;
+    for (int row = 0; row < List().Model().rowCount(); ++row) {
+        List().setCurrentIndex(List().Model().index(row, 0));
+        Run(CommandId::kCopy);
+        copied.push_back(QGuiApplication::clipboard()->text().toStdString());
+    }
+    Show(nullptr, "");
+    List().setCurrentIndex(List().Model().index(3, 0));
+    Run(CommandId::kCopy);
+    copied.push_back(QGuiApplication::clipboard()->text().toStdString());
+    EXPECT_THAT(copied, ElementsAre("old", "HKEY_USERS\\K\\Sub", "HKEY_USERS\\K\\\\[]", "HKEY_USERS\\K\\\\[value]",
+                                    "HKEY_USERS"));
+}
+
 TEST_F(ValueList, LeadsToOtherKeysThroughItsRows)
 {
-    List().ShowKeysAction()->trigger();
+    Run(CommandId::kShowKeys);
     Show(HKEY_USERS, "K");
     for (const int row : {0, 1, 3}) { // parent, subkey, value
         List().setCurrentIndex(List().Model().index(row, 0));

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "app/pane_view.h"
+#include "ui/window_context.h"
+
+namespace tolvar {
+
+class CDownTabs;
+
+/// The lower pane: the tabs with bookmarks, search results and journal.
+class CDownView final : public CPaneView {
+    Q_OBJECT
+
+public:
+    CDownView(const WindowContext& context, QWidget* parent);
+
+    [[nodiscard]] CDownTabs& Tabs() { return *m_pTabs; }
+
+    void FocusChild() override;
+    [[nodiscard]] int HelpTopic() const override;
+    [[nodiscard]] bool Offers(CommandId command) const override;
+    void RunCommand(CommandId command) override;
+
+private:
+    CDownTabs* m_pTabs; ///< owned by the view
+};
+
+} // namespace tolvar

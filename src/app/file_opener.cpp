@@ -1,0 +1,118 @@
+#include "app/file_opener.h"
+
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMenu>
+#include <QMessageBox>
+
+#include "app/main_frame.h"
+#include "app/opened_hive.h"
+#include "app/pane_messages.h"
+#include "transfer/read_key_text.h"
+#include "ui/native_text.h"
+#include "ui/wait_cursor.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kImportQuestion = 61577;
+constexpr int kImported = 61579;
+constexpr int kNotImported = 61580;
+constexpr int kOpenFilter = 62030;
+constexpr int kOpenTitle = 62031;
+
+} // namespace
+
+CFileOpener::CFileOpener(const WindowContext& context, Registry& registry, MountMode mode, CMainFrame& frame,
+                         ShowProblem showProblem)
+    : m_context(context), m_registry(registry), m_mode(mode), m_frame(frame), m_showProblem(std::move(showProblem)),
+      m_recent(context.profile), m_pRecentMenu(frame.Router().Popup(CommandId::kRecentFiles))
+{
+    connect(&frame, &CMainFrame::FilesDropped, this, &CFileOpener::Open);
+    if (m_pRecentMenu != nullptr) {
+        connect(m_pRecentMenu, &QMenu::aboutToShow, this, &CFileOpener::FillRecent);
+        FillRecent();
+    }
+}
+
+void CFileOpener::AskAndOpen()
+{
+    const QStringList recent =
+        m_recent.List().empty() ? QStringList() : QStringList(ToQString(m_recent.List().front()));
+    const QString folder = recent.isEmpty() ? QString() : QFileInfo(recent.front()).absolutePath();
+    Open(QFileDialog::getOpenFileNames(&m_frame, m_context.language.String(kOpenTitle), folder,
+                                       m_context.language.String(kOpenFilter)));
+}
+
+void CFileOpener::Open(const QStringList& files)
+{
+    for (const QString& file : files) {
+        const QString path = QFileInfo(file).absoluteFilePath();
+        if (IsDocument(path)) {
+            ImportDocument(path);
+        } else {
+            OpenHive(path);
+        }
+    }
+}
+
+bool CFileOpener::IsDocument(const QString& file)
+{
+    return file.endsWith(QStringLiteral(".tvr"), Qt::CaseInsensitive);
+}
+
+void CFileOpener::ImportDocument(const QString& file)
+{
+    const QString title = m_context.language.String(kOpenTitle);
+    const QString name = QFileInfo(file).fileName();
+    if (QMessageBox::question(&m_frame, title, m_context.language.String(kImportQuestion).arg(name)) !=
+        QMessageBox::Yes) {
+        return;
+    }
+    Result<KeyTextReading> reading = [&] {
+        const WaitCursor waiting;
+        return ReadKeyFile(file.toStdString());
+    }();
+    RefreshKeyMessage refresh;
+    QCoreApplication::sendEvent(&m_frame, &refresh);
+    const bool isWhole = reading && reading->skipped == 0;
+    if (reading) {
+        m_recent.Add(FromQString(file));
+    } else {
+        m_recent.Remove(FromQString(file));
+    }
+    QString text = m_context.language.String(isWhole ? kImported : kNotImported);
+    if (!reading) {
+        text += QStringLiteral("\n\n") + ToQString(Describe(reading.error()));
+    }
+    QMessageBox::warning(&m_frame, title, text);
+}
+
+void CFileOpener::OpenHive(const QString& file)
+{
+    const Result<std::string> key = MountOpenedHive(m_registry, file.toStdString(), m_mode);
+    if (!key) {
+        m_recent.Remove(FromQString(file));
+        m_showProblem(key.error());
+        return;
+    }
+    m_recent.Add(FromQString(file));
+    m_frame.ShowMounted(*key);
+}
+
+void CFileOpener::FillRecent()
+{
+    const std::vector<std::string> files = m_recent.List();
+    m_pRecentMenu->clear();
+    m_pRecentMenu->setEnabled(!files.empty());
+    for (std::size_t place = 0; place < files.size(); ++place) {
+        const QString file = ToQString(files[place]);
+        QString text = file;
+        text.replace(u'&', QStringLiteral("&&"));
+        connect(m_pRecentMenu->addAction(QStringLiteral("&%1  %2").arg(place + 1).arg(text)), &QAction::triggered, this,
+                [this, file] { Open({file}); });
+    }
+}
+
+} // namespace tolvar

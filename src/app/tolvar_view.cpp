@@ -1,0 +1,183 @@
+#include "app/tolvar_view.h"
+
+#include <QCoreApplication>
+
+#include "app/empty_page.h"
+#include "ui/profile_font.h"
+#include "valuelist/value_list.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kBackColor = 61495;
+constexpr int kHelpText = 62024;
+constexpr int kSearchText = 62025;
+constexpr int kStringText = 62026;
+constexpr int kDwordText = 62027;
+constexpr int kBinaryText = 62028;
+constexpr int kEscapeText = 62029;
+
+} // namespace
+
+void CTolvarView::DeleteLater::operator()(QWidget* form) const
+{
+    form->hide();
+    form->deleteLater();
+}
+
+CTolvarView::CTolvarView(const WindowContext& context, QWidget* parent)
+    : CPaneView(parent), m_context(context), m_pList(new CValueList(context, this))
+{
+    if (context.m_bThemed) {
+        QPalette colors = palette();
+        colors.setColor(QPalette::Window, ColorFromNumber(context.theme.Number(kBackColor)));
+        setPalette(colors);
+        setAutoFillBackground(true);
+    }
+}
+
+CTolvarView::~CTolvarView()
+{
+    DropForms();
+}
+
+QWidget* CTolvarView::ActiveChild() const
+{
+    for (const Form* form : {&m_pBinaryForm, &m_pStringForm, &m_pDwordForm, &m_pSearchForm}) {
+        if (*form) {
+            return form->get();
+        }
+    }
+    return m_pBrowser != nullptr && !m_pBrowser->isHidden() ? m_pBrowser : m_pList;
+}
+
+void CTolvarView::FocusChild()
+{
+    ActiveChild()->setFocus(Qt::OtherFocusReason);
+}
+
+int CTolvarView::HelpTopic() const
+{
+    constexpr int kListTopic = 229;
+    constexpr int kSearchTopic = 198;
+    return m_pSearchForm ? kSearchTopic : kListTopic;
+}
+
+bool CTolvarView::Offers(CommandId command) const
+{
+    return m_pList->Offers(command);
+}
+
+void CTolvarView::RunCommand(CommandId command)
+{
+    CommandMessage message(command);
+    QCoreApplication::sendEvent(m_pList, &message);
+}
+
+void CTolvarView::ShowPage(const ShowPageMessage& message)
+{
+    if (message.page != PageId::kBrowser) {
+        if (m_pBrowser != nullptr) {
+            m_pBrowser->hide();
+        }
+        DropForms();
+    }
+    if (message.page != PageId::kValueList) {
+        m_pList->hide();
+    }
+    switch (message.page) {
+    case PageId::kStringForm:
+        return ShowForm(m_pStringForm, message.page, kStringText);
+    case PageId::kDwordForm:
+        return ShowForm(m_pDwordForm, message.page, kDwordText);
+    case PageId::kBinaryForm:
+        return ShowForm(m_pBinaryForm, message.page, kBinaryText);
+    case PageId::kSearchForm:
+        ShowForm(m_pSearchForm, message.page, kSearchText);
+        m_pSearchForm->setFocus(Qt::OtherFocusReason);
+        return;
+    case PageId::kBrowser:
+        return ShowBrowser();
+    case PageId::kValueList:
+    case PageId::kNoPage:
+        break;
+    }
+    ShowList();
+}
+
+void CTolvarView::ShowBrowser()
+{
+    if (m_pBrowser == nullptr || m_pBrowser->isHidden()) {
+        DropForms();
+    }
+    if (m_pBrowser == nullptr) {
+        const QString text = m_context.language.String(kHelpText);
+        m_pBrowser = new EmptyPage(static_cast<int>(PageId::kBrowser), text, text, this);
+    }
+    PlaceChildren();
+    m_pBrowser->show();
+}
+
+void CTolvarView::ShowForm(Form& form, PageId id, int text)
+{
+    const QString name = m_context.language.String(text);
+    form.reset(new EmptyForm(static_cast<int>(id), name, name + u'\n' + m_context.language.String(kEscapeText), this));
+    PlaceChildren();
+    form->show();
+}
+
+void CTolvarView::DropForms()
+{
+    for (Form* form : {&m_pStringForm, &m_pDwordForm, &m_pBinaryForm, &m_pSearchForm}) {
+        form->reset();
+    }
+}
+
+void CTolvarView::ShowList()
+{
+    PlaceChildren();
+    m_pList->show();
+}
+
+void CTolvarView::PlaceChildren()
+{
+    m_pList->setGeometry(rect());
+    if (QWidget* const child = ActiveChild(); child != m_pList) {
+        child->setGeometry(rect());
+    }
+    if (m_pBrowser != nullptr) {
+        m_pBrowser->setGeometry(rect());
+    }
+}
+
+void CTolvarView::resizeEvent(QResizeEvent* event)
+{
+    CPaneView::resizeEvent(event);
+    PlaceChildren();
+}
+
+bool CTolvarView::event(QEvent* event)
+{
+    switch (static_cast<int>(event->type())) {
+    case SelectRowMessage::kType:
+        DropForms();
+        ShowList();
+        return QCoreApplication::sendEvent(m_pList, event);
+    case ShowKeyMessage::kType:
+        return QCoreApplication::sendEvent(m_pList, event);
+    case FormDoneMessage::kType:
+    case StartSearchMessage::kType:
+        // The form has said its last word. What it asks for is for others to do: the message goes on up.
+        DropForms();
+        ShowList();
+        FocusChild();
+        event->ignore();
+        return false;
+    default:
+        return HandleMessage<ShowPageMessage>(event, [this](const ShowPageMessage& m) { ShowPage(m); }) ||
+               CPaneView::event(event);
+    }
+}
+
+} // namespace tolvar
