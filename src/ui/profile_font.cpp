@@ -54,6 +54,18 @@ QPalette ItemViewPalette(const WindowContext& context, const QPalette& desktop)
     return palette;
 }
 
+std::uint32_t RowTint(const WindowContext& context, const QPalette& palette)
+{
+    if (context.m_bThemed) {
+        return context.theme.Number(kThemeViewColor);
+    }
+    const QColor highlight = palette.color(QPalette::Highlight);
+    const QColor base = palette.color(QPalette::Base);
+    const auto mix = [](int from, int to) { return static_cast<std::uint32_t>(from + (to - from) * 9 / 10); };
+    return mix(highlight.red(), base.red()) | mix(highlight.green(), base.green()) << 8 |
+           mix(highlight.blue(), base.blue()) << 16;
+}
+
 QColor ColorFromNumber(uint number)
 {
     return QColor::fromRgb(static_cast<int>(number & 0xFF), static_cast<int>(number >> 8 & 0xFF),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include <QColor>
@@ -19,6 +20,10 @@ inline constexpr std::string_view kTabFont = "TabFont";
 
 /// The palette of a tree or list: the desktop's, or one with the theme's background and a text that stands out from it.
 [[nodiscard]] QPalette ItemViewPalette(const WindowContext& context, const QPalette& desktop);
+
+/// The colour of tinted rows as a COLORREF number: the theme's, or the highlight colour, nine tenths of the way to the
+/// background of `palette`, so that text stays readable on it.
+[[nodiscard]] std::uint32_t RowTint(const WindowContext& context, const QPalette& palette);
 
 /// A colour of the theme library, which stores the number of a COLORREF: red in the lowest byte.
 [[nodiscard]] QColor ColorFromNumber(uint number);
