@@ -57,8 +57,10 @@ private:
     ResourceLibrary m_theme;
     WindowContext m_context{m_profile, m_language, m_theme};
 
+    CTolvarDoc m_document{JournalOptions{}}; ///< never opened: nothing is changed
+
 public:
-    CMainFrame frame{m_context};
+    CMainFrame frame{m_context, m_document};
 };
 
 } // namespace tolvar::bench

@@ -36,6 +36,7 @@ struct CommandFacts {
     Level selection = Level::kTreeRoot;   ///< of the key tree
     Row row = Row::kNone;                 ///< at the list's selection mark
     bool isCutMarked = false;
+    bool hasJournalMark = false; ///< a row of the journal has the selection mark
     bool isNT = true;
     bool hasAddressBar = true;
     bool hasToolBar = true;

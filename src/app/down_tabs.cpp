@@ -5,6 +5,7 @@
 #include <QToolButton>
 
 #include "app/empty_page.h"
+#include "journal/ui/journal_list.h"
 #include "ui/image_menu.h"
 
 namespace tolvar {
@@ -17,24 +18,29 @@ struct OutputPage {
     int title;
     int icon;
     int id;
-    int emptyText;
+    int emptyText; ///< of a page that has nothing to show yet; 0: the journal
     int topic;
 };
 constexpr OutputPage kPages[] = {
-    {61572, 179, 1010, 62020, 202}, {61573, 106, 1116, 62021, 198}, {61574, 178, 172, 62022, 204}};
+    {61572, 179, 1010, 62020, 202}, {61573, 106, 1116, 62021, 198}, {61574, 178, 172, 0, 204}};
 
 } // namespace
 
-CDownTabs::CDownTabs(const WindowContext& context, QWidget* parent)
+CDownTabs::CDownTabs(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
     : CThemeTabCtrl(context, "Down Output Tabs", 0, parent)
 {
     setAccessibleName(context.language.String(kAccessibleName));
     tabBar()->setAccessibleName(accessibleName());
+    m_pJournalList = new CJournalList(context, document, this);
     for (const OutputPage& page : kPages) {
         const QString title = context.language.String(page.title);
-        addTab(new EmptyTabPage(page.id, title, context.language.String(page.emptyText),
-                                EmptyTabPage::TabKey::kToNextOutput, this),
-               context.theme.Icon(page.icon), title);
+        QWidget* shown = m_pJournalList;
+        if (page.emptyText != 0) {
+            shown = new EmptyTabPage(page.id, title, context.language.String(page.emptyText),
+                                     EmptyTabPage::TabKey::kToNextOutput, this);
+        }
+        shown->setProperty("pageId", page.id);
+        addTab(shown, context.theme.Icon(page.icon), title);
     }
     m_pNoPage = new EmptyTabPage(0, accessibleName(), {}, EmptyTabPage::TabKey::kToNextOutput, this);
     m_pNoPage->hide();

@@ -5,6 +5,9 @@
 
 namespace tolvar {
 
+class CJournalList;
+class CTolvarDoc;
+
 /// The pages of the lower pane: bookmarks, search results and journal, numbered from 1 as the frame's output. The
 /// numbers up to kLastOutput have no page: the pane stays empty.
 class CDownTabs final : public CThemeTabCtrl {
@@ -13,11 +16,13 @@ class CDownTabs final : public CThemeTabCtrl {
 public:
     static constexpr int kLastOutput = 6;
 
-    CDownTabs(const WindowContext& context, QWidget* parent);
+    CDownTabs(const WindowContext& context, CTolvarDoc& document, QWidget* parent);
     ~CDownTabs() override;
 
     /// Shows the page of an output number, or none where it has none.
     void ShowOutput(int output);
+
+    [[nodiscard]] CJournalList& JournalList() const { return *m_pJournalList; }
 
     /// The number of what is shown. What the frame does with its own number is its own matter.
     [[nodiscard]] int Output() const { return m_nOutput; }
@@ -44,7 +49,8 @@ private:
     void PlaceNoPage();
 
     int m_nOutput = 1;
-    QWidget* m_pNoPage; ///< lies over the pages while a number without one is shown; owned by the holder
+    CJournalList* m_pJournalList; ///< owned by the holder, as the other pages are
+    QWidget* m_pNoPage;           ///< lies over the pages while a number without one is shown; owned by the holder
 };
 
 } // namespace tolvar

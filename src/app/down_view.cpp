@@ -1,13 +1,16 @@
 #include "app/down_view.h"
 
+#include <QCoreApplication>
 #include <QVBoxLayout>
 
 #include "app/down_tabs.h"
+#include "app/pane_messages.h"
+#include "journal/ui/journal_list.h"
 
 namespace tolvar {
 
-CDownView::CDownView(const WindowContext& context, QWidget* parent)
-    : CPaneView(parent), m_pTabs(new CDownTabs(context, this))
+CDownView::CDownView(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
+    : CPaneView(parent), m_pTabs(new CDownTabs(context, document, this))
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
@@ -24,11 +27,20 @@ int CDownView::HelpTopic() const
     return m_pTabs->HelpTopic();
 }
 
-bool CDownView::Offers(CommandId /*command*/) const
+void CDownView::OnInitialUpdate()
 {
-    return false; // none of the pages has anything to act on yet
+    m_pTabs->JournalList().FillFromJournal();
 }
 
-void CDownView::RunCommand(CommandId /*command*/) {}
+bool CDownView::Offers(CommandId command) const
+{
+    return m_pTabs->JournalList().Offers(command);
+}
+
+void CDownView::RunCommand(CommandId command)
+{
+    CommandMessage message(command);
+    QCoreApplication::sendEvent(&m_pTabs->JournalList(), &message);
+}
 
 } // namespace tolvar

@@ -6,15 +6,19 @@
 namespace tolvar {
 
 class CDownTabs;
+class CTolvarDoc;
 
 /// The lower pane: the tabs with bookmarks, search results and journal.
 class CDownView final : public CPaneView {
     Q_OBJECT
 
 public:
-    CDownView(const WindowContext& context, QWidget* parent);
+    CDownView(const WindowContext& context, CTolvarDoc& document, QWidget* parent);
 
     [[nodiscard]] CDownTabs& Tabs() { return *m_pTabs; }
+
+    /// Shows what the document has read.
+    void OnInitialUpdate();
 
     void FocusChild() override;
     [[nodiscard]] int HelpTopic() const override;

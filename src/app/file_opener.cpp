@@ -6,7 +6,6 @@
 #include <QMessageBox>
 
 #include "app/main_frame.h"
-#include "app/opened_hive.h"
 #include "app/pane_messages.h"
 #include "transfer/read_key_text.h"
 #include "ui/native_text.h"
@@ -21,13 +20,13 @@ constexpr int kImported = 61579;
 constexpr int kNotImported = 61580;
 constexpr int kOpenFilter = 62030;
 constexpr int kOpenTitle = 62031;
+constexpr int kCanNotOpen = 62032;
 
 } // namespace
 
-CFileOpener::CFileOpener(const WindowContext& context, Registry& registry, MountMode mode, CMainFrame& frame,
-                         ShowProblem showProblem)
-    : m_context(context), m_registry(registry), m_mode(mode), m_frame(frame), m_showProblem(std::move(showProblem)),
-      m_recent(context.profile), m_pRecentMenu(frame.Router().Popup(CommandId::kRecentFiles))
+CFileOpener::CFileOpener(const WindowContext& context, CMainFrame& frame, StartStudio startStudio)
+    : m_context(context), m_frame(frame), m_startStudio(std::move(startStudio)), m_recent(context.profile),
+      m_pRecentMenu(frame.Router().Popup(CommandId::kRecentFiles))
 {
     connect(&frame, &CMainFrame::FilesDropped, this, &CFileOpener::Open);
     if (m_pRecentMenu != nullptr) {
@@ -91,14 +90,13 @@ void CFileOpener::ImportDocument(const QString& file)
 
 void CFileOpener::OpenHive(const QString& file)
 {
-    const Result<std::string> key = MountOpenedHive(m_registry, file.toStdString(), m_mode);
-    if (!key) {
-        m_recent.Remove(FromQString(file));
-        m_showProblem(key.error());
+    if (QFileInfo(file).isFile() && m_startStudio(file)) {
+        m_recent.Add(FromQString(file));
         return;
     }
-    m_recent.Add(FromQString(file));
-    m_frame.ShowMounted(*key);
+    m_recent.Remove(FromQString(file));
+    QMessageBox::critical(&m_frame, m_context.language.String(kOpenTitle),
+                          m_context.language.String(kCanNotOpen).arg(file));
 }
 
 void CFileOpener::FillRecent()

@@ -1,12 +1,10 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 #include <QObject>
 
 #include "app/recent_files.h"
-#include "platform/registry/registry.h"
 #include "ui/window_context.h"
 
 class QMenu;
@@ -16,16 +14,17 @@ namespace tolvar {
 class CMainFrame;
 
 /// Opens files for the frame, however the user has named them: by the dialog, the list of recent files, a drop or the
-/// command line. A Tolvar document is imported into the registry, any other file is mounted as a hive.
+/// command line. A Tolvar document is imported into the registry. Any other file is a registry of its own, with a
+/// journal of its own, and opens in a window of its own.
 class CFileOpener final : public QObject {
     Q_OBJECT
 
 public:
-    using ShowProblem = std::function<void(const Error& error)>;
+    /// Starts another window over a hive, and answers whether that could be done.
+    using StartStudio = std::function<bool(const QString& hive)>;
 
-    /// All of it must outlive the opener. `mode`: how hives are mounted.
-    CFileOpener(const WindowContext& context, Registry& registry, MountMode mode, CMainFrame& frame,
-                ShowProblem showProblem);
+    /// `context` and `frame` must outlive the opener.
+    CFileOpener(const WindowContext& context, CMainFrame& frame, StartStudio startStudio);
 
     /// Asks the user for files, and opens them.
     void AskAndOpen();
@@ -43,10 +42,8 @@ private:
     void FillRecent();
 
     const WindowContext& m_context;
-    Registry& m_registry;
-    MountMode m_mode;
     CMainFrame& m_frame;
-    ShowProblem m_showProblem;
+    StartStudio m_startStudio;
     RecentFiles m_recent;
     QMenu* m_pRecentMenu; ///< of the frame
 };

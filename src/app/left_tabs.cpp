@@ -4,6 +4,7 @@
 #include <QTabBar>
 
 #include "app/empty_page.h"
+#include "journal/tolvar_doc.h"
 #include "keytree/key_tree.h"
 
 namespace tolvar {
@@ -23,8 +24,9 @@ constexpr int kHelpTreeTopic = 196;
 
 } // namespace
 
-CLeftTabs::CLeftTabs(const WindowContext& context, QWidget* parent)
-    : CThemeTabCtrl(context, "Down Left Tabs", 1, parent), m_context(context), m_pKeyTree(new CKeyTree(context, this)),
+CLeftTabs::CLeftTabs(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
+    : CThemeTabCtrl(context, "Down Left Tabs", 1, parent), m_context(context), m_document(document),
+      m_pKeyTree(new CKeyTree(context, this)),
       m_pHelpTree(new EmptyTabPage(kHelpTreeId, context.language.String(kHelpTitle),
                                    context.language.String(kNoTopicsText), EmptyTabPage::TabKey::kToFirstTab, this))
 {
@@ -79,7 +81,12 @@ bool CLeftTabs::event(QEvent* event)
         ShowKeyMessage nothing(nullptr, {});
         SendToParent(*this, nothing);
     };
-    return HandleMessage<GoToKeyMessage>(event, goToKey) ||
+    const auto applyChange = [this](ApplyChangeMessage& message) {
+        const Result<void> applied = m_document.ApplyChange(*message.record);
+        message.result = applied ? 0 : static_cast<int>(applied.error().code);
+        message.failure = applied ? std::string() : Describe(applied.error());
+    };
+    return HandleMessage<GoToKeyMessage>(event, goToKey) || HandleMessage<ApplyChangeMessage>(event, applyChange) ||
            HandleMessage<NextOutputPageMessage>(event, [this](auto&) { OnTabShown(currentIndex()); }) ||
            HandleMessage<FocusTabMessage>(event, [this](auto& m) { FocusTab(m.index); }) ||
            HandleMessage<SearchEndedMessage>(event, emptyList) || HandleMessage<SignalMessage>(event, [](auto&) {}) ||

@@ -8,8 +8,8 @@
 
 namespace tolvar {
 
-CLeftView::CLeftView(const WindowContext& context, QWidget* parent)
-    : CPaneView(parent), m_pTabs(new CLeftTabs(context, this)), m_pKeyTree(&m_pTabs->KeyTree())
+CLeftView::CLeftView(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
+    : CPaneView(parent), m_pTabs(new CLeftTabs(context, document, this)), m_pKeyTree(&m_pTabs->KeyTree())
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins({});

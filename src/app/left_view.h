@@ -7,13 +7,14 @@ namespace tolvar {
 
 class CKeyTree;
 class CLeftTabs;
+class CTolvarDoc;
 
 /// The upper left pane: the tabs with key tree and help topics.
 class CLeftView final : public CPaneView {
     Q_OBJECT
 
 public:
-    CLeftView(const WindowContext& context, QWidget* parent);
+    CLeftView(const WindowContext& context, CTolvarDoc& document, QWidget* parent);
 
     [[nodiscard]] CLeftTabs& Tabs() { return *m_pTabs; }
     [[nodiscard]] CKeyTree& KeyTree() { return *m_pKeyTree; }

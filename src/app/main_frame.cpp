@@ -14,6 +14,7 @@
 #include "app/pane_splitter.h"
 #include "app/status_bar.h"
 #include "app/tolvar_view.h"
+#include "journal/ui/journal_list.h"
 #include "keytree/key_tree.h"
 #include "ui/native_text.h"
 #include "valuelist/value_list.h"
@@ -45,7 +46,7 @@ QRect OnScreen(const QRect& rect)
 
 } // namespace
 
-CMainFrame::CMainFrame(const WindowContext& context) : m_context(context)
+CMainFrame::CMainFrame(const WindowContext& context, CTolvarDoc& document) : m_context(context), m_document(document)
 {
     setWindowTitle(QStringLiteral("Kordo ® Software - Tolvar Studio") + context.language.String(kVersionText));
     setWindowIcon(context.theme.Icon(kIcon));
@@ -72,9 +73,9 @@ void CMainFrame::MakePanes()
     auto* rows = new PaneSplitter(Qt::Vertical, this);
     m_wndRows = rows;
     m_wndColumns = new PaneSplitter(Qt::Horizontal, rows);
-    m_pLeftView = new CLeftView(m_context, m_wndColumns);
+    m_pLeftView = new CLeftView(m_context, m_document, m_wndColumns);
     m_pRightView = new CTolvarView(m_context, m_wndColumns);
-    m_pLowerView = new CDownView(m_context, rows);
+    m_pLowerView = new CDownView(m_context, m_document, rows);
     m_pLowerView->hide();
     setCentralWidget(rows);
     connect(rows, &PaneSplitter::Resized, this, &CMainFrame::ApplyPaneSizes);
@@ -108,11 +109,17 @@ void CMainFrame::FollowSelections()
     const auto update = [this] { m_pRouter->Update(); };
     connect(KeyTree().selectionModel(), &QItemSelectionModel::currentChanged, this, update);
     connect(ValueList().selectionModel(), &QItemSelectionModel::currentChanged, this, update);
+    connect(m_pLowerView->Tabs().JournalList().selectionModel(), &QItemSelectionModel::currentChanged, this, update);
     connect(ValueList().model(), &QAbstractItemModel::modelReset, this, update);
     connect(m_pAddressBar, &QToolBar::visibilityChanged, this, update);
     connect(m_wndToolBar, &QToolBar::visibilityChanged, this, update);
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { OnFocusChanged(now); });
     update();
+}
+
+void CMainFrame::OnInitialUpdate()
+{
+    m_pLowerView->OnInitialUpdate();
 }
 
 CKeyTree& CMainFrame::KeyTree()

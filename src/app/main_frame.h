@@ -18,6 +18,7 @@ class CKeyTree;
 class CLeftView;
 class CPaneView;
 class CStatusBar;
+class CTolvarDoc;
 class CTolvarView;
 class CValueList;
 
@@ -27,17 +28,18 @@ class CMainFrame final : public QMainWindow, private CommandHost {
     Q_OBJECT
 
 public:
-    explicit CMainFrame(const WindowContext& context);
+    /// `document` must outlive the frame.
+    CMainFrame(const WindowContext& context, CTolvarDoc& document);
     ~CMainFrame() override;
+
+    /// Shows what the document has read. Once, when it has.
+    void OnInitialUpdate();
 
     /// Shows the frame. The first time it takes its size, panes and bars from the profile.
     void ActivateFrame();
 
     /// Shows a key, and answers whether it was found.
     bool GoToKey(const std::string& path);
-
-    /// Shows the key of a hive that was just mounted: its root is read anew first.
-    void ShowMounted(const std::string& path);
 
     /// Shows the list of roots.
     void ShowRoots();
@@ -99,6 +101,7 @@ private:
     void OnFocusChanged(QWidget* now);
 
     const WindowContext& m_context;
+    CTolvarDoc& m_document;
     bool m_bFirstShow = true;
     QSplitter* m_wndRows; ///< all owned by the frame
     QSplitter* m_wndColumns;

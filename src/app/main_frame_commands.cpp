@@ -11,6 +11,7 @@
 #include "app/left_view.h"
 #include "app/main_frame.h"
 #include "app/tolvar_view.h"
+#include "journal/ui/journal_list.h"
 #include "keytree/key_tree.h"
 #include "registry/path_completion.h"
 #include "ui/native_text.h"
@@ -64,13 +65,6 @@ bool CMainFrame::GoToKey(const std::string& path)
     return message.result == 0;
 }
 
-void CMainFrame::ShowMounted(const std::string& path)
-{
-    RefreshKeyMessage refresh(path.substr(0, path.find('\\')));
-    QCoreApplication::sendEvent(m_pLeftView, &refresh);
-    GoToKey(path);
-}
-
 void CMainFrame::ShowRoots()
 {
     KeyTree().SelectTreeRoot();
@@ -97,7 +91,8 @@ CommandFacts CMainFrame::Facts() const
     CommandFacts facts;
     facts.focus = m_focusPane;
     facts.selection = LevelFact(m_pLeftView->KeyTree().Model(), m_pLeftView->KeyTree().currentIndex());
-    facts.isCutMarked = false;
+    facts.isCutMarked = m_pLeftView->KeyTree().HasCutItem();
+    facts.hasJournalMark = m_pLowerView->Tabs().JournalList().HasMark();
     facts.row = RowFact(m_pRightView->List().MarkedRow());
     facts.isNT = m_context.m_bIsNT;
     facts.hasAddressBar = !m_pAddressBar->isHidden();

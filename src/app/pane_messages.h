@@ -28,6 +28,7 @@ struct KeyTarget {
 /// One value between a form or the list and the tree.
 struct ValueEdit {
     std::optional<std::string> data; ///< the new data in its text form; none in the list's requests
+    bool isBytes = false;            ///< the data is in the form of bytes, whatever the type
     std::int32_t type = 0;           ///< the value's type; below 0 for a subkey row of the list
     std::string newName;             ///< after the change
     std::string name;                ///< before the change
@@ -35,8 +36,9 @@ struct ValueEdit {
 
 /// Asks the right pane for a form.
 struct FormRequest {
-    std::string text;   ///< the data in its text form; not read where `isNew` is set
-    bool isNew = false; ///< a new value of the type below
+    std::string text;     ///< the data in its text form; not read where `isNew` is set
+    bool isBytes = false; ///< the text is in the form of bytes, because the type's own form could not bring it back
+    bool isNew = false;   ///< a new value of the type below
     DWORD type = 0;
     std::string name; ///< not read where `isNew` is set
 };
@@ -151,8 +153,9 @@ public:
 /// Make a change and journal it. Answers the change's code.
 class ApplyChangeMessage final : public NumberedMessage<318> {
 public:
-    explicit ApplyChangeMessage(ChangeRecord& change) : record(&change) {}
-    ChangeRecord* record;
+    explicit ApplyChangeMessage(const ChangeRecord& change) : record(&change) {}
+    const ChangeRecord* record;
+    std::string failure; ///< what a person is to be told where the code is not 0
 };
 
 /// The search form is done: search with these options, or not at all without them.

@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "app/file_opener.h"
+
 namespace tolvar {
 
 int StudioOptions::Parse(int argc, char** argv)
@@ -11,7 +13,8 @@ int StudioOptions::Parse(int argc, char** argv)
     constexpr int kWrongUsage = 2;
     CLI::App program("A workbench for Windows registries that are not running.", "tolvar-studio");
     program.set_version_flag("--version", "tolvar-studio " TOLVAR_VERSION);
-    program.add_option("FILE", files, "Hives to open, or a .tvr document to import")->type_name("");
+    std::vector<std::string> files;
+    program.add_option("FILE", files, "Hives to open, or .tvr documents to import")->type_name("");
     program
         .add_option("--hive", hives, "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
         ->type_name("FILE[@KEY]")
@@ -30,6 +33,9 @@ int StudioOptions::Parse(int argc, char** argv)
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return program.exit(error) == 0 ? 0 : kWrongUsage;
+    }
+    for (const std::string& file : files) {
+        (CFileOpener::IsDocument(QString::fromStdString(file)) ? documents : hives).push_back(file);
     }
     return kGoOn;
 }

@@ -9,15 +9,16 @@ namespace tolvar {
 struct StudioOptions {
     enum class Palette { kDesktop, kLight, kDark };
 
-    std::vector<std::string> files; ///< hives to open beside the registry, or a document to import
-    std::vector<std::string> hives; ///< "FILE[@KEY]" each; none: the embedded registry
-    std::string embedded;           ///< its folder; empty: the user's own
-    bool isReadOnly = false;        ///< write nothing, lock nothing
-    std::string key;                ///< the key to show first; empty: the last one
-    std::string screenshot;         ///< render the window into this picture, and end
+    std::vector<std::string> documents; ///< to import
+    std::vector<std::string> hives;     ///< "FILE[@KEY]" each; none: the embedded registry
+    std::string embedded;               ///< its folder; empty: the user's own
+    bool isReadOnly = false;            ///< write nothing, lock nothing
+    std::string key;                    ///< the key to show first; empty: the last one
+    std::string screenshot;             ///< render the window into this picture, and end
     Palette palette = Palette::kDesktop;
 
-    /// Takes the arguments apart. A number: the program is to end with that exit status, and all was said.
+    /// Takes the arguments apart. Files without an option before them are documents where their names end in ".tvr",
+    /// and else hives. A number: the program is to end with that exit status, and all was said.
     [[nodiscard]] int Parse(int argc, char** argv);
 
     static constexpr int kGoOn = -1; ///< Parse's answer when the program is to start

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
 
 #include <QApplication>
 #include <QLibraryInfo>
@@ -13,6 +14,7 @@
 
 #include "app/file_opener.h"
 #include "app/main_frame.h"
+#include "journal/journal_source.h"
 #include "platform/registry/embedded_registry.h"
 #include "platform/system/version.h"
 #include "ui/native_text.h"
@@ -22,6 +24,7 @@ namespace tolvar {
 namespace {
 
 constexpr int kProblemTitle = 62003;
+constexpr int kEmptyName = 61528;
 constexpr std::chrono::seconds kFlushInterval(5);
 constexpr const char* kTitle = "Tolvar Studio";
 
@@ -51,28 +54,53 @@ bool CTolvarApp::InitInstance()
     }
     LoadToolkitTexts();
     m_pContext = std::make_unique<WindowContext>(WindowContext{m_profile, m_language, m_theme, m_bIsNT, m_bThemed});
-    m_pFrame = std::make_unique<CMainFrame>(*m_pContext);
-    m_pOpener = std::make_unique<CFileOpener>(*m_pContext, m_registry, Mode(), *m_pFrame,
-                                              [this](const Error& error) { ShowProblem(error); });
+    MakeDocument();
+    m_pFrame = std::make_unique<CMainFrame>(*m_pContext, *m_pDocument);
+    m_pOpener = std::make_unique<CFileOpener>(*m_pContext, *m_pFrame,
+                                              [this](const QString& hive) { return StartStudio(hive); });
     QObject::connect(m_pFrame.get(), &CMainFrame::ApplicationCommand, m_pFrame.get(),
                      [this](CommandId command) { OnCommand(command); });
     MountHives();
+    OpenDocument();
     m_pFrame->ActivateFrame();
     ShowFirstKey(); // into panes that have their size
-    return OpenNamedFiles();
+    return !ImportNamedDocuments();
 }
 
-bool CTolvarApp::OpenNamedFiles()
+void CTolvarApp::MakeDocument()
 {
-    for (const std::string& name : m_options.files) {
-        const QString file = QString::fromStdString(name);
-        if (CFileOpener::IsDocument(file)) {
-            m_pOpener->ImportDocument(file); // all that it was started for
-            return false;
-        }
-        m_pOpener->Open({file});
+    JournalOptions options = JournalOptionsFor(Mounts(), m_profile);
+    options.isReadOnly = m_options.isReadOnly;
+    options.emptyNameLabel = FromQString(m_language.String(kEmptyName));
+    m_pDocument = std::make_unique<CTolvarDoc>(std::move(options));
+}
+
+void CTolvarApp::OpenDocument()
+{
+    if (const Result<void> opened = m_pDocument->OnNewDocument(); !opened) {
+        ShowProblem(opened.error());
     }
-    return true;
+    m_pFrame->OnInitialUpdate();
+}
+
+/// Answers whether there was one: then it is all that the program was started for.
+bool CTolvarApp::ImportNamedDocuments()
+{
+    bool isOne = false;
+    for (const std::string& file : m_options.documents) {
+        m_pOpener->ImportDocument(ToQString(file));
+        isOne = true;
+    }
+    return isOne;
+}
+
+bool CTolvarApp::StartStudio(const QString& hive) const
+{
+    QStringList arguments = {QStringLiteral("--hive"), hive};
+    if (m_options.isReadOnly) {
+        arguments.append(QStringLiteral("--read-only"));
+    }
+    return QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments);
 }
 
 void CTolvarApp::OnCommand(CommandId command)
@@ -108,8 +136,8 @@ void CTolvarApp::ExitInstance()
     m_flushTimer.stop();
     m_pOpener.reset();
     m_pFrame.reset();
+    CloseDocument();
     QCoreApplication::removeTranslator(&m_toolkitTexts);
-    static_cast<void>(m_registry.Flush()); // what fails here was said when the timer met it
     m_language.Free();
     m_theme.Free();
 }
@@ -145,6 +173,16 @@ bool CTolvarApp::LoadLanguage(const QString& installFolder)
            m_language.Load({installFolder, QStringLiteral(".")}, english, mountPoint);
 }
 
+/// Nobody is left to be told of a failure; whatever it was, the next start takes over what the journal has of it.
+void CTolvarApp::CloseDocument()
+{
+    static_cast<void>(m_registry.Flush());
+    if (m_pDocument != nullptr) {
+        static_cast<void>(m_pDocument->SaveModified());
+        m_pDocument.reset();
+    }
+}
+
 void CTolvarApp::LoadToolkitTexts()
 {
     if (m_toolkitTexts.load(QStringLiteral("qtbase_") + m_language.Language(),
@@ -153,12 +191,9 @@ void CTolvarApp::LoadToolkitTexts()
     }
 }
 
-/// One program at a time may change the embedded registry; the window holds it as long as it is open, and makes what
-/// was changed durable every few seconds.
 void CTolvarApp::MountEmbedded()
 {
-    const std::filesystem::path folder =
-        m_options.embedded.empty() ? EmbeddedRegistryFolder() : std::filesystem::path(m_options.embedded);
+    const std::filesystem::path folder = EmbeddedFolder();
     Result<void> mounted = m_options.isReadOnly ? Result<void>() : MakeEmbeddedRegistry(folder);
     if (mounted) {
         mounted = MountEmbeddedRegistry(m_registry, folder, Mode());
@@ -166,8 +201,24 @@ void CTolvarApp::MountEmbedded()
     if (!mounted) {
         ShowProblem(mounted.error());
     }
-    QObject::connect(&m_flushTimer, &QTimer::timeout, m_pFrame.get(), [this] { FlushChanges(); });
-    m_flushTimer.start(kFlushInterval);
+}
+
+std::filesystem::path CTolvarApp::EmbeddedFolder() const
+{
+    return m_options.embedded.empty() ? EmbeddedRegistryFolder() : std::filesystem::path(m_options.embedded);
+}
+
+/// All that the source consists of, whether or not it can be had.
+std::vector<MountRequest> CTolvarApp::Mounts() const
+{
+    if (m_options.hives.empty()) {
+        return EmbeddedMounts(EmbeddedFolder());
+    }
+    std::vector<MountRequest> mounts;
+    for (const std::string& argument : m_options.hives) {
+        mounts.push_back(MountRequest::FromArgument(argument));
+    }
+    return mounts;
 }
 
 void CTolvarApp::FlushChanges()
@@ -178,22 +229,41 @@ void CTolvarApp::FlushChanges()
     }
 }
 
+/// One program at a time may change a registry; the window holds it as long as it is open. Changes are durable when
+/// they are made; what imports bring is made so every few seconds.
 void CTolvarApp::MountHives()
 {
+    std::set<std::filesystem::path> told;
     if (m_options.hives.empty()) {
         MountEmbedded();
     }
     for (const std::string& argument : m_options.hives) {
         const MountRequest request = MountRequest::FromArgument(argument);
-        if (const Result<void> mounted = m_registry.Mount(request); !mounted) {
-            ShowProblem(mounted.error());
-        } else if (m_firstMount.empty()) {
+        if (MountOne(request, told) && m_firstMount.empty()) {
             m_firstMount = request.KeyPath();
         }
     }
+    QObject::connect(&m_flushTimer, &QTimer::timeout, m_pFrame.get(), [this] { FlushChanges(); });
+    m_flushTimer.start(kFlushInterval);
     for (const MountNotice& notice : m_registry.Notices()) {
-        ShowProblem(notice.error);
+        if (!told.contains(notice.file)) {
+            ShowProblem(notice.error);
+        }
     }
+}
+
+/// Mounts a hive for changes or, where it is too damaged or protected for that, to be looked at. The file of a problem
+/// that was told goes to `told`.
+bool CTolvarApp::MountOne(const MountRequest& request, std::set<std::filesystem::path>& told)
+{
+    const Result<void> mounted = m_registry.Mount(request, Mode());
+    if (mounted) {
+        return true;
+    }
+    ShowProblem(mounted.error());
+    told.insert(request.file);
+    return !m_options.isReadOnly && mounted.error().code != ErrorCode::kSharingViolation &&
+           m_registry.Mount(request, MountMode::kReadOnly).has_value();
 }
 
 void CTolvarApp::ShowProblem(const Error& error)

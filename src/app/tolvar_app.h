@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "app/command_ids.h"
 #include "app/settings_profile.h"
 #include "app/studio_options.h"
+#include "journal/tolvar_doc.h"
 #include "platform/registry/registry.h"
 #include "ui/resource_library.h"
 #include "ui/window_context.h"
@@ -45,6 +47,14 @@ private:
     [[nodiscard]] Environment SettleEnvironment();
     [[nodiscard]] bool LoadLanguage(const QString& installFolder);
     void MountHives();
+    [[nodiscard]] bool MountOne(const MountRequest& request, std::set<std::filesystem::path>& told);
+    [[nodiscard]] std::vector<MountRequest> Mounts() const;
+    [[nodiscard]] std::filesystem::path EmbeddedFolder() const;
+    void MakeDocument();
+    void OpenDocument();
+    void CloseDocument();
+    [[nodiscard]] bool StartStudio(const QString& hive) const;
+    [[nodiscard]] bool ImportNamedDocuments();
     void MountEmbedded();
     void FlushChanges();
     void ShowProblem(const Error& error);
@@ -52,7 +62,6 @@ private:
     void LoadToolkitTexts();
     void OnCommand(CommandId command);
     void UpdateProgram();
-    [[nodiscard]] bool OpenNamedFiles();
     [[nodiscard]] MountMode Mode() const { return m_options.isReadOnly ? MountMode::kReadOnly : MountMode::kWritable; }
 
     StudioOptions m_options;
@@ -62,6 +71,7 @@ private:
     ResourceLibrary m_language;
     ResourceLibrary m_theme;
     std::unique_ptr<WindowContext> m_pContext;
+    std::unique_ptr<CTolvarDoc> m_pDocument;
     std::unique_ptr<CMainFrame> m_pFrame;
     std::unique_ptr<CFileOpener> m_pOpener;
     QTranslator m_toolkitTexts; ///< of the toolkit's own dialogs

@@ -1,11 +1,14 @@
 #include "keytree/key_tree.h"
 
 #include <algorithm>
+#include <functional>
 
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
 #include <QHeaderView>
+#include <QLineEdit>
+#include <QRegularExpressionValidator>
 #include <QScrollBar>
 #include <QTimer>
 
@@ -21,18 +24,45 @@ namespace {
 
 constexpr int kAccessibleName = 62000;
 constexpr QSize kIconSize(16, 16);
+constexpr int kMaxKeyName = 255; // units: the format's own limit for names of keys
 
-/// Underlines the item under the mouse, where the user wants that.
-class HotTrackDelegate final : public ShownTextDelegate {
+/// Draws the items and lets their names be edited. `tracks`: the item under the mouse is underlined.
+class KeyNameDelegate final : public ShownTextDelegate {
 public:
-    using ShownTextDelegate::ShownTextDelegate;
+    using Rename = std::function<void(const QModelIndex& item, const QString& name)>;
+
+    KeyNameDelegate(QObject* parent, bool tracks, Rename rename)
+        : ShownTextDelegate(parent), m_tracks(tracks), m_rename(std::move(rename))
+    {}
+
+    QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        QWidget* const editor = ShownTextDelegate::createEditor(parent, option, index);
+        if (auto* const edit = qobject_cast<QLineEdit*>(editor)) {
+            edit->setMaxLength(kMaxKeyName);
+            static const QRegularExpression noBackslash(QStringLiteral("[^\\\\]*"));
+            edit->setValidator(new QRegularExpressionValidator(noBackslash, edit));
+        }
+        return editor;
+    }
+
+    void setModelData(QWidget* editor, QAbstractItemModel* /*model*/, const QModelIndex& index) const override
+    {
+        if (const auto* const edit = qobject_cast<QLineEdit*>(editor)) {
+            m_rename(index, edit->text());
+        }
+    }
 
 protected:
     void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override
     {
         ShownTextDelegate::initStyleOption(option, index);
-        option->font.setUnderline((option->state & QStyle::State_MouseOver) != 0);
+        option->font.setUnderline(m_tracks && (option->state & QStyle::State_MouseOver) != 0);
     }
+
+private:
+    bool m_tracks;
+    Rename m_rename;
 };
 
 } // namespace
@@ -43,7 +73,8 @@ CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
       m_bSingleExpand(context.profile.GetInt(kSettingsSection, "Single Expand", 0) != 0)
 {
     const bool tracks = context.profile.GetInt(kSettingsSection, "Track Selection", 0) != 0;
-    setItemDelegate(tracks ? new HotTrackDelegate(this) : new ShownTextDelegate(this));
+    setItemDelegate(new KeyNameDelegate(
+        this, tracks, [this](const QModelIndex& item, const QString& name) { OnLabelEdited(item, name); }));
     setAccessibleName(context.language.String(kAccessibleName));
     setFont(ProfileFont(context, "TreeFont"));
     setPalette(ItemViewPalette(context, palette()));
@@ -51,7 +82,7 @@ CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
     setUniformRowHeights(true);
     setAnimated(false);
     setHeaderHidden(true);
-    setEditTriggers(NoEditTriggers);
+    setEditTriggers(SelectedClicked);
     setHorizontalScrollMode(ScrollPerPixel);
     header()->setStretchLastSection(false);
     setModel(m_pModel);
@@ -66,20 +97,24 @@ CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
 
 bool CKeyTree::event(QEvent* event)
 {
-    return HandleMessage<GoToKeyMessage>(event, [this](GoToKeyMessage& m) { m.result = GoToKey(m); }) ||
-           HandleMessage<RefreshKeyMessage>(event, [this](RefreshKeyMessage& m) { RefreshPath(m.path); }) ||
-           HandleMessage<CommandMessage>(event,
-                                         [this](CommandMessage& m) { RunCommand(*this, Commands(), m.command); }) ||
-           QTreeView::event(event);
+    return HandleMessage<GoToKeyMessage>(event, [this](auto& m) { m.result = GoToKey(m); }) ||
+           HandleMessage<RefreshKeyMessage>(event, [this](auto& m) { RefreshPath(m.path); }) ||
+           HandleMessage<CommandMessage>(event, [this](auto& m) { RunCommand(*this, Commands(), m.command); }) ||
+           HandleMessage<FormDoneMessage>(event, [this](auto& m) { StoreValue(m); }) ||
+           HandleMessage<DeleteValueMessage>(event, [this](auto& m) { DeleteValue(m); }) ||
+           HandleMessage<DeleteSubkeyMessage>(event, [this](auto& m) { DeleteSubkey(m); }) ||
+           HandleMessage<RenameMessage>(event, [this](auto& m) { RenameFromList(m); }) ||
+           HandleMessage<PasteValueMessage>(event, [this](auto&) { PasteValue(); }) || QTreeView::event(event);
 }
 
 std::span<const CommandEntry<CKeyTree>> CKeyTree::Commands()
 {
     static constexpr CommandEntry<CKeyTree> commands[] = {
-        {CommandId::kExpand, &CKeyTree::ExpandSelected},
-        {CommandId::kCollapse, &CKeyTree::CollapseSelected},
-        {CommandId::kRefresh, &CKeyTree::RefreshSelected},
-        {CommandId::kCopy, &CKeyTree::CopyPath},
+        {CommandId::kExpand, &CKeyTree::ExpandSelected},   {CommandId::kCollapse, &CKeyTree::CollapseSelected},
+        {CommandId::kRefresh, &CKeyTree::RefreshSelected}, {CommandId::kCopy, &CKeyTree::CopyPath},
+        {CommandId::kCut, &CKeyTree::CutSelected},         {CommandId::kPaste, &CKeyTree::PasteValue},
+        {CommandId::kNewKey, &CKeyTree::NewKey},           {CommandId::kRename, &CKeyTree::RenameSelected},
+        {CommandId::kDelete, &CKeyTree::DeleteSelected},
     };
     return commands;
 }
@@ -87,6 +122,15 @@ std::span<const CommandEntry<CKeyTree>> CKeyTree::Commands()
 bool CKeyTree::Offers(CommandId command) const
 {
     return HasCommand(Commands(), command);
+}
+
+void CKeyTree::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Delete && event->modifiers() == Qt::NoModifier) {
+        DeleteSelected();
+        return;
+    }
+    QTreeView::keyPressEvent(event);
 }
 
 bool CKeyTree::focusNextPrevChild(bool next)
@@ -162,10 +206,9 @@ void CKeyTree::OnSelectionChanged(const QModelIndex& item)
         SendToParent(*this, roots);
     } else {
         const KeyPlace place = m_pModel->Place(item);
-        static_cast<void>(RegOpenKeyExA(place.root, place.subpath.c_str(), 0, KEY_READ, m_hSelectedKey.Put()));
+        OpenSelectedKey(place);
         ShowSelectedKey(place);
-        StatusTextMessage status(m_pModel->FullPath(item));
-        SendToParent(*this, status);
+        ShowSelectedPath();
     }
     if (m_bPlaySounds) {
         PlayEventSound("select");
@@ -178,6 +221,18 @@ void CKeyTree::OnSelectionChanged(const QModelIndex& item)
             }
         }
     }
+}
+
+void CKeyTree::OpenSelectedKey(const KeyPlace& place)
+{
+    // A key that can't be opened stays selected; the list says why it is empty.
+    static_cast<void>(RegOpenKeyExA(place.root, place.subpath.c_str(), 0, KEY_READ, m_hSelectedKey.Put()));
+}
+
+void CKeyTree::ShowSelectedPath()
+{
+    StatusTextMessage status(m_pModel->FullPath(currentIndex()));
+    SendToParent(*this, status);
 }
 
 void CKeyTree::ShowSelectedKey(const KeyPlace& place)

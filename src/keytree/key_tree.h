@@ -10,11 +10,15 @@
 
 namespace tolvar {
 
+struct ChangeRecord;
+
 /// The registry as a tree. Its selection is the program's current key: every change of it becomes the messages that
 /// bring the right pane and the status bar up to date. Any other pane that wants to show a key sends this one a path.
 ///
-/// Takes GoToKeyMessage, RefreshKeyMessage and CommandMessage; sends ShowPageMessage, ShowKeyMessage, SelectRowMessage
-/// and StatusTextMessage to its parent, and FocusTabMessage on the Tab key.
+/// Takes GoToKeyMessage, RefreshKeyMessage, CommandMessage and the messages that ask for changes; sends
+/// ApplyChangeMessage, ShowPageMessage, ShowKeyMessage, SelectRowMessage and StatusTextMessage to its parent, and
+/// FocusTabMessage on the Tab key. The commands that change keys and values go out from here as changes to be
+/// journalled, whoever has asked for them.
 class CKeyTree final : public QTreeView {
     Q_OBJECT
 
@@ -29,6 +33,9 @@ public:
 
     [[nodiscard]] KeyTreeModel& Model() { return *m_pModel; }
 
+    /// Whether Cut has marked a key at some time.
+    [[nodiscard]] bool HasCutItem() const { return m_cutItem.isValid(); }
+
     /// Whether the tree carries the command out.
     [[nodiscard]] bool Offers(CommandId command) const;
 
@@ -38,6 +45,7 @@ public:
 protected:
     bool event(QEvent* event) override;
     bool focusNextPrevChild(bool next) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
@@ -47,10 +55,28 @@ private:
     void ExpandSelected();
     void CollapseSelected();
     void CopyPath();
+
+    void NewKey();
+    void RenameSelected();
+    void OnLabelEdited(const QModelIndex& item, const QString& text);
+    void DeleteSelected();
+    void CutSelected();
+    void PasteValue();
+    void StoreValue(FormDoneMessage& message);
+    void DeleteValue(DeleteValueMessage& message);
+    void DeleteSubkey(DeleteSubkeyMessage& message);
+    void RenameFromList(RenameMessage& message);
+    [[nodiscard]] int Apply(const ChangeRecord& change, std::string& failure);
+    void ShowFailure(const QString& text);
+    void ShowNotChanged(const std::string& failure);
+
     void FitColumn();
     void OnSelectionChanged(const QModelIndex& item);
     void OnFilledEmpty(const QModelIndex& item);
+    void OpenSelectedKey(const KeyPlace& place);
     void ShowSelectedKey(const KeyPlace& place);
+    void ShowSelectedPath();
+    void ShowSelectionAgain();
     int GoToKey(GoToKeyMessage& message);
     int GoToChild(std::string_view name);
     int GoToParent();
@@ -63,6 +89,8 @@ private:
     const WindowContext& m_context;
     KeyTreeModel* m_pModel; ///< owned by the view
     RegKey m_hSelectedKey;
+    QPersistentModelIndex m_cutItem; ///< the key that Cut has marked
+    bool m_bCutPending = false;      ///< the next Paste takes the value away there
     bool m_bPlaySounds;
     bool m_bSingleExpand;
 };

@@ -177,6 +177,53 @@ void KeyTreeModel::Reset(const QModelIndex& item)
     emit dataChanged(item, item);
 }
 
+QModelIndex KeyTreeModel::Insert(const QModelIndex& parent, std::string name)
+{
+    Node& node = NodeOf(parent);
+    auto child = std::make_unique<Node>();
+    child->text = std::move(name);
+    child->parent = &node;
+    const int row = rowCount(parent);
+    child->row = static_cast<std::uint32_t>(row);
+    beginInsertRows(parent, row, row);
+    if (!node.children) {
+        node.children = std::make_unique<Nodes>();
+    }
+    node.children->push_back(std::move(child));
+    node.mayHaveChildren = node.isFilled = true;
+    endInsertRows();
+    return index(row, 0, parent);
+}
+
+void KeyTreeModel::Remove(const QModelIndex& item)
+{
+    const QModelIndex parentItem = item.parent();
+    Node& node = NodeOf(parentItem);
+    const auto row = static_cast<std::size_t>(item.row());
+    beginRemoveRows(parentItem, item.row(), item.row());
+    node.children->erase(node.children->begin() + item.row());
+    for (std::size_t next = row; next < node.children->size(); ++next) {
+        --(*node.children)[next]->row;
+    }
+    if (node.children->empty()) {
+        node.children.reset();
+        node.mayHaveChildren = false;
+    }
+    endRemoveRows();
+}
+
+void KeyTreeModel::SetText(const QModelIndex& item, std::string text)
+{
+    NodeOf(item).text = std::move(text);
+    emit dataChanged(item, item);
+}
+
+Qt::ItemFlags KeyTreeModel::flags(const QModelIndex& item) const
+{
+    const Qt::ItemFlags usual = QAbstractItemModel::flags(item);
+    return item.isValid() && !IsTreeRoot(item) && !IsRootKey(item) ? usual | Qt::ItemIsEditable : usual;
+}
+
 QModelIndex KeyTreeModel::index(int row, int column, const QModelIndex& parent) const
 {
     const Node& node = NodeOf(parent);
@@ -220,6 +267,7 @@ QVariant KeyTreeModel::data(const QModelIndex& item, int role) const
     const Node& node = NodeOf(item);
     switch (role) {
     case Qt::DisplayRole:
+    case Qt::EditRole:
     case Qt::AccessibleTextRole:
         return ToQString(node.text);
     case Qt::DecorationRole:

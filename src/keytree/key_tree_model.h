@@ -56,6 +56,16 @@ public:
     /// Forgets the children of a root key or key, and asks the registry again whether there are any.
     void Reset(const QModelIndex& item);
 
+    /// Adds a key as the last child. The children must have been read.
+    QModelIndex Insert(const QModelIndex& parent, std::string name);
+
+    /// Takes out a key that is there no more.
+    void Remove(const QModelIndex& item);
+
+    /// Gives a key that was renamed its new text; it keeps its place.
+    void SetText(const QModelIndex& item, std::string text);
+
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& item) const override;
     [[nodiscard]] QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     [[nodiscard]] QModelIndex parent(const QModelIndex& item) const override;
     [[nodiscard]] int rowCount(const QModelIndex& item = {}) const override;

@@ -107,8 +107,7 @@ Result<KeyTextReading> ReadKeyFile(const std::filesystem::path& file)
 
 Result<KeyTextReading> RestoreKeyFile(HKEY key, const std::filesystem::path& file)
 {
-    return ReadMapped(
-        file, [key](std::string_view text) { return Result<KeyTextReading>(RestoreKeyText(key, text)); });
+    return ReadMapped(file, [key](std::string_view text) { return Result<KeyTextReading>(RestoreKeyText(key, text)); });
 }
 
 bool IsWholeKeyText(std::string_view text)

@@ -206,9 +206,9 @@ Result<KeyTextLosses> WriteKeyTextFile(const std::string& path, KeyTextForm form
         });
     }
     Result<void> done;
-    for (const auto& step : {std::function([&] { return (*stored)->Sync(); }),
-                             std::function([&] { return files.Rename(fresh, file); }),
-                             std::function([&] { return files.SyncFolder(file.parent_path()); })}) {
+    for (const auto& step :
+         {std::function([&] { return (*stored)->Sync(); }), std::function([&] { return files.Rename(fresh, file); }),
+          std::function([&] { return files.SyncFolder(file.parent_path()); })}) {
         done = losses && done ? step() : done;
     }
     if (!losses || !done) {

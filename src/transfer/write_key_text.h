@@ -12,8 +12,8 @@ namespace tolvar {
 
 /// What a text holds of a key.
 enum class KeyTextForm {
-    kAbsolute,   ///< the key and all below it, each under a section with its full path: for exports
-    kRelative,   ///< the key's values without a section, then a section for each key below it: for backups
+    kAbsolute,    ///< the key and all below it, each under a section with its full path: for exports
+    kRelative,    ///< the key's values without a section, then a section for each key below it: for backups
     kSingleValue, ///< one value's line, without a line end
 };
 

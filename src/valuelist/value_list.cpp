@@ -5,6 +5,7 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 
+#include "registry/pasted_value.h"
 #include "registry/root_keys.h"
 #include "ui/image_menu.h"
 #include "ui/native_text.h"
@@ -17,7 +18,6 @@ namespace {
 
 constexpr int kAccessibleName = 62001;
 constexpr int kHeaderMenu = 105;
-constexpr int kThemeViewColor = 61505;
 constexpr int kHoverTime = 2000; // milliseconds
 constexpr QSize kIconSize(16, 16);
 
@@ -43,16 +43,6 @@ constexpr int kNameWidth = 120;
 constexpr int kLeastDataRoom = 551; ///< with less room than that, the Data column is wider than the list
 constexpr int kDataWidth = 800;
 
-/// The highlight colour, nine tenths of the way to the background, so that text stays readable on it.
-ListColor LightHighlight(const QPalette& palette)
-{
-    const QColor highlight = palette.color(QPalette::Highlight);
-    const QColor base = palette.color(QPalette::Base);
-    const auto mix = [](int from, int to) { return static_cast<ListColor>(from + (to - from) * 9 / 10); };
-    return mix(highlight.red(), base.red()) | mix(highlight.green(), base.green()) << 8 |
-           mix(highlight.blue(), base.blue()) << 16;
-}
-
 } // namespace
 
 CValueList::CValueList(const WindowContext& context, QWidget* parent)
@@ -63,7 +53,7 @@ CValueList::CValueList(const WindowContext& context, QWidget* parent)
     setAccessibleName(context.language.String(kAccessibleName));
     setFont(ProfileFont(context, "ListFont"));
     setPalette(ItemViewPalette(context, palette()));
-    m_crTint = context.m_bThemed ? context.theme.Number(kThemeViewColor) : LightHighlight(palette());
+    m_crTint = RowTint(context, palette());
     setIconSize(kIconSize);
     SetGridLines(context.profile.GetInt(kSettingsSection, "Hilight Lists", 0) != 0);
     SetHoverTime(kHoverTime);
@@ -240,17 +230,16 @@ void CValueList::OpenRow(const QModelIndex& index)
 void CValueList::CopyMarked()
 {
     const KeyRow* const row = MarkedRow();
-    std::string text;
     if (row == nullptr || row->kind == KeyRow::Kind::kParent || row->kind == KeyRow::Kind::kDenied) {
         return;
     }
     const std::string name = m_pModel->Rows().Name(static_cast<std::size_t>(currentIndex().row()));
+    std::string text;
     if (RootKeyName(text, m_hRootKey) && !m_szKeyPath.empty()) {
         text.append("\\").append(m_szKeyPath);
     }
-    const bool isValue = row->kind == KeyRow::Kind::kValue || row->kind == KeyRow::Kind::kDefaultValue;
-    if (isValue) {
-        text.append("\\\\[").append(name).append("]"); // the form that Paste reads
+    if (row->kind == KeyRow::Kind::kValue || row->kind == KeyRow::Kind::kDefaultValue) {
+        text = PastedValue{text, name}.Text();
     } else {
         text.append(text.empty() ? "" : "\\").append(name);
     }

@@ -55,7 +55,7 @@ protected:
     CMainFrame& Frame()
     {
         if (!m_pFrame) {
-            m_pFrame = std::make_unique<CMainFrame>(fixture.context);
+            m_pFrame = std::make_unique<CMainFrame>(fixture.context, fixture.document);
             m_pFrame->ActivateFrame();
             QApplication::setActiveWindow(m_pFrame.get());
             QApplication::processEvents();

@@ -7,13 +7,13 @@
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "app/main_frame.h"
 #include "app/tolvar_app.h"
 #include "fixtures/hive_builder.h"
+#include "fixtures/window_fixture.h"
 #include "keytree/key_tree.h"
 #include "ui/native_text.h"
 #include "valuelist/value_list.h"
@@ -55,21 +55,6 @@ protected:
     void Set(const char* key, const QVariant& value)
     {
         QSettings(QStringLiteral("Kordo"), QStringLiteral("Tolvar")).setValue(QStringLiteral("settings/") + key, value);
-    }
-
-    /// Runs `start`, closes the one modal message that it shows, and answers the message's text.
-    template <class Start>
-    std::string MessageOf(Start&& start)
-    {
-        std::string text;
-        QTimer::singleShot(0, [&text] {
-            if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
-                text = box->text().toStdString();
-                box->close();
-            }
-        });
-        start();
-        return text;
     }
 
     static std::vector<std::string> OpenMessages()
@@ -134,7 +119,7 @@ TEST_F(Studio, RunsOnThePlatformsThatItSupports)
         setenv("TOLVAR_PLATFORM", platform, 1);
         CTolvarApp app(Options());
         bool isReady = false;
-        const std::string message = MessageOf([&] { isReady = app.InitInstance(); });
+        const std::string message = fixtures::AnswerMessage(QMessageBox::Ok, [&] { isReady = app.InitInstance(); });
         EXPECT_EQ(isReady, isSupported);
         EXPECT_EQ(message, isSupported ? ""
                                        : "This operating system is not supported. Please check for the latest version "

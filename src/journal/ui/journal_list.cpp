@@ -1,0 +1,242 @@
+#include "journal/ui/journal_list.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include <QContextMenuEvent>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QPainter>
+
+#include "ui/image_menu.h"
+#include "ui/native_text.h"
+#include "ui/profile_font.h"
+#include "ui/wait_cursor.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kMenu = 264;
+constexpr int kAccessibleName = 62044;
+constexpr int kEmptyText = 62022;
+constexpr int kTitle = 61574;
+constexpr int kUndoAllQuestion = 62040;
+constexpr int kRemoveAllQuestion = 62041;
+constexpr int kNotUndone = 62043;
+constexpr QSize kIconSize(16, 16);
+
+constexpr int kWidths[] = {45, 105, 120, 180, 95}; ///< of all columns but the last
+constexpr int kLastWidthLoss = 420;                ///< what the last column leaves of the list's width
+constexpr int kEmptyWidth = 1000;                  ///< how wide an empty list counts
+constexpr int kCellMargins = 12;
+
+} // namespace
+
+CJournalList::CJournalList(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
+    : CThemeListCtrl(parent), m_context(context), m_document(document),
+      m_pModel(new JournalListModel(context, document, this)),
+      m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)
+{
+    setAccessibleName(context.language.String(kAccessibleName));
+    setFont(ProfileFont(context, "ListFont"));
+    setPalette(ItemViewPalette(context, palette()));
+    m_crTint = RowTint(context, palette());
+    setIconSize(kIconSize);
+    SetGridLines(context.profile.GetInt(kSettingsSection, "Hilight Lists", 0) != 0);
+    setSelectionMode(ExtendedSelection);
+    setModel(m_pModel);
+    document.SetObserver(this);
+}
+
+CJournalList::~CJournalList()
+{
+    m_document.SetObserver(nullptr);
+}
+
+std::span<const CommandEntry<CJournalList>> CJournalList::Commands()
+{
+    static constexpr CommandEntry<CJournalList> commands[] = {
+        {CommandId::kUndoEntry, &CJournalList::UndoSelected},
+        {CommandId::kUndoAllEntries, &CJournalList::UndoAll},
+        {CommandId::kRemoveEntry, &CJournalList::RemoveSelected},
+        {CommandId::kRemoveAllEntries, &CJournalList::RemoveAll},
+    };
+    return commands;
+}
+
+bool CJournalList::Offers(CommandId command) const
+{
+    return HasCommand(Commands(), command);
+}
+
+void CJournalList::FillFromJournal()
+{
+    m_pModel->FillFromJournal();
+}
+
+void CJournalList::OnRecordAdded(std::string_view /*record*/)
+{
+    m_pModel->AddJournalRow();
+    scrollToBottom();
+}
+
+std::vector<std::size_t> CJournalList::SelectedRows() const
+{
+    std::vector<std::size_t> rows;
+    for (const QModelIndex& index : selectionModel()->selectedRows()) {
+        rows.push_back(static_cast<std::size_t>(index.row()));
+    }
+    return rows;
+}
+
+std::vector<std::size_t> CJournalList::AllRows() const
+{
+    std::vector<std::size_t> rows(static_cast<std::size_t>(m_pModel->rowCount()));
+    std::iota(rows.begin(), rows.end(), std::size_t{0});
+    return rows;
+}
+
+void CJournalList::UndoSelected()
+{
+    Undo(SelectedRows(), false);
+}
+
+void CJournalList::UndoAll()
+{
+    if (m_pModel->rowCount() != 0 && Confirms(kUndoAllQuestion)) {
+        Undo(AllRows(), true);
+    }
+}
+
+void CJournalList::RemoveSelected()
+{
+    Remove(SelectedRows());
+}
+
+void CJournalList::RemoveAll()
+{
+    if (m_pModel->rowCount() != 0 && Confirms(kRemoveAllQuestion)) {
+        Remove(AllRows());
+    }
+}
+
+void CJournalList::Undo(std::vector<std::size_t> entries, bool showsKeyAgain)
+{
+    if (entries.empty()) {
+        return;
+    }
+    const UndoReport report = [&] {
+        const WaitCursor waiting;
+        return m_document.UndoEntries(std::move(entries));
+    }();
+    FillFromJournal();
+    RefreshKeyMessage refresh;
+    SendToParent(*this, refresh);
+    if (showsKeyAgain) {
+        DeleteValueMessage show(nullptr);
+        SendToParent(*this, show);
+    }
+    if (!report.failures.empty()) {
+        ShowFailure(m_context.language.String(kNotUndone).arg(report.failures.size()) + QStringLiteral("\n\n") +
+                    ToQString(Describe(report.failures.front())));
+    }
+}
+
+void CJournalList::Remove(const std::vector<std::size_t>& entries)
+{
+    const Result<void> removed = m_document.RemoveEntries(entries);
+    FillFromJournal();
+    if (!removed) {
+        ShowFailure(ToQString(Describe(removed.error())));
+    }
+}
+
+bool CJournalList::Confirms(int question)
+{
+    return QMessageBox::question(this, m_context.language.String(kTitle), m_context.language.String(question)) ==
+           QMessageBox::Yes;
+}
+
+void CJournalList::ShowFailure(const QString& text)
+{
+    QMessageBox::critical(this, m_context.language.String(kTitle), text);
+}
+
+ListColor CJournalList::ItemBackColor(const ListItem& item) const
+{
+    return item.row % 2 == 1 ? m_crTint : kUsualColor;
+}
+
+bool CJournalList::event(QEvent* event)
+{
+    return HandleMessage<CommandMessage>(event,
+                                         [this](CommandMessage& m) { RunCommand(*this, Commands(), m.command); }) ||
+           CThemeListCtrl::event(event);
+}
+
+bool CJournalList::focusNextPrevChild(bool next)
+{
+    if (!next) {
+        return CThemeListCtrl::focusNextPrevChild(next);
+    }
+    NextOutputPageMessage page;
+    SendToParent(*this, page);
+    return true;
+}
+
+void CJournalList::focusInEvent(QFocusEvent* event)
+{
+    CThemeListCtrl::focusInEvent(event);
+    const QModelIndex mark = currentIndex().isValid() ? currentIndex() : m_pModel->index(0, 0);
+    if (mark.isValid() && !selectionModel()->hasSelection()) {
+        selectionModel()->setCurrentIndex(mark, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    }
+}
+
+void CJournalList::keyPressEvent(QKeyEvent* event)
+{
+    if (event->key() == Qt::Key_Delete && event->modifiers() == Qt::NoModifier) {
+        RemoveSelected();
+        return;
+    }
+    CThemeListCtrl::keyPressEvent(event);
+}
+
+void CJournalList::showEvent(QShowEvent* event)
+{
+    CThemeListCtrl::showEvent(event);
+    for (int column = 0; column < static_cast<int>(std::size(kWidths)); ++column) {
+        header()->resizeSection(column, kWidths[column]);
+    }
+    // In a large font the time wants more room than the width gives: it is of no use cut.
+    const int time = fontMetrics().horizontalAdvance(QStringLiteral("00.00.0000 - 00:00")) + kCellMargins;
+    header()->resizeSection(JournalListModel::kTime, std::max(kWidths[JournalListModel::kTime], time));
+    const int width = viewport()->width() > 0 ? viewport()->width() : kEmptyWidth;
+    header()->resizeSection(JournalListModel::kKey, width - kLastWidthLoss);
+}
+
+void CJournalList::contextMenuEvent(QContextMenuEvent* event)
+{
+    const bool isByMouse = event->reason() == QContextMenuEvent::Mouse;
+    const QModelIndex row = isByMouse ? indexAt(event->pos()) : currentIndex();
+    CImageMenu menu(m_context, kMenu, this);
+    menu.GrayUnless([this](int /*command*/) { return HasMark(); });
+    const QPoint icon =
+        visualRect(row.siblingAtColumn(0)).topLeft() + QPoint(kIconSize.width() / 2, kIconSize.height() / 2);
+    const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : icon));
+    RunCommand(*this, Commands(), static_cast<CommandId>(chosen));
+}
+
+void CJournalList::paintEvent(QPaintEvent* event)
+{
+    CThemeListCtrl::paintEvent(event);
+    if (m_pModel->rowCount() == 0) {
+        QPainter painter(viewport());
+        painter.setPen(palette().color(QPalette::PlaceholderText));
+        painter.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextWordWrap, m_context.language.String(kEmptyText));
+    }
+}
+
+} // namespace tolvar

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "app/command_map.h"
+#include "app/pane_messages.h"
+#include "journal/ui/journal_list_model.h"
+#include "ui/theme_list_ctrl.h"
+
+namespace tolvar {
+
+/// The list of recorded changes, oldest first, and the commands that undo or forget them.
+///
+/// Takes CommandMessage; sends RefreshKeyMessage and DeleteValueMessage when the registry was changed, and
+/// NextOutputPageMessage on the Tab key.
+class CJournalList final : public CThemeListCtrl, private JournalObserver {
+    Q_OBJECT
+
+public:
+    /// Both must outlive the list. The list is the document's observer as long as it lives.
+    CJournalList(const WindowContext& context, CTolvarDoc& document, QWidget* parent);
+    ~CJournalList() override;
+
+    /// Shows the journal as it stands now.
+    void FillFromJournal();
+
+    /// Whether the list carries the command out.
+    [[nodiscard]] bool Offers(CommandId command) const;
+
+    /// Whether a row has the selection mark.
+    [[nodiscard]] bool HasMark() const { return currentIndex().isValid(); }
+
+protected:
+    bool event(QEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+    [[nodiscard]] bool WantItemNotifications() const override { return m_bRowColors; }
+    [[nodiscard]] ListColor ItemBackColor(const ListItem& item) const override;
+
+private:
+    [[nodiscard]] static std::span<const CommandEntry<CJournalList>> Commands();
+
+    void OnRecordAdded(std::string_view record) override;
+    void UndoSelected();
+    void UndoAll();
+    void RemoveSelected();
+    void RemoveAll();
+    void Undo(std::vector<std::size_t> entries, bool showsKeyAgain);
+    void Remove(const std::vector<std::size_t>& entries);
+    [[nodiscard]] std::vector<std::size_t> SelectedRows() const;
+    [[nodiscard]] std::vector<std::size_t> AllRows() const;
+    [[nodiscard]] bool Confirms(int question);
+    void ShowFailure(const QString& text);
+
+    const WindowContext& m_context;
+    CTolvarDoc& m_document;
+    JournalListModel* m_pModel; ///< owned by the view
+    bool m_bRowColors;
+    ListColor m_crTint;
+};
+
+} // namespace tolvar

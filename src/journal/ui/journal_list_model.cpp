@@ -1,0 +1,108 @@
+#include "journal/ui/journal_list_model.h"
+
+#include "journal/journal_record.h"
+#include "ui/native_text.h"
+
+namespace tolvar {
+
+namespace {
+
+/// By JournalRow::image.
+constexpr std::array kIcons = {149, 150, 151, 152, 153, 154, 155, 156, 157, 158, 159, 160, 161, 106, 105};
+
+/// By Column.
+constexpr std::array kTitles = {61513, 61606, 61670, 61514, 61517, 61515};
+
+constexpr int kEmptyName = 61528;
+
+} // namespace
+
+JournalListModel::JournalListModel(const WindowContext& context, const CTolvarDoc& document, QObject* parent)
+    : QAbstractTableModel(parent), m_context(context), m_document(document),
+      m_emptyName(FromQString(context.language.String(kEmptyName)))
+{
+    for (std::size_t i = 0; i < m_images.size(); ++i) {
+        m_images[i] = context.theme.Icon(kIcons[i]);
+    }
+}
+
+void JournalListModel::FillFromJournal()
+{
+    beginResetModel();
+    m_rows = static_cast<int>(m_document.Journal().size());
+    endResetModel();
+}
+
+void JournalListModel::AddJournalRow()
+{
+    beginInsertRows({}, m_rows, m_rows);
+    ++m_rows;
+    endInsertRows();
+}
+
+int JournalListModel::rowCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : m_rows;
+}
+
+int JournalListModel::columnCount(const QModelIndex& parent) const
+{
+    return parent.isValid() ? 0 : kColumnCount;
+}
+
+QString JournalListModel::Text(int row, int column) const
+{
+    const JournalRow record = RowOf(m_document.Journal()[static_cast<std::size_t>(row)], m_emptyName);
+    switch (column) {
+    case kTime:
+        return ToQString(record.date);
+    case kUser:
+        return ToQString(record.user);
+    case kOperation:
+        return m_context.language.String(record.operation);
+    case kWhat:
+        return ToQString(record.what);
+    case kKey:
+        return ToQString(record.path);
+    default:
+        return {};
+    }
+}
+
+QVariant JournalListModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || static_cast<std::size_t>(index.row()) >= m_document.Journal().size()) {
+        return {};
+    }
+    switch (role) {
+    case Qt::DisplayRole:
+        return Text(index.row(), index.column());
+    case Qt::AccessibleTextRole:
+        return Text(index.row(), index.column() == kType ? int{kWhat} : index.column());
+    case Qt::DecorationRole:
+        if (index.column() == kType) {
+            const JournalRow record = RowOf(m_document.Journal()[static_cast<std::size_t>(index.row())], m_emptyName);
+            return m_images[static_cast<std::size_t>(record.image)];
+        }
+        return {};
+    default:
+        return {};
+    }
+}
+
+QVariant JournalListModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation == Qt::Vertical || section >= kColumnCount) {
+        return {};
+    }
+    switch (role) {
+    case Qt::DisplayRole:
+        return m_context.language.String(kTitles[static_cast<std::size_t>(section)]);
+    case Qt::TextAlignmentRole:
+        return static_cast<int>(Qt::AlignLeft | Qt::AlignVCenter);
+    default:
+        return {};
+    }
+}
+
+} // namespace tolvar

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+
+#include <QAbstractTableModel>
+#include <QHash>
+#include <QIcon>
+
+#include "journal/tolvar_doc.h"
+#include "ui/window_context.h"
+
+namespace tolvar {
+
+/// The document's journal as a table, oldest first: row and place in the journal are the same number. A record is taken
+/// apart when it is drawn, so that a long journal is there at once.
+class JournalListModel final : public QAbstractTableModel {
+    Q_OBJECT
+
+public:
+    enum Column : int { kType, kTime, kUser, kOperation, kWhat, kKey, kColumnCount };
+
+    /// Both must outlive the model.
+    JournalListModel(const WindowContext& context, const CTolvarDoc& document, QObject* parent);
+
+    /// Takes the journal as it stands now.
+    void FillFromJournal();
+
+    /// Shows the record that the journal has got at its end.
+    void AddJournalRow();
+
+    [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
+    [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+private:
+    static constexpr int kImageCount = 15;
+
+    [[nodiscard]] QString Text(int row, int column) const;
+
+    const WindowContext& m_context;
+    const CTolvarDoc& m_document;
+    std::string m_emptyName;
+    std::array<QIcon, kImageCount> m_images;
+    int m_rows = 0;
+};
+
+} // namespace tolvar

@@ -1,0 +1,155 @@
+#include <QApplication>
+#include <QHeaderView>
+#include <QMessageBox>
+#include <QTest>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fixtures/window_fixture.h"
+#include "journal/ui/journal_list.h"
+#include "registry/reg_key.h"
+#include "registry/root_keys.h"
+
+namespace tolvar {
+namespace {
+
+using fixtures::AnswerMessage;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class JournalList : public testing::Test {
+protected:
+    JournalList()
+    {
+        fixture.Mount("HKEY_USERS\\K", {.name = u"ROOT", .subkeys = {{.name = u"a"}, {.name = u"b"}, {.name = u"c"}}});
+        list.FillFromJournal();
+    }
+
+    void Delete(const char* name)
+    {
+        EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::DeleteKey(std::string("HKEY_USERS\\K\\") + name)));
+    }
+
+    static bool Exists(const char* name)
+    {
+        RegKey key;
+        return OpenKeyPath(std::string("HKEY_USERS\\K\\") + name, *key.Put(), KEY_READ) == ERROR_SUCCESS;
+    }
+
+    void Run(CommandId command)
+    {
+        CommandMessage message(command);
+        QCoreApplication::sendEvent(&list, &message);
+    }
+
+    void SelectRows(int first, int last)
+    {
+        list.selectionModel()->select(QItemSelection(list.model()->index(first, 0), list.model()->index(last, 0)),
+                                      QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    }
+
+    std::vector<std::string> Column(int column)
+    {
+        std::vector<std::string> texts;
+        for (int row = 0; row < list.model()->rowCount(); ++row) {
+            texts.push_back(list.model()->index(row, column).data().toString().toStdString());
+        }
+        return texts;
+    }
+
+    fixtures::WindowFixture fixture;
+    fixtures::RecordingParent parent;
+    CJournalList list{fixture.context, fixture.document, &parent};
+};
+
+TEST_F(JournalList, ShowsEachChangeAsItIsMade)
+{
+    EXPECT_EQ(list.model()->rowCount(), 0);
+    Delete("a");
+    EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewValue("HKEY_USERS\\K\\b", "", REG_SZ, "x")));
+    EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::RenameKey("HKEY_USERS\\K\\c", "d")));
+    EXPECT_THAT(Column(JournalListModel::kOperation), ElementsAre("deleted", "new", "renamed"));
+    EXPECT_THAT(Column(JournalListModel::kWhat), ElementsAre("a", "(Default)", "c"));
+    EXPECT_THAT(Column(JournalListModel::kKey),
+                ElementsAre("HKEY_USERS\\K\\a", "HKEY_USERS\\K\\b", "HKEY_USERS\\K\\c"));
+    EXPECT_FALSE(fixture.document.ApplyChange(ChangeRecord::DeleteKey("HKEY_USERS\\K\\none")));
+    EXPECT_EQ(list.model()->rowCount(), 3);
+}
+
+TEST_F(JournalList, UndoesWhatIsSelectedAndTellsTheTree)
+{
+    for (const char* name : {"a", "b", "c"}) {
+        Delete(name);
+    }
+    SelectRows(0, 1);
+    Run(CommandId::kUndoEntry);
+    EXPECT_TRUE(Exists("a") && Exists("b") && !Exists("c"));
+    EXPECT_THAT(Column(JournalListModel::kWhat), ElementsAre("c"));
+    EXPECT_THAT(parent.messages, ElementsAre("refresh "));
+    Run(CommandId::kUndoEntry); // nothing is selected any more
+    EXPECT_EQ(list.model()->rowCount(), 1);
+}
+
+TEST_F(JournalList, AsksBeforeItActsOnAll)
+{
+    AnswerMessage(QMessageBox::Yes, [this] { Run(CommandId::kUndoAllEntries); }); // there is nothing to ask about
+    Delete("a");
+    Delete("b");
+    EXPECT_THAT(AnswerMessage(QMessageBox::No, [this] { Run(CommandId::kUndoAllEntries); }), HasSubstr("Undo all"));
+    EXPECT_EQ(list.model()->rowCount(), 2);
+    EXPECT_THAT(AnswerMessage(QMessageBox::No, [this] { Run(CommandId::kRemoveAllEntries); }), HasSubstr("Remove all"));
+    EXPECT_EQ(list.model()->rowCount(), 2);
+    AnswerMessage(QMessageBox::Yes, [this] { Run(CommandId::kUndoAllEntries); });
+    EXPECT_TRUE(Exists("a") && Exists("b"));
+    EXPECT_THAT(parent.messages, ElementsAre("refresh ", "show again"));
+    Delete("c");
+    AnswerMessage(QMessageBox::Yes, [this] { Run(CommandId::kRemoveAllEntries); });
+    EXPECT_THAT(fixture.document.Journal(), IsEmpty());
+    EXPECT_FALSE(Exists("c"));
+}
+
+TEST_F(JournalList, RemovesByTheDeleteKeyAndLeavesByTheTabKey)
+{
+    Delete("a");
+    Delete("b");
+    Delete("c");
+    SelectRows(1, 2);
+    QTest::keyClick(&list, Qt::Key_Delete);
+    EXPECT_THAT(Column(JournalListModel::kWhat), ElementsAre("a"));
+    QTest::keyClick(&list, Qt::Key_Tab);
+    EXPECT_THAT(parent.messages, ElementsAre("next page"));
+}
+
+TEST_F(JournalList, TellsOfAnEntryThatCanNotBeUndoneAndKeepsIt)
+{
+    Delete("a");
+    const std::filesystem::path folder = fixture.document.DataFolder();
+    for (const std::filesystem::path& place : {folder, folder.parent_path() / "snapshots"}) {
+        for (const auto& file : std::filesystem::directory_iterator(place)) {
+            if (file.path().filename() != "index") {
+                std::filesystem::remove(file);
+            }
+        }
+    }
+    SelectRows(0, 0);
+    EXPECT_THAT(AnswerMessage(QMessageBox::Ok, [this] { Run(CommandId::kUndoEntry); }),
+                HasSubstr("could not be undone"));
+    EXPECT_EQ(list.model()->rowCount(), 1);
+    EXPECT_FALSE(Exists("a"));
+}
+
+TEST_F(JournalList, MarksARowWhenItGetsTheFocus)
+{
+    Delete("a");
+    Delete("b");
+    EXPECT_FALSE(list.HasMark());
+    parent.show();
+    QApplication::setActiveWindow(&parent);
+    list.setFocus();
+    EXPECT_EQ(list.currentIndex().row(), 0);
+    EXPECT_TRUE(list.selectionModel()->isRowSelected(0, {}));
+}
+
+} // namespace
+} // namespace tolvar
