@@ -15,17 +15,17 @@ constexpr std::uint32_t kTextIsWhole = 1;
 constexpr std::uint32_t kSameAgain = 2;
 
 template <class T>
-void Put(std::vector<std::byte>& out, T value)
+void Put(std::string& out, T value)
 {
-    const auto bytes = std::as_bytes(std::span(&value, 1));
-    out.insert(out.end(), bytes.begin(), bytes.end());
+    const std::size_t at = out.size();
+    out.resize(at + sizeof value);
+    std::memcpy(out.data() + at, &value, sizeof value);
 }
 
-void PutText(std::vector<std::byte>& out, std::string_view text)
+void PutText(std::string& out, std::string_view text)
 {
     Put(out, static_cast<std::uint32_t>(text.size()));
-    const auto bytes = std::as_bytes(std::span(text));
-    out.insert(out.end(), bytes.begin(), bytes.end());
+    out.append(text);
 }
 
 /// Takes fields off the front; after one that is not there, nothing is.
@@ -69,10 +69,10 @@ tl::unexpected<Error> Broken()
 
 } // namespace
 
-std::vector<std::byte> SealImage(std::vector<std::byte> image, const SnapshotSeal& seal)
+std::string SealOf(std::span<const std::byte> image, const SnapshotSeal& seal)
 {
     const ChangeRecord& change = seal.change;
-    std::vector<std::byte> content;
+    std::string content;
     Put(content, kFormat);
     Put(content, static_cast<std::uint32_t>(change.kind));
     Put(content, static_cast<std::uint32_t>(change.object));
@@ -85,12 +85,11 @@ std::vector<std::byte> SealImage(std::vector<std::byte> image, const SnapshotSea
     for (const std::string& text : {seal.record, change.path, change.secondPath, change.Name(), change.NewName()}) {
         PutText(content, text);
     }
-    image.insert(image.end(), content.begin(), content.end());
-    Put(image, static_cast<std::uint32_t>(content.size()));
-    Put(image, ContentHash::Of(content));
-    const auto magic = std::as_bytes(std::span(kMagic));
-    image.insert(image.end(), magic.begin(), magic.end());
-    return image;
+    const auto size = static_cast<std::uint32_t>(content.size());
+    const std::uint64_t sum = ContentHash::Of(std::as_bytes(std::span(content)));
+    Put(content, size);
+    Put(content, sum);
+    return content.append(kMagic);
 }
 
 Result<SnapshotView> ParseSnapshot(std::span<const std::byte> bytes)

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
-#include <vector>
+#include <string>
 
 #include "journal/change_record.h"
 #include "platform/files/file_store.h"
@@ -29,8 +29,8 @@ struct SnapshotSeal {
     bool isSameAgain = false; ///< the change stores what is there already: nothing can tell whether it was made
 };
 
-/// The snapshot's bytes. `image` is moved into them.
-[[nodiscard]] std::vector<std::byte> SealImage(std::vector<std::byte> image, const SnapshotSeal& seal);
+/// What belongs behind the image.
+[[nodiscard]] std::string SealOf(std::span<const std::byte> image, const SnapshotSeal& seal);
 
 /// The seal and the image of any bytes, which must outlive it. `image` is empty where it was altered or cut.
 struct SnapshotView {

@@ -16,6 +16,11 @@ public:
     {
         m_size += bytes.size();
         while (!bytes.empty()) {
+            for (; m_held == 0 && bytes.size() >= sizeof m_word; bytes = bytes.subspan(sizeof m_word)) {
+                std::uint64_t word = 0;
+                std::memcpy(&word, bytes.data(), sizeof word);
+                Step(word);
+            }
             const std::size_t taken = std::min(sizeof m_word - m_held, bytes.size());
             std::memcpy(reinterpret_cast<std::byte*>(&m_word) + m_held, bytes.data(), taken);
             m_held += taken;

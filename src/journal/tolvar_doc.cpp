@@ -1,6 +1,7 @@
 #include "journal/tolvar_doc.h"
 
 #include <algorithm>
+#include <future>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -101,31 +102,42 @@ Result<void> CTolvarDoc::ReadIndex()
 /// and neither made nor given up.
 void CTolvarDoc::TakePendingOver(const std::vector<PendingLog::Entry>& entries, std::vector<std::string>& open)
 {
-    std::unordered_map<std::string_view, PendingLog::Event> last;
-    std::vector<std::string_view> order;
+    // The same text may come again after it was dropped, where the clock was set back.
+    std::vector<const PendingLog::Entry*> begun; // null where it was dropped afterwards
+    std::unordered_map<std::string_view, std::size_t> places;
+    std::unordered_set<std::string_view> dropped;
+    std::unordered_set<std::string_view> made;
     for (const PendingLog::Entry& entry : entries) {
-        const auto [known, isNew] = last.insert_or_assign(entry.record, entry.event);
+        const auto [known, isNew] = places.try_emplace(entry.record, begun.size());
+        if (entry.event == PendingLog::Event::kDropped) {
+            if (!isNew) {
+                begun[known->second] = nullptr;
+            }
+            places.erase(known);
+            made.erase(entry.record);
+            dropped.insert(entry.record);
+            continue;
+        }
         if (isNew) {
-            order.push_back(known->first);
+            begun.push_back(&entry);
+        }
+        if (entry.event == PendingLog::Event::kMade) {
+            made.insert(entry.record);
         }
     }
-    std::unordered_set<std::string_view> held;
-    std::erase_if(m_journal, [&last](const std::string& record) {
-        const auto known = last.find(record);
-        return known != last.end() && known->second == PendingLog::Event::kDropped;
-    });
-    held.insert(m_journal.begin(), m_journal.end());
-    std::vector<std::string> added;
-    for (const std::string_view record : order) {
-        const PendingLog::Event event = last[record];
-        if (event != PendingLog::Event::kDropped && !held.contains(record)) {
-            added.emplace_back(record);
-            if (event == PendingLog::Event::kBegun) {
-                open.emplace_back(record);
+    std::erase_if(m_journal, [&dropped](const std::string& record) { return dropped.contains(record); });
+    std::unordered_set<std::string> held;
+    if (!entries.empty()) {
+        held.insert(m_journal.begin(), m_journal.end());
+    }
+    for (const PendingLog::Entry* entry : begun) {
+        if (entry != nullptr && !held.contains(entry->record)) {
+            m_journal.push_back(entry->record);
+            if (!made.contains(entry->record)) {
+                open.push_back(entry->record);
             }
         }
     }
-    m_journal.insert(m_journal.end(), std::make_move_iterator(added.begin()), std::make_move_iterator(added.end()));
     m_isIndexStale = m_isIndexStale || !entries.empty();
 }
 
@@ -192,7 +204,8 @@ Result<void> CTolvarDoc::OnNewDocument()
     return {};
 }
 
-Result<void> CTolvarDoc::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
+Result<void> CTolvarDoc::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes,
+                                      std::string_view behind) const
 {
     Result<std::unique_ptr<StoredFile>> stored = m_options.files->Open(file, FileStore::Mode::kCreate);
     if (!stored) {
@@ -200,6 +213,7 @@ Result<void> CTolvarDoc::WriteDurably(const std::filesystem::path& file, std::sp
     }
     Result<void> done = (*stored)->Resize(0);
     done = done ? (*stored)->Write(0, bytes) : done;
+    done = done && !behind.empty() ? (*stored)->Write(bytes.size(), std::as_bytes(std::span(behind))) : done;
     return done ? (*stored)->Sync() : done;
 }
 
@@ -283,23 +297,24 @@ Result<void> CTolvarDoc::WriteTextBackup(const PreparedChange& change, const std
     return synced ? m_options.files->SyncFolder(m_options.dataFolder) : synced;
 }
 
-/// Writes the text backup and the snapshot of a change, durably. `image` gets the snapshot's hive.
+/// Writes the text backup and the snapshot of a change, durably. `image` gets the snapshot's hive. A key's image is
+/// made beside the writing of its text: both of them only look at the registry.
 Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::string& stamp, const std::string& record,
                                       std::vector<std::byte>& image) const
 {
-    Result<std::vector<std::byte>> before = change.Image();
-    if (!before) {
-        return tl::unexpected(before.error());
-    }
+    const auto how = change.Change().IsKey() ? std::launch::async : std::launch::deferred;
+    std::future<Result<std::vector<std::byte>>> composing = std::async(how, [&change] { return change.Image(); });
     SnapshotSeal seal{record, change.Change()};
-    if (const Result<Hive> hive = Hive::FromBytes(*before, "image"); hive) {
+    auto written = WriteTextBackup(change, stamp, seal);
+    Result<std::vector<std::byte>> before = composing.get();
+    if (!before || !written) {
+        return before ? written : tl::unexpected(before.error());
+    }
+    image = *std::move(before);
+    if (const Result<Hive> hive = Hive::FromBytes(image, "image"); hive) {
         seal.isSameAgain = change.IsSameAgain(*hive);
     }
-    if (auto written = WriteTextBackup(change, stamp, seal); !written) {
-        return written;
-    }
-    image = SealImage(*std::move(before), seal);
-    auto written = WriteDurably(Snapshot(stamp), image);
+    written = WriteDurably(Snapshot(stamp), image, SealOf(image, seal));
     return written ? m_options.files->SyncFolder(Beside("snapshots")) : written;
 }
 
@@ -308,8 +323,7 @@ Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::s
 void CTolvarDoc::TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record,
                           const std::string& stamp)
 {
-    const Result<SnapshotView> view = ParseSnapshot(image);
-    const Result<Hive> before = view ? Hive::FromBytes(view->image, "image") : tl::unexpected(view.error());
+    const Result<Hive> before = Hive::FromBytes(image, "image"); // there is none of a change that needs no backup
     const UndoSource source = before ? UndoSource(&*before) : UndoSource();
     if (UndoChange(change, source) && FlushChange(change)) {
         m_pending->Note(PendingLog::Event::kDropped, record);
@@ -338,7 +352,7 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
     if (prepared->NeedsBackup()) {
         done = WriteBackups(*prepared, stamp, record, image);
     } else if (!isPlain) { // the fields of such a record are told by a seal alone
-        done = WriteDurably(Snapshot(stamp), SealImage({}, {record, prepared->Change()}));
+        done = WriteDurably(Snapshot(stamp), {}, SealOf({}, {record, prepared->Change()}));
         done = done ? m_options.files->SyncFolder(Beside("snapshots")) : done;
     }
     m_isIndexStale = true;

@@ -130,7 +130,8 @@ private:
                                                struct SnapshotSeal& seal) const;
     [[nodiscard]] Result<void> WriteBackups(const PreparedChange& change, const std::string& stamp,
                                             const std::string& record, std::vector<std::byte>& image) const;
-    [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;
+    [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes,
+                                            std::string_view behind = {}) const;
     void TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record,
                   const std::string& stamp);
     void RemoveBackups(std::string_view stamp) const;

@@ -9,9 +9,14 @@ namespace tolvar {
 namespace {
 
 constexpr std::string_view kDefaultName = "@";
-constexpr std::string_view kEndsLine = "\n\x1A"; // no line can hold these
-constexpr std::string_view kEndOfText = "\x1A";
+constexpr char kLineFeed = '\n'; // no line can hold these two
+constexpr char kEndOfText = '\x1A';
 constexpr std::size_t kDigitsOfNumber = 8;
+
+bool Holds(std::string_view text, char c)
+{
+    return text.find(c) != std::string_view::npos;
+}
 
 /// A type as "%d" prints it: one above 2^31 comes as a negative number.
 std::optional<DWORD> TypeFromText(std::string_view text)
@@ -57,25 +62,26 @@ KeyTextLine ParseKeyTextLine(std::string_view line)
 
 bool LineHoldsValue(std::string_view name, std::string_view text)
 {
-    return name != kDefaultName && !name.starts_with('[') && name.find_first_of(":=") == std::string_view::npos &&
-           name.find_first_of(kEndsLine) == std::string_view::npos &&
-           text.find_first_of(kEndsLine) == std::string_view::npos;
+    return name != kDefaultName && !name.starts_with('[') && !Holds(name, ':') && !Holds(name, '=') &&
+           LineHoldsKeyName(name) && LineHoldsKeyName(text);
 }
 
 bool LineHoldsKeyName(std::string_view name)
 {
-    return name.find_first_of(kEndsLine) == std::string_view::npos;
+    return !Holds(name, kLineFeed) && !Holds(name, kEndOfText);
 }
 
 std::optional<std::string_view> NextLine(std::string_view& text)
 {
-    const std::size_t end = text.find_first_of(kEndsLine);
-    if (text.empty() || text.starts_with(kEndOfText)) {
+    if (text.empty() || text.front() == kEndOfText) {
         return std::nullopt;
     }
-    std::string_view line = text.substr(0, end);
-    const bool isEnded = end != std::string_view::npos && text[end] == '\n';
-    text = isEnded ? text.substr(end + 1) : std::string_view();
+    const std::size_t feed = text.find(kLineFeed);
+    std::string_view line = text.substr(0, feed);
+    const std::size_t last = line.find(kEndOfText);
+    const bool isEnded = feed != std::string_view::npos && last == std::string_view::npos;
+    line = line.substr(0, last);
+    text = isEnded ? text.substr(feed + 1) : std::string_view();
     if (isEnded && line.ends_with('\r')) {
         line.remove_suffix(1);
     }

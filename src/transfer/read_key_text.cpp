@@ -112,6 +112,9 @@ Result<KeyTextReading> RestoreKeyFile(HKEY key, const std::filesystem::path& fil
 
 bool IsWholeKeyText(std::string_view text)
 {
+    if (text.find('\x1A') != std::string_view::npos) {
+        return false;
+    }
     while (const std::optional<std::string_view> line = NextLine(text)) {
         const KeyTextLine parsed = ParseKeyTextLine(*line);
         const SectionLine* section = std::get_if<SectionLine>(&parsed);
@@ -119,7 +122,7 @@ bool IsWholeKeyText(std::string_view text)
             return false;
         }
     }
-    return text.empty();
+    return true;
 }
 
 } // namespace tolvar

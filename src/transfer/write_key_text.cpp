@@ -68,11 +68,12 @@ public:
     /// The line of a value, without its end, under a name that may stand for another one. False where it can't be had.
     bool AppendLine(const Hive& hive, const ValueRecord& value, DataView data, std::string_view writtenName)
     {
-        const Checked<std::size_t> size = DataForCaller(hive, value, {});
-        m_data.resize(size.value_or(0));
-        if (!size || !DataForCaller(hive, value, std::as_writable_bytes(std::span(m_data)))) {
+        m_data.resize(IsTextType(value.type) ? kMaxUtf8 * (data.size / 2) : data.size);
+        const Checked<std::size_t> size = DataForCaller(hive, value, std::as_writable_bytes(std::span(m_data)));
+        if (!size) {
             return false;
         }
+        m_data.resize(*size);
         const std::string text = ValueToText(value.type, m_data, ExpandStrings::kNo);
         const bool isHeld = TextHoldsData(hive, value, data);
         if (!LineHoldsValue(m_name, text) || (!isHeld && !ValueFromText(value.type, text))) {
@@ -115,6 +116,7 @@ public:
 private:
     static constexpr std::size_t kBlock = 1 << 18; // bytes
     static constexpr unsigned kNowhere = ~0U;
+    static constexpr std::size_t kMaxUtf8 = 3; // bytes that one unit takes at most
 
     static bool TextHoldsData(const Hive& hive, const ValueRecord& value, DataView data)
     {

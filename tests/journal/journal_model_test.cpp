@@ -93,6 +93,30 @@ Node ReadNode(const Hive& hive, CellOffset cell)
     return node;
 }
 
+/// The first key in which two trees differ, with its values' names; empty where they are equal.
+std::string FirstDifference(const Node& real, const Node& model, const std::string& path)
+{
+    const auto names = [](const Node& node) {
+        std::string text = "class " + ToUtf8(node.className) + ", values";
+        for (const ModelValue& value : node.values) {
+            text += " " + ToUtf8(value.name) + "(" + std::to_string(value.data.size()) + ")";
+        }
+        text += ", subkeys";
+        for (const Node& subkey : node.subkeys) {
+            text += " " + ToUtf8(subkey.name);
+        }
+        return text;
+    };
+    for (std::size_t i = 0; i < std::min(real.subkeys.size(), model.subkeys.size()); ++i) {
+        const std::string below =
+            FirstDifference(real.subkeys[i], model.subkeys[i], path + "\\" + ToUtf8(real.subkeys[i].name));
+        if (!below.empty()) {
+            return below;
+        }
+    }
+    return real == model ? "" : path + ": " + names(real) + "\n  but should be: " + names(model);
+}
+
 using Path = std::vector<std::u16string>;
 
 /// What undoing an entry of the model needs.
@@ -230,7 +254,7 @@ private:
         const Node real = ReadNode(m_session->Reader(), m_session->Reader().Root());
         if (!(real == m_model->Root())) {
             ADD_FAILURE() << "the registry is not what it should be after: " << what << "\n"
-                          << fixtures::Picture(m_session->Reader());
+                          << FirstDifference(real, m_model->Root(), "top");
         }
         EXPECT_EQ(m_session->Document().Journal().size(), m_entries.size()) << what;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <vector>
 
@@ -25,6 +26,18 @@ public:
     [[nodiscard]] bool IsClaimed(CellOffset cell) const noexcept
     {
         return (m_bits[cell.value / 512U] >> ((cell.value / 8U) % 64U) & 1U) != 0;
+    }
+
+    /// Hands every claimed cell to `visit`, in order of their places.
+    template <class Visit>
+    void ForEach(Visit&& visit) const
+    {
+        for (std::size_t word = 0; word < m_bits.size(); ++word) {
+            for (std::uint64_t bits = m_bits[word]; bits != 0; bits &= bits - 1) {
+                visit(CellOffset{
+                    static_cast<std::uint32_t>(512 * word + 8 * static_cast<unsigned>(std::countr_zero(bits)))});
+            }
+        }
     }
 
 private:

@@ -223,10 +223,20 @@ std::uint32_t HiveEditor::TakeFree(std::uint32_t size)
         return kNoCell;
     }
     const auto [found, cell] = *fit;
-    RemoveFree(cell, found);
     if (found - size >= kLeastCell) {
         StoreSize(cell + size, static_cast<std::int32_t>(found - size));
-        InsertFree(cell + size, found - size);
+        // The rest takes over the entries of the whole: it keeps its place among the others, and nothing is allocated.
+        auto bySize = m_freeBySize.extract(fit);
+        bySize.value() = {found - size, cell + size};
+        m_freeBySize.insert(std::move(bySize));
+        const auto place = m_freeByPlace.find(cell);
+        const auto behind = std::next(place);
+        auto byPlace = m_freeByPlace.extract(place);
+        byPlace.key() = cell + size;
+        byPlace.mapped() = found - size;
+        m_freeByPlace.insert(behind, std::move(byPlace));
+    } else {
+        RemoveFree(cell, found);
     }
     StoreSize(cell, -static_cast<std::int32_t>(found - size >= kLeastCell ? size : found));
     return cell;
@@ -284,21 +294,26 @@ void HiveEditor::Free(CellOffset cell)
     StoreSize(begin, static_cast<std::int32_t>(size));
 }
 
-void HiveEditor::FreeAll(std::vector<CellOffset> cells)
+void HiveEditor::FreeAll(const CellClaims& cells)
 {
-    std::ranges::sort(cells, {}, &CellOffset::value);
-    for (std::size_t at = 0; at < cells.size();) {
-        const std::uint32_t begin = cells[at].value;
-        std::uint32_t end = begin;
-        while (at < cells.size() && cells[at].value == end) {
-            const std::uint32_t size = 0U - static_cast<std::uint32_t>(SizeAt(end));
-            StoreSize(end, static_cast<std::int32_t>(size)); // no stale reference finds a cell
-            end += size;
-            ++at;
+    std::uint32_t begin = 0;
+    std::uint32_t end = 0;
+    const auto freeRun = [&] {
+        if (end != begin) {
+            StoreSize(begin, -static_cast<std::int32_t>(end - begin));
+            Free(CellOffset{begin});
         }
-        StoreSize(begin, -static_cast<std::int32_t>(end - begin));
-        Free(CellOffset{begin});
-    }
+    };
+    cells.ForEach([&](CellOffset cell) {
+        if (cell.value != end) {
+            freeRun();
+            begin = cell.value;
+        }
+        const std::uint32_t size = 0U - static_cast<std::uint32_t>(SizeAt(cell.value));
+        StoreSize(cell.value, static_cast<std::int32_t>(size)); // no stale reference finds a cell
+        end = cell.value + size;
+    });
+    freeRun();
 }
 
 Result<CellOffset> HiveEditor::Grow(CellOffset cell, std::uint32_t payload, std::uint32_t used)

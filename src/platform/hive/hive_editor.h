@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/hive/cell_claims.h"
 #include "platform/hive/hive.h"
 #include "platform/hive/hive_log.h"
 
@@ -34,8 +35,8 @@ public:
     /// Gives a cell back. It must be an allocated one that nothing refers to any more.
     void Free(CellOffset cell);
 
-    /// Gives many cells back at once: neighbours go as one.
-    void FreeAll(std::vector<CellOffset> cells);
+    /// Gives all claimed cells back at once: neighbours go as one.
+    void FreeAll(const CellClaims& cells);
 
     /// A cell with room for `payload` bytes and the first `used` bytes of `cell`: `cell` itself where it is large
     /// enough, else a new one, and `cell` is free. Errors as Allocate, and `cell` is then as it was.

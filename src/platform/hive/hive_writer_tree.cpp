@@ -36,14 +36,9 @@ struct Faults {
 struct HiveWriter::DoomedTree {
     explicit DoomedTree(std::uint32_t length) : claims(length) {}
 
-    [[nodiscard]] bool Add(CellOffset cell)
-    {
-        cells.push_back(cell);
-        return claims.Claim(cell);
-    }
+    [[nodiscard]] bool Add(CellOffset cell) { return claims.Claim(cell); }
 
     CellClaims claims;
-    std::vector<CellOffset> cells;
     std::vector<CellOffset> keys;
     std::map<std::uint32_t, std::uint32_t> security; ///< keys that count on a record
     std::vector<SubkeyCursor> levels;
@@ -157,7 +152,7 @@ Result<void> HiveWriter::DeleteTree(CellOffset key, const std::function<void(Cel
         m_orderedKeys.erase(gone.value);
         onKey(gone);
     }
-    m_editor.FreeAll(std::move(tree.cells));
+    m_editor.FreeAll(tree.claims);
     return {};
 }
 
@@ -171,7 +166,7 @@ Result<void> HiveWriter::SetClass(CellOffset key, std::u16string_view className)
         return Failure(ErrorCode::kInvalidParameter, "a class of more than 32,767 units");
     }
     const Checked<NameView> old = m_hive.ClassName(*node);
-    if (old && old->ToUtf16() == className) {
+    if (old && ((old->empty() && className.empty()) || old->ToUtf16() == className)) {
         return {};
     }
     CellOffset cell;
@@ -255,12 +250,15 @@ Result<void> HiveWriter::MergeKey(CellOffset target, bool isNew, const Hive& sou
             return merged;
         }
     }
-    if (const Checked<NameView> className = source.ClassName(node); className) {
+    const Checked<NameView> className = source.ClassName(node);
+    if (className) {
         if (auto classed = SetClass(target, className->ToUtf16()); !classed) {
             return classed;
         }
     }
-    if (const auto descriptor = source.SecurityDescriptor(node); descriptor && !descriptor->empty()) {
+    const auto descriptor = source.SecurityDescriptor(node);
+    const auto own = m_hive.SecurityDescriptor(*m_hive.Key(target)); // mostly what it has from its parent
+    if (descriptor && !descriptor->empty() && !(own && std::ranges::equal(*own, *descriptor))) {
         if (auto secured = SetSecurity(target, *descriptor); !secured) {
             return secured;
         }
