@@ -4,6 +4,7 @@
 #include "fixtures/journal_session.h"
 #include "journal/index_file.h"
 #include "journal/journal_source.h"
+#include "journal/pasted_value.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
@@ -316,6 +317,43 @@ TEST_F(Document, TakesNoChangesForReadingOnly)
     EXPECT_EQ(reader.ApplyChange(ChangeRecord::NewKey(kTop, "b")).error().code, ErrorCode::kWriteProtect);
     EXPECT_TRUE(reader.SaveModified());
     EXPECT_EQ(store.Content("/d/backups/index").size(), 0U);
+}
+
+TEST_F(Document, PastesTheValueThatATextNames)
+{
+    Make(ChangeRecord::NewKey(kTop, "to"));
+    struct Case {
+        std::string text;
+        std::uint32_t code; ///< 0: it is pasted
+    };
+    for (const Case& c : {
+             Case{kOdd + "\\\\[semi;colon]", 0},
+             Case{kOdd + "\\\\[[section]]", 0},
+             Case{kOdd + "\\\\[@", 0},
+             Case{kOdd + "\\\\[]", 0},
+             Case{kOdd + "\\[x]:=;\\deep\\\\[large]", 0},
+             Case{kOdd + "\\[semi;colon]", 13},
+             Case{"", 13},
+             Case{kTop + "\\\\[]", 13},
+             Case{kOdd + "\\\\[missing]", 2},
+             Case{kTop + "\\missing\\\\[v]", 2},
+             Case{"hkey_users\\W\\Odd\\\\[@]", 2},
+         }) {
+        SCOPED_TRACE(c.text);
+        const Result<ChangeRecord> paste = PasteOf(c.text, kTop + "\\to");
+        ASSERT_EQ(paste ? 0 : static_cast<std::uint32_t>(paste.error().code), c.code);
+        if (paste) {
+            Make(*paste);
+            EXPECT_EQ(paste->name, ParseValueReference(c.text)->name);
+        }
+    }
+    EXPECT_NE(Now().find("semi;colon = 7:61003b0062000000630000000000\n[section] = 1:78000000\n@ = 4:01020304"),
+              std::string::npos)
+        << "in the order of pasting";
+    EXPECT_EQ(ParseValueReference(FormatValueReference({"k", "a]b"}))->name, "a]b");
+    EXPECT_EQ(FreshKeyName(kTop), "New Key N#1");
+    Make(ChangeRecord::NewKey(kTop, "new key n#1"));
+    EXPECT_EQ(FreshKeyName(kTop), "New Key N#2");
 }
 
 TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
