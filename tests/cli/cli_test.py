@@ -17,6 +17,8 @@ TOLVAR, SHARED = sys.argv[1], sys.argv[2]
 HIVES = os.path.join(SHARED, "hives")
 X = "HKEY_LOCAL_MACHINE\\X"
 failures = 0
+DATA = tempfile.TemporaryDirectory()
+os.environ["XDG_DATA_HOME"] = os.environ["XDG_CONFIG_HOME"] = DATA.name  # journals and settings of this run alone
 
 
 def check(what, condition, detail=""):
@@ -386,6 +388,124 @@ def a_hive_in_use_is_said_with_its_process():
             check("reading goes on", run("--hive", f"{hive}@{X}", "ls", X).returncode == 0)
 
 
+def journal_of(*at):
+    return [json.loads(line) for line in run(*at, "--json", "journal", "list").stdout.splitlines()]
+
+
+def without_times(dump):
+    return [{**json.loads(line), "written": ""} for line in dump.stdout.splitlines()]
+
+
+def changes_are_journalled_and_undone():
+    with tempfile.TemporaryDirectory() as folder:
+        hive = shutil.copy(f"{HIVES}/machines/NTUSER-win7.DAT", folder)
+        os.chmod(hive, 0o644)
+        at = ["--hive", f"{hive}@{X}"]
+        before = without_times(run(*at, "dump", X))
+        check("rm", run(*at, "rm", X + "\\software").returncode == 0)
+        check("new with two missing keys", run(*at, "new", X + "\\A\\B").returncode == 0)
+        check("set", run(*at, "set", X + "\\A", "v;w", "--type", "1", "text").returncode == 0)
+        check("a new key that is there", b"(183)" in run(*at, "new", X + "\\A").stderr)
+        operations = [(entry["operation"], entry["object"]) for entry in journal_of(*at)]
+        check("list", len(operations) == 4 and operations[:3] == [("delete", "key"), ("new", "key"), ("new", "key")], operations)
+        check("list for a person", run(*at, "journal", "list").stdout.count(b"\n") == 4)
+        check("another source has another journal", journal_of() == [] and journal_of("--hive", f"{HIVES}/machines/SAM@{X}",
+                                                                                     "--read-only") == [])
+        check("undo of one", run(*at, "journal", "undo", "0").returncode == 0 and len(journal_of(*at)) == 3)
+        check("undo of none", b"(87)" in run(*at, "journal", "undo", "3").stderr and len(journal_of(*at)) == 3)
+        check("undo of all", run(*at, "journal", "undo", "--all").returncode == 0 and journal_of(*at) == [])
+        check("all is as it was", without_times(run(*at, "dump", X)) == before)
+        check("check afterwards", run("check", hive).stdout.startswith(b"0 errors, 0 warnings"), run("check", hive).stdout)
+        run(*at, "new", X + "\\A")
+        check("remove", run(*at, "journal", "remove", "0").returncode == 0 and journal_of(*at) == [] and
+              b"A\\" in run(*at, "ls", X).stdout)
+        check("expire", run(*at, "journal", "expire", "--keep", "0").returncode == 0)
+
+
+def the_window_s_settings_say_where_the_journal_lies():
+    with tempfile.TemporaryDirectory() as folder:
+        os.makedirs(f"{DATA.name}/Kordo")
+        settings = f"{DATA.name}/Kordo/Tolvar.conf"
+        with open(settings, "w", encoding="utf-8") as file:
+            file.write(f'[General]\nx=1\n\n[settings]\nData%20Path="{folder}/b\\xe4\\x63kups"\nKeep%20Undo=30\n')
+        run("set", "HKEY_CURRENT_USER\\Environment", "x", "--type", "1", "y")
+        check("the data folder of the settings", os.listdir(folder + "/b\u00e4ckups") == ["index"], os.listdir(folder))
+        check("beside it", sorted(set(os.listdir(folder)) - {"b\u00e4ckups"}) == ["journal.lock", "snapshots"])
+        os.remove(settings)
+
+
+def a_journal_in_use_is_said_with_its_process():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder]
+        run(*at, "new", "HKEY_CURRENT_USER\\k")
+        locks = [os.path.join(root, "journal.lock") for root, _, files in os.walk(DATA.name) if "journal.lock" in files]
+        held = [open(lock, "rb+") for lock in locks]
+        for lock in held:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+        for command in (["rm", "HKEY_CURRENT_USER\\k"], ["journal", "list"]):
+            done = run(*at, *command)
+            check("in use", done.returncode == 3 and f"process {os.getpid()}".encode() in done.stderr, done)
+        check("reading goes on", run(*at, "ls", "HKEY_CURRENT_USER").stdout.count(b"k\\") == 1)
+        check("and so does a look at it", run(*at, "--read-only", "journal", "list").stdout.count(b"\n") == 1)
+        for lock in held:
+            lock.close()
+
+
+def a_batch_is_done_as_a_whole_or_not_at_all():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder]
+        user = "HKEY_CURRENT_USER"
+        run(*at, "new", user + "\\Old")
+        before, entries = run(*at, "dump", user), len(journal_of(*at))
+
+        def batch(*lines):
+            with open(folder + "/batch", "w", encoding="utf-8") as file:
+                file.write("\n".join(lines))
+            return run(*at, "batch", folder + "/batch")
+
+        steps = ["# a comment", "", f"new {user}\\Made\\Below", f"set {user}\\Made 'a name' --type 1 \"a text\"",
+                 f"mv {user}\\Old New", f"rm {user}\\Made\\Below"]
+        failed = batch(*steps, f"rm {user}\\none")
+        check("a batch that fails", failed.returncode == 1 and b"line 7 failed; 5 changes" in failed.stderr, failed.stderr)
+        check("nothing is left of it", without_times(run(*at, "dump", user)) == without_times(before) and
+              len(journal_of(*at)) == entries)
+        for line in ("nonsense", f"export {user} f --format tvr", "set 'open", f"set {user} x --type 1 --stdin"):
+            wrong = batch(*steps, line)
+            check(f"a line that is none: {line}", wrong.returncode == 1 and b"line 7" in wrong.stderr, wrong.stderr)
+            check("it was read before anything was done", run(*at, "dump", user).stdout == run(*at, "dump", user).stdout and
+                  len(journal_of(*at)) == entries)
+        check("a batch", batch(*steps).returncode == 0 and len(journal_of(*at)) == entries + 5)
+        check("what it did", run(*at, "get", user + "\\Made", "a name").stdout == b"a text\n")
+        check("no file", run(*at, "batch", folder + "/none").returncode == 1)
+
+
+def keys_travel_through_text_files():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder]
+        key, text = "HKEY_CURRENT_USER\\Text", folder + "/text.tvr"
+        for name, kind, data in (("", "1", "x"), ("n", "4", "2a"), ("list", "7", "a;b"), ("bytes", "12", "01 ff ")):
+            check("set", run(*at, "new", key).returncode in (0, 1) and
+                  run(*at, "set", key, name, "--type", kind, data).returncode == 0)
+        before = without_times(run(*at, "dump", key))
+        done = run(*at, "export", key, text, "--format", "tvr")
+        check("export", done.returncode == 0 and done.stderr == b"", done)
+        check("its bytes", open(text, "rb").read() ==
+              b"[HKEY_CURRENT_USER\\Text]\r\n@=1:x\r\nn=4:0000002a\r\nlist=7:a;b\r\nbytes=12:01 ff \r\n")
+        run(*at, "rm", key)
+        entries = len(journal_of(*at))
+        check("import", run(*at, "import", text, "--format", "tvr").returncode == 0)
+        check("it comes back", without_times(run(*at, "dump", key)) == before and len(journal_of(*at)) == entries)
+        run(*at, "set", key, "a:b", "--type", "1", "x")
+        lossy = run(*at, "export", key, text, "--format", "tvr")
+        check("what is left out is said", lossy.returncode == 0 and b"1 keys or values" in lossy.stderr and
+              b'Text, value "a:b"' in lossy.stderr, lossy.stderr)
+        check("no key, no file", run(*at, "export", key + "\\none", folder + "/no", "--format", "tvr").returncode == 1 and
+              not os.path.exists(folder + "/no"))
+        with open(text, "w", encoding="utf-8") as file:
+            file.write("[NOWHERE\\x]\nn=1:x\n")
+        check("an unknown root", run(*at, "import", text, "--format", "tvr").stderr.endswith(b"(22)\n"))
+
+
 def recover_applies_the_logs_for_good():
     with tempfile.TemporaryDirectory() as folder:
         for name in os.listdir(f"{HIVES}/logs/new-dirty"):
@@ -415,6 +535,11 @@ keys_travel_through_hive_files()
 an_independent_reader_agrees()
 the_embedded_registry_is_made_at_first_use()
 sets_that_were_answered_survive_a_kill()
+changes_are_journalled_and_undone()
+the_window_s_settings_say_where_the_journal_lies()
+a_journal_in_use_is_said_with_its_process()
+a_batch_is_done_as_a_whole_or_not_at_all()
+keys_travel_through_text_files()
 recover_applies_the_logs_for_good()
 names_that_would_steer_a_terminal_are_shown_and_not_obeyed()
 a_hive_that_lies_below_itself_is_listed_once()

@@ -1,0 +1,101 @@
+#include "fuzz/journal_reading.h"
+
+#include <stdexcept>
+
+#include "journal/change_snapshot.h"
+#include "journal/index_file.h"
+#include "journal/journal_record.h"
+#include "journal/pasted_value.h"
+#include "journal/pending_log.h"
+#include "journal/stamp.h"
+#include "platform/hive/hive_walk.h"
+#include "transfer/key_text_line.h"
+
+namespace tolvar::fuzz {
+
+namespace {
+
+void Must(bool isKept, const char* promise)
+{
+    if (!isKept) {
+        throw std::logic_error(promise);
+    }
+}
+
+void ReadRecords(const std::vector<std::string>& records)
+{
+    for (const std::string& text : records) {
+        const JournalRecord record = ParseRecord(text);
+        Must(record.stamp == StampOf(text), "a record's stamp is what stands behind its last separator");
+        const JournalRow row = RowOf(text, "(empty)");
+        Must(row.image >= 0 && row.image <= 14, "a row has one of fifteen images");
+        Must(!IsStamp(record.stamp) || record.stamp.find('/') == std::string::npos,
+             "a stamp names a file of the folder");
+    }
+}
+
+void ReadIndex(std::span<const std::byte> bytes)
+{
+    const DecodedIndex index = DecodeIndex(bytes);
+    const JournalIndex& lists = index.lists;
+    std::size_t size = 0;
+    for (const auto* list : {&lists.bookmarkPaths, &lists.journal, &lists.bookmarkTargets}) {
+        for (const std::string& text : *list) {
+            size += text.size() + 1;
+        }
+    }
+    Must(size <= bytes.size(), "no more is read than there is");
+    const JournalIndex again = DecodeIndex(EncodeIndex(lists)).lists;
+    Must(again.journal == lists.journal && again.bookmarkPaths == lists.bookmarkPaths &&
+             again.bookmarkTargets == lists.bookmarkTargets,
+         "what is written is read again");
+    ReadRecords(lists.journal);
+}
+
+struct Counter {
+    std::size_t keys = 0;
+
+    bool OnKey(const KeyNode& /*key*/, unsigned /*depth*/) { return ++keys != 0; }
+    void OnValue(const ValueRecord& /*value*/, DataView /*data*/) {}
+    void OnValuesEnd(const KeyNode& /*key*/) {}
+    void OnFault(const HiveFault& /*fault*/, unsigned /*depth*/) {}
+    [[nodiscard]] bool IsStopped() const { return false; }
+};
+
+void ReadText(std::string_view text)
+{
+    const std::size_t size = text.size();
+    std::size_t lines = 0;
+    for (std::string_view rest = text; const std::optional<std::string_view> line = NextLine(rest);) {
+        Must(line->size() <= size && ++lines <= size, "lines end");
+        const KeyTextLine parsed = ParseKeyTextLine(*line);
+        if (const ValueLine* value = std::get_if<ValueLine>(&parsed)) {
+            Must(value->data.size() <= line->size() + 4, "a value is no longer than its line");
+            Must(value->name.empty() || LineHoldsValue(value->name, {}), "a name that was read can be written");
+        }
+    }
+}
+
+} // namespace
+
+void ReadJournalFiles(std::span<const std::byte> bytes)
+{
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    ReadIndex(bytes);
+    std::size_t end = 0;
+    for (const PendingLog::Entry& entry : PendingLog::Parse(bytes, end)) {
+        ReadRecords({entry.record});
+    }
+    Must(end <= bytes.size(), "entries lie in the file");
+    if (const Result<SnapshotView> snapshot = ParseSnapshot(bytes); snapshot && !snapshot->image.empty()) {
+        if (const Result<Hive> image = Hive::FromBytes(snapshot->image, "image")) {
+            Counter counter;
+            HiveWalk(*image, counter).Run(image->Root());
+        }
+    }
+    ReadText(text);
+    ReadRecords({std::string(text)});
+    static_cast<void>(ParseValueReference(text));
+}
+
+} // namespace tolvar::fuzz
