@@ -374,6 +374,10 @@ def sets_that_were_answered_survive_a_kill():
         for number in range(12):
             if number % 3 != 2:
                 check(f"v{number} stays", run(*at, "get", demo, f"v{number}").returncode == 0)
+        names = {entry["name"] for entry in journal_of(*at)}
+        check("every answered set is in the journal", names >= {f"v{n}" for n in range(12) if n % 3 != 2} | {"last"}, names)
+        check("all of them can be undone", run(*at, "journal", "undo", "--all").returncode == 0 and
+              b"Demo" not in run(*at, "ls", "HKEY_CURRENT_USER\\Software").stdout)
         check("check after kills", run("check", f"{folder}/NTUSER.DAT").stdout.startswith(b"0 errors, 0 warnings"))
 
 
