@@ -227,8 +227,14 @@ Result<void> CTolvarDoc::WriteIndex()
         static_cast<void>(files.Remove(fresh));
         return written;
     }
-    if (m_isIndexDamaged) {
-        static_cast<void>(files.Rename(index, Beside("index.damaged"))); // for someone to look at
+    if (m_isIndexDamaged) { // a copy for someone to look at; without it the file is not replaced
+        const Result<MappedFile> damaged = files.Map(index, 0);
+        auto kept = damaged ? WriteDurably(Beside("index.damaged"), damaged->Bytes()) : tl::unexpected(damaged.error());
+        kept = kept ? files.SyncFolder(m_options.dataFolder.parent_path()) : kept;
+        if (!kept) {
+            return kept;
+        }
+        m_isIndexDamaged = false;
     }
     auto renamed = files.Rename(fresh, index);
     return renamed ? files.SyncFolder(m_options.dataFolder) : renamed;
