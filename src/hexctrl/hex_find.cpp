@@ -21,11 +21,13 @@ std::uint8_t Upper(std::uint8_t byte)
 
 bool MatchesAt(const std::uint8_t* at, const HexPattern& pattern)
 {
-    for (std::size_t offset = 0; offset < pattern.bytes.size(); offset += pattern.unit) {
-        if (std::memcmp(at + offset, pattern.bytes.data() + offset, pattern.unit) != 0 &&
-            std::memcmp(at + offset, pattern.otherCase.data() + offset, pattern.unit) != 0) {
+    std::size_t offset = 0;
+    for (const std::size_t size : pattern.letters) {
+        if (std::memcmp(at + offset, pattern.bytes.data() + offset, size) != 0 &&
+            std::memcmp(at + offset, pattern.otherCase.data() + offset, size) != 0) {
             return false;
         }
+        offset += size;
     }
     return true;
 }
@@ -65,7 +67,7 @@ std::span<const std::uint8_t> Window(const ByteStore& bytes, std::uint64_t offse
 
 HexPattern HexPattern::Exact(std::span<const std::uint8_t> bytes)
 {
-    return {{bytes.begin(), bytes.end()}, {}, 1};
+    return {{bytes.begin(), bytes.end()}, {}, {}};
 }
 
 HexPattern HexPattern::ByMode(std::span<const std::uint8_t> bytes, std::uint32_t mode)
@@ -77,9 +79,10 @@ HexPattern HexPattern::ByMode(std::span<const std::uint8_t> bytes, std::uint32_t
         return {};
     }
     HexPattern pattern;
-    pattern.unit = mode == HexFindMode::kTextNoCase ? 1 : 2;
-    for (std::size_t offset = 0; offset + pattern.unit <= bytes.size(); offset += pattern.unit) {
-        const auto unit = bytes.subspan(offset, pattern.unit);
+    const std::size_t size = mode == HexFindMode::kTextNoCase ? 1 : 2;
+    for (std::size_t offset = 0; offset + size <= bytes.size(); offset += size) {
+        const auto unit = bytes.subspan(offset, size);
+        pattern.letters.push_back(size);
         const bool isAscii = unit.size() == 1 || unit[1] == 0;
         for (const std::uint8_t byte : unit) {
             pattern.bytes.push_back(isAscii ? Lower(byte) : byte);

@@ -19,12 +19,12 @@ inline constexpr std::uint32_t kTextNoCase = 2;     ///< bytes as characters, A 
 inline constexpr std::uint32_t kWideTextNoCase = 6; ///< the same with 16-bit characters, at every byte offset
 } // namespace HexFindMode
 
-/// What to look for: bytes, and for a search without regard to case the same text in its other case. A unit of `unit`
-/// bytes matches as a whole, by one of the two.
+/// What to look for: bytes, and for a search without regard to case the same text in its other case. Each letter
+/// matches as a whole, by one of the two.
 struct HexPattern {
     std::vector<std::uint8_t> bytes;
     std::vector<std::uint8_t> otherCase; ///< as long as `bytes`, or empty: byte for byte
-    std::size_t unit = 1;
+    std::vector<std::size_t> letters; ///< bytes of each letter, which together are all bytes; unused without otherCase
 
     static HexPattern Exact(std::span<const std::uint8_t> bytes);
     /// By a mode of HexFindBlock. Text ends behind its first NUL. Empty for an unknown mode.
