@@ -1,6 +1,7 @@
 #include "hexctrl/hex_find.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace tolvar {
@@ -32,18 +33,54 @@ bool MatchesAt(const std::uint8_t* at, const HexPattern& pattern)
     return true;
 }
 
+/// Which byte of an exact pattern to look for first: the one that a sample of the data has least of.
+std::size_t RarestByte(std::span<const std::uint8_t> data, const HexPattern& pattern)
+{
+    constexpr std::size_t kSamples = 1024;
+    std::array<unsigned, 256> counts{};
+    const std::size_t stride = data.size() / kSamples + 1;
+    for (std::size_t offset = 0; offset < data.size(); offset += stride) {
+        ++counts[data[offset]];
+    }
+    const auto rarest = std::ranges::min_element(pattern.bytes, {}, [&](std::uint8_t byte) { return counts[byte]; });
+    return static_cast<std::size_t>(rarest - pattern.bytes.begin());
+}
+
+/// The first exact match that lies wholly in `hay`, by the byte of the pattern at `anchor`. Where that byte turns up
+/// too often after all, a search whose time is bounded by the size alone takes over.
+std::optional<std::size_t> ScanExact(std::span<const std::uint8_t> hay, const HexPattern& pattern, std::size_t anchor)
+{
+    const std::size_t length = pattern.bytes.size();
+    const std::size_t end = hay.size() - length + 1;
+    std::size_t misses = 0;
+    for (std::size_t start = 0; start < end; ++start) {
+        const void* found = std::memchr(hay.data() + start + anchor, pattern.bytes[anchor], end - start);
+        if (found == nullptr) {
+            return std::nullopt;
+        }
+        start = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - hay.data()) - anchor;
+        if (std::memcmp(hay.data() + start, pattern.bytes.data(), length) == 0) {
+            return start;
+        }
+        if (++misses > 16 + start / 32) {
+            const void* hit = memmem(hay.data() + start, hay.size() - start, pattern.bytes.data(), length);
+            return hit == nullptr
+                       ? std::nullopt
+                       : std::optional(static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - hay.data()));
+        }
+    }
+    return std::nullopt;
+}
+
 /// The first match that lies wholly in `hay`.
-std::optional<std::size_t> Scan(std::span<const std::uint8_t> hay, const HexPattern& pattern)
+std::optional<std::size_t> Scan(std::span<const std::uint8_t> hay, const HexPattern& pattern, std::size_t anchor)
 {
     const std::size_t length = pattern.bytes.size();
     if (hay.size() < length) {
         return std::nullopt;
     }
     if (pattern.otherCase.empty()) {
-        const void* hit = memmem(hay.data(), hay.size(), pattern.bytes.data(), length);
-        return hit == nullptr
-                   ? std::nullopt
-                   : std::optional(static_cast<std::size_t>(static_cast<const std::uint8_t*>(hit) - hay.data()));
+        return ScanExact(hay, pattern, anchor);
     }
     const std::uint8_t first = pattern.bytes[0];
     const std::uint8_t other = pattern.otherCase[0];
@@ -108,9 +145,10 @@ std::optional<std::uint64_t> FindForward(const ByteStore& bytes, const HexPatter
     for (std::uint64_t block = from; block < behindLast; block += kBlock) {
         const std::uint64_t positions = std::min<std::uint64_t>(kBlock, behindLast - block);
         const auto window = Window(bytes, block, positions + length - 1, buffer);
+        const std::size_t anchor = RarestByte(window, pattern);
         for (std::size_t done = 0; done < positions; done += step) {
             const std::size_t count = std::min<std::size_t>(step, static_cast<std::size_t>(positions) - done);
-            if (const auto hit = Scan(window.subspan(done, count + length - 1), pattern)) {
+            if (const auto hit = Scan(window.subspan(done, count + length - 1), pattern, anchor)) {
                 return block + done + *hit;
             }
             if (progress && progress(block - from + done + count)) {
@@ -131,9 +169,10 @@ std::optional<std::uint64_t> FindBackward(const ByteStore& bytes, const HexPatte
     for (std::uint64_t end = std::min(before, bytes.Size() - length + 1); end > 0;) {
         const std::uint64_t start = end > kBlock ? end - kBlock : 0;
         auto window = Window(bytes, start, end - start + length - 1, buffer);
+        const std::size_t anchor = RarestByte(window, pattern);
         std::optional<std::uint64_t> last;
         std::uint64_t offset = start;
-        while (const auto hit = Scan(window, pattern)) {
+        while (const auto hit = Scan(window, pattern, anchor)) {
             last = offset + *hit;
             offset = *last + 1;
             window = window.subspan(*hit + 1);

@@ -148,7 +148,7 @@ HexOutcome HexInput::Zero()
 HexEffect HexInput::Backspace()
 {
     HexEffect effect;
-    if (isReadOnly || !HasBytes()) {
+    if (isReadOnly || !HasBytes() || m_data.pane == HexPane::kAddress) {
         return effect;
     }
     if (m_data.selection.start == m_data.selection.end) {
@@ -353,7 +353,9 @@ HexEffect HexInput::Finish(std::int64_t offset)
         std::swap(selection.start, selection.end);
         selection.end = std::min(selection.end, last); // a selection that began at the append position
     }
-    if (selection.start == last && selection.end == last) {
+    if (selection.start != selection.end) {
+        selection.zone = static_cast<std::int64_t>(HexZone::kBytes);
+    } else if (selection.start == last) {
         selection.zone = static_cast<std::int64_t>(HexZone::kLowDigit);
     }
     return {.scrolled = false, .selected = true, .outcome = HexOutcome::kDone};

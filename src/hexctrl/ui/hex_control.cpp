@@ -69,8 +69,10 @@ void HexControl::Announce(const State& before, Origin origin)
     }
     if (isSelection || isContent) {
         emit SelectionChanged();
-        QAccessibleValueChangeEvent changed(this, AccessibleValue());
-        QAccessible::updateAccessibility(&changed);
+        if (QAccessible::isActive()) {
+            QAccessibleValueChangeEvent changed(this, AccessibleValue());
+            QAccessible::updateAccessibility(&changed);
+        }
     }
 }
 
@@ -167,7 +169,7 @@ void HexControl::SetTexts(const HexTexts& texts)
 
 QString HexControl::AccessibleValue() const
 {
-    if (m_data.Size() == 0) {
+    if (m_data.Size() == 0 || m_texts.caretAt.isEmpty() || m_texts.selected.isEmpty()) {
         return m_texts.emptyData;
     }
     const auto address = [this](std::int64_t offset) {
