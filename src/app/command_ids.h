@@ -68,6 +68,7 @@ enum class CommandId : int {
     kCut = 57635,
     kFind = 57636,
     kPaste = 57637,
+    kSelectAll = 57642,
     kAbout = 57664,
     kExit = 57665,
     kHelp = 57670,
@@ -78,6 +79,7 @@ enum class CommandId : int {
     kTypeAddress = 62100, ///< puts the caret into the address bar
     kParentKey = 62101,
     kClosePane = 62103, ///< closes the lower pane
+    kModifyNumber = 62110,
 };
 
 } // namespace tolvar

@@ -129,6 +129,7 @@ constexpr Route kRoutes[] = {
     Frame(kTypeAddress),
     Frame(kParentKey, kKeySelected),
     Frame(kClosePane),
+    Right(kModifyNumber, kAlways),
 };
 
 constexpr auto kCommands = [] {

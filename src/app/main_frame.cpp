@@ -270,7 +270,8 @@ bool CMainFrame::event(QEvent* event)
                                                 m_wndStatusBar->SetPathText(ToQString(m.text));
                                                 m_pAddressBar->ShowPath(ToQString(m.text));
                                             }) ||
-           HandleMessage<CommandMessage>(event, [this](const CommandMessage& m) { m_pRouter->Run(m.command); }) ||
+           HandleMessage<CommandMessage>(event,
+                                         [this](const CommandMessage& m) { m_pRightView->RunCommand(m.command); }) ||
            QMainWindow::event(event);
 }
 

@@ -93,7 +93,7 @@ CommandFacts CMainFrame::Facts() const
     facts.selection = LevelFact(m_pLeftView->KeyTree().Model(), m_pLeftView->KeyTree().currentIndex());
     facts.isCutMarked = m_pLeftView->KeyTree().HasCutItem();
     facts.hasJournalMark = m_pLowerView->Tabs().JournalList().HasMark();
-    facts.row = RowFact(m_pRightView->List().MarkedRow());
+    facts.row = RowFact(m_pRightView->List().isHidden() ? nullptr : m_pRightView->List().MarkedRow());
     facts.isNT = m_context.m_bIsNT;
     facts.hasAddressBar = !m_pAddressBar->isHidden();
     facts.hasToolBar = !m_wndToolBar->isHidden();

@@ -28,7 +28,7 @@ struct KeyTarget {
 /// One value between a form or the list and the tree.
 struct ValueEdit {
     std::optional<std::string> data; ///< the new data in its text form; none in the list's requests
-    bool isBytes = false;            ///< the data is in the form of bytes, whatever the type
+    bool isStored = false;           ///< the data is the text of the very bytes to be stored, whatever the type
     std::int32_t type = 0;           ///< the value's type; below 0 for a subkey row of the list
     std::string newName;             ///< after the change
     std::string name;                ///< before the change
@@ -36,9 +36,10 @@ struct ValueEdit {
 
 /// Asks the right pane for a form.
 struct FormRequest {
-    std::string text;     ///< the data in its text form; not read where `isNew` is set
-    bool isBytes = false; ///< the text is in the form of bytes, because the type's own form could not bring it back
-    bool isNew = false;   ///< a new value of the type below
+    std::string text; ///< the data in its text form; not read where `isNew` is set
+    bool isStored =
+        false;          ///< the text is that of the stored bytes, since the type\'s own form could not bring them back
+    bool isNew = false; ///< a new value of the type below
     DWORD type = 0;
     std::string name; ///< not read where `isNew` is set
 };

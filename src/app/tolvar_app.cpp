@@ -14,6 +14,7 @@
 
 #include "app/file_opener.h"
 #include "app/main_frame.h"
+#include "hexctrl/ui/hex_classes.h"
 #include "journal/journal_source.h"
 #include "platform/registry/embedded_registry.h"
 #include "platform/system/version.h"
@@ -39,6 +40,7 @@ CTolvarApp::~CTolvarApp()
 
 bool CTolvarApp::InitInstance()
 {
+    RegisterHexClasses();
     switch (SettleEnvironment()) {
     case Environment::kRefused:
         QMessageBox::warning(nullptr, QLatin1String(kTitle),
@@ -138,6 +140,7 @@ void CTolvarApp::ExitInstance()
     m_pFrame.reset();
     CloseDocument();
     QCoreApplication::removeTranslator(&m_toolkitTexts);
+    UnregisterHexClasses();
     m_language.Free();
     m_theme.Free();
 }

@@ -3,6 +3,9 @@
 #include <QCoreApplication>
 
 #include "app/empty_page.h"
+#include "forms/binary_form.h"
+#include "forms/dword_form.h"
+#include "forms/string_form.h"
 #include "ui/profile_font.h"
 #include "valuelist/value_list.h"
 
@@ -13,9 +16,6 @@ namespace {
 constexpr int kBackColor = 61495;
 constexpr int kHelpText = 62024;
 constexpr int kSearchText = 62025;
-constexpr int kStringText = 62026;
-constexpr int kDwordText = 62027;
-constexpr int kBinaryText = 62028;
 constexpr int kEscapeText = 62029;
 
 } // namespace
@@ -66,7 +66,7 @@ int CTolvarView::HelpTopic() const
 
 bool CTolvarView::Offers(CommandId command) const
 {
-    return m_pList->Offers(command);
+    return ActiveChild() == m_pList && m_pList->Offers(command); // no row is acted on that can't be seen
 }
 
 void CTolvarView::RunCommand(CommandId command)
@@ -88,15 +88,18 @@ void CTolvarView::ShowPage(const ShowPageMessage& message)
     }
     switch (message.page) {
     case PageId::kStringForm:
-        return ShowForm(m_pStringForm, message.page, kStringText);
+        return ShowValueForm<CStringForm>(m_pStringForm, message);
     case PageId::kDwordForm:
-        return ShowForm(m_pDwordForm, message.page, kDwordText);
+        return ShowValueForm<CDwordForm>(m_pDwordForm, message);
     case PageId::kBinaryForm:
-        return ShowForm(m_pBinaryForm, message.page, kBinaryText);
-    case PageId::kSearchForm:
-        ShowForm(m_pSearchForm, message.page, kSearchText);
+        return ShowValueForm<CBinaryForm>(m_pBinaryForm, message);
+    case PageId::kSearchForm: {
+        const QString name = m_context.language.String(kSearchText);
+        const QString text = name + u'\n' + m_context.language.String(kEscapeText);
+        ShowForm(m_pSearchForm, new EmptyForm(static_cast<int>(PageId::kSearchForm), name, text, this));
         m_pSearchForm->setFocus(Qt::OtherFocusReason);
         return;
+    }
     case PageId::kBrowser:
         return ShowBrowser();
     case PageId::kValueList:
@@ -119,12 +122,20 @@ void CTolvarView::ShowBrowser()
     m_pBrowser->show();
 }
 
-void CTolvarView::ShowForm(Form& form, PageId id, int text)
+void CTolvarView::ShowForm(Form& form, QWidget* made)
 {
-    const QString name = m_context.language.String(text);
-    form.reset(new EmptyForm(static_cast<int>(id), name, name + u'\n' + m_context.language.String(kEscapeText), this));
+    form.reset(made);
     PlaceChildren();
     form->show();
+}
+
+template <class ValueForm>
+void CTolvarView::ShowValueForm(Form& form, const ShowPageMessage& message)
+{
+    auto* const made = new ValueForm(m_context, this);
+    made->setProperty("pageId", static_cast<int>(message.page));
+    ShowForm(form, made);
+    made->LoadValue(message.request != nullptr ? *message.request : FormRequest());
 }
 
 void CTolvarView::DropForms()

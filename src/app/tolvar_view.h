@@ -42,7 +42,9 @@ private:
 
     void ShowPage(const ShowPageMessage& message);
     void ShowBrowser();
-    void ShowForm(Form& form, PageId id, int text);
+    void ShowForm(Form& form, QWidget* made);
+    template <class ValueForm>
+    void ShowValueForm(Form& form, const ShowPageMessage& message);
     void DropForms();
     void ShowList();
     void PlaceChildren();

@@ -26,7 +26,8 @@ enum class ChangeObject : int {
 /// How the new data of a value is written.
 enum class DataForm {
     kOfType, ///< in the text form of the value's type
-    kBytes,  ///< as bytes, "01 02 ", whatever the type: for data that the type's own form can't hold
+    kBytes,  ///< as bytes, "01 02 ", whatever the type, which the platform takes as it takes any caller's
+    kStored, ///< as the very bytes that the hive is to hold: for data that the type's own form can't bring back
 };
 
 /// One change that the user asks for: see CTolvarDoc::ApplyChange. The makers below fill it as each operation needs it.

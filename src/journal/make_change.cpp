@@ -4,6 +4,7 @@
 
 #include "platform/registry/key_image.h"
 #include "platform/registry/key_text.h"
+#include "platform/registry/stored_value.h"
 #include "platform/system/text.h"
 #include "registry/root_keys.h"
 #include "registry/value_text.h"
@@ -14,11 +15,23 @@ namespace {
 
 constexpr LSTATUS kInvalidFunction = 1;
 
-/// The data that a change stores, as RegSetValueExA takes it.
+/// The bytes that the hive is to hold after a change.
 std::optional<std::vector<BYTE>> DataOf(const ChangeRecord& change)
 {
-    return ValueFromText(change.form == DataForm::kBytes ? REG_BINARY : change.type,
-                         change.data.value_or(std::string()));
+    const std::optional<std::vector<BYTE>> data =
+        ValueFromText(change.form == DataForm::kOfType ? change.type : REG_BINARY, change.data.value_or(std::string()));
+    if (!data || change.form == DataForm::kStored) {
+        return data;
+    }
+    if (data->empty() && change.form == DataForm::kOfType && (change.type == REG_SZ || change.type == REG_EXPAND_SZ)) {
+        return std::vector<BYTE>{0, 0}; // a text of no characters is a text, and has its end
+    }
+    const std::optional<std::vector<std::byte>> stored = DataFromCaller(change.type, *data);
+    if (!stored) {
+        return std::nullopt;
+    }
+    const auto* const bytes = reinterpret_cast<const BYTE*>(stored->data());
+    return std::vector<BYTE>(bytes, bytes + stored->size());
 }
 
 bool HasSubkey(HKEY parent, const std::string& name)
@@ -155,7 +168,7 @@ bool PreparedChange::IsSameAgain(const Hive& image) const
         return false;
     }
     const auto stored = image.ReadData(**value);
-    return stored && *stored == DataFromCaller(m_change.type, m_data);
+    return stored && std::ranges::equal(*stored, std::as_bytes(std::span(m_data)));
 }
 
 Result<void> PreparedChange::Make()
@@ -190,8 +203,7 @@ LSTATUS PreparedChange::MakeValueChange()
         const LSTATUS code = isOverwriting ? RegDeleteValueA(m_key.Get(), newName.c_str()) : ERROR_SUCCESS;
         return code == ERROR_SUCCESS ? RegRenameValue(m_key.Get(), name.c_str(), newName.c_str()) : code;
     }
-    return RegSetValueExA(m_key.Get(), newName.c_str(), 0, m_change.type, m_data.data(),
-                          static_cast<DWORD>(m_data.size()));
+    return SetStoredValue(m_key.Get(), newName.c_str(), m_change.type, m_data);
 }
 
 Result<void> PreparedChange::Flush() const

@@ -54,7 +54,7 @@ private:
     RegKey m_key;             ///< the key at the path
     RegKey m_parent;          ///< of a key that goes or gets another name
     std::string m_lastName;   ///< the path's last component
-    std::vector<BYTE> m_data; ///< the new data of a value
+    std::vector<BYTE> m_data; ///< the new data of a value, as the hive is to hold it
 };
 
 /// Whether a change was made, by what the registry holds: for one that a crash left without an answer.

@@ -26,6 +26,14 @@ constexpr int kAccessibleName = 62000;
 constexpr QSize kIconSize(16, 16);
 constexpr int kMaxKeyName = 255; // units: the format's own limit for names of keys
 
+bool IsNewValue(CommandId command)
+{
+    using enum CommandId;
+    constexpr CommandId kNewValues[] = {kNewString, kNewExpandString, kNewMultiString, kNewDword,
+                                        kNewBinary, kNewResourceList, kNewCustom};
+    return std::ranges::find(kNewValues, command) != std::end(kNewValues);
+}
+
 /// Draws the items and lets their names be edited. `tracks`: the item under the mouse is underlined.
 class KeyNameDelegate final : public ShownTextDelegate {
 public:
@@ -99,7 +107,7 @@ bool CKeyTree::event(QEvent* event)
 {
     return HandleMessage<GoToKeyMessage>(event, [this](auto& m) { m.result = GoToKey(m); }) ||
            HandleMessage<RefreshKeyMessage>(event, [this](auto& m) { RefreshPath(m.path); }) ||
-           HandleMessage<CommandMessage>(event, [this](auto& m) { RunCommand(*this, Commands(), m.command); }) ||
+           HandleMessage<CommandMessage>(event, [this](auto& m) { Run(m.command); }) ||
            HandleMessage<FormDoneMessage>(event, [this](auto& m) { StoreValue(m); }) ||
            HandleMessage<DeleteValueMessage>(event, [this](auto& m) { DeleteValue(m); }) ||
            HandleMessage<DeleteSubkeyMessage>(event, [this](auto& m) { DeleteSubkey(m); }) ||
@@ -121,7 +129,17 @@ std::span<const CommandEntry<CKeyTree>> CKeyTree::Commands()
 
 bool CKeyTree::Offers(CommandId command) const
 {
-    return HasCommand(Commands(), command);
+    return HasCommand(Commands(), command) || IsNewValue(command);
+}
+
+void CKeyTree::Run(CommandId command)
+{
+    if (IsNewValue(command)) {
+        CommandMessage forwarded(command); // the list makes new values
+        SendToParent(*this, forwarded);
+    } else {
+        RunCommand(*this, Commands(), command);
+    }
 }
 
 void CKeyTree::keyPressEvent(QKeyEvent* event)
@@ -167,7 +185,7 @@ void CKeyTree::contextMenuEvent(QContextMenuEvent* event)
     });
     const QPoint middle = visualRect(item).center();
     const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : middle));
-    RunCommand(*this, Commands(), static_cast<CommandId>(chosen));
+    Run(static_cast<CommandId>(chosen));
 }
 
 void CKeyTree::ExpandSelected()

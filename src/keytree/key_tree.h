@@ -52,6 +52,7 @@ protected:
 private:
     [[nodiscard]] static std::span<const CommandEntry<CKeyTree>> Commands();
 
+    void Run(CommandId command);
     void ExpandSelected();
     void CollapseSelected();
     void CopyPath();

@@ -1,16 +1,13 @@
-#include <algorithm>
-
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QMimeData>
 
 #include "journal/change_record.h"
+#include "journal/make_change.h"
+#include "journal/pasted_value.h"
 #include "keytree/key_tree.h"
 #include "platform/system/error.h"
-#include "registry/pasted_value.h"
-#include "registry/root_keys.h"
-#include "registry/value_text.h"
 #include "ui/native_text.h"
 
 namespace tolvar {
@@ -22,43 +19,6 @@ constexpr int kNotChanged = 61511;
 constexpr int kNameTaken = 61531;
 constexpr int kNotFoundText = 61535;
 constexpr int kReplaceQuestion = 61536;
-
-/// A value as it is stored, and its text in the form that can bring it back.
-struct CopiedValue {
-    DWORD type = 0;
-    std::string text;
-    bool isBytes = false;
-};
-
-/// Without the zeros that the platform puts behind a text or list by itself.
-std::span<const BYTE> WithoutEnd(DWORD type, std::span<const BYTE> data)
-{
-    const std::size_t most = type == REG_MULTI_SZ ? 2 : type == REG_SZ || type == REG_EXPAND_SZ ? 1 : 0;
-    for (std::size_t taken = 0; taken < most && !data.empty() && data.back() == 0; ++taken) {
-        data = data.first(data.size() - 1);
-    }
-    return data;
-}
-
-LSTATUS ReadValueText(HKEY key, const std::string& name, CopiedValue& value)
-{
-    DWORD size = 0;
-    LSTATUS code = RegQueryValueExA(key, name.c_str(), nullptr, &value.type, nullptr, &size);
-    std::vector<BYTE> data(size);
-    if (code == ERROR_SUCCESS) {
-        code = RegQueryValueExA(key, name.c_str(), nullptr, &value.type, data.data(), &size);
-        data.resize(std::min<std::size_t>(size, data.size()));
-    }
-    if (code == ERROR_SUCCESS) {
-        value.text = ValueToText(value.type, data, ExpandStrings::kNo);
-        const std::optional<std::vector<BYTE>> back = ValueFromText(value.type, value.text);
-        value.isBytes = !back || !std::ranges::equal(WithoutEnd(value.type, *back), WithoutEnd(value.type, data));
-        if (value.isBytes) {
-            value.text = ValueToText(REG_BINARY, data, ExpandStrings::kNo);
-        }
-    }
-    return code;
-}
 
 } // namespace
 
@@ -90,11 +50,8 @@ void CKeyTree::ShowSelectionAgain()
 void CKeyTree::NewKey()
 {
     const QModelIndex parent = currentIndex();
-    m_pModel->Fill(parent); // so that the name is free in the registry too
-    std::string name;
-    for (int number = 1; name.empty() || m_pModel->Child(parent, name).isValid(); ++number) {
-        name = "New Key N#" + std::to_string(number);
-    }
+    m_pModel->Fill(parent);
+    const std::string name = FreshKeyName(m_pModel->FullPath(parent));
     std::string failure;
     if (Apply(ChangeRecord::NewKey(m_pModel->FullPath(parent), name), failure) != 0) {
         ShowNotChanged(failure);
@@ -158,36 +115,28 @@ void CKeyTree::PasteValue()
     if (clipboard == nullptr || !clipboard->hasText()) {
         return;
     }
-    const std::optional<PastedValue> source = PastedValue::FromText(FromQString(clipboard->text()));
-    if (!source) {
+    const Result<ChangeRecord> paste = PasteOf(FromQString(clipboard->text()), m_pModel->FullPath(currentIndex()));
+    if (!paste) {
+        if (paste.error().code != ErrorCode::kInvalidData) { // any other text is none of ours
+            ShowFailure(m_context.language.String(kNotFoundText));
+        }
         return;
     }
-    RegKey key;
-    CopiedValue value;
-    HKEY opened = nullptr;
-    LSTATUS code = OpenKeyPath(source->keyPath, opened, KEY_READ);
-    key = RegKey(opened);
-    if (code == ERROR_SUCCESS) {
-        code = ReadValueText(key.Get(), source->name, value);
-    }
-    if (code != ERROR_SUCCESS) {
-        ShowFailure(m_context.language.String(kNotFoundText));
+    if (HasValue(m_hSelectedKey.Get(), paste->Name()) &&
+        QMessageBox::question(this, m_context.language.String(kTitle), m_context.language.String(kReplaceQuestion)) !=
+            QMessageBox::Yes) {
         return;
     }
-    const bool isTaken = RegQueryValueExA(m_hSelectedKey.Get(), source->name.c_str(), nullptr, nullptr, nullptr,
-                                          nullptr) == ERROR_SUCCESS;
-    if (isTaken && QMessageBox::question(this, m_context.language.String(kTitle),
-                                         m_context.language.String(kReplaceQuestion)) != QMessageBox::Yes) {
+    std::string failure;
+    if (Apply(*paste, failure) != 0) {
+        ShowNotChanged(failure);
         return;
     }
-    const ValueEdit pasted = {value.text, value.isBytes, static_cast<std::int32_t>(value.type), source->name,
-                              source->name};
-    FormDoneMessage store(false, &pasted);
-    StoreValue(store);
-    if (store.result == 0 && m_bCutPending && m_cutItem.isValid()) {
+    if (m_bCutPending && m_cutItem.isValid()) {
         m_bCutPending = false;
         Select(m_cutItem); // the key where the value goes from is the one that was cut, whatever the text says
-        DeleteValueMessage remove(&pasted);
+        const ValueEdit cut = {std::nullopt, false, static_cast<std::int32_t>(paste->type), {}, paste->Name()};
+        DeleteValueMessage remove(&cut);
         DeleteValue(remove);
     }
     ShowSelectionAgain();
@@ -204,7 +153,7 @@ void CKeyTree::StoreValue(FormDoneMessage& message)
     const auto type = static_cast<DWORD>(edit.type);
     ChangeRecord change = message.isNew ? ChangeRecord::NewValue(key, edit.newName, type, *edit.data)
                                         : ChangeRecord::EditValue(key, edit.newName, type, *edit.data);
-    change.form = edit.isBytes ? DataForm::kBytes : DataForm::kOfType;
+    change.form = edit.isStored ? DataForm::kStored : DataForm::kOfType;
     std::string failure;
     if (Apply(change, failure) != 0) {
         ShowNotChanged(failure);

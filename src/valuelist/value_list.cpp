@@ -1,11 +1,7 @@
 #include "valuelist/value_list.h"
 
-#include <QClipboard>
-#include <QGuiApplication>
 #include <QHeaderView>
-#include <QKeyEvent>
 
-#include "registry/pasted_value.h"
 #include "registry/root_keys.h"
 #include "ui/image_menu.h"
 #include "ui/native_text.h"
@@ -19,6 +15,7 @@ namespace {
 constexpr int kAccessibleName = 62001;
 constexpr int kHeaderMenu = 105;
 constexpr int kHoverTime = 2000; // milliseconds
+constexpr int kTipDelay = 300;
 constexpr QSize kIconSize(16, 16);
 
 /// What the profile and the header know of a column.
@@ -43,10 +40,20 @@ constexpr int kNameWidth = 120;
 constexpr int kLeastDataRoom = 551; ///< with less room than that, the Data column is wider than the list
 constexpr int kDataWidth = 800;
 
+RowTipTexts TipTexts(const ResourceLibrary& language)
+{
+    const auto text = [&language](int number) { return FromQString(language.String(number)); };
+    return {text(61517), text(61513), text(61734), text(61502), text(61741), text(61785), text(61786),
+            text(61735), text(61736), text(61740), text(61739), text(61737), text(61738), text(61686),
+            text(61528), text(61715), text(61775), text(61776), text(61491)};
+}
+
 } // namespace
 
 CValueList::CValueList(const WindowContext& context, QWidget* parent)
     : CThemeListCtrl(parent), m_context(context), m_pModel(new ValueListModel(context, this)),
+      m_tipTexts(TipTexts(context.language)),
+      m_bTips(context.profile.GetInt(kSettingsSection, "Show ToolTips", 1) != 0),
       m_bShowKeys(context.profile.GetInt(kSettingsSection, "ShowListKeys", 0) != 0),
       m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)
 {
@@ -64,6 +71,11 @@ CValueList::CValueList(const WindowContext& context, QWidget* parent)
     }
     SetShownWidths();
     connect(this, &QAbstractItemView::doubleClicked, this, &CValueList::OpenRow);
+    connect(m_pModel, &ValueListModel::NameEdited, this, &CValueList::OnNameEdited);
+    m_tipTimer.setSingleShot(true);
+    m_tipTimer.setInterval(kTipDelay);
+    connect(&m_tipTimer, &QTimer::timeout, this, &CValueList::ShowTip);
+    connect(selectionModel(), &QItemSelectionModel::currentChanged, this, &CValueList::StartTip);
     header()->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(header(), &QWidget::customContextMenuRequested, this, &CValueList::ShowHeaderMenu);
 }
@@ -75,20 +87,6 @@ CValueList::~CValueList()
         lastKey.append("\\").append(m_szKeyPath);
     }
     m_context.profile.WriteString(kSettingsSection, "LOK", lastKey);
-}
-
-std::span<const CommandEntry<CValueList>> CValueList::Commands()
-{
-    static constexpr CommandEntry<CValueList> commands[] = {
-        {CommandId::kShowKeys, &CValueList::ToggleShowKeys},
-        {CommandId::kColumnType, &CValueList::Toggle<KeyColumn::kType>},
-        {CommandId::kColumnLastChange, &CValueList::Toggle<KeyColumn::kLastChange>},
-        {CommandId::kColumnLength, &CValueList::Toggle<KeyColumn::kLength>},
-        {CommandId::kColumnOwner, &CValueList::Toggle<KeyColumn::kOwner>},
-        {CommandId::kColumnData, &CValueList::Toggle<KeyColumn::kData>},
-        {CommandId::kCopy, &CValueList::CopyMarked},
-    };
-    return commands;
 }
 
 bool CValueList::Offers(CommandId command) const
@@ -189,61 +187,6 @@ ListColor CValueList::SubitemBackColor(const ListCell& cell) const
 {
     const bool isTinted = m_bRowColors ? cell.row % 2 == 1 : cell.column == 0;
     return isTinted ? m_crTint : kUsualColor;
-}
-
-void CValueList::keyPressEvent(QKeyEvent* event)
-{
-    const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
-    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && isPlain) {
-        OpenRow(currentIndex());
-        return;
-    }
-    CThemeListCtrl::keyPressEvent(event);
-}
-
-void CValueList::OpenRow(const QModelIndex& index)
-{
-    if (!index.isValid()) {
-        return;
-    }
-    const auto row = static_cast<std::size_t>(index.row());
-    const std::string name = m_pModel->Rows().Cell(row, KeyColumn::kName);
-    switch (m_pModel->Rows().Row(row).kind) {
-    case KeyRow::Kind::kSubkey:
-    case KeyRow::Kind::kRootKey: {
-        GoToKeyMessage child(GoToKeyMessage::Sender::kPane, {"./" + name, {}});
-        SendToParent(*this, child);
-        return;
-    }
-    case KeyRow::Kind::kParent: {
-        GoToKeyMessage parent(GoToKeyMessage::Sender::kPane, {"../" + name, {}});
-        SendToParent(*this, parent);
-        return;
-    }
-    case KeyRow::Kind::kDefaultValue:
-    case KeyRow::Kind::kValue:
-    case KeyRow::Kind::kDenied:
-        return;
-    }
-}
-
-void CValueList::CopyMarked()
-{
-    const KeyRow* const row = MarkedRow();
-    if (row == nullptr || row->kind == KeyRow::Kind::kParent || row->kind == KeyRow::Kind::kDenied) {
-        return;
-    }
-    const std::string name = m_pModel->Rows().Name(static_cast<std::size_t>(currentIndex().row()));
-    std::string text;
-    if (RootKeyName(text, m_hRootKey) && !m_szKeyPath.empty()) {
-        text.append("\\").append(m_szKeyPath);
-    }
-    if (row->kind == KeyRow::Kind::kValue || row->kind == KeyRow::Kind::kDefaultValue) {
-        text = PastedValue{text, name}.Text();
-    } else {
-        text.append(text.empty() ? "" : "\\").append(name);
-    }
-    QGuiApplication::clipboard()->setText(ToQString(text));
 }
 
 void CValueList::ShowHeaderMenu(const QPoint& at)

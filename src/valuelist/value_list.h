@@ -2,9 +2,12 @@
 
 #include <string>
 
+#include <QTimer>
+
 #include "app/command_map.h"
 #include "app/pane_messages.h"
 #include "ui/theme_list_ctrl.h"
+#include "valuelist/row_tip.h"
 #include "valuelist/value_list_model.h"
 
 namespace tolvar {
@@ -46,6 +49,8 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
     [[nodiscard]] bool WantItemNotifications() const override { return m_bRowColors; }
     [[nodiscard]] bool WantSubitemNotifications(const ListItem& /*item*/) const override { return true; }
@@ -63,6 +68,22 @@ private:
     void ToggleColumn(KeyColumn column);
     void ToggleShowKeys();
     void CopyMarked();
+    void Paste();
+    void Modify();
+    void ModifyNumber();
+    template <DWORD type>
+    void NewValue()
+    {
+        ShowNewForm(type);
+    }
+    void ShowNewForm(DWORD type);
+    void ShowForm(const std::string& name, bool asNumber);
+    void DeleteSelected();
+    [[nodiscard]] bool Delete(const ValueEdit& row);
+    void RenameMarked();
+    void OnNameEdited(int row, const QString& name);
+    void ShowTip();
+    void StartTip(const QModelIndex& row);
     void ShowAgain();
     void SetShownWidths();
     void OpenRow(const QModelIndex& index);
@@ -70,6 +91,9 @@ private:
 
     const WindowContext& m_context;
     ValueListModel* m_pModel; ///< owned by the view
+    RowTipTexts m_tipTexts;
+    QTimer m_tipTimer; ///< runs out when the tip of the current row is to be shown
+    bool m_bTips;
     bool m_bShowKeys;
     bool m_bRowColors;
     ListColor m_crTint;

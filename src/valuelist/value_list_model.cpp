@@ -87,6 +87,20 @@ int ValueListModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : static_cast<int>(m_shown.size());
 }
 
+Qt::ItemFlags ValueListModel::flags(const QModelIndex& index) const
+{
+    const Qt::ItemFlags usual = QAbstractTableModel::flags(index);
+    return m_bEditing && index.isValid() && index.column() == 0 ? usual | Qt::ItemIsEditable : usual;
+}
+
+bool ValueListModel::setData(const QModelIndex& index, const QVariant& value, int role)
+{
+    if (role == Qt::EditRole && index.isValid()) {
+        emit NameEdited(index.row(), value.toString());
+    }
+    return false; // the key is read anew where the name has changed
+}
+
 QVariant ValueListModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid()) {
@@ -99,6 +113,8 @@ QVariant ValueListModel::data(const QModelIndex& index, int role) const
         return ToQString(m_rows.Cell(row, column));
     case Qt::DecorationRole:
         return column == KeyColumn::kName ? m_images[static_cast<std::size_t>(m_rows.Row(row).Image())] : QVariant();
+    case Qt::EditRole:
+        return ToQString(m_rows.Name(row));
     case kItemDataRole:
         return QVariant::fromValue<qint64>(m_rows.Row(row).ItemData());
     default:

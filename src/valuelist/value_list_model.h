@@ -33,14 +33,24 @@ public:
 
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
+    /// Whether the name of a subkey or value can be edited: true only while it is to be.
+    void SetEditing(bool isEditing) { m_bEditing = isEditing; }
+
+    [[nodiscard]] Qt::ItemFlags flags(const QModelIndex& index) const override;
+    /// Tells of the edited name, and changes nothing by itself.
+    bool setData(const QModelIndex& index, const QVariant& value, int role) override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+signals:
+    void NameEdited(int row, const QString& name);
 
 private:
     static constexpr int kImageCount = 15;
 
     const WindowContext& m_context;
     KeyRows m_rows;
+    bool m_bEditing = false;
     std::array<bool, kKeyColumnCount> m_isOn{true};
     std::vector<KeyColumn> m_shown{KeyColumn::kName};
     std::array<QIcon, kImageCount> m_images;

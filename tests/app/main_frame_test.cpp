@@ -20,6 +20,7 @@
 #include "app/main_frame.h"
 #include "app/tolvar_view.h"
 #include "fixtures/window_fixture.h"
+#include "hexctrl/ui/hex_classes.h"
 #include "keytree/key_tree.h"
 #include "valuelist/value_list.h"
 
@@ -48,6 +49,7 @@ class MainFrame : public testing::Test {
 protected:
     MainFrame()
     {
+        RegisterHexClasses();
         fixture.Mount("HKEY_LOCAL_MACHINE\\X",
                       {.name = u"ROOT", .subkeys = {{.name = u"Sub", .subkeys = {{.name = u"Deep"}}}}});
     }

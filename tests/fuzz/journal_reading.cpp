@@ -5,10 +5,10 @@
 #include "journal/change_snapshot.h"
 #include "journal/index_file.h"
 #include "journal/journal_record.h"
-#include "journal/pasted_value.h"
 #include "journal/pending_log.h"
 #include "journal/stamp.h"
 #include "platform/hive/hive_walk.h"
+#include "registry/value_reference.h"
 #include "transfer/key_text_line.h"
 
 namespace tolvar::fuzz {

@@ -7,6 +7,7 @@
 #include "journal/pasted_value.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
+#include "registry/value_reference.h"
 
 namespace tolvar {
 namespace {

@@ -8,7 +8,6 @@
 
 #include "fixtures/window_fixture.h"
 #include "keytree/key_tree.h"
-#include "registry/pasted_value.h"
 #include "registry/root_keys.h"
 #include "ui/native_text.h"
 
@@ -213,26 +212,6 @@ TEST_F(KeyTreeChanges, StoresDeletesAndRenamesWhatTheListAndTheFormsAskFor)
     QCoreApplication::sendEvent(&tree, &removeKey);
     EXPECT_NE(removeKey.result, 0); // it is there no more
     EXPECT_EQ(Entries(), 6U);
-}
-
-TEST(PastedValue, PartsKeyAndNameWhateverTheyHold)
-{
-    struct Case {
-        const char* text;
-        const char* key;
-        const char* name;
-    };
-    for (const Case& c : {Case{"HKEY_USERS\\x\\\\[Size]", "HKEY_USERS\\x", "Size"},
-                          Case{"HKEY_USERS\\[x]\\\\[a]b]", "HKEY_USERS\\[x]", "a]b"},
-                          Case{"HKEY_USERS\\x\\\\[open", "HKEY_USERS\\x", "open"},
-                          Case{"HKEY_USERS\\\\[]", "HKEY_USERS", ""}, Case{"K\\\\[a\\\\[b]", "K", "a\\\\[b"}}) {
-        const std::optional<PastedValue> value = PastedValue::FromText(c.text);
-        ASSERT_TRUE(value) << c.text;
-        EXPECT_EQ(value->keyPath, c.key);
-        EXPECT_EQ(value->name, c.name);
-    }
-    EXPECT_FALSE(PastedValue::FromText("HKEY_USERS\\x\\[Size]"));
-    EXPECT_EQ(PastedValue({"K\\x", "n"}).Text(), "K\\x\\\\[n]");
 }
 
 } // namespace

@@ -186,7 +186,7 @@ TEST_F(ValueList, LeadsToOtherKeysThroughItsRows)
     Show(nullptr, "");
     List().setCurrentIndex(List().Model().index(3, 0));
     emit List().doubleClicked(List().currentIndex());
-    EXPECT_THAT(parent.messages, ElementsAre("go ../../", "go ./Sub", "go ./HKEY_USERS"));
+    EXPECT_THAT(parent.messages, ElementsAre("go ../../", "go ./Sub", "page 1007", "go ./HKEY_USERS"));
 }
 
 /// Lets the test see the hooks.

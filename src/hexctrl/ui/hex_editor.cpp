@@ -1,6 +1,7 @@
 #include "hexctrl/ui/hex_editor.h"
 
 #include <QAction>
+#include <QKeyEvent>
 #include <QVBoxLayout>
 
 #include "hexctrl/ui/hex_classes.h"
@@ -84,6 +85,36 @@ void HexEditor::UpdateActions()
                                      HexCommand::kFindPrevious, HexCommand::kToStart, HexCommand::kToEnd}) {
         enable(command, hasBytes);
     }
+}
+
+QAction* HexEditor::ActionOf(const QKeyEvent& key) const
+{
+    const QKeySequence pressed(key.keyCombination());
+    for (QAction* action : m_actions) {
+        if (action->isEnabled() && action->shortcuts().contains(pressed)) {
+            return action;
+        }
+    }
+    return nullptr;
+}
+
+bool HexEditor::event(QEvent* event)
+{
+    // A window around the editor may have the same keys for its own commands: here they are the editor's.
+    if (event->type() == QEvent::ShortcutOverride && ActionOf(static_cast<QKeyEvent&>(*event)) != nullptr) {
+        event->accept();
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+void HexEditor::keyPressEvent(QKeyEvent* event)
+{
+    if (QAction* const action = ActionOf(*event); action != nullptr) {
+        action->trigger();
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }
 
 void HexEditor::Run(HexCommand command)

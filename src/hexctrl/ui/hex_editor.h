@@ -27,7 +27,12 @@ public:
     /// For menus and tool bars. It is enabled where the command can act.
     [[nodiscard]] QAction* Action(HexCommand command) const { return m_actions[static_cast<std::size_t>(command)]; }
 
+protected:
+    bool event(QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
+    [[nodiscard]] QAction* ActionOf(const QKeyEvent& key) const;
     void Run(HexCommand command);
     void UpdateActions();
 

@@ -1,4 +1,5 @@
 #include "platform/registry/key_text.h"
+#include "platform/registry/stored_value.h"
 #include "platform/registry/winreg.h"
 #include "platform/registry/winreg_access.h"
 
@@ -66,11 +67,12 @@ LSTATUS RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD*
     return StoreName(text, name, nameSize);
 }
 
-LSTATUS RegQueryValueExA(HKEY key, const char* name, DWORD* /*reserved*/, DWORD* type, BYTE* data, DWORD* dataSize)
+namespace {
+
+/// Finds the value of that name and hands it to `take`, whose code is answered.
+template <class Take>
+LSTATUS WithValue(HKEY key, const char* name, Take&& take)
 {
-    if (data != nullptr && dataSize == nullptr) {
-        return ERROR_INVALID_PARAMETER;
-    }
     const RegistryCall call(key, KEY_QUERY_VALUE);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
@@ -91,5 +93,35 @@ LSTATUS RegQueryValueExA(HKEY key, const char* name, DWORD* /*reserved*/, DWORD*
     if (!value) {
         return RegistryCall::CodeOf(value.error());
     }
-    return *value ? StoreValue(hive, **value, type, data, dataSize) : ERROR_FILE_NOT_FOUND;
+    return *value ? take(hive, **value) : ERROR_FILE_NOT_FOUND;
+}
+
+} // namespace
+
+LSTATUS RegQueryValueExA(HKEY key, const char* name, DWORD* /*reserved*/, DWORD* type, BYTE* data, DWORD* dataSize)
+{
+    if (data != nullptr && dataSize == nullptr) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    return WithValue(key, name, [&](const Hive& hive, const ValueRecord& value) {
+        return StoreValue(hive, value, type, data, dataSize);
+    });
+}
+
+LSTATUS tolvar::QueryStoredValue(HKEY key, const char* name, DWORD* type, std::vector<BYTE>* data)
+{
+    return WithValue(key, name, [&](const Hive& hive, const ValueRecord& value) {
+        const Checked<std::vector<std::byte>> stored = hive.ReadData(value);
+        if (!stored) {
+            return RegistryCall::CodeOf(stored.error());
+        }
+        if (type != nullptr) {
+            *type = value.type;
+        }
+        if (data != nullptr) {
+            const auto* const bytes = reinterpret_cast<const BYTE*>(stored->data());
+            data->assign(bytes, bytes + stored->size());
+        }
+        return ERROR_SUCCESS;
+    });
 }

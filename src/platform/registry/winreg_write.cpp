@@ -7,6 +7,7 @@
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
 #include "platform/registry/key_text.h"
+#include "platform/registry/stored_value.h"
 #include "platform/registry/winreg.h"
 #include "platform/registry/writing_call.h"
 #include "platform/system/version.h"
@@ -215,6 +216,13 @@ LSTATUS RegSetValueExA(HKEY key, const char* name, DWORD reserved, DWORD type, c
     }
     return ChangeValue(key, name, [&](HiveWriter& writer, CellOffset cell, std::u16string_view text) {
         return writer.SetValue(cell, text, type, *stored);
+    });
+}
+
+LSTATUS tolvar::SetStoredValue(HKEY key, const char* name, DWORD type, std::span<const BYTE> data)
+{
+    return ChangeValue(key, name, [&](HiveWriter& writer, CellOffset cell, std::u16string_view text) {
+        return writer.SetValue(cell, text, type, std::as_bytes(data));
     });
 }
 

@@ -33,19 +33,33 @@ void AppendIsoTime(std::string& out, std::uint64_t time)
                    inDay / 3600, inDay / 60 % 60, inDay % 60, time % kTicksPerSecond);
 }
 
-std::string LocalTimeText(std::uint64_t time)
+namespace {
+
+std::string LocalText(std::uint64_t time, const char* form)
 {
     const auto seconds = static_cast<std::time_t>(time / kTicksPerSecond) - kSecondsTo1970;
     std::tm local = {};
     std::array<char, 128> text;
     if (localtime_r(&seconds, &local) != nullptr) {
-        if (const std::size_t size = std::strftime(text.data(), text.size(), "%c", &local); size != 0) {
+        if (const std::size_t size = std::strftime(text.data(), text.size(), form, &local); size != 0) {
             return {text.data(), size};
         }
     }
     std::string fallback;
     AppendIsoTime(fallback, time);
     return fallback;
+}
+
+} // namespace
+
+std::string LocalTimeText(std::uint64_t time)
+{
+    return LocalText(time, "%c");
+}
+
+std::string LongLocalTimeText(std::uint64_t time)
+{
+    return LocalText(time, "%A, %d %B %Y, %X");
 }
 
 } // namespace tolvar

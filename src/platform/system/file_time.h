@@ -14,4 +14,7 @@ void AppendIsoTime(std::string& out, std::uint64_t time);
 /// calendar of the system can't tell comes in the form of AppendIsoTime.
 [[nodiscard]] std::string LocalTimeText(std::uint64_t time);
 
+/// The same in the long form: with the name of the day and the month in words.
+[[nodiscard]] std::string LongLocalTimeText(std::uint64_t time);
+
 } // namespace tolvar
