@@ -7,7 +7,7 @@ namespace tolvar {
 
 namespace {
 
-constexpr std::size_t kMostEntries = 10'000;
+constexpr std::size_t kMostSteps = 2'000'000; // a few milliseconds
 
 /// Bytes of the view whose origin isn't known yet: where they stood after the entries that are still to be looked at.
 struct Segment {
@@ -58,6 +58,7 @@ public:
     }
 
     [[nodiscard]] bool IsDone() const { return m_segments.empty(); }
+    [[nodiscard]] std::size_t Steps() const { return m_segments.size(); } ///< that the next entry costs
     [[nodiscard]] std::vector<bool> Take() { return std::move(m_changed); }
 
 private:
@@ -86,8 +87,12 @@ private:
 std::vector<bool> ChangedBytes(const HexUndoLog& log, std::int64_t offset, std::int64_t count)
 {
     ChangeTrace trace(offset, count);
-    const std::size_t oldest = std::max(log.FirstSinceClean(), log.Count() - std::min(log.Count(), kMostEntries));
-    for (std::size_t index = log.Count(); index > oldest && !trace.IsDone(); --index) {
+    std::size_t steps = 0;
+    for (std::size_t index = log.Count(); index > log.FirstSinceClean() && !trace.IsDone(); --index) {
+        steps += trace.Steps();
+        if (steps > kMostSteps) {
+            break;
+        }
         const HexUndoEntry& entry = log.Entry(index - 1);
         switch (entry.kind) {
         case HexChangeKind::kInserted:

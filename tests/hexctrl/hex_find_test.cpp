@@ -92,7 +92,8 @@ TEST(HexFind, ReportsEveryHundredPositionsAndStopsWhenTold)
     const std::string text(1000, 'a');
     store.Assign(View(text));
     HexFindBlock block = Range(0, 1000, 1);
-    block.pattern = View("b").data();
+    const std::string pattern = "b";
+    block.pattern = View(pattern).data();
     block.length = 1;
     HexSearch search;
     search.Start(block, 0);

@@ -222,6 +222,23 @@ TEST(HexNotifications, ASearchAnswersItsReceiver)
     EXPECT_THAT(find(HexMessage::kFindNext), ElementsAre("progress 42", "not found"));
 }
 
+TEST(HexControl, ShowsACaretToWhoComesByAKey)
+{
+    HexHost host;
+    host.LoadCount(10);
+    QWidget other(&host);
+    other.setFocusPolicy(Qt::StrongFocus);
+    other.show();
+    HexSelection unmarked;
+    for (const auto& [reason, zone] : {std::pair{Qt::MouseFocusReason, 0}, {Qt::TabFocusReason, 1}}) {
+        other.setFocus();
+        ASSERT_FALSE(host.control->hasFocus());
+        host.control->Send(HexMessage::kSetSelection, &unmarked);
+        host.control->setFocus(reason);
+        EXPECT_EQ(host.control->Data().selection.zone, zone) << reason;
+    }
+}
+
 TEST(HexControl, TellsItsHostOnceOfEachChange)
 {
     HexHost host;

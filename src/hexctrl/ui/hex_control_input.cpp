@@ -49,8 +49,8 @@ bool IsShortcut(Qt::KeyboardModifiers modifiers)
 
 bool HexControl::IsOwnKey(const QKeyEvent& event) const
 {
-    return !IsShortcut(event.modifiers()) &&
-           (KeyOf(event.key()) || event.key() == Qt::Key_Insert || IsTyped(event.text()));
+    const bool isInsert = event.key() == Qt::Key_Insert && !event.modifiers().testFlag(Qt::ShiftModifier);
+    return !IsShortcut(event.modifiers()) && (KeyOf(event.key()) || isInsert || IsTyped(event.text()));
 }
 
 bool HexControl::event(QEvent* event)
@@ -124,6 +124,11 @@ void HexControl::focusInEvent(QFocusEvent* event)
     QAbstractScrollArea::focusInEvent(event);
     RestartCaret();
     viewport()->update();
+    // A host that has taken the marking away leaves no caret to see; who comes here by a key needs one.
+    const bool isUnmarked = m_data.selection.zone == static_cast<std::int64_t>(HexZone::kNone);
+    if (isUnmarked && m_data.mode != HexMode::kNoData && event->reason() != Qt::MouseFocusReason) {
+        PutCaret(m_data.selection.start);
+    }
 }
 
 void HexControl::focusOutEvent(QFocusEvent* event)

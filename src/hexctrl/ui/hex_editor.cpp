@@ -16,13 +16,13 @@ struct CommandKey {
     const char* otherKeys = nullptr;
 };
 
-// Every one with Ctrl or a function key: the control takes the plain keys itself.
+// None that the control takes itself: it leaves those with Ctrl, and those that show no character, to its host.
 constexpr CommandKey kCommandKeys[] = {
     {HexCommand::kUndo, "Ctrl+Z"},
     {HexCommand::kRedo, "Ctrl+Y", "Ctrl+Shift+Z"},
     {HexCommand::kCut, "Ctrl+X"},
     {HexCommand::kCopy, "Ctrl+C", "Ctrl+Insert"},
-    {HexCommand::kPaste, "Ctrl+V"},
+    {HexCommand::kPaste, "Ctrl+V", "Shift+Insert"},
     {HexCommand::kDelete, "Ctrl+Delete"},
     {HexCommand::kSelectAll, "Ctrl+A"},
     {HexCommand::kFind, "Ctrl+F"},

@@ -73,19 +73,19 @@ HexFindBar::HexFindBar(HexControl& control, const HexTexts& texts, QWidget* pare
     m_pPattern->setClearButtonEnabled(true);
     m_pKind->addItems({texts.findHex, texts.findText, texts.findWideText}); // in the order of HexPatternKind
     m_pMatchCase->setEnabled(false);
-    const auto button = [this](HexCommand command, QStyle::StandardPixmap picture) {
+    const auto button = [this](Qt::ArrowType arrow, const QString& name) {
         auto* made = new QToolButton(this);
-        made->setIcon(style()->standardIcon(picture));
+        made->setArrowType(arrow);
         made->setAutoRaise(true);
-        made->setToolTip(m_texts.commands[static_cast<std::size_t>(command)]);
-        made->setAccessibleName(made->toolTip());
+        made->setToolTip(name);
+        made->setAccessibleName(name);
         return made;
     };
-    QToolButton* previous = button(HexCommand::kFindPrevious, QStyle::SP_ArrowUp);
-    QToolButton* next = button(HexCommand::kFindNext, QStyle::SP_ArrowDown);
-    QToolButton* close = button(HexCommand::kFind, QStyle::SP_TitleBarCloseButton);
-    close->setToolTip(texts.closeFind);
-    close->setAccessibleName(texts.closeFind);
+    const auto& commands = texts.commands;
+    QToolButton* previous = button(Qt::UpArrow, commands[static_cast<std::size_t>(HexCommand::kFindPrevious)]);
+    QToolButton* next = button(Qt::DownArrow, commands[static_cast<std::size_t>(HexCommand::kFindNext)]);
+    QToolButton* close = button(Qt::NoArrow, texts.closeFind);
+    close->setIcon(style()->standardIcon(QStyle::SP_TitleBarCloseButton));
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(4, 4, 4, 4);
     row->addWidget(m_pKind);

@@ -9,8 +9,10 @@ namespace tolvar {
 
 namespace {
 
-constexpr double kQuietSelection = 0.35; // of the selection's colour, in the column that isn't typed into
-constexpr double kQuiet = 0.5;           // of the text's colour, for what steps back behind bytes that say more
+// Of the selection's colour, in the column that isn't typed into; dark colours need more of it to stand out.
+constexpr double kQuietSelection = 0.35;
+constexpr double kQuietSelectionOnDark = 0.7;
+constexpr double kQuiet = 0.5; // of the text's colour, for what steps back behind bytes that say more
 
 } // namespace
 
@@ -173,8 +175,9 @@ HexPainter::Look HexPainter::SelectedLook(const Column& column, std::int64_t off
     if (isTypedInto || m_colours.isHosts) {
         return {m_colours[column.selectedText], m_colours[column.selectedBack]};
     }
-    return {m_colours[column.text],
-            MixColours(m_colours[column.selectedBack], m_colours[column.back], kQuietSelection)};
+    const QColor& back = m_colours[column.back];
+    const double share = back.lightness() < 128 ? kQuietSelectionOnDark : kQuietSelection;
+    return {m_colours[column.text], MixColours(m_colours[column.selectedBack], back, share)};
 }
 
 /// The caret blinks in its own column, and where all of a byte is marked there only as a character.

@@ -66,6 +66,7 @@ public:
     {
         setCentralWidget(m_pEditor);
         m_pEditor->Control().SetRowStep(8);
+        m_pEditor->setContextMenuPolicy(Qt::ActionsContextMenu);
         QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
         file->addAction(QStringLiteral("&Open..."), QKeySequence::Open, this,
                         [this] { Open(QFileDialog::getOpenFileName(this)); });
