@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>

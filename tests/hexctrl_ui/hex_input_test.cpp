@@ -20,7 +20,7 @@ namespace {
 ///   undo, redo           the messages
 class Player {
 public:
-    explicit Player(HexHost& host) : m_host(host), m_control(*host.control) {}
+    explicit Player(HexHost& host) : m_control(*host.control) {}
 
     void Play(const std::string& steps)
     {
@@ -100,7 +100,6 @@ private:
         return {cells.XOf(column) + cells.CharWidth() / 2, cells.YOf(row) + cells.CharHeight() / 2};
     }
 
-    HexHost& m_host;
     HexControl& m_control;
 };
 

@@ -77,8 +77,8 @@ HexFindBar::HexFindBar(HexControl& control, const HexTexts& texts, QWidget* pare
         auto* made = new QToolButton(this);
         made->setArrowType(arrow);
         made->setAutoRaise(true);
-        made->setToolTip(name);
-        made->setAccessibleName(name);
+        made->setToolTip(QString(name).remove(QLatin1Char('&'))); // which a menu would show as an underline
+        made->setAccessibleName(made->toolTip());
         return made;
     };
     const auto& commands = texts.commands;
