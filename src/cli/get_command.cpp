@@ -141,7 +141,9 @@ public:
         CLI::App* app = program.add_subcommand("get", "Print the values of a key in their text form, or one of them");
         app->add_option("KEY", m_path, "Full path of the key")->required();
         m_nameOption = app->add_option("NAME", m_name, "Name of the value; empty for the default value");
-        app->add_flag("--raw", m_isRaw, "Print the stored bytes of the one value, and nothing else");
+        auto* raw = app->add_flag("--raw", m_isRaw, "Print the stored bytes of the one value, and nothing else");
+        app->add_flag("--number", m_isNumber, "Print the one value as a decimal number (REG_DWORD, REG_QWORD)")
+            ->excludes(raw);
         return app;
     }
 
@@ -152,7 +154,7 @@ public:
             return;
         }
         const std::shared_lock lock(context.registry.Lock());
-        if (m_isRaw || m_nameOption->count() != 0) {
+        if (m_isRaw || m_isNumber || m_nameOption->count() != 0) {
             GetOne(context, *key);
         } else {
             ValueWriter writer(context, true);
@@ -178,11 +180,31 @@ private:
         }
         Checked<void> written = value ? Checked<void>() : tl::unexpected(value.error());
         if (written) {
-            written = m_isRaw ? WriteRaw(context.out, hive, **value) : ValueWriter(context, false).Write(hive, **value);
+            written = m_isRaw      ? WriteRaw(context.out, hive, **value)
+                      : m_isNumber ? WriteNumber(context, hive, **value)
+                                   : ValueWriter(context, false).Write(hive, **value);
         }
         if (!written) {
             context.Report(hive.ToError(written.error()));
         }
+    }
+
+    [[nodiscard]] Checked<void> WriteNumber(CommandContext& context, const Hive& hive, const ValueRecord& value) const
+    {
+        const auto stored = hive.ReadData(value);
+        if (!stored) {
+            return tl::unexpected(stored.error());
+        }
+        const auto* const begin = reinterpret_cast<const BYTE*>(stored->data());
+        const std::vector<BYTE> data(begin, begin + stored->size());
+        const std::optional<std::uint64_t> number =
+            NumberFromValueText(value.type, ValueToText(value.type, data, ExpandStrings::kNo));
+        if (number) {
+            context.out.Write(std::to_string(*number) + "\n");
+        } else {
+            context.Report({ErrorCode::kInvalidData, m_path + ", value " + m_name + " is no number"});
+        }
+        return {};
     }
 
     void ReportMissing(CommandContext& context, ErrorCode code) const
@@ -194,6 +216,7 @@ private:
     std::string m_name;
     CLI::Option* m_nameOption = nullptr;
     bool m_isRaw = false;
+    bool m_isNumber = false;
 };
 
 } // namespace

@@ -19,20 +19,6 @@ constexpr int kDecimalTip = 61664;
 constexpr int kHexadecimalTip = 61665;
 constexpr int kNameWidth = 260;
 
-/// The number that a value's text form stands for.
-std::uint64_t NumberOf(DWORD type, const std::string& text)
-{
-    if (type != REG_QWORD) {
-        return NumberFromText(text, {NumberBase::kHexadecimal, 32});
-    }
-    std::uint64_t number = 0;
-    const std::vector<BYTE> bytes = ValueFromText(type, text).value_or(std::vector<BYTE>());
-    for (std::size_t i = 0; i < bytes.size() && i < sizeof number; ++i) {
-        number |= std::uint64_t{bytes[i]} << 8 * i;
-    }
-    return number;
-}
-
 } // namespace
 
 CDwordForm::CDwordForm(const WindowContext& context, QWidget* parent)
@@ -68,24 +54,16 @@ void CDwordForm::LoadData(const FormRequest& request)
     m_nNumberType = request.type;
     m_format = {NumberBase::kDecimal, request.type == REG_QWORD ? 64U : 32U};
     m_pDecimal->setChecked(true);
-    m_pNumber->setText(request.isNew
-                           ? QString()
-                           : QString::fromStdString(NumberToText(NumberOf(request.type, request.text), m_format)));
+    m_pNumber->setText(request.isNew ? QString()
+                                     : QString::fromStdString(NumberToText(
+                                           NumberFromValueText(request.type, request.text).value_or(0), m_format)));
     m_pNumber->selectAll();
 }
 
 std::string CDwordForm::Data()
 {
     const std::uint64_t number = NumberFromText(m_pNumber->text().toStdString(), m_format);
-    if (m_nNumberType == REG_QWORD) {
-        std::vector<BYTE> bytes(sizeof number);
-        for (std::size_t i = 0; i < bytes.size(); ++i) {
-            bytes[i] = static_cast<BYTE>(number >> 8 * i);
-        }
-        return ValueToText(m_nNumberType, bytes, ExpandStrings::kNo);
-    }
-    const std::string digits = NumberToText(number, {NumberBase::kHexadecimal, 32});
-    return std::string(8 - digits.size(), '0') + digits;
+    return NumberToValueText(m_nNumberType, number).value_or(std::string());
 }
 
 void CDwordForm::SwitchTo(NumberBase base)

@@ -177,6 +177,37 @@ std::optional<std::vector<BYTE>> ValueFromText(DWORD type, std::string_view text
     return bytes;
 }
 
+std::optional<std::string> NumberToValueText(DWORD type, std::uint64_t number)
+{
+    if (type == REG_QWORD) {
+        std::vector<BYTE> bytes(sizeof number);
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            bytes[i] = static_cast<BYTE>(number >> 8 * i);
+        }
+        return ValueToText(type, bytes, ExpandStrings::kNo);
+    }
+    const bool fits = (type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN) && number <= 0xFFFFFFFF;
+    return fits ? std::optional(fmt::format("{:08x}", number)) : std::nullopt;
+}
+
+std::optional<std::uint64_t> NumberFromValueText(DWORD type, std::string_view text)
+{
+    std::uint64_t number = 0;
+    if (type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN) {
+        const auto read = std::from_chars(text.data(), text.data() + text.size(), number, 16);
+        const bool isWhole = text.size() == 8 && read.ec == std::errc() && read.ptr == text.data() + text.size();
+        return isWhole ? std::optional(number) : std::nullopt;
+    }
+    const std::optional<std::vector<BYTE>> bytes = ValueFromText(type, text);
+    if (type != REG_QWORD || !bytes || bytes->size() != sizeof number) {
+        return std::nullopt;
+    }
+    for (std::size_t i = 0; i < bytes->size(); ++i) {
+        number |= std::uint64_t{(*bytes)[i]} << 8 * i;
+    }
+    return number;
+}
+
 bool TextFormHolds(DWORD type, std::size_t size, std::span<const std::byte> stored)
 {
     switch (type) {

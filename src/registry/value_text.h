@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -31,6 +32,13 @@ enum class ExpandStrings { kNo, kYes };
 /// they are, lists are split at ";", numbers are up to 8 hexadecimal digits, all else is two digits and a separator for
 /// each byte. Nothing for a text that is not of that form.
 [[nodiscard]] std::optional<std::vector<BYTE>> ValueFromText(DWORD type, std::string_view text);
+
+/// The text form of a number as the data of REG_DWORD, REG_DWORD_BIG_ENDIAN or REG_QWORD; nothing for other types, or a
+/// number that is too large for the type.
+[[nodiscard]] std::optional<std::string> NumberToValueText(DWORD type, std::uint64_t number);
+
+/// The number that such a text form stands for; nothing for other types, or a value that has not the size of a number.
+[[nodiscard]] std::optional<std::uint64_t> NumberFromValueText(DWORD type, std::string_view text);
 
 /// Whether the text form brings the same bytes back. `stored` is the data as the hive holds it, and is looked at for
 /// texts and lists alone; `size` is its length in bytes. Not so for data behind the first zero of a text, lists with

@@ -1,6 +1,7 @@
 #include "valuelist/row_tip.h"
 
 #include <algorithm>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -110,12 +111,10 @@ std::string DataText(DWORD type, const std::vector<BYTE>& data)
 {
     const auto shown = std::span(data).first(std::min(kMaxData, data.size()));
     std::string text = ValueToText(type, shown, ExpandStrings::kYes);
-    if (type == REG_QWORD && data.size() == sizeof(std::uint64_t)) {
-        std::uint64_t number = 0;
-        for (std::size_t i = 0; i < data.size(); ++i) {
-            number |= std::uint64_t{data[i]} << 8 * i;
+    if (type == REG_QWORD) {
+        if (const std::optional<std::uint64_t> number = NumberFromValueText(type, text)) {
+            text += fmt::format("({})", *number);
         }
-        text += fmt::format("({})", number);
     }
     return data.size() > kMaxData ? text + " ..." : text;
 }

@@ -256,6 +256,15 @@ def changes_are_durable_when_a_command_ends():
         check("set from input", subprocess.run([TOLVAR, *at, "set", key, "raw", "--type", "3", "--stdin"], input=b"\0\xff",
                                                check=False).returncode == 0)
         check("get", run(*at, "get", key, "count").stdout == b"0000002a\n" and run(*at, "get", key, "raw").stdout == b"00 ff \n")
+        for kind, number, text in (("REG_QWORD", "18446744073709551615", b"ff ff ff ff ff ff ff ff \n"),
+                                   ("11", "0x100", b"00 01 00 00 00 00 00 00 \n"), ("5", "258", b"00000102\n")):
+            check("set a number", run(*at, "set", key, "n", "--type", kind, "--number", number).returncode == 0)
+            check("get its text", run(*at, "get", key, "n").stdout == text, run(*at, "get", key, "n").stdout)
+            check("get the number", int(run(*at, "get", key, "n", "--number").stdout) == int(number, 0))
+        for kind, number in (("4", "4294967296"), ("1", "1"), ("REG_QWORD", "18446744073709551616")):
+            check("no such number", run(*at, "set", key, "n", "--type", kind, "--number", number).returncode != 0, number)
+        check("no number", run(*at, "get", key, "raw", "--number").returncode == 1)
+        check("rm the number", run(*at, "rm", key, "--value", "n").returncode == 0)
         check("mv --value", run(*at, "mv", key, "--value", "count", "number").returncode == 0)
         check("mv", run(*at, "mv", key, "Other").returncode == 0)
         check("renamed", run(*at, "get", X + "\\New\\Other", "number").stdout == b"0000002a\n")
