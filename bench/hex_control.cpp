@@ -6,6 +6,7 @@
 //                    scrolling, an undo with many changes in view; find exact (three patterns), find without case
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <random>
@@ -61,6 +62,22 @@ void Press(HexControl& control, int key, const QString& text)
 void Print(const char* what, Times times)
 {
     std::printf("%-50s %8.2f ms, worst %8.2f ms\n", what, times.median, times.worst);
+}
+
+/// The search as hosts start it, with its report of every 100 positions.
+void PrintMessageSpeed(HexControl& control)
+{
+    QObject receiver;
+    constexpr std::array<std::uint8_t, 4> kMissing = {'a', 'b', 'c', 0xFF};
+    HexFindBlock block;
+    block.to = control.Data().Size();
+    block.pattern = kMissing.data();
+    block.length = kMissing.size();
+    block.mode = HexFindMode::kExactBit;
+    const auto start = Clock::now();
+    control.Send(HexMessage::kFindFirst, reinterpret_cast<quintptr>(&receiver), reinterpret_cast<quintptr>(&block));
+    std::printf("%-50s %8.0f MB/s\n", "find 4 bytes by message, with its reports",
+                static_cast<double>(kSize) / 1e3 / MillisecondsSince(start));
 }
 
 void PrintSpeed(const char* what, const ByteStore& store, const HexPattern& pattern)
@@ -127,6 +144,7 @@ int Run()
     PrintSpeed("find 2 bytes", store, HexPattern::Exact(Bytes("a\xFF"sv)));
     PrintSpeed("find 4 bytes", store, HexPattern::Exact(Bytes("abc\xFF"sv)));
     PrintSpeed("find 16 bytes", store, HexPattern::Exact(Bytes("The quick brown\xFF"sv)));
+    PrintMessageSpeed(control);
     PrintSpeed("find 8 bytes of text without case", store,
                HexPattern::ByMode(Bytes("abcdefg\xFF"sv), HexFindMode::kTextNoCase));
     control.LoadBytes(std::vector<std::uint8_t>(kSize));

@@ -106,6 +106,7 @@ void CBinaryForm::ShowHexMenu(const QPoint& at)
                                   {CommandId::kPaste, HexCommand::kPaste},
                                   {CommandId::kSelectAll, HexCommand::kSelectAll}};
     CImageMenu menu(m_context, kMenu, this);
+    m_pEditor->UpdateActions();
     for (const Entry& entry : kEntries) {
         if (!m_pEditor->Action(entry.action)->isEnabled()) {
             menu.Gray(static_cast<int>(entry.command));

@@ -114,17 +114,31 @@ TEST(HexEditor, ItsShortcutsWorkWhileTheControlHasTheFocus)
     EXPECT_TRUE(window.control->hasFocus());
 }
 
-TEST(HexEditor, APlainKeyIsNoShortcutOfTheWindow)
+TEST(HexEditor, ItsKeysComeBeforeTheShortcutsOfTheWindow)
 {
     EditorWindow window("0123456789");
-    QAction deleteKey(window.editor.get());
-    deleteKey.setShortcut(Qt::Key_Delete);
-    window.editor->addAction(&deleteKey);
-    int triggered = 0;
-    QObject::connect(&deleteKey, &QAction::triggered, [&] { ++triggered; });
+    std::string triggered;
+    for (const char* keys : {"Delete", "Ctrl+Z", "Ctrl+Delete", "F3", "Ctrl+Q"}) {
+        auto* action = new QAction(window.editor.get());
+        action->setShortcut(QKeySequence(QString::fromLatin1(keys)));
+        QObject::connect(action, &QAction::triggered, [&, keys] { triggered += keys; });
+        window.editor->addAction(action);
+    }
     QTest::keyClick(window.control, Qt::Key_Delete);
-    EXPECT_EQ(triggered, 0);
     EXPECT_EQ(window.Text(), "\000123456789"s);
+    QTest::keyClick(window.control, Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(window.Text(), "0123456789");
+    QTest::keyClick(window.control, Qt::Key_Z, Qt::ControlModifier);
+    QTest::keyClick(window.control, Qt::Key_F3);
+    EXPECT_EQ(triggered, "");
+    QTest::keyClick(window.control, Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_EQ(triggered, "Ctrl+Q");
+    triggered.clear();
+    window.control->SelectBytes(0, 4);
+    window.editor->FindBar().Open();
+    auto* pattern = window.editor->FindBar().findChild<QLineEdit*>();
+    QTest::keyClick(pattern, Qt::Key_Delete, Qt::ControlModifier);
+    EXPECT_EQ(window.Text(), "0123456789") << "what is typed into the bar deletes no bytes";
 }
 
 TEST(HexFindBar, FindsOnFromTheCaretAndRound)

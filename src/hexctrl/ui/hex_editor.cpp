@@ -56,7 +56,7 @@ HexEditor::HexEditor(const HexTexts& texts, QWidget* parent)
             keys.append(QKeySequence(QString::fromLatin1(row.otherKeys)));
         }
         m_actions[index]->setShortcuts(keys);
-        m_actions[index]->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        m_actions[index]->setShortcutContext(Qt::WidgetShortcut); // shown in menus; ActionOf is what acts on them
         connect(m_actions[index], &QAction::triggered, this, [this, command = row.command] { Run(command); });
         addAction(m_actions[index]);
     }
@@ -65,6 +65,41 @@ HexEditor::HexEditor(const HexTexts& texts, QWidget* parent)
     }
     connect(m_pControl, &HexControl::ReadOnlyChanged, this, &HexEditor::UpdateActions);
     UpdateActions();
+}
+
+QAction* HexEditor::ActionOf(const QKeyEvent& event) const
+{
+    const QKeySequence pressed(event.keyCombination());
+    for (const CommandKey& row : kCommandKeys) {
+        QAction* action = Action(row.command);
+        const bool isOfSearch = row.command == HexCommand::kFind || row.command == HexCommand::kFindNext ||
+                                row.command == HexCommand::kFindPrevious;
+        if (action->shortcuts().contains(pressed) && (isOfSearch || m_pControl->hasFocus())) {
+            return action;
+        }
+    }
+    return nullptr;
+}
+
+bool HexEditor::event(QEvent* event)
+{
+    // Or a shortcut of the window with the same keys would be taken, or both would be refused as ambiguous.
+    if (event->type() == QEvent::ShortcutOverride && ActionOf(*static_cast<QKeyEvent*>(event)) != nullptr) {
+        event->accept();
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+void HexEditor::keyPressEvent(QKeyEvent* event)
+{
+    QAction* action = ActionOf(*event);
+    if (action == nullptr) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    UpdateActions();
+    action->trigger(); // does nothing where it is disabled
 }
 
 void HexEditor::UpdateActions()
@@ -85,36 +120,6 @@ void HexEditor::UpdateActions()
                                      HexCommand::kFindPrevious, HexCommand::kToStart, HexCommand::kToEnd}) {
         enable(command, hasBytes);
     }
-}
-
-QAction* HexEditor::ActionOf(const QKeyEvent& key) const
-{
-    const QKeySequence pressed(key.keyCombination());
-    for (QAction* action : m_actions) {
-        if (action->isEnabled() && action->shortcuts().contains(pressed)) {
-            return action;
-        }
-    }
-    return nullptr;
-}
-
-bool HexEditor::event(QEvent* event)
-{
-    // A window around the editor may have the same keys for its own commands: here they are the editor's.
-    if (event->type() == QEvent::ShortcutOverride && ActionOf(static_cast<QKeyEvent&>(*event)) != nullptr) {
-        event->accept();
-        return true;
-    }
-    return QWidget::event(event);
-}
-
-void HexEditor::keyPressEvent(QKeyEvent* event)
-{
-    if (QAction* const action = ActionOf(*event); action != nullptr) {
-        action->trigger();
-        return;
-    }
-    QWidget::keyPressEvent(event);
 }
 
 void HexEditor::Run(HexCommand command)

@@ -26,15 +26,16 @@ public:
 
     /// For menus and tool bars. It is enabled where the command can act.
     [[nodiscard]] QAction* Action(HexCommand command) const { return m_actions[static_cast<std::size_t>(command)]; }
+    /// Looks again at what can be done: before a menu opens, as another control may have copied something to paste.
+    void UpdateActions();
 
 protected:
     bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
 private:
-    [[nodiscard]] QAction* ActionOf(const QKeyEvent& key) const;
+    [[nodiscard]] QAction* ActionOf(const QKeyEvent& event) const; ///< null: the key is none of ours
     void Run(HexCommand command);
-    void UpdateActions();
 
     // All owned by this widget.
     HexControl* m_pControl;
