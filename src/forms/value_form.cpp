@@ -90,6 +90,9 @@ void CValueForm::LoadValue(const FormRequest& request)
     m_name = request.name;
     m_pName->setText(request.isNew ? QString() : ToQString(request.name));
     m_pName->setReadOnly(!request.isNew); // a form can't rename
+    QPalette colors = palette();
+    colors.setColor(QPalette::Base, colors.color(request.isNew ? QPalette::Base : QPalette::Window));
+    m_pName->setPalette(colors);
     LoadData(request);
     m_loadedData = Data();
     QWidget* const first = request.isNew ? m_pName : m_tabOrder[1];

@@ -62,6 +62,15 @@ CThemeListCtrl::CThemeListCtrl(QWidget* parent) : QTreeView(parent), m_pDelegate
     header()->setSectionsMovable(false);
 }
 
+void CThemeListCtrl::ApplySettings(const WindowContext& context)
+{
+    constexpr QSize kIconSize(16, 16);
+    setFont(ProfileFont(context, "ListFont"));
+    setPalette(ItemViewPalette(context, palette()));
+    setIconSize(kIconSize);
+    SetGridLines(context.profile.GetInt(kSettingsSection, "Hilight Lists", 0) != 0);
+}
+
 void CThemeListCtrl::SetGridLines(bool hasLines)
 {
     m_bGridLines = hasLines;

@@ -35,6 +35,9 @@ class CThemeListCtrl : public QTreeView {
 public:
     explicit CThemeListCtrl(QWidget* parent);
 
+    /// Takes font, colours and grid lines from the settings of lists.
+    void ApplySettings(const WindowContext& context);
+
     /// Whether lines separate rows and columns.
     void SetGridLines(bool hasLines);
 

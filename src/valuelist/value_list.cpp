@@ -16,7 +16,6 @@ constexpr int kAccessibleName = 62001;
 constexpr int kHeaderMenu = 105;
 constexpr int kHoverTime = 2000; // milliseconds
 constexpr int kTipDelay = 300;
-constexpr QSize kIconSize(16, 16);
 
 /// What the profile and the header know of a column.
 struct ColumnSetting {
@@ -58,11 +57,8 @@ CValueList::CValueList(const WindowContext& context, QWidget* parent)
       m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)
 {
     setAccessibleName(context.language.String(kAccessibleName));
-    setFont(ProfileFont(context, "ListFont"));
-    setPalette(ItemViewPalette(context, palette()));
+    ApplySettings(context);
     m_crTint = RowTint(context, palette());
-    setIconSize(kIconSize);
-    SetGridLines(context.profile.GetInt(kSettingsSection, "Hilight Lists", 0) != 0);
     SetHoverTime(kHoverTime);
     setModel(m_pModel);
     for (const ColumnSetting& setting : kColumns) {

@@ -25,7 +25,6 @@ constexpr int kTitle = 61574;
 constexpr int kUndoAllQuestion = 62040;
 constexpr int kRemoveAllQuestion = 62041;
 constexpr int kNotUndone = 62043;
-constexpr QSize kIconSize(16, 16);
 
 constexpr int kWidths[] = {45, 105, 120, 180, 95}; ///< of all columns but the last
 constexpr int kLastWidthLoss = 420;                ///< what the last column leaves of the list's width
@@ -40,11 +39,8 @@ CJournalList::CJournalList(const WindowContext& context, CTolvarDoc& document, Q
       m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)
 {
     setAccessibleName(context.language.String(kAccessibleName));
-    setFont(ProfileFont(context, "ListFont"));
-    setPalette(ItemViewPalette(context, palette()));
+    ApplySettings(context);
     m_crTint = RowTint(context, palette());
-    setIconSize(kIconSize);
-    SetGridLines(context.profile.GetInt(kSettingsSection, "Hilight Lists", 0) != 0);
     setSelectionMode(ExtendedSelection);
     setModel(m_pModel);
     document.SetObserver(this);
@@ -224,7 +220,7 @@ void CJournalList::contextMenuEvent(QContextMenuEvent* event)
     CImageMenu menu(m_context, kMenu, this);
     menu.GrayUnless([this](int /*command*/) { return HasMark(); });
     const QPoint icon =
-        visualRect(row.siblingAtColumn(0)).topLeft() + QPoint(kIconSize.width() / 2, kIconSize.height() / 2);
+        visualRect(row.siblingAtColumn(0)).topLeft() + QPoint(iconSize().width() / 2, iconSize().height() / 2);
     const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : icon));
     RunCommand(*this, Commands(), static_cast<CommandId>(chosen));
 }

@@ -1,7 +1,7 @@
 #include <algorithm>
 
+#include "platform/hive/first_fault.h"
 #include "platform/hive/hive_validator.h"
-#include "platform/hive/hive_walk.h"
 #include "platform/hive/hive_writer.h"
 #include "platform/hive/signature.h"
 
@@ -17,17 +17,6 @@ constexpr std::uint32_t kLength = 16;
 constexpr std::uint32_t kDescriptor = 20;
 constexpr std::uint32_t kKeySecurity = 44; // of a key
 constexpr std::size_t kMaxDescriptor = 65535;
-
-/// Looks whether everything below a key can be read.
-struct Faults {
-    std::optional<HiveFault> first;
-
-    bool OnKey(const KeyNode& /*key*/, unsigned /*depth*/) { return true; }
-    void OnValue(const ValueRecord& /*value*/, DataView /*data*/) {}
-    void OnValuesEnd(const KeyNode& /*key*/) {}
-    void OnFault(const HiveFault& fault, unsigned /*depth*/) { first = first.value_or(fault); }
-    [[nodiscard]] bool IsStopped() const { return first.has_value(); }
-};
 
 } // namespace
 
@@ -160,7 +149,7 @@ Result<void> HiveWriter::CopyInto(CellOffset target, const Hive& source, const K
 
 Result<void> HiveWriter::Replace(CellOffset target, const Hive& source, CellOffset top)
 {
-    Faults faults;
+    FirstFault faults;
     HiveWalk(source, faults).Run(top);
     if (faults.first) {
         return tl::unexpected(source.ToError(*faults.first));

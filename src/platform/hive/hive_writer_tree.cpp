@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <map>
 
+#include "platform/hive/first_fault.h"
 #include "platform/hive/hive_validator.h"
-#include "platform/hive/hive_walk.h"
 #include "platform/hive/hive_writer.h"
 
 namespace tolvar {
@@ -18,17 +18,6 @@ constexpr std::uint32_t kUserFlags = 54;
 constexpr std::uint32_t kMaxClass = 56;
 constexpr std::uint32_t kClassLength = 74;
 constexpr std::size_t kMaxClassUnits = 32767;
-
-/// Looks whether everything below a key can be read.
-struct Faults {
-    std::optional<HiveFault> first;
-
-    bool OnKey(const KeyNode& /*key*/, unsigned /*depth*/) { return true; }
-    void OnValue(const ValueRecord& /*value*/, DataView /*data*/) {}
-    void OnValuesEnd(const KeyNode& /*key*/) {}
-    void OnFault(const HiveFault& fault, unsigned /*depth*/) { first = first.value_or(fault); }
-    [[nodiscard]] bool IsStopped() const { return first.has_value(); }
-};
 
 } // namespace
 
@@ -272,7 +261,7 @@ Result<void> HiveWriter::MergeKey(CellOffset target, bool isNew, const Hive& sou
 
 Result<void> HiveWriter::Merge(CellOffset target, const Hive& source, CellOffset top)
 {
-    Faults faults;
+    FirstFault faults;
     HiveWalk(source, faults).Run(top);
     if (faults.first) {
         return tl::unexpected(source.ToError(*faults.first));
