@@ -21,6 +21,7 @@
 #include "app/tolvar_view.h"
 #include "fixtures/window_fixture.h"
 #include "hexctrl/ui/hex_classes.h"
+#include "journal/ui/journal_list.h"
 #include "keytree/key_tree.h"
 #include "valuelist/value_list.h"
 
@@ -361,6 +362,56 @@ TEST_F(MainFrame, WorksByItsKeys)
     EXPECT_EQ(ShownPage(), 1002);
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_F1);
     EXPECT_EQ(ShownPage(), 1022);
+}
+
+TEST_F(MainFrame, CarriesAnEditFromTheListToTheJournalAndBack)
+{
+    Frame().OnInitialUpdate();
+    Frame().GoToKey("HKEY_LOCAL_MACHINE\\X\\Sub");
+    const auto shownData = [this] {
+        CValueList& list = Frame().ValueList();
+        const QModelIndex row = list.Model().index(2, list.Model().columnCount() - 1);
+        return row.data().toString().toStdString();
+    };
+    ASSERT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewValue("HKEY_LOCAL_MACHINE\\X\\Sub", "v", REG_SZ, "old")));
+    DeleteValueMessage showAgain(nullptr);
+    QCoreApplication::sendEvent(&Frame(), &showAgain);
+    EXPECT_EQ(shownData(), "old");
+    emit Frame().ValueList().doubleClicked(Frame().ValueList().Model().index(2, 0));
+    ASSERT_EQ(ShownPage(), 1007);
+    EXPECT_FALSE(Run(CommandId::kDelete)); // no row is acted on that can't be seen
+    QTest::keyClicks(QApplication::focusWidget(), "very ");
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return, Qt::ControlModifier);
+    EXPECT_EQ(ShownPage(), 1002);
+    EXPECT_EQ(shownData(), "very old");
+    EXPECT_TRUE(Frame().ValueList().hasFocus());
+    EXPECT_EQ(fixture.document.Journal().size(), 2U);
+    emit Frame().ValueList().doubleClicked(Frame().ValueList().Model().index(2, 0));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return, Qt::ControlModifier); // nothing was changed
+    EXPECT_EQ(fixture.document.Journal().size(), 2U);
+    Run(CommandId::kShowJournal);
+    CJournalList& journal = Frame().LowerView().Tabs().JournalList();
+    EXPECT_EQ(journal.model()->rowCount(), 2);
+    journal.selectionModel()->setCurrentIndex(journal.model()->index(1, 0),
+                                              QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    EXPECT_TRUE(Run(CommandId::kUndoEntry));
+    EXPECT_EQ(shownData(), "old");
+    EXPECT_EQ(journal.model()->rowCount(), 1);
+}
+
+TEST_F(MainFrame, TakesNewValuesFromTheTreeToTheList)
+{
+    Frame().GoToKey("HKEY_LOCAL_MACHINE\\X\\Sub");
+    EXPECT_TRUE(Run(CommandId::kNewDword));
+    ASSERT_EQ(ShownPage(), 1008);
+    QTest::keyClicks(QApplication::focusWidget(), "count");
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    QTest::keyClicks(QApplication::focusWidget(), "42");
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+    EXPECT_EQ(ShownPage(), 1002);
+    const QModelIndex name = Frame().ValueList().Model().index(2, 0);
+    EXPECT_EQ(name.data().toString(), "count");
+    EXPECT_EQ(name.siblingAtColumn(Frame().ValueList().Model().columnCount() - 1).data().toString(), "0x0000002a (42)");
 }
 
 TEST_F(MainFrame, TakesDroppedFiles)
