@@ -51,7 +51,7 @@ RowTipTexts TipTexts(const ResourceLibrary& language)
 
 CValueList::CValueList(const WindowContext& context, QWidget* parent)
     : CThemeListCtrl(parent), m_context(context), m_pModel(new ValueListModel(context, this)),
-      m_tipTexts(TipTexts(context.language)),
+      m_tipTexts(TipTexts(context.language)), m_pTip(new CTipWindow(this)),
       m_bTips(context.profile.GetInt(kSettingsSection, "Show ToolTips", 1) != 0),
       m_bShowKeys(context.profile.GetInt(kSettingsSection, "ShowListKeys", 0) != 0),
       m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)

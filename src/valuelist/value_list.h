@@ -7,6 +7,7 @@
 #include "app/command_map.h"
 #include "app/pane_messages.h"
 #include "ui/theme_list_ctrl.h"
+#include "ui/tip_window.h"
 #include "valuelist/row_tip.h"
 #include "valuelist/value_list_model.h"
 
@@ -40,6 +41,9 @@ public:
     [[nodiscard]] const KeyRow* MarkedRow() const;
 
     [[nodiscard]] const ValueListModel& Model() const { return *m_pModel; }
+
+    /// The tip that tells about the current row.
+    [[nodiscard]] const CTipWindow& Tip() const { return *m_pTip; }
 
     /// The colour of odd rows or of the first column, as the settings say.
     [[nodiscard]] ListColor Tint() const { return m_crTint; }
@@ -92,7 +96,8 @@ private:
     const WindowContext& m_context;
     ValueListModel* m_pModel; ///< owned by the view
     RowTipTexts m_tipTexts;
-    QTimer m_tipTimer; ///< runs out when the tip of the current row is to be shown
+    CTipWindow* m_pTip; ///< owned by the view
+    QTimer m_tipTimer;  ///< runs out when the tip of the current row is to be shown
     bool m_bTips;
     bool m_bShowKeys;
     bool m_bRowColors;

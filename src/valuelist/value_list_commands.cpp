@@ -1,11 +1,9 @@
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
-#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QToolTip>
 
 #include "platform/system/error.h"
 #include "registry/editable_value.h"
@@ -26,8 +24,6 @@ constexpr int kNotDeleted = 61496;
 constexpr int kReplaceQuestion = 61506;
 constexpr DWORD kCustomType = 12;
 constexpr DWORD kQwordSize = 8;
-constexpr int kTipTime = 25'000; // milliseconds
-constexpr int kTipWidth = 270;
 constexpr qsizetype kTipLineUnits = 2000;
 
 bool IsValue(KeyRow::Kind kind)
@@ -318,7 +314,7 @@ void CValueList::contextMenuEvent(QContextMenuEvent* event)
 
 void CValueList::StartTip(const QModelIndex& row)
 {
-    QToolTip::hideText();
+    m_pTip->hide();
     m_tipTimer.stop();
     if (m_bTips && row.isValid() && hasFocus()) {
         m_tipTimer.start();
@@ -339,19 +335,14 @@ void CValueList::ShowTip()
         return;
     }
     const std::string name = m_pModel->Rows().Name(static_cast<std::size_t>(index.row()));
-    QString html;
+    QStringList lines;
     for (const std::string& line : RowTip(m_tipTexts, m_context.m_bIsNT, {m_hRootKey, m_szKeyPath}, row->kind, name)) {
-        QString text = ShownText(ToQString(line), kTipLineUnits).toHtmlEscaped();
-        text.replace(QStringLiteral("   "), QStringLiteral("&nbsp;&nbsp;&nbsp;"));
-        html += html.isEmpty() ? text : QStringLiteral("<br>") + text;
+        lines.append(ShownText(ToQString(line), kTipLineUnits));
     }
-    if (html.isEmpty()) {
-        return;
+    if (!lines.isEmpty()) {
+        const QRect shown = visualRect(index.siblingAtColumn(0));
+        m_pTip->ShowLines(lines, viewport()->mapToGlobal(shown.bottomLeft() + QPoint(shown.height(), 2)));
     }
-    const QRect shown = visualRect(index.siblingAtColumn(0));
-    const QPoint below = viewport()->mapToGlobal(shown.bottomLeft() + QPoint(shown.height(), 2));
-    QToolTip::showText(below, QStringLiteral("<table width=%1><tr><td>%2</td></tr></table>").arg(kTipWidth).arg(html),
-                       viewport(), {}, kTipTime);
 }
 
 } // namespace tolvar

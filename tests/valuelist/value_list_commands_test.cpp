@@ -4,7 +4,6 @@
 #include <QMenu>
 #include <QTest>
 #include <QTimer>
-#include <QToolTip>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -226,10 +225,16 @@ TEST_F(ValueListCommands, GraysInItsMenuWhatARowCanNotDo)
 TEST_F(ValueListCommands, ShowsTheTipOfItsRowAfterAWhile)
 {
     Mark("number");
-    EXPECT_TRUE(QTest::qWaitFor([] { return QToolTip::isVisible(); }, 2000));
-    EXPECT_TRUE(QToolTip::text().contains(QStringLiteral("0000002a")));
+    EXPECT_FALSE(list.Tip().isVisible());
+    EXPECT_TRUE(QTest::qWaitFor([this] { return list.Tip().isVisible(); }, 2000));
+    EXPECT_TRUE(list.Tip().text().contains(QStringLiteral("0000002a")));
+    EXPECT_LE(list.Tip().width(), CTipWindow::kMaxWidth);
     Mark("text");
-    EXPECT_TRUE(QTest::qWaitFor([] { return QToolTip::text().contains(QStringLiteral("REG_SZ")); }, 2000));
+    EXPECT_FALSE(list.Tip().isVisible());
+    EXPECT_TRUE(QTest::qWaitFor([this] { return list.Tip().isVisible(); }, 2000));
+    EXPECT_TRUE(list.Tip().text().contains(QStringLiteral("REG_SZ")));
+    QTest::keyClick(&list, Qt::Key_F2); // the name's editor has the focus now
+    EXPECT_FALSE(list.Tip().isVisible());
 }
 
 class RowTips : public ValueListCommands {
