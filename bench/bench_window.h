@@ -10,6 +10,7 @@
 
 #include "app/main_frame.h"
 #include "app/settings_profile.h"
+#include "journal/tolvar_doc.h"
 #include "keytree/key_tree.h"
 #include "platform/registry/registry.h"
 #include "ui/resource_library.h"
@@ -22,7 +23,8 @@ class BenchWindow {
 public:
     using Clock = std::chrono::steady_clock;
 
-    BenchWindow(const char* hive, MountMode mode)
+    /// `journal`: a journal to be shown; without a folder there is none.
+    BenchWindow(const char* hive, MountMode mode, JournalOptions journal = {}) : m_document(std::move(journal))
     {
         const QStringList folders = {QCoreApplication::applicationDirPath()};
         if (!m_language.Load(folders, QStringLiteral("lang/rcenu"), QStringLiteral("/lang")) ||
@@ -31,6 +33,8 @@ public:
             std::fprintf(stderr, "the resource libraries or the hive can't be opened\n");
             std::exit(1);
         }
+        static_cast<void>(m_document.OnNewDocument()); // without a folder it stays empty, and nothing is changed
+        frame.OnInitialUpdate();
         frame.ActivateFrame();
         Settle();
     }
@@ -57,7 +61,7 @@ private:
     ResourceLibrary m_theme;
     WindowContext m_context{m_profile, m_language, m_theme};
 
-    CTolvarDoc m_document{JournalOptions{}}; ///< never opened: nothing is changed
+    CTolvarDoc m_document;
 
 public:
     CMainFrame frame{m_context, m_document};

@@ -4,6 +4,9 @@
 //   milliseconds
 //                             of selecting the large key, of a page of scrolling in it, and of a selection with the
 //                             arrow key: median and worst
+//   browse_keys journal HIVE  a journal of 100,000 records is shown; prints the milliseconds of a page of scrolling in
+//   it:
+//                             median and worst
 //   browse_keys memory HIVE   opens and selects 1,000 keys; prints the megabytes that the process has grown by since it
 //                             started with the hive mapped, its file's own pages not counted
 
@@ -13,7 +16,13 @@
 #include <string_view>
 #include <vector>
 
+#include <QTemporaryDir>
+
+#include "app/down_tabs.h"
+#include "app/down_view.h"
 #include "bench_window.h"
+#include "journal/index_file.h"
+#include "journal/ui/journal_list.h"
 
 namespace tolvar::bench {
 
@@ -22,6 +31,7 @@ namespace {
 constexpr int kManyValues = 100'000;
 constexpr int kKeys = 300;
 constexpr int kPages = 200;
+constexpr int kRecords = 100'000;
 constexpr int kBrowsedKeys = 1000;
 
 struct Times {
@@ -58,6 +68,36 @@ int TimeValues(const char* hive)
     const Times scrolling = Sorted(pages);
     std::printf("%.1f %.2f %.2f %.2f %.2f\n", many, scrolling.median, scrolling.worst, selection.median,
                 selection.worst);
+    return 0;
+}
+
+int TimeJournal(const char* hive)
+{
+    const QTemporaryDir folder;
+    JournalOptions options;
+    options.dataFolder = folder.path().toStdString();
+    options.isReadOnly = true;
+    JournalIndex index;
+    for (int number = 0; number < kRecords; ++number) {
+        index.journal.push_back("6;2;HKEY_CURRENT_USER\\Software\\Key" + std::to_string(number) +
+                                ";HKEY_CURRENT_USER\\Software;1;Name;Name;somebody;20261124221508123");
+    }
+    const std::vector<std::byte> bytes = EncodeIndex(index);
+    std::ofstream(options.dataFolder / "index", std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+    BenchWindow window(hive, MountMode::kReadOnly, options);
+    window.frame.Router().Run(CommandId::kShowJournal);
+    CJournalList& list = window.frame.LowerView().Tabs().JournalList();
+    if (list.model()->rowCount() != kRecords) {
+        std::fprintf(stderr, "browse_keys: the journal was not read\n");
+        return 1;
+    }
+    std::vector<double> pages;
+    for (int page = 0; page < kPages; ++page) {
+        pages.push_back(window.Press(list, Qt::Key_PageDown));
+    }
+    const Times scrolling = Sorted(pages);
+    std::printf("%.2f %.2f\n", scrolling.median, scrolling.worst);
     return 0;
 }
 
@@ -98,9 +138,12 @@ int main(int argc, char** argv)
     if (what == "values") {
         return tolvar::bench::TimeValues(argv[2]);
     }
+    if (what == "journal") {
+        return tolvar::bench::TimeJournal(argv[2]);
+    }
     if (what == "memory") {
         return tolvar::bench::MeasureMemory(argv[2]);
     }
-    std::fprintf(stderr, "usage: browse_keys values HIVE | memory HIVE\n");
+    std::fprintf(stderr, "usage: browse_keys values|journal|memory HIVE\n");
     return 2;
 }
