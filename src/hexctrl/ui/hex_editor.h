@@ -12,7 +12,8 @@ class QAction;
 namespace tolvar {
 
 /// A hex control with what users expect around it: the find bar, the inspector line, and every command as an action
-/// with its shortcut, which works while the focus is in here. A form embeds this, or the control alone.
+/// with its shortcut. While the control has the focus these come before the window's own shortcuts; in the find bar
+/// those of the search do. A form embeds this, or the control alone.
 class HexEditor final : public QWidget {
     Q_OBJECT
 
