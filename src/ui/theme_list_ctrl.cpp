@@ -1,5 +1,7 @@
 #include "ui/theme_list_ctrl.h"
 
+#include <algorithm>
+
 #include <QHeaderView>
 #include <QMouseEvent>
 #include <QPainter>
@@ -69,6 +71,12 @@ void CThemeListCtrl::ApplySettings(const WindowContext& context)
     setPalette(ItemViewPalette(context, palette()));
     setIconSize(kIconSize);
     SetGridLines(context.profile.GetInt(kSettingsSection, "Hilight Lists", 0) != 0);
+}
+
+int CThemeListCtrl::ColumnWidth(int width) const
+{
+    constexpr int kCharacterWidth = 5;
+    return std::max(width, width * fontMetrics().averageCharWidth() / kCharacterWidth);
 }
 
 void CThemeListCtrl::SetGridLines(bool hasLines)

@@ -38,6 +38,10 @@ public:
     /// Takes font, colours and grid lines from the settings of lists.
     void ApplySettings(const WindowContext& context);
 
+    /// The width of a column, in pixels, whose width is `width` in a font with characters of five pixels on average:
+    /// more in a larger font, and never less.
+    [[nodiscard]] int ColumnWidth(int width) const;
+
     /// Whether lines separate rows and columns.
     void SetGridLines(bool hasLines);
 

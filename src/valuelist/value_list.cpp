@@ -23,8 +23,8 @@ struct ColumnSetting {
     CommandId command;
     const char* key; ///< in the profile
     bool isOnByDefault;
-    int width;      ///< pixels when the column is switched on
-    int shownWidth; ///< pixels whenever the list is shown; 0: what the list has room for
+    int width;      ///< when the column is switched on (see ColumnWidth)
+    int shownWidth; ///< whenever the list is shown; 0: what the list has room for
 };
 
 /// All columns but Name, in their order.
@@ -143,7 +143,7 @@ void CValueList::ToggleColumn(KeyColumn column)
             m_context.profile.WriteInt(kSettingsSection, setting.key, m_pModel->IsColumnOn(setting.column) ? 1 : 0);
         }
         if (setting.column == column && m_pModel->IsColumnOn(column)) {
-            header()->resizeSection(m_pModel->SectionOf(column), setting.width);
+            header()->resizeSection(m_pModel->SectionOf(column), ColumnWidth(setting.width));
         }
     }
     ShowAgain();
@@ -158,11 +158,11 @@ void CValueList::ToggleShowKeys()
 
 void CValueList::SetShownWidths()
 {
-    header()->resizeSection(0, kNameWidth);
+    header()->resizeSection(0, ColumnWidth(kNameWidth));
     for (const ColumnSetting& setting : kColumns) {
         if (const int section = m_pModel->SectionOf(setting.column); section >= 0) {
             const int room = viewport()->width() < kLeastDataRoom ? kDataWidth : viewport()->width();
-            header()->resizeSection(section, setting.shownWidth != 0 ? setting.shownWidth : room);
+            header()->resizeSection(section, setting.shownWidth != 0 ? ColumnWidth(setting.shownWidth) : room);
         }
     }
 }

@@ -117,14 +117,15 @@ TEST_F(ValueList, GivesTheColumnsTheirWidthsWheneverItIsShown)
     };
     List().resize(400, 200);
     parent.show();
-    EXPECT_THAT(widths(), ElementsAre(120, 95, 800)); // too little room: Data is wider than the list
+    const auto wide = [this](int width) { return List().ColumnWidth(width); };
+    EXPECT_THAT(widths(), ElementsAre(wide(120), wide(95), 800)); // too little room: Data is wider than the list
     Run(CommandId::kColumnOwner);
     Run(CommandId::kColumnOwner);
-    EXPECT_THAT(widths(), ElementsAre(120, 55, 800));
+    EXPECT_THAT(widths(), ElementsAre(wide(120), wide(55), 800));
     List().hide();
     List().resize(900, 200);
     List().show();
-    EXPECT_THAT(widths(), ElementsAre(120, 95, List().viewport()->width()));
+    EXPECT_THAT(widths(), ElementsAre(wide(120), wide(95), List().viewport()->width()));
 }
 
 TEST_F(ValueList, WritesTheLastKeyWhenItCloses)

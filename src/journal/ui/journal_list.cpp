@@ -26,10 +26,8 @@ constexpr int kUndoAllQuestion = 62040;
 constexpr int kRemoveAllQuestion = 62041;
 constexpr int kNotUndone = 62043;
 
-constexpr int kWidths[] = {45, 105, 120, 180, 95}; ///< of all columns but the last
-constexpr int kLastWidthLoss = 420;                ///< what the last column leaves of the list's width
-constexpr int kEmptyWidth = 1000;                  ///< how wide an empty list counts
-constexpr int kCellMargins = 12;
+constexpr int kWidths[] = {45, 105, 120, 180, 95}; ///< of all columns but the last (see ColumnWidth)
+constexpr int kLeastKeyWidth = 200;
 
 } // namespace
 
@@ -204,13 +202,22 @@ void CJournalList::showEvent(QShowEvent* event)
 {
     CThemeListCtrl::showEvent(event);
     for (int column = 0; column < static_cast<int>(std::size(kWidths)); ++column) {
-        header()->resizeSection(column, kWidths[column]);
+        header()->resizeSection(column, ColumnWidth(kWidths[column]));
     }
-    // In a large font the time wants more room than the width gives: it is of no use cut.
-    const int time = fontMetrics().horizontalAdvance(QStringLiteral("00.00.0000 - 00:00")) + kCellMargins;
-    header()->resizeSection(JournalListModel::kTime, std::max(kWidths[JournalListModel::kTime], time));
-    const int width = viewport()->width() > 0 ? viewport()->width() : kEmptyWidth;
-    header()->resizeSection(JournalListModel::kKey, width - kLastWidthLoss);
+    FitKeyColumn();
+}
+
+void CJournalList::resizeEvent(QResizeEvent* event)
+{
+    CThemeListCtrl::resizeEvent(event);
+    FitKeyColumn();
+}
+
+/// The last column has what the others leave.
+void CJournalList::FitKeyColumn()
+{
+    const int taken = header()->sectionPosition(JournalListModel::kKey);
+    header()->resizeSection(JournalListModel::kKey, std::max(viewport()->width() - taken, kLeastKeyWidth));
 }
 
 void CJournalList::contextMenuEvent(QContextMenuEvent* event)

@@ -34,6 +34,7 @@ protected:
     void focusInEvent(QFocusEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void showEvent(QShowEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
@@ -54,6 +55,7 @@ private:
     [[nodiscard]] std::vector<std::size_t> AllRows() const;
     [[nodiscard]] bool Confirms(int question);
     void ShowFailure(const QString& text);
+    void FitKeyColumn();
 
     const WindowContext& m_context;
     CTolvarDoc& m_document;
