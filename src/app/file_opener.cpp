@@ -7,6 +7,8 @@
 
 #include "app/main_frame.h"
 #include "app/pane_messages.h"
+#include "platform/registry/registry.h"
+#include "registry/root_keys.h"
 #include "transfer/read_key_text.h"
 #include "ui/native_text.h"
 #include "ui/wait_cursor.h"
@@ -21,6 +23,15 @@ constexpr int kNotImported = 61580;
 constexpr int kOpenFilter = 62030;
 constexpr int kOpenTitle = 62031;
 constexpr int kCanNotOpen = 62032;
+
+/// Success is told when all of it is on the disk.
+Result<KeyTextReading> ImportDurably(const std::filesystem::path& file)
+{
+    const WaitCursor waiting;
+    Result<KeyTextReading> reading = ReadKeyFile(file);
+    const Result<void> flushed = Registry::Current() != nullptr ? Registry::Current()->Flush() : Result<void>();
+    return flushed ? reading : tl::unexpected(flushed.error());
+}
 
 } // namespace
 
@@ -69,12 +80,11 @@ void CFileOpener::ImportDocument(const QString& file)
         QMessageBox::Yes) {
         return;
     }
-    Result<KeyTextReading> reading = [&] {
-        const WaitCursor waiting;
-        return ReadKeyFile(file.toStdString());
-    }();
-    RefreshKeyMessage refresh;
-    QCoreApplication::sendEvent(&m_frame, &refresh);
+    const Result<KeyTextReading> reading = ImportDurably(file.toStdString());
+    for (const RootKey& root : ShownRootKeys()) { // it may have changed any key
+        RefreshKeyMessage refresh(root.name);
+        QCoreApplication::sendEvent(&m_frame, &refresh);
+    }
     const bool isWhole = reading && reading->skipped == 0;
     if (reading) {
         m_recent.Add(FromQString(file));

@@ -102,6 +102,10 @@ bool CTolvarApp::StartStudio(const QString& hive) const
     if (m_options.isReadOnly) {
         arguments.append(QStringLiteral("--read-only"));
     }
+    if (m_options.palette != StudioOptions::Palette::kDesktop) {
+        const bool isDark = m_options.palette == StudioOptions::Palette::kDark;
+        arguments.append({QStringLiteral("--palette"), isDark ? QStringLiteral("dark") : QStringLiteral("light")});
+    }
     return QProcess::startDetached(QCoreApplication::applicationFilePath(), arguments);
 }
 

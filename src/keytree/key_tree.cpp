@@ -367,7 +367,8 @@ void CKeyTree::RefreshSelected()
 
 void CKeyTree::RefreshPath(const std::string& path)
 {
-    const std::string refreshed = path.empty() ? m_pModel->FullPath(currentIndex()) : path;
+    const std::string selected = m_pModel->FullPath(currentIndex());
+    const std::string refreshed = path.empty() ? selected : path;
     if (refreshed.empty()) {
         return;
     }
@@ -375,6 +376,28 @@ void CKeyTree::RefreshPath(const std::string& path)
     if (const std::string mirror = MirrorPath(refreshed); !mirror.empty()) {
         RefreshOne(mirror, false);
     }
+    SelectNearest(selected);
+}
+
+/// Selects the key again that was selected before its items were read anew; where it has gone, the nearest key above.
+void CKeyTree::SelectNearest(const std::string& path)
+{
+    if (path.empty() || m_pModel->FullPath(currentIndex()) == path) {
+        return;
+    }
+    QModelIndex item = m_pModel->TreeRoot();
+    std::string_view rest = path;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\\'), rest.size());
+        Expand(item);
+        const QModelIndex child = m_pModel->Child(item, rest.substr(0, end));
+        if (!child.isValid()) {
+            break;
+        }
+        item = child;
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    Select(item);
 }
 
 void CKeyTree::RefreshOne(const std::string& path, bool expandsTarget)

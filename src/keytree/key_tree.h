@@ -84,6 +84,7 @@ private:
     int GoToPath(GoToKeyMessage& message);
     void RefreshPath(const std::string& path);
     void RefreshOne(const std::string& path, bool expandsTarget);
+    void SelectNearest(const std::string& path);
     void Expand(const QModelIndex& item);
     void Select(const QModelIndex& item);
 

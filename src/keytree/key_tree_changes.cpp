@@ -187,6 +187,10 @@ void CKeyTree::DeleteSubkey(DeleteSubkeyMessage& message)
     std::string failure;
     message.result =
         Apply(ChangeRecord::DeleteKey(m_pModel->FullPath(currentIndex()) + "\\" + message.edit->name), failure);
+    const QModelIndex item = m_pModel->Child(currentIndex(), message.edit->name);
+    if (message.result == 0 && item.isValid()) {
+        m_pModel->Remove(item);
+    }
 }
 
 void CKeyTree::RenameFromList(RenameMessage& message)

@@ -151,6 +151,21 @@ TEST_F(KeyTreeChanges, DeletesWithoutAQuestionAndNeverARoot)
     EXPECT_EQ(Selected(), "HKEY_USERS\\K\\to");
 }
 
+TEST_F(KeyTreeChanges, KeepsItsSelectionWhereAKeyIsReadAnew)
+{
+    Run(CommandId::kNewKey);
+    Type("Below");
+    const auto refresh = [this](const char* path) {
+        RefreshKeyMessage message(path);
+        QCoreApplication::sendEvent(&tree, &message);
+        return Selected();
+    };
+    EXPECT_EQ(refresh("HKEY_USERS\\K"), "HKEY_USERS\\K\\from\\Below");
+    EXPECT_EQ(refresh("HKEY_USERS"), "HKEY_USERS\\K\\from\\Below");
+    ASSERT_TRUE(fixture.document.UndoEntry(1));                       // the name that was typed
+    EXPECT_EQ(refresh("HKEY_USERS\\K\\from"), "HKEY_USERS\\K\\from"); // it has gone: the one above
+}
+
 TEST_F(KeyTreeChanges, PastesAValueAndTakesItAwayWhereItWasCut)
 {
     const auto paste = [this](const char* text) {
@@ -209,6 +224,7 @@ TEST_F(KeyTreeChanges, StoresDeletesAndRenamesWhatTheListAndTheFormsAskFor)
     DeleteSubkeyMessage removeKey(&removed);
     QCoreApplication::sendEvent(&tree, &removeKey);
     EXPECT_EQ(removeKey.result, 0);
+    EXPECT_FALSE(tree.Model().Child(tree.currentIndex(), "renamed").isValid()); // its item has gone with it
     QCoreApplication::sendEvent(&tree, &removeKey);
     EXPECT_NE(removeKey.result, 0); // it is there no more
     EXPECT_EQ(Entries(), 6U);

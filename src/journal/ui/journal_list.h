@@ -1,5 +1,9 @@
 #pragma once
 
+#include <set>
+#include <string>
+#include <vector>
+
 #include "app/command_map.h"
 #include "app/pane_messages.h"
 #include "journal/ui/journal_list_model.h"
@@ -49,6 +53,7 @@ private:
     void UndoAll();
     void RemoveSelected();
     void RemoveAll();
+    [[nodiscard]] std::set<std::string> ChangedParents(const std::vector<std::size_t>& entries) const;
     void Undo(std::vector<std::size_t> entries, bool showsKeyAgain);
     void Remove(const std::vector<std::size_t>& entries);
     [[nodiscard]] std::vector<std::size_t> SelectedRows() const;
