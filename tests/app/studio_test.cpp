@@ -2,11 +2,16 @@
 #include <filesystem>
 #include <fstream>
 
+#include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
+#include <QLocale>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -157,6 +162,53 @@ TEST_F(Studio, LetsTheListLeadTheTree)
     list.setCurrentIndex(list.Model().index(0, 0)); // up again, to the list of roots
     QTest::keyClick(&list, Qt::Key_Return);
     EXPECT_EQ(list.Model().Rows().Row(0).kind, KeyRow::Kind::kRootKey);
+}
+
+TEST_F(Studio, SpeaksTheLanguageOfItsUser)
+{
+    for (const auto& [locale, title] : {std::pair{QLocale::English, "&File"},
+                                        {QLocale::German, "&Datei"},
+                                        {QLocale::French, "&Datei"},
+                                        {QLocale::C, "&File"}}) {
+        QLocale::setDefault(QLocale(locale));
+        CTolvarApp app(Options());
+        ASSERT_TRUE(app.InitInstance());
+        EXPECT_EQ(app.Frame().menuBar()->actions().front()->text(), QString::fromUtf8(title));
+    }
+    QLocale::setDefault(QLocale::c());
+}
+
+TEST_F(Studio, ImportsADocumentAndEnds)
+{
+    const std::string text = "[HKEY_USERS\\good\\imported]\r\nname=1:text\r\n";
+    WriteHive("x.TVR", {reinterpret_cast<const std::byte*>(text.data()),
+                        reinterpret_cast<const std::byte*>(text.data() + text.size())});
+    StudioOptions options = Options();
+    options.documents = {m_folder.filePath(QStringLiteral("x.TVR")).toStdString()};
+    std::vector<std::string> questions;
+    QTimer yes;
+    QObject::connect(&yes, &QTimer::timeout, [&] {
+        if (auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            questions.push_back(box->text().toStdString());
+            box->button(questions.size() == 1 ? QMessageBox::Yes : QMessageBox::Ok)->click();
+        }
+    });
+    yes.start(1);
+    CTolvarApp app(options);
+    EXPECT_FALSE(app.InitInstance()); // it was started for that alone
+    yes.stop();
+    EXPECT_THAT(questions, testing::ElementsAre(testing::HasSubstr("import x.TVR?"), "The file was imported."));
+    EXPECT_TRUE(app.Frame().GoToKey("HKEY_USERS\\good\\imported"));
+}
+
+TEST_F(Studio, TakesFilesForWhatTheyAre)
+{
+    const char* arguments[] = {"tolvar-studio", "--read-only", "SOFTWARE", "x.Tvr", "y.hive@HKEY_USERS\\Y"};
+    StudioOptions options;
+    EXPECT_EQ(options.Parse(static_cast<int>(std::size(arguments)), const_cast<char**>(arguments)),
+              StudioOptions::kGoOn);
+    EXPECT_THAT(options.documents, testing::ElementsAre("x.Tvr"));
+    EXPECT_THAT(options.hives, testing::ElementsAre("SOFTWARE", "y.hive@HKEY_USERS\\Y"));
 }
 
 TEST_F(Studio, RewritesItsFolderIntoTheSettingsAtEveryStart)
