@@ -54,7 +54,7 @@ bool IsPlainBytes(DWORD type)
 } // namespace
 
 CBinaryForm::CBinaryForm(const WindowContext& context, QWidget* parent)
-    : CValueForm(context, parent), m_pEditor(new HexEditor(TextsOf(context.language), this))
+    : CValueForm(context, ButtonPlace::kCorner, parent), m_pEditor(new HexEditor(TextsOf(context.language), this))
 {
     DataLayout().addWidget(m_pEditor);
     HexControl& control = m_pEditor->Control();

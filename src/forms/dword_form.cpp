@@ -22,7 +22,7 @@ constexpr int kNameWidth = 260;
 } // namespace
 
 CDwordForm::CDwordForm(const WindowContext& context, QWidget* parent)
-    : CValueForm(context, parent), m_pNumber(new CRichEditLine(context, this)),
+    : CValueForm(context, ButtonPlace::kBelowData, parent), m_pNumber(new CRichEditLine(context, this)),
       m_pDecimal(new QRadioButton(context.language.String(kDecimalText), this)),
       m_pHexadecimal(new QRadioButton(context.language.String(kHexadecimalText), this))
 {
@@ -40,7 +40,6 @@ CDwordForm::CDwordForm(const WindowContext& context, QWidget* parent)
     row->addWidget(m_pHexadecimal);
     row->addStretch();
     DataLayout().addLayout(row);
-    DataLayout().addStretch();
     m_pDecimal->setChecked(true);
     connect(m_pNumber, &QLineEdit::textEdited, this, &CDwordForm::Filter);
     connect(m_pDecimal, &QRadioButton::clicked, this, [this] { SwitchTo(NumberBase::kDecimal); });

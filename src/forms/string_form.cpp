@@ -15,7 +15,7 @@ constexpr int kDataLabel = 61502;
 } // namespace
 
 CStringForm::CStringForm(const WindowContext& context, QWidget* parent)
-    : CValueForm(context, parent), m_pData(new CRichEditField(context, this))
+    : CValueForm(context, ButtonPlace::kCorner, parent), m_pData(new CRichEditField(context, this))
 {
     m_pData->setAccessibleName(context.language.String(kDataLabel));
     m_pData->installEventFilter(this);
@@ -40,6 +40,12 @@ std::string CStringForm::Data()
         text.remove(u'\r').replace(u'\n', u';');
     }
     return FromQString(text);
+}
+
+void CStringForm::resizeEvent(QResizeEvent* event)
+{
+    CValueForm::resizeEvent(event);
+    m_pData->setFocus(Qt::OtherFocusReason);
 }
 
 bool CStringForm::eventFilter(QObject* watched, QEvent* event)

@@ -18,6 +18,7 @@ public:
 protected:
     void LoadData(const FormRequest& request) override;
     [[nodiscard]] std::string Data() override;
+    void resizeEvent(QResizeEvent* event) override; ///< gives the focus to the data
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:

@@ -26,7 +26,7 @@ constexpr int kMaxName = 16383; // units: the format's own limit for names of va
 
 } // namespace
 
-CValueForm::CValueForm(const WindowContext& context, QWidget* parent)
+CValueForm::CValueForm(const WindowContext& context, ButtonPlace buttonPlace, QWidget* parent)
     : QWidget(parent), m_context(context), m_pName(new CRichEditLine(context, this)), m_pNote(new QLabel(this)),
       m_pDataLayout(new QVBoxLayout), m_pOk(new QPushButton(context.language.String(kOkText), this)),
       m_pCancel(new QPushButton(context.language.String(kCancelText), this))
@@ -46,18 +46,21 @@ CValueForm::CValueForm(const WindowContext& context, QWidget* parent)
     note->setWordWrap(true);
     note->setTextFormat(Qt::PlainText);
     note->hide();
+    const bool isCorner = buttonPlace == ButtonPlace::kCorner;
     auto* buttons = new QHBoxLayout;
-    buttons->addStretch();
+    buttons->addStretch(isCorner ? 1 : 0);
     buttons->addWidget(m_pOk);
     buttons->addWidget(m_pCancel);
+    buttons->addStretch(isCorner ? 0 : 1);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     layout->addWidget(nameLabel);
     layout->addWidget(m_pName);
     layout->addWidget(m_pNote);
     layout->addWidget(new QLabel(context.language.String(kDataLabel), this));
-    layout->addLayout(m_pDataLayout, 1);
+    layout->addLayout(m_pDataLayout, isCorner ? 1 : 0);
     layout->addLayout(buttons);
+    layout->addStretch(isCorner ? 0 : 1);
     connect(m_pOk, &QPushButton::clicked, this, &CValueForm::OnOk);
     connect(m_pCancel, &QPushButton::clicked, this, &CValueForm::OnCancel);
     setFocusProxy(m_pName);

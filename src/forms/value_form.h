@@ -21,7 +21,10 @@ class CValueForm : public QWidget {
     Q_OBJECT
 
 public:
-    CValueForm(const WindowContext& context, QWidget* parent);
+    /// Where OK and Cancel stand: in the corner of a form that fills its pane, or right below a small one's data.
+    enum class ButtonPlace { kCorner, kBelowData };
+
+    CValueForm(const WindowContext& context, ButtonPlace buttons, QWidget* parent);
 
     /// Shows what is to be edited. Once, right after the form was made.
     void LoadValue(const FormRequest& request);
