@@ -77,7 +77,7 @@ class Studio:
         subprocess.run(["xdotool", *arguments], env=self.env, check=True, timeout=30, stdout=subprocess.DEVNULL)
 
     def settle(self):
-        time.sleep(0.4)  # the program has no way to say that it has nothing more to do
+        time.sleep(0.5)  # the program has no way to say that it has nothing more to do
 
     def keys(self, *names):
         for name in names:
