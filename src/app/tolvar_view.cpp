@@ -14,6 +14,7 @@ namespace tolvar {
 namespace {
 
 constexpr int kBackColor = 61495;
+constexpr int kHelpName = 61494;
 constexpr int kHelpText = 62024;
 constexpr int kSearchText = 62025;
 constexpr int kEscapeText = 62029;
@@ -115,8 +116,8 @@ void CTolvarView::ShowBrowser()
         DropForms();
     }
     if (m_pBrowser == nullptr) {
-        const QString text = m_context.language.String(kHelpText);
-        m_pBrowser = new EmptyPage(static_cast<int>(PageId::kBrowser), text, text, this);
+        m_pBrowser = new EmptyPage(static_cast<int>(PageId::kBrowser), m_context.language.String(kHelpName),
+                                   m_context.language.String(kHelpText), this);
     }
     PlaceChildren();
     m_pBrowser->show();
