@@ -79,7 +79,9 @@ void CTolvarApp::MakeDocument()
 
 void CTolvarApp::OpenDocument()
 {
-    if (const Result<void> opened = m_pDocument->OnNewDocument(); !opened) {
+    const Result<void> opened = m_pDocument->OnNewDocument();
+    const bool isToldAlready = m_isInUse && !opened && opened.error().code == ErrorCode::kSharingViolation;
+    if (!opened && !isToldAlready) {
         ShowProblem(opened.error());
     }
     m_pFrame->OnInitialUpdate();
@@ -206,6 +208,7 @@ void CTolvarApp::MountEmbedded()
         mounted = MountEmbeddedRegistry(m_registry, folder, Mode());
     }
     if (!mounted) {
+        m_isInUse = mounted.error().code == ErrorCode::kSharingViolation;
         ShowProblem(mounted.error());
     }
 }
@@ -268,6 +271,7 @@ bool CTolvarApp::MountOne(const MountRequest& request, std::set<std::filesystem:
         return true;
     }
     ShowProblem(mounted.error());
+    m_isInUse = m_isInUse || mounted.error().code == ErrorCode::kSharingViolation;
     told.insert(request.file);
     return !m_options.isReadOnly && mounted.error().code != ErrorCode::kSharingViolation &&
            m_registry.Mount(request, MountMode::kReadOnly).has_value();

@@ -76,6 +76,7 @@ private:
     std::unique_ptr<CFileOpener> m_pOpener;
     QTranslator m_toolkitTexts; ///< of the toolkit's own dialogs
     QTimer m_flushTimer;
+    bool m_isInUse = false;   ///< another program has the registry, and the user was told
     std::string m_firstMount; ///< where the first hive was mounted; empty for none
 
     int m_nLeftTab = 0;             ///< which tab of the left pane is shown first
