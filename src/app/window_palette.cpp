@@ -10,7 +10,7 @@ namespace {
 
 QPalette DarkPalette()
 {
-    constexpr QRgb kWindow = 0xFF2D2D30;
+    constexpr QRgb kWindow = 0xFF3A3A3E;
     constexpr QRgb kBase = 0xFF1E1E1E;
     constexpr QRgb kText = 0xFFE4E4E4;
     constexpr QRgb kDimText = 0xFF808080;
