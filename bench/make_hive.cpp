@@ -22,6 +22,7 @@
 
 #include <hivex.h>
 
+#include "fixtures/dice.h"
 #include "fixtures/hive_builder.h"
 
 namespace tolvar::bench {
@@ -29,6 +30,7 @@ namespace tolvar::bench {
 namespace {
 
 using fixtures::BuiltKey;
+using fixtures::Dice;
 using fixtures::HiveBuilder;
 
 constexpr std::size_t kLargeKeys = 220'000;
@@ -41,31 +43,6 @@ constexpr std::size_t kManyValues = 100'000;
 constexpr std::uint32_t kRegSz = 1;
 constexpr std::uint32_t kRegBinary = 3;
 constexpr std::uint32_t kRegDword = 4;
-
-/// A row of numbers that is the same on every machine.
-class Dice {
-public:
-    explicit Dice(std::uint64_t seed) noexcept : m_state(seed) {}
-
-    [[nodiscard]] std::uint64_t Next() noexcept
-    {
-        // SplitMix64
-        m_state += 0x9E3779B97F4A7C15;
-        std::uint64_t mixed = m_state;
-        mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9;
-        mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EB;
-        return mixed ^ (mixed >> 31);
-    }
-
-    /// A number from `low` to `high`, both included.
-    [[nodiscard]] std::size_t Between(std::size_t low, std::size_t high) noexcept
-    {
-        return low + static_cast<std::size_t>(Next() % (high - low + 1));
-    }
-
-private:
-    std::uint64_t m_state;
-};
 
 /// One line of a table of chances: this many in a thousand lie between `low` and `high`.
 struct Share {

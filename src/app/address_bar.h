@@ -4,7 +4,6 @@
 
 #include "ui/window_context.h"
 
-class QCompleter;
 class QLineEdit;
 class QStringListModel;
 class QToolButton;

@@ -42,10 +42,9 @@ CValueForm::CValueForm(const WindowContext& context, ButtonPlace buttonPlace, QW
     m_pName->setAccessibleName(context.language.String(kNameLabel));
     auto* nameLabel = new QLabel(context.language.String(kNameLabel), this);
     nameLabel->setBuddy(m_pName);
-    auto* note = static_cast<QLabel*>(m_pNote);
-    note->setWordWrap(true);
-    note->setTextFormat(Qt::PlainText);
-    note->hide();
+    m_pNote->setWordWrap(true);
+    m_pNote->setTextFormat(Qt::PlainText);
+    m_pNote->hide();
     const bool isCorner = buttonPlace == ButtonPlace::kCorner;
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(isCorner ? 1 : 0);
@@ -68,7 +67,7 @@ CValueForm::CValueForm(const WindowContext& context, ButtonPlace buttonPlace, QW
 
 void CValueForm::SetNote(const QString& note)
 {
-    static_cast<QLabel*>(m_pNote)->setText(note);
+    m_pNote->setText(note);
     m_pNote->setVisible(!note.isEmpty());
 }
 

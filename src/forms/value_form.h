@@ -6,6 +6,7 @@
 #include "ui/window_context.h"
 
 class QBoxLayout;
+class QLabel;
 class QPushButton;
 
 namespace tolvar {
@@ -68,7 +69,7 @@ private:
     std::string m_name;       ///< of an existing value
     std::string m_loadedData; ///< what Data answered when the value was loaded
     CRichEditLine* m_pName;   ///< all owned by the form
-    QWidget* m_pNote;
+    QLabel* m_pNote;
     QBoxLayout* m_pDataLayout;
     QPushButton* m_pOk;
     QPushButton* m_pCancel;

@@ -34,9 +34,6 @@ public:
     /// Whether the list carries the command out.
     [[nodiscard]] bool Offers(CommandId command) const;
 
-    /// Whether the list also shows the key's subkeys.
-    [[nodiscard]] bool ShowsKeys() const { return m_bShowKeys; }
-
     /// The row at the selection mark; null for none.
     [[nodiscard]] const KeyRow* MarkedRow() const;
 

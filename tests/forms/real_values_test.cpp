@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/window_fixture.h"
+#include "form_parent.h"
 #include "forms/binary_form.h"
 #include "forms/dword_form.h"
 #include "forms/rich_edit_field.h"
@@ -20,21 +21,6 @@
 
 namespace tolvar {
 namespace {
-
-/// Takes what the forms say at their end.
-class FormParent final : public QWidget {
-public:
-    std::optional<std::string> data; ///< nothing: nothing is to be stored
-
-protected:
-    bool event(QEvent* event) override
-    {
-        return HandleMessage<FormDoneMessage>(
-                   event,
-                   [this](const FormDoneMessage& m) { data = m.edit != nullptr ? m.edit->data : std::nullopt; }) ||
-               QWidget::event(event);
-    }
-};
 
 /// Opens every value of the session in its form, one form of each kind for all of them.
 class EveryValue {
@@ -86,7 +72,7 @@ private:
                                           : bytes;
         form.LoadValue(request);
         form.OnOk();
-        EXPECT_EQ(parent.data, std::nullopt) << name; // nothing was changed: nothing is stored
+        EXPECT_FALSE(parent.edit) << name; // nothing was changed: nothing is stored
         if (value.isStored || (!isText && !isNumber)) {
             ChangeBytes();
         } else if (isText) {
@@ -96,10 +82,10 @@ private:
             number.NumberField().setText(value.text == "00000001" ? QStringLiteral("2") : QStringLiteral("1"));
         }
         form.OnOk();
-        ASSERT_NE(parent.data, std::nullopt) << name;
-        ASSERT_NE(*parent.data, value.text) << name;
+        ASSERT_TRUE(parent.edit) << name;
+        ASSERT_NE(*parent.edit->data, value.text) << name;
         FormRequest changed = request;
-        changed.text = *parent.data;
+        changed.text = *parent.edit->data;
         form.LoadValue(changed);
         if (value.isStored || (!isText && !isNumber)) {
             ChangeBytesBack();
@@ -110,7 +96,8 @@ private:
             number.NumberField().setText(QString::number(QString::fromStdString(value.text).toUInt(nullptr, 16)));
         }
         form.OnOk();
-        ASSERT_EQ(parent.data, value.text) << name;
+        ASSERT_TRUE(parent.edit) << name;
+        ASSERT_EQ(parent.edit->data, value.text) << name;
         EXPECT_EQ(BytesOf(value), WithEnd(value, stored)) << name;
     }
 

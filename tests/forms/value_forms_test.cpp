@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/window_fixture.h"
+#include "form_parent.h"
 #include "forms/binary_form.h"
 #include "forms/dword_form.h"
 #include "forms/rich_edit_field.h"
@@ -15,26 +16,6 @@
 
 namespace tolvar {
 namespace {
-
-/// Takes what a form says at its end.
-class FormParent final : public QWidget {
-public:
-    int done = 0;
-    bool isNew = false;
-    std::optional<ValueEdit> edit; ///< nothing: cancelled
-
-protected:
-    bool event(QEvent* event) override
-    {
-        return HandleMessage<FormDoneMessage>(event,
-                                              [this](const FormDoneMessage& m) {
-                                                  ++done;
-                                                  isNew = m.isNew;
-                                                  edit = m.edit != nullptr ? std::optional(*m.edit) : std::nullopt;
-                                              }) ||
-               QWidget::event(event);
-    }
-};
 
 class ValueForms : public testing::Test {
 protected:

@@ -118,27 +118,16 @@ void CJournalList::RemoveAll()
     }
 }
 
-/// The keys in which subkeys may come or go when entries are undone.
-std::set<std::string> CJournalList::ChangedParents(const std::vector<std::size_t>& entries) const
-{
-    std::set<std::string> parents;
-    for (const std::size_t entry : entries) {
-        const JournalRecord record = ParseRecord(m_document.Journal()[entry]);
-        if (record.object != static_cast<int>(ChangeObject::kKey)) {
-            continue;
-        }
-        const bool isParent = record.kind == static_cast<int>(ChangeKind::kNew); // its path is the new key's parent
-        parents.insert(isParent ? record.path : record.path.substr(0, record.path.rfind('\\')));
-    }
-    return parents;
-}
-
 void CJournalList::Undo(std::vector<std::size_t> entries, bool showsKeyAgain)
 {
     if (entries.empty()) {
         return;
     }
-    const std::set<std::string> parents = ChangedParents(entries);
+    std::set<std::string> parents;
+    for (const std::size_t entry : entries) {
+        parents.insert(ChangedParent(m_document.Journal()[entry]));
+    }
+    parents.erase(std::string());
     const UndoReport report = [&] {
         const WaitCursor waiting;
         return m_document.UndoEntries(std::move(entries));

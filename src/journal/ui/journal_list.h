@@ -1,7 +1,5 @@
 #pragma once
 
-#include <set>
-#include <string>
 #include <vector>
 
 #include "app/command_map.h"
@@ -53,7 +51,6 @@ private:
     void UndoAll();
     void RemoveSelected();
     void RemoveAll();
-    [[nodiscard]] std::set<std::string> ChangedParents(const std::vector<std::size_t>& entries) const;
     void Undo(std::vector<std::size_t> entries, bool showsKeyAgain);
     void Remove(const std::vector<std::size_t>& entries);
     [[nodiscard]] std::vector<std::size_t> SelectedRows() const;

@@ -232,28 +232,12 @@ Result<CellOffset> HiveWriter::CreateKey(CellOffset parent, std::u16string_view 
     return key;
 }
 
-Result<void> HiveWriter::DeleteKey(CellOffset key)
+Result<std::vector<CellOffset>> HiveWriter::OwnCells(const KeyNode& node) const
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
+    const Checked<ValueListView> values = m_hive.Values(node);
+    if (!values) {
+        return tl::unexpected(ToError(values.error()));
     }
-    if (key == m_hive.Root() || node->Is(key_flags::kNoDelete) || node->subkeyCount != 0) {
-        return Failure(ErrorCode::kAccessDenied);
-    }
-    const Result<KeyNode> parent = Key(node->parent);
-    if (!parent) {
-        return tl::unexpected(parent.error());
-    }
-    const Result<SubkeyPlace> place = PlaceOf(*parent, node->name.ToUtf16());
-    const Checked<ValueListView> values = m_hive.Values(*node);
-    if (!place || !values) {
-        return tl::unexpected(place ? ToError(values.error()) : place.error());
-    }
-    if (place->found != key) {
-        return tl::unexpected(ToError({Breach::kKeyParent, key}));
-    }
-    // All that has to be freed is read before anything is.
     std::vector<CellOffset> cells;
     for (std::uint32_t i = 0; i < values->count; ++i) {
         const Checked<ValueRecord> value = m_hive.Value((*values)[i]);
@@ -270,14 +254,42 @@ Result<void> HiveWriter::DeleteKey(CellOffset key)
     if (values->count != 0) {
         cells.push_back(values->cell);
     }
-    if (const Checked<NameView> name = m_hive.ClassName(*node); name && name->data != nullptr) {
-        cells.push_back(node->classCell);
+    if (const Checked<NameView> name = m_hive.ClassName(node); name && name->data != nullptr) {
+        cells.push_back(node.classCell);
+    }
+    return cells;
+}
+
+Result<void> HiveWriter::DeleteKey(CellOffset key)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
+    if (key == m_hive.Root() || node->Is(key_flags::kNoDelete) || node->subkeyCount != 0) {
+        return Failure(ErrorCode::kAccessDenied);
+    }
+    const Result<KeyNode> parent = Key(node->parent);
+    if (!parent) {
+        return tl::unexpected(parent.error());
+    }
+    const Result<SubkeyPlace> place = PlaceOf(*parent, node->name.ToUtf16());
+    if (!place) {
+        return tl::unexpected(place.error());
+    }
+    if (place->found != key) {
+        return tl::unexpected(ToError({Breach::kKeyParent, key}));
+    }
+    // All that has to be freed is read before anything is.
+    const Result<std::vector<CellOffset>> cells = OwnCells(*node);
+    if (!cells) {
+        return tl::unexpected(cells.error());
     }
     const CellOffset list = SubkeyListEditor(m_editor).Remove(parent->subkeyList, *place);
     m_editor.Store(parent->offset, field::kSubkeyList, list.value);
     m_editor.Store(parent->offset, field::kSubkeyCount, parent->subkeyCount - 1);
     TouchKey(parent->offset);
-    for (const CellOffset cell : cells) {
+    for (const CellOffset cell : *cells) {
         m_editor.Free(cell);
     }
     ReleaseSecurity(node->security);

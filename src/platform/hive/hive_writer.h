@@ -125,6 +125,8 @@ private:
     [[nodiscard]] Result<CellOffset> WriteBigData(std::span<const std::byte> data);
     [[nodiscard]] bool OverwriteData(const ValueRecord& record, std::span<const std::byte> data);
     [[nodiscard]] Result<std::vector<CellOffset>> DataCells(const ValueRecord& record) const;
+    /// What goes with a key beside its own cell: its values with their data, their list, its class.
+    [[nodiscard]] Result<std::vector<CellOffset>> OwnCells(const KeyNode& node) const;
     void StoreDataField(CellOffset record, std::uint32_t type, std::span<const std::byte> data, CellOffset dataCell);
 
     HiveEditor& m_editor;

@@ -61,30 +61,13 @@ Result<void> HiveWriter::CollectKey(CellOffset key, DoomedTree& tree) const
     if (node->Is(key_flags::kNoDelete)) {
         return Failure(ErrorCode::kAccessDenied, "a key that is marked undeletable");
     }
-    const Checked<ValueListView> values = m_hive.Values(*node);
-    if (!values) {
-        return tl::unexpected(ToError(values.error()));
+    const Result<std::vector<CellOffset>> cells = OwnCells(*node);
+    if (!cells) {
+        return tl::unexpected(cells.error());
     }
     bool isOwn = tree.Add(key);
-    for (std::uint32_t i = 0; i < values->count; ++i) {
-        const Checked<ValueRecord> value = m_hive.Value((*values)[i]);
-        if (!value) {
-            return tl::unexpected(ToError(value.error()));
-        }
-        const Result<std::vector<CellOffset>> data = DataCells(*value);
-        if (!data) {
-            return tl::unexpected(data.error());
-        }
-        isOwn = tree.Add(value->offset) && isOwn;
-        for (const CellOffset cell : *data) {
-            isOwn = tree.Add(cell) && isOwn;
-        }
-    }
-    if (values->count != 0) {
-        isOwn = tree.Add(values->cell) && isOwn;
-    }
-    if (const Checked<NameView> name = m_hive.ClassName(*node); name && name->data != nullptr) {
-        isOwn = tree.Add(node->classCell) && isOwn;
+    for (const CellOffset cell : *cells) {
+        isOwn = tree.Add(cell) && isOwn;
     }
     if (!isOwn || tree.levels.size() >= kMaxDepth) {
         return tl::unexpected(ToError({isOwn ? Breach::kDepth : Breach::kShared, key}));
