@@ -8,8 +8,8 @@
 #include <QApplication>
 #include <QKeyEvent>
 
-#include "app/main_frame.h"
 #include "app/settings_profile.h"
+#include "frame/main_frame.h"
 #include "journal/tolvar_doc.h"
 #include "keytree/key_tree.h"
 #include "platform/registry/registry.h"

@@ -18,9 +18,9 @@
 
 #include <QTemporaryDir>
 
-#include "app/down_tabs.h"
-#include "app/down_view.h"
 #include "bench_window.h"
+#include "frame/down_tabs.h"
+#include "frame/down_view.h"
 #include "journal/index_file.h"
 #include "journal/ui/journal_list.h"
 

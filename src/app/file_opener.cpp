@@ -5,11 +5,11 @@
 #include <QMenu>
 #include <QMessageBox>
 
-#include "app/main_frame.h"
-#include "app/pane_messages.h"
+#include "frame/main_frame.h"
+#include "key_text/read_key_text.h"
+#include "panes/pane_messages.h"
 #include "platform/registry/registry.h"
 #include "registry/root_keys.h"
-#include "transfer/read_key_text.h"
 #include "ui/native_text.h"
 #include "ui/wait_cursor.h"
 

@@ -13,11 +13,11 @@
 #include <QProcess>
 
 #include "app/file_opener.h"
-#include "app/main_frame.h"
+#include "frame/main_frame.h"
 #include "hexctrl/ui/hex_classes.h"
-#include "journal/journal_source.h"
 #include "platform/registry/embedded_registry.h"
 #include "platform/system/version.h"
+#include "session/journal_source.h"
 #include "ui/native_text.h"
 
 namespace tolvar {

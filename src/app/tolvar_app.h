@@ -8,10 +8,10 @@
 #include <QTimer>
 #include <QTranslator>
 
-#include "app/command_ids.h"
 #include "app/settings_profile.h"
 #include "app/studio_options.h"
 #include "journal/tolvar_doc.h"
+#include "panes/command_ids.h"
 #include "platform/registry/registry.h"
 #include "ui/resource_library.h"
 #include "ui/window_context.h"

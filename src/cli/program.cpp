@@ -6,12 +6,12 @@
 #include <unistd.h>
 
 #include "cli/command.h"
-#include "cli/settings_file.h"
-#include "journal/journal_source.h"
 #include "platform/registry/embedded_registry.h"
 #include "platform/system/standard_streams.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
+#include "session/journal_source.h"
+#include "session/settings_file.h"
 
 namespace tolvar {
 

@@ -2,9 +2,9 @@
 #include <fmt/format.h>
 
 #include "cli/command.h"
+#include "key_text/read_key_text.h"
+#include "key_text/write_key_text.h"
 #include "registry/reg_key.h"
-#include "transfer/read_key_text.h"
-#include "transfer/write_key_text.h"
 
 namespace tolvar {
 

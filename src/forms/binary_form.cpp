@@ -3,9 +3,9 @@
 #include <QBoxLayout>
 #include <QContextMenuEvent>
 
-#include "app/command_ids.h"
 #include "hexctrl/hex_messages.h"
 #include "hexctrl/ui/hex_editor.h"
+#include "panes/command_ids.h"
 #include "registry/value_text.h"
 #include "ui/image_menu.h"
 #include "ui/native_text.h"

@@ -6,7 +6,7 @@
 #include <QMimeData>
 #include <QTextDocument>
 
-#include "app/command_ids.h"
+#include "panes/command_ids.h"
 #include "ui/image_menu.h"
 
 namespace tolvar {

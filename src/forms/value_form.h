@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-#include "app/pane_messages.h"
+#include "panes/pane_messages.h"
 #include "ui/window_context.h"
 
 class QBoxLayout;

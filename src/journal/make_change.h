@@ -3,10 +3,10 @@
 #include <vector>
 
 #include "journal/change_record.h"
+#include "key_text/write_key_text.h"
 #include "platform/hive/hive.h"
 #include "platform/system/error.h"
 #include "registry/reg_key.h"
-#include "transfer/write_key_text.h"
 
 namespace tolvar {
 

@@ -8,7 +8,7 @@
 #include "journal/make_change.h"
 #include "journal/tolvar_doc.h"
 #include "journal/undo_change.h"
-#include "transfer/read_key_text.h"
+#include "key_text/read_key_text.h"
 
 namespace tolvar {
 

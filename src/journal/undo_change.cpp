@@ -1,11 +1,11 @@
 #include "journal/undo_change.h"
 
 #include "journal/make_change.h"
+#include "key_text/read_key_text.h"
 #include "platform/registry/key_image.h"
 #include "platform/system/text.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
-#include "transfer/read_key_text.h"
 
 namespace tolvar {
 

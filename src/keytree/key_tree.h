@@ -2,9 +2,9 @@
 
 #include <QTreeView>
 
-#include "app/command_map.h"
-#include "app/pane_messages.h"
 #include "keytree/key_tree_model.h"
+#include "panes/command_map.h"
+#include "panes/pane_messages.h"
 #include "registry/reg_key.h"
 #include "ui/window_context.h"
 

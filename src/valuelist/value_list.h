@@ -4,8 +4,8 @@
 
 #include <QTimer>
 
-#include "app/command_map.h"
-#include "app/pane_messages.h"
+#include "panes/command_map.h"
+#include "panes/pane_messages.h"
 #include "ui/theme_list_ctrl.h"
 #include "ui/tip_window.h"
 #include "valuelist/row_tip.h"

@@ -15,10 +15,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "app/main_frame.h"
 #include "app/tolvar_app.h"
 #include "fixtures/hive_builder.h"
 #include "fixtures/window_fixture.h"
+#include "frame/main_frame.h"
 #include "keytree/key_tree.h"
 #include "ui/native_text.h"
 #include "valuelist/value_list.h"

@@ -4,7 +4,7 @@
 
 #include <QWidget>
 
-#include "app/pane_messages.h"
+#include "panes/pane_messages.h"
 
 namespace tolvar {
 

@@ -7,9 +7,9 @@
 #include "journal/journal_record.h"
 #include "journal/pending_log.h"
 #include "journal/stamp.h"
+#include "key_text/key_text_line.h"
 #include "platform/hive/hive_walk.h"
 #include "registry/value_reference.h"
-#include "transfer/key_text_line.h"
 
 namespace tolvar::fuzz {
 

@@ -3,7 +3,6 @@
 #include "fixtures/hive_builder.h"
 #include "fixtures/journal_session.h"
 #include "journal/index_file.h"
-#include "journal/journal_source.h"
 #include "journal/pasted_value.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
@@ -388,19 +387,6 @@ TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
     }
     EXPECT_EQ(Picture(session.Reader()), before);
     std::filesystem::remove_all(folder);
-}
-
-TEST(SourceId, TellsSourcesApartAndIsTheSameForTheSameOne)
-{
-    const MountRequest a{"/tmp/a", "HKEY_USERS\\A"};
-    const MountRequest b{"/tmp/b", "HKEY_USERS\\B"};
-    const auto id = [](std::vector<MountRequest> mounts) { return SourceId(mounts); };
-    EXPECT_EQ(id({a, b}), id({b, a}));
-    EXPECT_EQ(id({a}), id({{"/tmp/../tmp/./a", "hkey_users\\a"}}));
-    EXPECT_EQ(id({{"/tmp/a", ""}}), id({{"/tmp/a", "HKEY_LOCAL_MACHINE\\a"}}));
-    EXPECT_NE(id({a}), id({{"/tmp/a", "HKEY_USERS\\B"}}));
-    EXPECT_NE(id({a}), id({a, b}));
-    EXPECT_EQ(id({a}).size(), 16U);
 }
 
 } // namespace

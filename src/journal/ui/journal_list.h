@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "app/command_map.h"
-#include "app/pane_messages.h"
 #include "journal/ui/journal_list_model.h"
+#include "panes/command_map.h"
+#include "panes/pane_messages.h"
 #include "ui/theme_list_ctrl.h"
 
 namespace tolvar {

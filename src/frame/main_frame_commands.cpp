@@ -1,0 +1,259 @@
+#include <algorithm>
+
+#include <QApplication>
+#include <QSplitter>
+#include <QToolBar>
+
+#include "frame/address_bar.h"
+#include "frame/down_tabs.h"
+#include "frame/down_view.h"
+#include "frame/left_tabs.h"
+#include "frame/left_view.h"
+#include "frame/main_frame.h"
+#include "frame/tolvar_view.h"
+#include "journal/ui/journal_list.h"
+#include "keytree/key_tree.h"
+#include "registry/path_completion.h"
+#include "ui/native_text.h"
+#include "valuelist/value_list.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr int kAboutTopic = 240;
+
+/// The views in the order of Next Pane.
+constexpr Receiver kPanes[] = {Receiver::kLeftView, Receiver::kRightView, Receiver::kLowerView};
+
+CommandFacts::Level LevelFact(const KeyTreeModel& model, const QModelIndex& selected)
+{
+    if (!selected.isValid()) {
+        return CommandFacts::Level::kNone;
+    }
+    if (model.IsTreeRoot(selected)) {
+        return CommandFacts::Level::kTreeRoot;
+    }
+    return model.IsRootKey(selected) ? CommandFacts::Level::kRootKey : CommandFacts::Level::kKey;
+}
+
+CommandFacts::Row RowFact(const KeyRow* row)
+{
+    if (row == nullptr) {
+        return CommandFacts::Row::kNone;
+    }
+    switch (row->kind) {
+    case KeyRow::Kind::kParent:
+        return CommandFacts::Row::kParent;
+    case KeyRow::Kind::kSubkey:
+    case KeyRow::Kind::kRootKey:
+        return CommandFacts::Row::kKey;
+    case KeyRow::Kind::kDefaultValue:
+    case KeyRow::Kind::kValue:
+    case KeyRow::Kind::kDenied:
+        break;
+    }
+    return CommandFacts::Row::kValue;
+}
+
+} // namespace
+
+bool CMainFrame::GoToKey(const std::string& path)
+{
+    GoToKeyMessage message(GoToKeyMessage::Sender::kPane, {path, {}});
+    QCoreApplication::sendEvent(m_pLeftView, &message);
+    return message.result == 0;
+}
+
+void CMainFrame::ShowRoots()
+{
+    KeyTree().SelectTreeRoot();
+}
+
+void CMainFrame::Go()
+{
+    GoToKeyMessage message(GoToKeyMessage::Sender::kAddressBar,
+                           {ResolveKeyPath(FromQString(m_pAddressBar->Address())), {}});
+    QCoreApplication::sendEvent(m_pLeftView, &message);
+    if (message.result == 0) {
+        m_pLeftView->FocusChild();
+    }
+}
+
+void CMainFrame::GoToParent()
+{
+    GoToKeyMessage message(GoToKeyMessage::Sender::kPane, {"../", {}});
+    QCoreApplication::sendEvent(m_pLeftView, &message);
+}
+
+CommandFacts CMainFrame::Facts() const
+{
+    CommandFacts facts;
+    facts.focus = m_focusPane;
+    facts.selection = LevelFact(m_pLeftView->KeyTree().Model(), m_pLeftView->KeyTree().currentIndex());
+    facts.isCutMarked = m_pLeftView->KeyTree().HasCutItem();
+    facts.hasJournalMark = m_pLowerView->Tabs().JournalList().HasMark();
+    facts.row = RowFact(m_pRightView->List().isHidden() ? nullptr : m_pRightView->List().MarkedRow());
+    facts.isNT = m_context.m_bIsNT;
+    facts.hasAddressBar = !m_pAddressBar->isHidden();
+    facts.hasToolBar = !m_wndToolBar->isHidden();
+    facts.output = m_nOutput;
+    return facts;
+}
+
+CPaneView* CMainFrame::View(Receiver view) const
+{
+    switch (view) {
+    case Receiver::kLeftView:
+        return m_pLeftView;
+    case Receiver::kRightView:
+        return m_pRightView;
+    case Receiver::kLowerView:
+        return m_pLowerView;
+    default:
+        return nullptr;
+    }
+}
+
+bool CMainFrame::Offers(Receiver receiver, CommandId command) const
+{
+    const CPaneView* const view = View(receiver);
+    return view == nullptr || command == CommandId::kHelp || view->Offers(command);
+}
+
+void CMainFrame::Run(Receiver receiver, CommandId command)
+{
+    CPaneView* const view = View(receiver);
+    if (command == CommandId::kHelp) {
+        m_pLeftView->Tabs().ShowTopic(view->HelpTopic());
+    } else if (view != nullptr) {
+        view->RunCommand(command);
+    } else if (receiver == Receiver::kApplication) {
+        emit ApplicationCommand(command);
+    } else {
+        RunOwn(command);
+    }
+}
+
+void CMainFrame::RunOwn(CommandId command)
+{
+    if (const int output = OutputOf(command); output != 0) {
+        ToggleOutput(output);
+        return;
+    }
+    switch (command) {
+    case CommandId::kGo:
+        Go();
+        break;
+    case CommandId::kTypeAddress:
+        m_pAddressBar->show();
+        m_pAddressBar->StartTyping();
+        break;
+    case CommandId::kParentKey:
+        GoToParent();
+        break;
+    case CommandId::kAddressBar:
+        m_pAddressBar->setVisible(m_pAddressBar->isHidden());
+        break;
+    case CommandId::kToolBar:
+        m_wndToolBar->setVisible(m_wndToolBar->isHidden());
+        break;
+    case CommandId::kClosePane:
+        CloseOutput();
+        break;
+    case CommandId::kNextPane:
+        MovePane(1);
+        break;
+    case CommandId::kPreviousPane:
+        MovePane(-1);
+        break;
+    case CommandId::kFind:
+        ShowPage(PageId::kSearchForm);
+        break;
+    case CommandId::kShowList:
+        // A page that the right pane does not know, for which it shows the list.
+        QMetaObject::invokeMethod(
+            this, [this] { ShowPage(PageId::kNoPage); }, Qt::QueuedConnection);
+        break;
+    case CommandId::kAbout:
+        m_pLeftView->Tabs().ShowTopic(kAboutTopic);
+        break;
+    case CommandId::kUpdateProgram:
+        emit ApplicationCommand(command);
+        break;
+    default:
+        PostSignal(command);
+        break;
+    }
+}
+
+void CMainFrame::ShowPage(PageId page)
+{
+    ShowPageMessage message(page);
+    QCoreApplication::sendEvent(m_pRightView, &message);
+}
+
+void CMainFrame::PostSignal(CommandId command)
+{
+    constexpr int kLastSignal = 16;
+    const int number = command == CommandId::kSignal16
+                           ? kLastSignal
+                           : static_cast<int>(command) - static_cast<int>(CommandId::kSignal1) + 1;
+    QCoreApplication::postEvent(&m_pLeftView->Tabs(), new SignalMessage(number));
+}
+
+void CMainFrame::ToggleOutput(int output)
+{
+    if (m_nOutput == output) {
+        CloseOutput();
+        return;
+    }
+    SetOutput(output);
+    m_pLowerView->Tabs().ShowOutput(output);
+    m_pLowerView->FocusChild();
+}
+
+void CMainFrame::CloseOutput()
+{
+    const bool hadFocus = m_focusPane == Receiver::kLowerView;
+    SetOutput(0);
+    if (hadFocus) {
+        FocusView(Receiver::kLeftView); // what was focused is gone
+    }
+}
+
+void CMainFrame::SetOutput(int output)
+{
+    m_nOutput = output;
+    m_pLowerView->setVisible(output != 0);
+    m_wndRows->refresh(); // at once, so that the sizes below are shared out between what is there
+    ApplyPaneSizes();
+    m_pRouter->Update();
+}
+
+void CMainFrame::MovePane(int step)
+{
+    const int count = m_nOutput > 0 ? 3 : 2;
+    const auto place = std::ranges::find(kPanes, m_focusPane) - std::begin(kPanes);
+    // From a lower pane that has been closed, either way leads to the left.
+    const auto next = place >= count ? 0 : (place + step + count) % count;
+    FocusView(kPanes[next]);
+}
+
+void CMainFrame::FocusView(Receiver view)
+{
+    m_focusPane = view;
+    View(view)->FocusChild();
+}
+
+void CMainFrame::OnFocusChanged(QWidget* now)
+{
+    for (const Receiver view : kPanes) {
+        if (View(view)->isAncestorOf(now)) {
+            m_focusPane = view;
+            m_pRouter->Update();
+        }
+    }
+}
+
+} // namespace tolvar

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QLabel>
+
+#include "panes/pane_messages.h"
+
+namespace tolvar {
+
+/// A page with nothing in it, and a line that says so. Its number is its property "pageId".
+class EmptyPage : public QLabel {
+    Q_OBJECT
+
+public:
+    EmptyPage(int id, const QString& name, const QString& text, QWidget* parent);
+
+protected:
+    bool event(QEvent* event) override;
+
+    /// What the Tab key does on this page.
+    virtual void OnTabKey() {}
+    /// What the Escape key does.
+    virtual void OnEscapeKey() {}
+};
+
+/// A page of a tab holder whose Tab key leads to another page.
+class EmptyTabPage final : public EmptyPage {
+    Q_OBJECT
+
+public:
+    enum class TabKey { kToFirstTab, kToNextOutput };
+    EmptyTabPage(int id, const QString& name, const QString& text, TabKey tabKey, QWidget* parent);
+
+protected:
+    void OnTabKey() override;
+
+private:
+    TabKey m_tabKey;
+};
+
+/// A form of the right pane; Escape goes back to the list.
+class EmptyForm final : public EmptyPage {
+    Q_OBJECT
+
+public:
+    using EmptyPage::EmptyPage;
+
+protected:
+    void OnEscapeKey() override;
+};
+
+} // namespace tolvar
