@@ -15,13 +15,7 @@ int StudioOptions::Parse(int argc, char** argv)
     program.set_version_flag("--version", "tolvar-studio " TOLVAR_VERSION);
     std::vector<std::string> files;
     program.add_option("FILE", files, "Hives to open, or .tvr documents to import")->type_name("");
-    program
-        .add_option("--hive", hives, "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
-        ->type_name("FILE[@KEY]")
-        ->allow_extra_args(false);
-    program.add_option("--registry", embedded, "Folder of the embedded registry, which is used where no hive is given")
-        ->type_name("DIR");
-    program.add_flag("--read-only", isReadOnly, "Write nothing, lock nothing, and leave the files as they are");
+    AddSourceOptions(program, source);
     program.add_option("--key", key, "The key to show first")->type_name("PATH");
     program.add_option("--screenshot", screenshot, "Render the window into a picture, and end")->type_name("FILE");
     const std::map<std::string, Palette> palettes = {
@@ -35,7 +29,7 @@ int StudioOptions::Parse(int argc, char** argv)
         return program.exit(error) == 0 ? 0 : kWrongUsage;
     }
     for (const std::string& file : files) {
-        (CFileOpener::IsDocument(QString::fromStdString(file)) ? documents : hives).push_back(file);
+        (CFileOpener::IsDocument(QString::fromStdString(file)) ? documents : source.hives).push_back(file);
     }
     return kGoOn;
 }

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "session/source_options.h"
+
 namespace tolvar {
 
 /// What the user asked for on the command line.
@@ -10,11 +12,9 @@ struct StudioOptions {
     enum class Palette { kDesktop, kLight, kDark };
 
     std::vector<std::string> documents; ///< to import
-    std::vector<std::string> hives;     ///< "FILE[@KEY]" each; none: the embedded registry
-    std::string embedded;               ///< its folder; empty: the user's own
-    bool isReadOnly = false;            ///< write nothing, lock nothing
-    std::string key;                    ///< the key to show first; empty: the last one
-    std::string screenshot;             ///< render the window into this picture, and end
+    SourceOptions source;
+    std::string key;        ///< the key to show first; empty: the last one
+    std::string screenshot; ///< render the window into this picture, and end
     Palette palette = Palette::kDesktop;
 
     /// Takes the arguments apart. Files without an option before them are documents where their names end in ".tvr",

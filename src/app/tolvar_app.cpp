@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <set>
 
 #include <QApplication>
 #include <QLibraryInfo>
@@ -15,9 +14,7 @@
 #include "app/file_opener.h"
 #include "frame/main_frame.h"
 #include "hexctrl/ui/hex_classes.h"
-#include "platform/registry/embedded_registry.h"
 #include "platform/system/version.h"
-#include "session/journal_source.h"
 #include "ui/native_text.h"
 
 namespace tolvar {
@@ -31,7 +28,7 @@ constexpr const char* kTitle = "Tolvar Studio";
 
 } // namespace
 
-CTolvarApp::CTolvarApp(StudioOptions options) : m_options(std::move(options)), m_session(m_registry) {}
+CTolvarApp::CTolvarApp(StudioOptions options) : m_options(std::move(options)), m_source(m_options.source, m_profile) {}
 
 CTolvarApp::~CTolvarApp()
 {
@@ -56,8 +53,8 @@ bool CTolvarApp::InitInstance()
     }
     LoadToolkitTexts();
     m_pContext = std::make_unique<WindowContext>(WindowContext{m_profile, m_language, m_theme, m_bIsNT, m_bThemed});
-    MakeDocument();
-    m_pFrame = std::make_unique<CMainFrame>(*m_pContext, *m_pDocument);
+    CTolvarDoc& document = m_source.MakeDocument(FromQString(m_language.String(kEmptyName)));
+    m_pFrame = std::make_unique<CMainFrame>(*m_pContext, document);
     m_pOpener = std::make_unique<CFileOpener>(*m_pContext, *m_pFrame,
                                               [this](const QString& hive) { return StartStudio(hive); });
     QObject::connect(m_pFrame.get(), &CMainFrame::ApplicationCommand, m_pFrame.get(),
@@ -69,19 +66,11 @@ bool CTolvarApp::InitInstance()
     return !ImportNamedDocuments();
 }
 
-void CTolvarApp::MakeDocument()
-{
-    JournalOptions options = JournalOptionsFor(Mounts(), m_profile);
-    options.isReadOnly = m_options.isReadOnly;
-    options.emptyNameLabel = FromQString(m_language.String(kEmptyName));
-    m_pDocument = std::make_unique<CTolvarDoc>(std::move(options));
-}
-
 void CTolvarApp::OpenDocument()
 {
-    const Result<void> opened = m_pDocument->OnNewDocument();
-    const bool isToldAlready = m_isInUse && !opened && opened.error().code == ErrorCode::kSharingViolation;
-    if (!opened && !isToldAlready) {
+    const bool isToldAlready = m_source.IsInUse();
+    const Result<void> opened = m_source.OpenDocument();
+    if (!opened && !(isToldAlready && opened.error().code == ErrorCode::kSharingViolation)) {
         ShowProblem(opened.error());
     }
     m_pFrame->OnInitialUpdate();
@@ -101,7 +90,7 @@ bool CTolvarApp::ImportNamedDocuments()
 bool CTolvarApp::StartStudio(const QString& hive) const
 {
     QStringList arguments = {QStringLiteral("--hive"), hive};
-    if (m_options.isReadOnly) {
+    if (m_options.source.isReadOnly) {
         arguments.append(QStringLiteral("--read-only"));
     }
     if (m_options.palette != StudioOptions::Palette::kDesktop) {
@@ -144,7 +133,8 @@ void CTolvarApp::ExitInstance()
     m_flushTimer.stop();
     m_pOpener.reset();
     m_pFrame.reset();
-    CloseDocument();
+    // Nobody is left to be told of a failure; whatever it was, the next start takes over what the journal has of it.
+    static_cast<void>(m_source.Close());
     QCoreApplication::removeTranslator(&m_toolkitTexts);
     UnregisterHexClasses();
     m_language.Free();
@@ -182,16 +172,6 @@ bool CTolvarApp::LoadLanguage(const QString& installFolder)
            m_language.Load({installFolder, QStringLiteral(".")}, english, mountPoint);
 }
 
-/// Nobody is left to be told of a failure; whatever it was, the next start takes over what the journal has of it.
-void CTolvarApp::CloseDocument()
-{
-    static_cast<void>(m_registry.Flush());
-    if (m_pDocument != nullptr) {
-        static_cast<void>(m_pDocument->SaveModified());
-        m_pDocument.reset();
-    }
-}
-
 void CTolvarApp::LoadToolkitTexts()
 {
     if (m_toolkitTexts.load(QStringLiteral("qtbase_") + m_language.Language(),
@@ -200,40 +180,9 @@ void CTolvarApp::LoadToolkitTexts()
     }
 }
 
-void CTolvarApp::MountEmbedded()
-{
-    const std::filesystem::path folder = EmbeddedFolder();
-    Result<void> mounted = m_options.isReadOnly ? Result<void>() : MakeEmbeddedRegistry(folder);
-    if (mounted) {
-        mounted = MountEmbeddedRegistry(m_registry, folder, Mode());
-    }
-    if (!mounted) {
-        m_isInUse = mounted.error().code == ErrorCode::kSharingViolation;
-        ShowProblem(mounted.error());
-    }
-}
-
-std::filesystem::path CTolvarApp::EmbeddedFolder() const
-{
-    return m_options.embedded.empty() ? EmbeddedRegistryFolder() : std::filesystem::path(m_options.embedded);
-}
-
-/// All that the source consists of, whether or not it can be had.
-std::vector<MountRequest> CTolvarApp::Mounts() const
-{
-    if (m_options.hives.empty()) {
-        return EmbeddedMounts(EmbeddedFolder());
-    }
-    std::vector<MountRequest> mounts;
-    for (const std::string& argument : m_options.hives) {
-        mounts.push_back(MountRequest::FromArgument(argument));
-    }
-    return mounts;
-}
-
 void CTolvarApp::FlushChanges()
 {
-    if (const Result<void> flushed = m_registry.Flush(); !flushed) {
+    if (const Result<void> flushed = m_source.OpenRegistry().Flush(); !flushed) {
         m_flushTimer.stop(); // said once; the next change of the user's says it again
         ShowProblem(flushed.error());
     }
@@ -243,38 +192,11 @@ void CTolvarApp::FlushChanges()
 /// they are made; what imports bring is made so every few seconds.
 void CTolvarApp::MountHives()
 {
-    std::set<std::filesystem::path> told;
-    if (m_options.hives.empty()) {
-        MountEmbedded();
-    }
-    for (const std::string& argument : m_options.hives) {
-        const MountRequest request = MountRequest::FromArgument(argument);
-        if (MountOne(request, told) && m_firstMount.empty()) {
-            m_firstMount = request.KeyPath();
-        }
+    for (const SourceProblem& problem : m_source.Mount(SourceAccess::kWriteOrRead)) {
+        ShowProblem(problem.error);
     }
     QObject::connect(&m_flushTimer, &QTimer::timeout, m_pFrame.get(), [this] { FlushChanges(); });
     m_flushTimer.start(kFlushInterval);
-    for (const MountNotice& notice : m_registry.Notices()) {
-        if (!told.contains(notice.file)) {
-            ShowProblem(notice.error);
-        }
-    }
-}
-
-/// Mounts a hive for changes or, where it is too damaged or protected for that, to be looked at. The file of a problem
-/// that was told goes to `told`.
-bool CTolvarApp::MountOne(const MountRequest& request, std::set<std::filesystem::path>& told)
-{
-    const Result<void> mounted = m_registry.Mount(request, Mode());
-    if (mounted) {
-        return true;
-    }
-    ShowProblem(mounted.error());
-    m_isInUse = m_isInUse || mounted.error().code == ErrorCode::kSharingViolation;
-    told.insert(request.file);
-    return !m_options.isReadOnly && mounted.error().code != ErrorCode::kSharingViolation &&
-           m_registry.Mount(request, MountMode::kReadOnly).has_value();
 }
 
 void CTolvarApp::ShowProblem(const Error& error)
@@ -302,7 +224,7 @@ void CTolvarApp::ShowFirstKey()
     if (m_bRememberLastKey && !m_szLastKey.empty() && m_nLeftTab == kKeyTreeTab && m_pFrame->GoToKey(m_szLastKey)) {
         return;
     }
-    if (m_firstMount.empty() || !m_pFrame->GoToKey(m_firstMount)) {
+    if (m_source.FirstMount().empty() || !m_pFrame->GoToKey(m_source.FirstMount())) {
         m_pFrame->ShowRoots();
     }
 }

@@ -1,18 +1,15 @@
 #pragma once
 
 #include <memory>
-#include <set>
 #include <string>
-#include <vector>
 
 #include <QTimer>
 #include <QTranslator>
 
 #include "app/settings_profile.h"
 #include "app/studio_options.h"
-#include "journal/tolvar_doc.h"
 #include "panes/command_ids.h"
-#include "platform/registry/registry.h"
+#include "session/source_session.h"
 #include "ui/resource_library.h"
 #include "ui/window_context.h"
 
@@ -47,37 +44,26 @@ private:
     [[nodiscard]] Environment SettleEnvironment();
     [[nodiscard]] bool LoadLanguage(const QString& installFolder);
     void MountHives();
-    [[nodiscard]] bool MountOne(const MountRequest& request, std::set<std::filesystem::path>& told);
-    [[nodiscard]] std::vector<MountRequest> Mounts() const;
-    [[nodiscard]] std::filesystem::path EmbeddedFolder() const;
-    void MakeDocument();
     void OpenDocument();
-    void CloseDocument();
     [[nodiscard]] bool StartStudio(const QString& hive) const;
     [[nodiscard]] bool ImportNamedDocuments();
-    void MountEmbedded();
     void FlushChanges();
     void ShowProblem(const Error& error);
     void ShowFirstKey();
     void LoadToolkitTexts();
     void OnCommand(CommandId command);
     void UpdateProgram();
-    [[nodiscard]] MountMode Mode() const { return m_options.isReadOnly ? MountMode::kReadOnly : MountMode::kWritable; }
 
     StudioOptions m_options;
     SettingsProfile m_profile;
-    Registry m_registry;
-    Session m_session;
+    SourceSession m_source;
     ResourceLibrary m_language;
     ResourceLibrary m_theme;
     std::unique_ptr<WindowContext> m_pContext;
-    std::unique_ptr<CTolvarDoc> m_pDocument;
     std::unique_ptr<CMainFrame> m_pFrame;
     std::unique_ptr<CFileOpener> m_pOpener;
     QTranslator m_toolkitTexts; ///< of the toolkit's own dialogs
     QTimer m_flushTimer;
-    bool m_isInUse = false;   ///< another program has the registry, and the user was told
-    std::string m_firstMount; ///< where the first hive was mounted; empty for none
 
     int m_nLeftTab = 0;             ///< which tab of the left pane is shown first
     bool m_bRememberLastKey = true; ///< only where the setting holds exactly 1

@@ -38,7 +38,7 @@ struct CommandContext {
     /// One line on standard error that is no failure.
     void Tell(std::string_view text);
     bool hasFailed = false;
-    bool isInUse = false; ///< a hive or the journal could not be had since another program has it
+    bool isInUse = false; ///< a file that the command names itself could not be had since another program has it
 };
 
 /// One command of the program: its options, and what it does.

@@ -6,12 +6,11 @@
 #include <unistd.h>
 
 #include "cli/command.h"
-#include "platform/registry/embedded_registry.h"
 #include "platform/system/standard_streams.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
-#include "session/journal_source.h"
 #include "session/settings_file.h"
+#include "session/source_session.h"
 
 namespace tolvar {
 
@@ -43,87 +42,55 @@ std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::strin
     return node ? std::nullopt : std::optional(key->hive->ToError(node.error()));
 }
 
-/// Where a session's registry comes from.
-struct Source {
-    std::vector<std::string> hives; ///< "FILE[@KEY]" each; none: the embedded registry
-    std::filesystem::path embedded = EmbeddedRegistryFolder();
-    bool isReadOnly = false;
-};
-
-/// Mounts what was asked for. A hive that can't be had is reported, and the others stay.
-void MountSource(CommandContext& context, const Source& source, MountMode mode)
+/// How the hives of the source are opened for a command. A crash may have left changes open, which the journal settles
+/// in the registry: whoever opens the journal opens the hives for writing too, though a look at it can do without.
+SourceAccess AccessFor(const Command& command)
 {
-    const auto report = [&context](const Result<void>& result) {
-        if (!result) {
-            context.isInUse = context.isInUse || result.error().code == ErrorCode::kSharingViolation;
-            context.Report(result.error());
-        }
-        return result.has_value();
-    };
-    for (const std::string& argument : source.hives) {
-        report(context.registry.Mount(MountRequest::FromArgument(argument), mode));
+    if (command.IsWriting() || command.UsesJournal() == JournalUse::kChange) {
+        return SourceAccess::kWrite;
     }
-    if (source.hives.empty() && (source.isReadOnly || report(MakeEmbeddedRegistry(source.embedded)))) {
-        report(MountEmbeddedRegistry(context.registry, source.embedded, mode));
-    }
-    for (const MountNotice& notice : context.registry.Notices()) {
-        if (notice.isDamage) {
-            context.Report(notice.error);
-        } else {
-            PrintLine(notice.error.context);
+    return command.UsesJournal() == JournalUse::kShow ? SourceAccess::kWriteOrRead : SourceAccess::kRead;
+}
+
+/// Opens what the command works on. A hive that can't be had is reported, and the others stay. False: the journal that
+/// the command asks for can't be had.
+bool OpenFor(CommandContext& context, const Command& command, SourceSession& source)
+{
+    if (command.UsesRegistry()) {
+        for (const SourceProblem& problem : source.Mount(AccessFor(command))) {
+            if (problem.kind == SourceProblem::Kind::kNotClosedCleanly) {
+                context.Tell(problem.error.context);
+            } else {
+                context.Report(problem.error);
+            }
         }
     }
-}
-
-/// The hives of a source, whether or not they can be had.
-std::vector<MountRequest> MountsOf(const Source& source)
-{
-    if (source.hives.empty()) {
-        return EmbeddedMounts(source.embedded);
-    }
-    std::vector<MountRequest> mounts;
-    for (const std::string& argument : source.hives) {
-        mounts.push_back(MountRequest::FromArgument(argument));
-    }
-    return mounts;
-}
-
-/// Opens the journal of the source for a command that asks for it. Null where it can't be had.
-std::unique_ptr<CTolvarDoc> OpenJournal(CommandContext& context, const Source& source)
-{
-    SettingsFile settings;
-    JournalOptions options = JournalOptionsFor(MountsOf(source), settings);
-    options.isReadOnly = source.isReadOnly;
-    context.keepDays = options.keepDays;
-    auto journal = std::make_unique<CTolvarDoc>(std::move(options));
-    if (const Result<void> opened = journal->OnNewDocument(); !opened) {
-        context.isInUse = context.isInUse || opened.error().code == ErrorCode::kSharingViolation;
-        context.Report(opened.error());
-        return nullptr;
-    }
-    return journal;
-}
-
-/// Runs a command, with the journal if it asks for one, and makes what it did durable.
-void RunCommand(CommandContext& context, Command& command, const Source& source)
-{
     const JournalUse use = command.UsesJournal();
-    std::unique_ptr<CTolvarDoc> journal;
-    if (use == JournalUse::kShow || (use == JournalUse::kChange && !source.isReadOnly)) {
-        journal = context.isInUse ? nullptr : OpenJournal(context, source);
-        if (journal == nullptr) {
-            return;
-        }
+    if (use == JournalUse::kNone || (use == JournalUse::kChange && source.Options().isReadOnly)) {
+        return true;
     }
-    context.journal = journal.get();
+    if (source.IsInUse()) {
+        return false;
+    }
+    context.journal = &source.MakeDocument();
+    context.keepDays = source.KeepDays();
+    if (const Result<void> opened = source.OpenDocument(); !opened) {
+        context.Report(opened.error());
+        return false;
+    }
+    return true;
+}
+
+/// Runs a command, and makes what it did durable.
+void RunCommand(CommandContext& context, Command& command, SourceSession& source)
+{
+    if (!OpenFor(context, command, source)) {
+        return;
+    }
     command.Run(context);
     context.journal = nullptr;
-    const Result<void> flushed = context.registry.Flush();
-    const Result<void> saved = journal != nullptr ? journal->SaveModified() : Result<void>();
-    for (const Result<void>& result : {flushed, saved}) {
-        if (!result) {
-            context.Report(result.error());
-        }
+    for (const Error& failure : source.Close()) {
+        context.Report(failure);
     }
 }
 
@@ -175,19 +142,10 @@ int RunProgram(int argc, char** argv)
     program.set_version_flag("--version", "tolvar " TOLVAR_VERSION);
     program.require_subcommand(1);
     program.fallthrough();
-    Source source;
+    SourceOptions options;
+    AddSourceOptions(program, options);
     bool json = false;
-    program
-        .add_option("--hive", source.hives,
-                    "A hive file, shown at KEY (default: HKEY_LOCAL_MACHINE\\ and the file's name)")
-        ->type_name("FILE[@KEY]")
-        ->allow_extra_args(false);
-    program
-        .add_option("--registry", source.embedded,
-                    "Folder of the embedded registry, which is used where no hive is given and made at first use")
-        ->type_name("DIR");
     program.add_flag("--json", json, "Print JSON");
-    program.add_flag("--read-only", source.isReadOnly, "Write nothing, lock nothing, and leave the files as they are");
 
     std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
     for (auto make : {MakeLsCommand, MakeInfoCommand, MakeGetCommand, MakeDumpCommand, MakeCheckCommand, MakeSetCommand,
@@ -202,27 +160,20 @@ int RunProgram(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         return program.exit(error) == 0 ? kDone : kWrongUsage;
     }
-    Registry registry;
-    const Session session(registry);
+    SettingsFile settings;
+    SourceSession source(std::move(options), settings);
     Output out(STDOUT_FILENO);
-    CommandContext context{registry, out, json};
+    CommandContext context{source.OpenRegistry(), out, json};
     for (const auto& [app, command] : commands) {
-        if (!app->parsed()) {
-            continue;
+        if (app->parsed()) {
+            RunCommand(context, *command, source);
         }
-        // A crash may have left changes open, which the journal settles in the registry.
-        const bool opensJournal = command->UsesJournal() != JournalUse::kNone;
-        const bool writes = (command->IsWriting() || opensJournal) && !source.isReadOnly;
-        if (command->UsesRegistry()) {
-            MountSource(context, source, writes ? MountMode::kWritable : MountMode::kReadOnly);
-        }
-        RunCommand(context, *command, source);
     }
     out.Flush();
     if (out.Failure()) {
         context.Report(*out.Failure());
     }
-    return context.isInUse ? kInUse : context.hasFailed ? kFailed : kDone;
+    return source.IsInUse() || context.isInUse ? kInUse : context.hasFailed ? kFailed : kDone;
 }
 
 } // namespace tolvar

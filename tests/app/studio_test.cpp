@@ -52,7 +52,8 @@ protected:
     {
         StudioOptions options;
         for (const char* hive : hives) {
-            options.hives.push_back(m_folder.filePath(QLatin1String(hive)).toStdString() + "@HKEY_USERS\\" + hive);
+            options.source.hives.push_back(m_folder.filePath(QLatin1String(hive)).toStdString() + "@HKEY_USERS\\" +
+                                           hive);
         }
         return options;
     }
@@ -208,7 +209,7 @@ TEST_F(Studio, TakesFilesForWhatTheyAre)
     EXPECT_EQ(options.Parse(static_cast<int>(std::size(arguments)), const_cast<char**>(arguments)),
               StudioOptions::kGoOn);
     EXPECT_THAT(options.documents, testing::ElementsAre("x.Tvr"));
-    EXPECT_THAT(options.hives, testing::ElementsAre("SOFTWARE", "y.hive@HKEY_USERS\\Y"));
+    EXPECT_THAT(options.source.hives, testing::ElementsAre("SOFTWARE", "y.hive@HKEY_USERS\\Y"));
 }
 
 TEST_F(Studio, RewritesItsFolderIntoTheSettingsAtEveryStart)

@@ -1,0 +1,98 @@
+#include "session/source_session.h"
+
+#include <set>
+
+#include "session/journal_source.h"
+
+namespace tolvar {
+
+SourceSession::SourceSession(SourceOptions options, Profile& profile)
+    : m_options(std::move(options)), m_profile(profile), m_session(m_registry)
+{}
+
+std::vector<SourceProblem> SourceSession::Mount(SourceAccess access)
+{
+    const MountMode mode =
+        m_options.isReadOnly || access == SourceAccess::kRead ? MountMode::kReadOnly : MountMode::kWritable;
+    std::vector<SourceProblem> problems;
+    std::set<std::filesystem::path> told; // its damage is what it was refused for
+    const auto refuse = [&](Error error) {
+        const bool isInUse = error.code == ErrorCode::kSharingViolation;
+        m_isInUse = m_isInUse || isInUse;
+        problems.push_back({SourceProblem::Kind::kRefused, std::move(error)});
+        return isInUse;
+    };
+    if (m_options.hives.empty()) {
+        if (Result<void> mounted = MountEmbedded(mode); !mounted) {
+            refuse(std::move(mounted.error()));
+        }
+    }
+    for (const std::string& argument : m_options.hives) {
+        const MountRequest request = MountRequest::FromArgument(argument);
+        Result<void> mounted = m_registry.Mount(request, mode);
+        if (!mounted) {
+            const bool isInUse = refuse(std::move(mounted.error()));
+            told.insert(request.file);
+            if (mode == MountMode::kReadOnly || access != SourceAccess::kWriteOrRead || isInUse) {
+                continue;
+            }
+            mounted = m_registry.Mount(request, MountMode::kReadOnly);
+        }
+        if (mounted && m_firstMount.empty()) {
+            m_firstMount = request.KeyPath();
+        }
+    }
+    for (const MountNotice& notice : m_registry.Notices()) {
+        if (!told.contains(notice.file)) {
+            problems.push_back(
+                {notice.isDamage ? SourceProblem::Kind::kDamaged : SourceProblem::Kind::kNotClosedCleanly,
+                 notice.error});
+        }
+    }
+    return problems;
+}
+
+Result<void> SourceSession::MountEmbedded(MountMode mode)
+{
+    if (!m_options.isReadOnly) {
+        if (Result<void> made = MakeEmbeddedRegistry(m_options.embedded); !made) {
+            return made;
+        }
+    }
+    return MountEmbeddedRegistry(m_registry, m_options.embedded, mode);
+}
+
+CTolvarDoc& SourceSession::MakeDocument(std::string emptyNameLabel)
+{
+    JournalOptions options = JournalOptionsFor(m_options.Mounts(), m_profile);
+    options.isReadOnly = m_options.isReadOnly;
+    options.emptyNameLabel = std::move(emptyNameLabel);
+    m_keepDays = options.keepDays;
+    m_document = std::make_unique<CTolvarDoc>(std::move(options));
+    return *m_document;
+}
+
+Result<void> SourceSession::OpenDocument()
+{
+    Result<void> opened = m_document->OnNewDocument();
+    m_isInUse = m_isInUse || (!opened && opened.error().code == ErrorCode::kSharingViolation);
+    return opened;
+}
+
+std::vector<Error> SourceSession::Close()
+{
+    std::vector<Error> failures;
+    const auto note = [&failures](Result<void> result) {
+        if (!result) {
+            failures.push_back(std::move(result.error()));
+        }
+    };
+    note(m_registry.Flush());
+    if (m_document != nullptr) {
+        note(m_document->SaveModified());
+        m_document.reset();
+    }
+    return failures;
+}
+
+} // namespace tolvar

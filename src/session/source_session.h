@@ -1,0 +1,82 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "journal/tolvar_doc.h"
+#include "platform/registry/registry.h"
+#include "platform/system/profile.h"
+#include "session/source_options.h"
+
+namespace tolvar {
+
+/// How the hives of a source are opened.
+enum class SourceAccess {
+    kRead,        ///< nothing is written and nothing locked
+    kWrite,       ///< a hive that can't be written is left out
+    kWriteOrRead, ///< a hive that can't be written is opened for reading, unless another program is writing it
+};
+
+/// Something that a person should be told of a source.
+struct SourceProblem {
+    enum class Kind {
+        kRefused,          ///< a hive is not there, or only for reading
+        kDamaged,          ///< part of a hive is missing or unreadable
+        kNotClosedCleanly, ///< a hive's last changes came from its logs, or may be missing; `error` has no code
+    };
+    Kind kind;
+    Error error;
+};
+
+/// One session of a program: the source that its options name, opened, with the source's journal. The registry is the
+/// one that winreg.h works on as long as this object lives. For one thread; one at a time.
+class SourceSession {
+public:
+    /// Opens nothing yet. `profile` must outlive the session.
+    SourceSession(SourceOptions options, Profile& profile);
+
+    /// Mounts what the options name; the embedded registry is made first where that is allowed. `options.isReadOnly`
+    /// goes before `access`. One hive that can't be had doesn't keep the others out. Once.
+    [[nodiscard]] std::vector<SourceProblem> Mount(SourceAccess access);
+
+    /// Makes the document of the source's journal. Nothing is read before OpenDocument, so that a window can be built
+    /// around it first. `emptyNameLabel`: see JournalOptions. Once.
+    CTolvarDoc& MakeDocument(std::string emptyNameLabel = {});
+
+    /// Reads the journal, after Mount: see CTolvarDoc::OnNewDocument.
+    [[nodiscard]] Result<void> OpenDocument();
+
+    /// Makes every change durable and closes the document. What failed, in that order; a document that could not be
+    /// closed is taken over by the next start.
+    std::vector<Error> Close();
+
+    [[nodiscard]] Registry& OpenRegistry() noexcept { return m_registry; }
+    [[nodiscard]] const SourceOptions& Options() const noexcept { return m_options; }
+
+    /// The document between MakeDocument and Close; null otherwise.
+    [[nodiscard]] CTolvarDoc* Document() const noexcept { return m_document.get(); }
+
+    /// For how many days the journal keeps its records. After MakeDocument.
+    [[nodiscard]] int KeepDays() const noexcept { return m_keepDays; }
+
+    /// Whether another program has a hive or the journal.
+    [[nodiscard]] bool IsInUse() const noexcept { return m_isInUse; }
+
+    /// Full path of the key that the first of the hives is shown at; empty for the embedded registry.
+    [[nodiscard]] const std::string& FirstMount() const noexcept { return m_firstMount; }
+
+private:
+    [[nodiscard]] Result<void> MountEmbedded(MountMode mode);
+
+    SourceOptions m_options;
+    Profile& m_profile;
+    Registry m_registry;
+    Session m_session;
+    std::unique_ptr<CTolvarDoc> m_document;
+    std::string m_firstMount;
+    int m_keepDays = 0;
+    bool m_isInUse = false;
+};
+
+} // namespace tolvar
