@@ -26,6 +26,13 @@ constexpr int kEmptyName = 61528;
 constexpr std::chrono::seconds kFlushInterval(5);
 constexpr const char* kTitle = "Tolvar Studio";
 
+/// Where the resource libraries lie: beside the program, as in a build, or where an installation puts them.
+QStringList ResourceFolders()
+{
+    const QString program = QCoreApplication::applicationDirPath();
+    return {program, program + QStringLiteral("/" TOLVAR_RESOURCES)};
+}
+
 } // namespace
 
 CTolvarApp::CTolvarApp(StudioOptions options) : m_options(std::move(options)), m_source(m_options.source, m_profile) {}
@@ -149,12 +156,12 @@ CTolvarApp::Environment CTolvarApp::SettleEnvironment()
         return Environment::kRefused;
     }
     m_bThemed = !m_profile.GetString(kSettingsSection, "Current Theme").empty();
-    const QString installFolder = QCoreApplication::applicationDirPath();
+    const QStringList folders = ResourceFolders();
     m_strTheme = "theme";
     const bool hasTheme =
-        m_theme.Load({installFolder, QStringLiteral(".")}, ToQString(m_strTheme), QStringLiteral("/theme"));
-    m_profile.WriteString({}, "InstallPath", FromQString(installFolder));
-    if (!LoadLanguage(installFolder) || !hasTheme) {
+        m_theme.Load(folders + QStringList(QStringLiteral(".")), ToQString(m_strTheme), QStringLiteral("/theme"));
+    m_profile.WriteString({}, "InstallPath", FromQString(QCoreApplication::applicationDirPath()));
+    if (!LoadLanguage(folders) || !hasTheme) {
         return Environment::kIncomplete;
     }
     m_bRememberLastKey = m_profile.GetInt(kSettingsSection, "RememberLastKey", 1) == 1;
@@ -163,13 +170,13 @@ CTolvarApp::Environment CTolvarApp::SettleEnvironment()
     return Environment::kReady;
 }
 
-bool CTolvarApp::LoadLanguage(const QString& installFolder)
+bool CTolvarApp::LoadLanguage(const QStringList& folders)
 {
     const QString english = QStringLiteral("lang/rcenu");
     const bool isEnglish = QLocale().language() == QLocale::English || QLocale().language() == QLocale::C;
     const QString mountPoint = QStringLiteral("/lang");
-    return m_language.Load({installFolder}, isEnglish ? english : QStringLiteral("lang/lang"), mountPoint) ||
-           m_language.Load({installFolder, QStringLiteral(".")}, english, mountPoint);
+    return m_language.Load(folders, isEnglish ? english : QStringLiteral("lang/lang"), mountPoint) ||
+           m_language.Load(folders + QStringList(QStringLiteral(".")), english, mountPoint);
 }
 
 void CTolvarApp::LoadToolkitTexts()

@@ -42,7 +42,7 @@ private:
     enum class Environment { kReady, kRefused, kIncomplete };
 
     [[nodiscard]] Environment SettleEnvironment();
-    [[nodiscard]] bool LoadLanguage(const QString& installFolder);
+    [[nodiscard]] bool LoadLanguage(const QStringList& folders);
     void MountHives();
     void OpenDocument();
     [[nodiscard]] bool StartStudio(const QString& hive) const;
