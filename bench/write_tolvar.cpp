@@ -3,9 +3,13 @@
 //   write_tolvar many HIVE   100,000 keys with 3 values each in one flush, keys a second; then bytes, compacted and not
 //   write_tolvar churn HIVE  10,000 keys deleted and made again, 50 times: the length after the second and the last
 //   round
+//   write_tolvar keys HIVE   100,000 new keys in one, each looked up before it is made, in one flush, milliseconds;
+//   then write_tolvar values HIVE deleted again, first to last, in another flush; values likewise write_tolvar empty
+//   MINOR HIVE  an empty hive of version 1.MINOR to begin with
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -86,6 +90,68 @@ int Many(const char* file)
     return 0;
 }
 
+/// Makes and deletes 100,000 of something in one key, each way with its flush.
+template <class Make, class Remove>
+int OneKey(const char* file, Make&& make, Remove&& remove)
+{
+    constexpr unsigned kCount = 100'000;
+    const auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+    const CellOffset key = hive->Writer().CreateKey(hive->Reader().Root(), u"One").value();
+    const auto time = [&](auto& change) {
+        const auto start = Clock::now();
+        for (unsigned i = 0; i < kCount; ++i) {
+            if (!change(*hive, key, Name("Entry", i))) {
+                return -1.0;
+            }
+        }
+        return hive->Flush() ? Milliseconds(start) : -1.0;
+    };
+    const double made = time(make);
+    const double removed = time(remove);
+    std::printf("%.0f %.0f\n", made, removed);
+    return made < 0 || removed < 0 ? 1 : 0;
+}
+
+int Keys(const char* file)
+{
+    const auto find = [](const WritableHive& hive, CellOffset key, const std::u16string& name) {
+        return hive.Reader().FindSubkey(*hive.Reader().Key(key), name).value();
+    };
+    return OneKey(
+        file,
+        [&](WritableHive& hive, CellOffset key, const std::u16string& name) {
+            return find(hive, key, name).IsNil() && hive.Writer().CreateKey(key, name);
+        },
+        [&](WritableHive& hive, CellOffset key, const std::u16string& name) {
+            return hive.Writer().DeleteKey(find(hive, key, name)).has_value();
+        });
+}
+
+int Values(const char* file)
+{
+    const auto isThere = [](const WritableHive& hive, CellOffset key, const std::u16string& name) {
+        return hive.Reader().FindValue(*hive.Reader().Key(key), name).value().has_value();
+    };
+    const std::vector<std::byte> data(8, std::byte{7});
+    return OneKey(
+        file,
+        [&](WritableHive& hive, CellOffset key, const std::u16string& name) {
+            return !isThere(hive, key, name) && hive.Writer().SetValue(key, name, 3, data);
+        },
+        [&](WritableHive& hive, CellOffset key, const std::u16string& name) {
+            return isThere(hive, key, name) && hive.Writer().DeleteValue(key, name);
+        });
+}
+
+int Empty(const char* minor, const char* file)
+{
+    std::vector<std::byte> hive = EmptyHive(u"ROOT", 0);
+    hive[24] = static_cast<std::byte>(std::atoi(minor)); // nothing in an empty hive differs by version
+    StoreBaseBlock(std::span(hive).first(kBaseBlockChecked), 1, 1, kBinAlignment, 0);
+    const auto stored = SystemFiles().Open(file, FileStore::Mode::kCreate).value();
+    return stored->Resize(0) && stored->Write(0, hive) && stored->Sync() ? 0 : 1;
+}
+
 int Churn(const char* file)
 {
     const auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
@@ -114,7 +180,10 @@ int Churn(const char* file)
 
 int main(int argc, char** argv)
 {
-    const std::string_view what = argc == 3 ? argv[1] : "";
+    const std::string_view what = argc >= 3 ? argv[1] : "";
+    if (what == "empty" && argc == 4) {
+        return Empty(argv[2], argv[3]);
+    }
     if (what == "one") {
         return One(argv[2]);
     }
@@ -124,11 +193,12 @@ int main(int argc, char** argv)
     if (what == "churn") {
         return Churn(argv[2]);
     }
-    if (what == "empty") { // a hive to begin with
-        const std::vector<std::byte> hive = EmptyHive(u"ROOT", 0);
-        const auto stored = SystemFiles().Open(argv[2], FileStore::Mode::kCreate).value();
-        return stored->Resize(0) && stored->Write(0, hive) && stored->Sync() ? 0 : 1;
+    if (what == "keys") {
+        return Keys(argv[2]);
     }
-    std::fprintf(stderr, "usage: write_tolvar one|many|churn|empty HIVE\n");
+    if (what == "values") {
+        return Values(argv[2]);
+    }
+    std::fprintf(stderr, "usage: write_tolvar one|many|churn|keys|values HIVE, or write_tolvar empty MINOR HIVE\n");
     return 2;
 }

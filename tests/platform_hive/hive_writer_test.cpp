@@ -7,46 +7,15 @@
 #include "fixtures/hive_builder.h"
 #include "fixtures/hive_model.h"
 #include "platform/hive/hive_writer.h"
-#include "platform/system/text.h"
+#include "platform_hive/changed_hive.h"
 
 namespace tolvar {
 namespace {
 
-using fixtures::BuiltKey;
+using fixtures::ChangedHive;
 using fixtures::Findings;
 using fixtures::HiveBuilder;
-using fixtures::LeafKind;
-
-constexpr std::size_t kRoom = std::size_t{256} << 20;
-
-class FixedClock final : public Clock {
-public:
-    std::uint64_t now = 1'000;
-    std::uint64_t Now() const override { return now; }
-};
-
-/// A hive in memory with all that changes it.
-struct ChangedHive {
-    explicit ChangedHive(const std::vector<std::byte>& file)
-        : hive(Hive::FromCopy(MappedFile::CopyOf(file, kRoom).value(), "test").value())
-    {}
-    explicit ChangedHive(std::uint32_t minor = 5)
-        : ChangedHive(HiveBuilder(minor, minor < 5 ? LeafKind::kHints : LeafKind::kHashes).Build({.name = u"ROOT"}))
-    {}
-
-    CellOffset Find(std::u16string_view name) { return *hive.FindSubkey(*hive.Key(hive.Root()), name); }
-
-    FixedClock clock;
-    Hive hive;
-    HiveEditor editor{hive};
-    HiveWriter writer{editor, clock};
-};
-
-std::u16string Numbered(unsigned number)
-{
-    const std::string digits = std::to_string(1'000'000 + number);
-    return u"Key" + std::u16string(digits.begin(), digits.end());
-}
+using fixtures::Numbered;
 
 std::vector<std::byte> Pattern(std::size_t size)
 {

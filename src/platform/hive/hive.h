@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,6 +17,7 @@
 #include "platform/hive/breach.h"
 #include "platform/hive/cell.h"
 #include "platform/hive/key_node.h"
+#include "platform/hive/lookup_cache.h"
 #include "platform/hive/subkey_cursor.h"
 #include "platform/hive/value_record.h"
 #include "platform/system/error.h"
@@ -72,10 +74,13 @@ public:
     [[nodiscard]] Checked<NameView> ClassName(const KeyNode& key) const noexcept;
 
     /// The subkey of `parent` with this name, without regard to case; nil if there is none.
-    /// Cost of a hit: logarithmic in the number of subkeys. A miss adds one pass over all leaves, their hashes where
-    /// they have some, so that a list in wrong order hides nothing. A damaged sister is passed over; where the medium
-    /// failed under one, a miss answers that fault.
-    [[nodiscard]] Checked<CellOffset> FindSubkey(const KeyNode& parent, std::u16string_view name) const noexcept;
+    /// Cost: logarithmic in the number of subkeys. The first misses of a key add one pass over all leaves, so that a
+    /// list in wrong order hides nothing; once the lists are known to be in order, a miss is final. A damaged sister is
+    /// passed over; where the medium failed under one, a miss answers that fault.
+    [[nodiscard]] Checked<CellOffset> FindSubkey(const KeyNode& parent, std::u16string_view name) const;
+
+    /// Whether the keys that `list` names are in strict order. The first fault that stands in the way of telling.
+    [[nodiscard]] Checked<bool> AreInOrder(CellOffset list) const noexcept;
 
     /// The subkeys of `parent` in stored order.
     [[nodiscard]] SubkeyCursor Subkeys(const KeyNode& parent) const noexcept;
@@ -87,9 +92,13 @@ public:
     [[nodiscard]] Checked<ValueRecord> Value(CellOffset offset) const noexcept;
 
     /// The first value of that name, without regard to case; nothing if there is none. Damaged sisters as in
-    /// FindSubkey.
-    [[nodiscard]] Checked<std::optional<ValueRecord>> FindValue(const KeyNode& key,
-                                                                std::u16string_view name) const noexcept;
+    /// FindSubkey. Cost: one look at each value of a key; of a key with many values, from the second lookup on, at one.
+    [[nodiscard]] Checked<std::optional<ValueRecord>> FindValue(const KeyNode& key, std::u16string_view name) const;
+
+    /// FindValue with the value's place in the list. Cost: as FindValue, and a look for the place where values before
+    /// it came or went since that is remembered.
+    [[nodiscard]] Checked<std::optional<PlacedValue>> FindPlacedValue(const KeyNode& key,
+                                                                      std::u16string_view name) const;
 
     /// Where the data of a value lies: one span, or the segments of a big data record (see DataView).
     [[nodiscard]] Checked<DataView> Data(const ValueRecord& value) const noexcept;
@@ -153,6 +162,10 @@ private:
     [[nodiscard]] bool Extend(std::uint32_t size);
     [[nodiscard]] Result<void> ReadBaseBlock();
     [[gnu::cold, gnu::noinline]] [[nodiscard]] Checked<CellView> CheckedCell(CellOffset offset) const noexcept;
+    [[nodiscard]] Checked<std::optional<PlacedValue>> ReadForValue(const ValueListView& values,
+                                                                   std::u16string_view name) const;
+    [[nodiscard]] Checked<std::optional<PlacedValue>> LookUpValue(const KeyNode& key, const ValueListView& values,
+                                                                  std::u16string_view name) const;
     [[nodiscard]] Checked<DataView> LargeData(const ValueRecord& value) const noexcept;
     [[nodiscard]] Checked<std::span<const std::byte>> NextSegment(DataView& data) const noexcept;
     void TouchPages(std::span<const std::byte> bytes) const noexcept;
@@ -164,6 +177,7 @@ private:
     std::uint32_t m_length = 0;
     BaseBlock m_base;
     std::optional<Error> m_damage;
+    std::unique_ptr<LookupCache> m_lookups = std::make_unique<LookupCache>(); ///< shared by all who read
 };
 
 // What every record passes through is inline, and answers are made where the caller wants them: both together take a

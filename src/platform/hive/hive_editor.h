@@ -27,6 +27,9 @@ public:
 
     [[nodiscard]] const Hive& Reader() const noexcept { return m_hive; }
 
+    /// What readers of the hive remember, to be told of changes.
+    [[nodiscard]] LookupCache& Lookups() noexcept { return *m_hive.m_lookups; }
+
     /// A new cell with room for `payload` bytes, all of them zero. May make the hive longer, and never moves it.
     /// Errors: kInvalidParameter above kMaxCell; kNotEnoughMemory for a hive that has reached the format's limit.
     /// Nothing is changed then.

@@ -27,11 +27,12 @@ bool HintMatches(std::uint32_t hint, std::u16string_view name) noexcept
 /// A search for one name in the lists of one key.
 class Search {
 public:
-    Search(const Hive& hive, CellOffset listCell, std::u16string_view name) noexcept
-        : m_hive(hive), m_listCell(listCell), m_name(name), m_hash(NameHash(name))
+    Search(const Hive& hive, LookupCache& lookups, const KeyNode& parent, std::u16string_view name) noexcept
+        : m_hive(hive), m_lookups(lookups), m_parent(parent.offset), m_listCell(parent.subkeyList), m_name(name),
+          m_hash(NameHash(name))
     {}
 
-    [[nodiscard]] Checked<CellOffset> Run() noexcept
+    [[nodiscard]] Checked<CellOffset> Run()
     {
         const Checked<SubkeyList> list = SubkeyList::Parse(m_hive, m_listCell);
         if (!list) {
@@ -58,10 +59,17 @@ private:
         return std::nullopt;
     }
 
-    [[nodiscard]] CellOffset InLeaf(const SubkeyList& leaf) noexcept
+    /// Whether there is nothing more to look at after a bisection without a hit. A short list is looked through.
+    [[nodiscard]] bool IsMissFinal(const SubkeyList& list)
+    {
+        const bool isLong = list.kind == ListKind::kIndex || list.count >= LookupCache::kMany;
+        return isLong && m_lookups.IsMissFinal(m_hive, m_parent, m_listCell);
+    }
+
+    [[nodiscard]] CellOffset InLeaf(const SubkeyList& leaf)
     {
         const CellOffset found = Bisect(leaf);
-        return found.IsNil() ? Scan(leaf) : found;
+        return found.IsNil() && !IsMissFinal(leaf) ? Scan(leaf) : found;
     }
 
     [[nodiscard]] CellOffset Bisect(const SubkeyList& leaf) noexcept
@@ -102,7 +110,7 @@ private:
         return {};
     }
 
-    [[nodiscard]] CellOffset InIndex(const SubkeyList& index) noexcept
+    [[nodiscard]] CellOffset InIndex(const SubkeyList& index)
     {
         // Where all is in order, the leaf that may hold the name is the last one whose first name is not above it.
         std::uint32_t low = 0;
@@ -122,7 +130,7 @@ private:
                 return found;
             }
         }
-        return InEveryLeaf(index);
+        return IsMissFinal(index) ? CellOffset{} : InEveryLeaf(index);
     }
 
     [[nodiscard]] CellOffset InEveryLeaf(const SubkeyList& index) noexcept
@@ -153,42 +161,130 @@ private:
     }
 
     const Hive& m_hive;
+    LookupCache& m_lookups;
+    CellOffset m_parent;
     CellOffset m_listCell;
     std::u16string_view m_name;
     std::uint32_t m_hash;
     std::optional<HiveFault> m_failure; ///< of a list or of the medium: what is looked for may have lain there
 };
 
+/// Where `cell` stands in a list: at `before`, where it was once, or anywhere.
+std::optional<std::uint32_t> PlaceOf(const ValueListView& values, CellOffset cell, std::uint32_t before) noexcept
+{
+    if (before < values.count && values[before] == cell) {
+        return before;
+    }
+    constexpr std::uint32_t kBlock = 64; // without a branch for each, so that the compiler takes several at once
+    std::uint32_t at = 0;
+    for (bool isNear = false; at + kBlock <= values.count; at += kBlock) {
+        for (std::uint32_t i = 0; i < kBlock; ++i) {
+            isNear |= values[at + i] == cell;
+        }
+        if (isNear) {
+            break;
+        }
+    }
+    for (; at < values.count; ++at) {
+        if (values[at] == cell) {
+            return at;
+        }
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
-Checked<CellOffset> Hive::FindSubkey(const KeyNode& parent, std::u16string_view name) const noexcept
+Checked<CellOffset> Hive::FindSubkey(const KeyNode& parent, std::u16string_view name) const
 {
     if (parent.subkeyCount == 0 || parent.subkeyList.IsNil()) {
         return CellOffset{};
     }
-    return Search(*this, parent.subkeyList, name).Run();
+    return Search(*this, *m_lookups, parent, name).Run();
 }
 
-Checked<std::optional<ValueRecord>> Hive::FindValue(const KeyNode& key, std::u16string_view name) const noexcept
+Checked<bool> Hive::AreInOrder(CellOffset list) const noexcept
 {
-    const Checked<ValueListView> values = Values(key);
-    if (!values) {
-        return tl::unexpected(values.error());
+    SubkeyCursor cursor(*this, list, m_length);
+    NameView previous;
+    while (true) {
+        const Checked<CellOffset> next = cursor.Next();
+        if (!next) {
+            return tl::unexpected(next.error());
+        }
+        if (next->IsNil()) {
+            return true;
+        }
+        const Checked<NameView> name = KeyName(*next);
+        if (!name) {
+            return tl::unexpected(name.error());
+        }
+        if (previous.data != nullptr && CompareNames(previous, *name) >= 0) {
+            return false;
+        }
+        previous = *name;
     }
+}
+
+Checked<std::optional<PlacedValue>> Hive::ReadForValue(const ValueListView& values, std::u16string_view name) const
+{
     std::optional<HiveFault> failure;
-    for (std::uint32_t i = 0; i < values->count; ++i) {
-        const Checked<ValueRecord> value = Value((*values)[i]);
+    for (std::uint32_t i = 0; i < values.count; ++i) {
+        const Checked<ValueRecord> value = Value(values[i]);
         if (value && value->name.size() == name.size() && CompareNames(value->name, name) == 0) {
-            return std::optional(*value);
+            return PlacedValue{i, *value};
         }
         if (!value && value.error().breach == Breach::kMediumFailed) {
             failure = value.error();
         }
     }
-    if (MediumFailed({values->data, std::size_t{4} * values->count})) {
-        failure = HiveFault{Breach::kMediumFailed, values->cell};
+    if (MediumFailed({values.data, std::size_t{4} * values.count})) {
+        failure = HiveFault{Breach::kMediumFailed, values.cell};
     }
-    return failure ? tl::unexpected(*failure) : Checked<std::optional<ValueRecord>>(std::nullopt);
+    return failure ? tl::unexpected(*failure) : Checked<std::optional<PlacedValue>>(std::nullopt);
+}
+
+/// FindPlacedValue, but for a place that may be an older one.
+Checked<std::optional<PlacedValue>> Hive::LookUpValue(const KeyNode& key, const ValueListView& values,
+                                                      std::u16string_view name) const
+{
+    if (values.count < LookupCache::kMany) {
+        return ReadForValue(values, name);
+    }
+    const std::optional<LookupCache::KnownValue> known = m_lookups->FindValue(*this, key.offset, values, name);
+    if (!known) {
+        return ReadForValue(values, name);
+    }
+    if (known->cell.IsNil()) {
+        return std::nullopt;
+    }
+    const Checked<ValueRecord> record = Value(known->cell);
+    return record ? Checked<std::optional<PlacedValue>>(PlacedValue{known->place, *record})
+                  : tl::unexpected(record.error());
+}
+
+Checked<std::optional<ValueRecord>> Hive::FindValue(const KeyNode& key, std::u16string_view name) const
+{
+    const Checked<ValueListView> values = Values(key);
+    const Checked<std::optional<PlacedValue>> found =
+        values ? LookUpValue(key, *values, name) : tl::unexpected(values.error());
+    if (!found || !*found) {
+        return found ? Checked<std::optional<ValueRecord>>(std::nullopt) : tl::unexpected(found.error());
+    }
+    return (*found)->record;
+}
+
+Checked<std::optional<PlacedValue>> Hive::FindPlacedValue(const KeyNode& key, std::u16string_view name) const
+{
+    const Checked<ValueListView> values = Values(key);
+    Checked<std::optional<PlacedValue>> found =
+        values ? LookUpValue(key, *values, name) : tl::unexpected(values.error());
+    if (found && *found) {
+        const std::optional<std::uint32_t> place = PlaceOf(*values, (*found)->record.offset, (*found)->place);
+        return place ? Checked<std::optional<PlacedValue>>(PlacedValue{*place, (*found)->record})
+                     : ReadForValue(*values, name);
+    }
+    return found;
 }
 
 } // namespace tolvar

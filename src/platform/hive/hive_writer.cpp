@@ -84,12 +84,12 @@ Result<SubkeyPlace> HiveWriter::PlaceOf(const KeyNode& parent, std::u16string_vi
 {
     const SubkeyListEditor lists(m_editor);
     const CellOffset list = parent.subkeyCount != 0 ? parent.subkeyList : CellOffset{};
-    if (!m_orderedKeys.contains(parent.offset.value)) {
-        const Checked<bool> isInOrder = lists.IsInOrder(list);
+    if (!m_editor.Lookups().IsKnownInOrder(parent.offset)) {
+        const Checked<bool> isInOrder = m_hive.AreInOrder(list);
         if (!isInOrder || !*isInOrder) {
             return tl::unexpected(ToError(isInOrder ? HiveFault{Breach::kListOrder, list} : isInOrder.error()));
         }
-        m_orderedKeys.insert(parent.offset.value);
+        m_editor.Lookups().NoteInOrder(parent.offset);
     }
     const Checked<SubkeyPlace> place = lists.Find(list, name);
     return place ? Result<SubkeyPlace>(*place) : tl::unexpected(ToError(place.error()));
@@ -228,7 +228,7 @@ Result<CellOffset> HiveWriter::CreateKey(CellOffset parent, std::u16string_view 
     }
     RaiseField(parent, field::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
     TouchKey(parent);
-    m_orderedKeys.insert(key->value); // no subkeys yet: in order
+    m_editor.Lookups().NoteInOrder(*key); // it has no subkeys yet
     return key;
 }
 
@@ -294,7 +294,7 @@ Result<void> HiveWriter::DeleteKey(CellOffset key)
     }
     ReleaseSecurity(node->security);
     m_editor.Free(key);
-    m_orderedKeys.erase(key.value);
+    m_editor.Lookups().Forget(key);
     return {};
 }
 
@@ -385,8 +385,10 @@ Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view 
     }
     StoreNodeName(*cell, name);
     if (*cell != key.offset) {
-        if (m_orderedKeys.erase(key.offset.value) != 0) {
-            m_orderedKeys.insert(cell->value);
+        const bool isInOrder = m_editor.Lookups().IsKnownInOrder(key.offset);
+        m_editor.Lookups().Forget(key.offset);
+        if (isInOrder) {
+            m_editor.Lookups().NoteInOrder(*cell);
         }
         if (auto pointed = PointChildrenTo(key, *cell); !pointed) {
             return tl::unexpected(pointed.error());

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <string_view>
-#include <unordered_set>
 
 #include "platform/hive/hive_editor.h"
 #include "platform/hive/subkey_list_editor.h"
@@ -107,13 +106,7 @@ private:
     [[nodiscard]] Result<void> MergeKey(CellOffset target, bool isNew, const Hive& source, const KeyNode& node);
     [[nodiscard]] Result<void> MergeValues(CellOffset target, bool isNew, const Hive& source, const KeyNode& node);
 
-    /// Where a value lies in its key's list, and its record.
-    struct FoundValue {
-        std::uint32_t index;
-        ValueRecord record;
-    };
-    [[nodiscard]] Result<std::optional<FoundValue>> FindValue(const KeyNode& key, std::u16string_view name) const;
-    [[nodiscard]] Result<void> AppendToList(const KeyNode& key, CellOffset value);
+    [[nodiscard]] Result<CellOffset> AppendToList(const KeyNode& key, CellOffset value);
     [[nodiscard]] Result<CellOffset> WriteRecord(std::u16string_view name, std::uint32_t type);
     [[nodiscard]] Result<CellOffset> WriteData(std::span<const std::byte> data);
     [[nodiscard]] Result<void> ReplaceData(const ValueRecord& record, std::uint32_t type,
@@ -132,7 +125,6 @@ private:
     HiveEditor& m_editor;
     const Hive& m_hive;
     const Clock& m_clock;
-    std::unordered_set<std::uint32_t> m_orderedKeys; ///< whose lists were looked through and are in order
 };
 
 } // namespace tolvar

@@ -121,7 +121,7 @@ Result<void> HiveWriter::DeleteTree(CellOffset key, const std::function<void(Cel
         ReleaseSecurity(CellOffset{record}, keys);
     }
     for (const CellOffset gone : tree.keys) {
-        m_orderedKeys.erase(gone.value);
+        m_editor.Lookups().Forget(gone);
         onKey(gone);
     }
     m_editor.FreeAll(tree.claims);

@@ -29,21 +29,6 @@ constexpr std::uint32_t kMaxValues = 262'143; // what a list of one megabyte hol
 
 } // namespace
 
-Result<std::optional<HiveWriter::FoundValue>> HiveWriter::FindValue(const KeyNode& key, std::u16string_view name) const
-{
-    const Checked<ValueListView> values = m_hive.Values(key);
-    if (!values) {
-        return tl::unexpected(ToError(values.error()));
-    }
-    for (std::uint32_t i = 0; i < values->count; ++i) {
-        const Checked<ValueRecord> value = m_hive.Value((*values)[i]);
-        if (value && value->name.size() == name.size() && CompareNames(value->name, name) == 0) {
-            return FoundValue{i, *value};
-        }
-    }
-    return std::nullopt;
-}
-
 Result<std::vector<CellOffset>> HiveWriter::DataCells(const ValueRecord& record) const
 {
     std::vector<CellOffset> cells;
@@ -162,7 +147,8 @@ bool HiveWriter::OverwriteData(const ValueRecord& record, std::span<const std::b
     return true;
 }
 
-Result<void> HiveWriter::AppendToList(const KeyNode& key, CellOffset value)
+/// Answers the cell of the list, which may have moved.
+Result<CellOffset> HiveWriter::AppendToList(const KeyNode& key, CellOffset value)
 {
     if (key.valueCount >= kMaxValues) {
         return Failure(ErrorCode::kNotEnoughMemory, "a key holds at most 262,143 values");
@@ -174,13 +160,12 @@ Result<void> HiveWriter::AppendToList(const KeyNode& key, CellOffset value)
         const std::uint32_t wanted = std::min(key.valueCount + key.valueCount / 2 + 1, kMaxValues);
         list = m_editor.Grow(key.valueList, 4 * wanted, 4 * key.valueCount);
     }
-    if (!list) {
-        return tl::unexpected(list.error());
+    if (list) {
+        m_editor.Store(*list, 4 * key.valueCount, value.value);
+        m_editor.Store(key.offset, kKeyValueList, list->value);
+        m_editor.Store(key.offset, kKeyValueCount, key.valueCount + 1);
     }
-    m_editor.Store(*list, 4 * key.valueCount, value.value);
-    m_editor.Store(key.offset, kKeyValueList, list->value);
-    m_editor.Store(key.offset, kKeyValueCount, key.valueCount + 1);
-    return {};
+    return list;
 }
 
 /// Gives a value data that lies elsewhere. Old data that can't be read is left where it is: what it refers to is
@@ -210,13 +195,15 @@ Result<void> HiveWriter::AddValue(const KeyNode& key, std::u16string_view name, 
         return tl::unexpected(dataCell.error());
     }
     StoreDataField(*record, type, data, *dataCell);
-    auto appended = AppendToList(key, *record);
-    if (!appended) {
+    const Result<CellOffset> list = AppendToList(key, *record);
+    if (!list) {
         const std::vector<CellOffset> cells = DataCells(*m_hive.Value(*record)).value_or(std::vector<CellOffset>());
         std::ranges::for_each(cells, [this](CellOffset cell) { m_editor.Free(cell); });
         m_editor.Free(*record);
+        return tl::unexpected(list.error());
     }
-    return appended;
+    m_editor.Lookups().NoteAdded(key.offset, *list, key.valueCount + 1, name, {*record, key.valueCount});
+    return {};
 }
 
 /// Adds a value to a key that has none of that name, and leaves the key's time alone.
@@ -245,15 +232,14 @@ Result<void> HiveWriter::SetValue(CellOffset key, std::u16string_view name, std:
     if (name.size() > kMaxValueName) {
         return Failure(ErrorCode::kInvalidParameter, "a value's name has at most 16,383 units");
     }
-    const Result<std::optional<FoundValue>> found = FindValue(*node, name);
+    const Checked<std::optional<ValueRecord>> found = m_hive.FindValue(*node, name);
     if (!found) {
-        return tl::unexpected(found.error());
+        return tl::unexpected(ToError(found.error()));
     }
-    if (*found && OverwriteData((*found)->record, data)) {
-        StoreDataField((*found)->record.offset, type, data, (*found)->record.dataCell);
+    if (*found && OverwriteData(**found, data)) {
+        StoreDataField((*found)->offset, type, data, (*found)->dataCell);
     } else {
-        const Result<void> stored =
-            *found ? ReplaceData((*found)->record, type, data) : AddValue(*node, name, type, data);
+        const Result<void> stored = *found ? ReplaceData(**found, type, data) : AddValue(*node, name, type, data);
         if (!stored) {
             return stored;
         }
@@ -270,21 +256,23 @@ Result<void> HiveWriter::DeleteValue(CellOffset key, std::u16string_view name)
     if (!node) {
         return tl::unexpected(node.error());
     }
-    const Result<std::optional<FoundValue>> found = FindValue(*node, name);
+    const Checked<std::optional<PlacedValue>> found = m_hive.FindPlacedValue(*node, name);
     if (!found || !*found) {
-        return found ? Failure(ErrorCode::kFileNotFound) : tl::unexpected(found.error());
+        return found ? Failure(ErrorCode::kFileNotFound) : tl::unexpected(ToError(found.error()));
     }
     const std::vector<CellOffset> data = DataCells((*found)->record).value_or(std::vector<CellOffset>());
-    const std::uint32_t behind = 4 * (node->valueCount - (*found)->index - 1);
+    const std::uint32_t behind = 4 * (node->valueCount - (*found)->place - 1);
     if (node->valueCount == 1) {
         m_editor.Free(node->valueList);
         m_editor.Store(key, kKeyValueList, CellOffset::kNil);
     } else {
-        std::byte* place = m_editor.Touch(node->valueList, 4 * (*found)->index, behind + 4);
+        std::byte* place = m_editor.Touch(node->valueList, 4 * (*found)->place, behind + 4);
         std::memmove(place, place + 4, behind);
         std::memset(place + behind, 0, 4);
     }
     m_editor.Store(key, kKeyValueCount, node->valueCount - 1);
+    m_editor.Lookups().NoteRemoved(key, node->valueList, node->valueCount - 1, (*found)->record.name,
+                                   (*found)->record.offset);
     std::ranges::for_each(data, [this](CellOffset cell) { m_editor.Free(cell); });
     m_editor.Free((*found)->record.offset);
     TouchKey(key);
@@ -297,13 +285,13 @@ Result<void> HiveWriter::RenameValue(CellOffset key, std::u16string_view name, s
     if (!node) {
         return tl::unexpected(node.error());
     }
-    const Result<std::optional<FoundValue>> found = FindValue(*node, name);
-    const Result<std::optional<FoundValue>> other = FindValue(*node, newName);
+    const Checked<std::optional<PlacedValue>> found = m_hive.FindPlacedValue(*node, name);
+    const Checked<std::optional<ValueRecord>> other = m_hive.FindValue(*node, newName);
     if (!found || !other || !*found) {
         return found && other ? Failure(ErrorCode::kFileNotFound)
-                              : tl::unexpected(found ? other.error() : found.error());
+                              : tl::unexpected(ToError(found ? other.error() : found.error()));
     }
-    if (*other && (*other)->index != (*found)->index) {
+    if (*other && (*other)->offset != (*found)->record.offset) {
         return Failure(ErrorCode::kAlreadyExists);
     }
     if (newName.size() > kMaxValueName) {
@@ -317,7 +305,9 @@ Result<void> HiveWriter::RenameValue(CellOffset key, std::u16string_view name, s
     const CellView cell = *m_hive.Cell(old.offset);
     m_editor.Store(*record, kValueDataLength, cell.Field<std::uint32_t>(kValueDataLength));
     m_editor.Store(*record, kValueData, cell.Field<std::uint32_t>(kValueData));
-    m_editor.Store(node->valueList, 4 * (*found)->index, record->value);
+    m_editor.Store(node->valueList, 4 * (*found)->place, record->value);
+    m_editor.Lookups().NoteRemoved(key, node->valueList, node->valueCount, old.name, old.offset);
+    m_editor.Lookups().NoteAdded(key, node->valueList, node->valueCount, newName, {*record, (*found)->place});
     m_editor.Free(old.offset);
     RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * newName.size()));
     TouchKey(key);

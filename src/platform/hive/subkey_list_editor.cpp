@@ -39,32 +39,6 @@ SubkeyList SubkeyListEditor::Parsed(CellOffset cell) const
     return *SubkeyList::Parse(m_hive, cell); // Find has read every list that is changed
 }
 
-Checked<bool> SubkeyListEditor::IsInOrder(CellOffset list) const
-{
-    if (list.IsNil()) {
-        return true;
-    }
-    SubkeyCursor cursor(m_hive, list, m_hive.Length());
-    NameView previous;
-    while (true) {
-        const Checked<CellOffset> next = cursor.Next();
-        if (!next) {
-            return tl::unexpected(next.error());
-        }
-        if (next->IsNil()) {
-            return true;
-        }
-        const Checked<NameView> name = m_hive.KeyName(*next);
-        if (!name) {
-            return tl::unexpected(name.error());
-        }
-        if (previous.data != nullptr && CompareNames(previous, *name) >= 0) {
-            return false;
-        }
-        previous = *name;
-    }
-}
-
 Checked<SubkeyPlace> SubkeyListEditor::Find(CellOffset list, std::u16string_view name) const
 {
     SubkeyPlace place;

@@ -24,9 +24,6 @@ public:
     /// The place of `name` among the subkeys that `list` names. The lists must be in order.
     [[nodiscard]] Checked<SubkeyPlace> Find(CellOffset list, std::u16string_view name) const;
 
-    /// Whether the lists are in strict order, and every key in them can be read.
-    [[nodiscard]] Checked<bool> IsInOrder(CellOffset list) const;
-
     /// Enters `key` at `place`. Answers the list that the parent has to name from now on.
     /// Errors: as HiveEditor::Allocate; the lists are then as they were.
     [[nodiscard]] Result<CellOffset> Insert(CellOffset list, SubkeyPlace place, CellOffset key,

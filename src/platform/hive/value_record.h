@@ -39,6 +39,12 @@ struct ValueRecord {
     NameView name;
 };
 
+/// A value, and where it stands in its key's list.
+struct PlacedValue {
+    std::uint32_t place = 0;
+    ValueRecord record;
+};
+
 inline constexpr std::uint32_t kBigDataSegment = 16344; ///< bytes that each segment but the last one carries
 
 /// Where a value's data lies. Small and flat data is one span; big data comes in segments, through Hive::NextPiece.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <unordered_set>
 
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
@@ -109,23 +110,19 @@ Result<std::vector<ImagedValue>> ValuesOf(const Hive& image)
 Result<std::optional<ImagedValue>> FindImaged(const Hive& hive, const KeyNode& node, const std::string& name)
 {
     const std::optional<std::u16string> wanted = ToUtf16(name);
-    const Checked<ValueListView> list = hive.Values(node);
-    if (!wanted || !list) {
-        return wanted ? Result<std::optional<ImagedValue>>(tl::unexpected(hive.ToError(list.error())))
-                      : Failure(ErrorCode::kNoUnicodeTranslation, name);
+    if (!wanted) {
+        return Failure(ErrorCode::kNoUnicodeTranslation, name);
     }
-    for (std::uint32_t i = 0; i < list->count; ++i) {
-        const Checked<ValueRecord> value = hive.Value((*list)[i]);
-        if (!value || CompareNames(value->name, *wanted) != 0) {
-            continue;
-        }
-        Checked<std::vector<std::byte>> data = hive.ReadData(*value);
-        if (!data) {
-            return tl::unexpected(hive.ToError(data.error()));
-        }
-        return ImagedValue{value->name.ToUtf16(), value->type, *std::move(data), i};
+    const Checked<std::optional<PlacedValue>> found = hive.FindPlacedValue(node, *wanted);
+    if (!found || !*found) {
+        return found ? Result<std::optional<ImagedValue>>(std::nullopt) : tl::unexpected(hive.ToError(found.error()));
     }
-    return std::nullopt;
+    const ValueRecord& value = (*found)->record;
+    Checked<std::vector<std::byte>> data = hive.ReadData(value);
+    if (!data) {
+        return tl::unexpected(hive.ToError(data.error()));
+    }
+    return ImagedValue{value.name.ToUtf16(), value.type, *std::move(data), (*found)->place};
 }
 
 /// Runs `change` with the writer of the key's hive and the key's cell.
@@ -218,14 +215,14 @@ Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::stri
     }
     const Hive& source = *call.Key().key.hive;
     std::vector<ImagedValue> values;
+    std::unordered_set<std::uint32_t> taken; // places: a name may be there twice
     std::size_t room = std::size_t{1} << 20;
     for (const std::string& name : names) {
         Result<std::optional<ImagedValue>> found = FindImaged(source, *node, name);
         if (!found) {
             return tl::unexpected(found.error());
         }
-        const bool isNew = *found && std::ranges::find(values, (*found)->place, &ImagedValue::place) == values.end();
-        if (isNew) {
+        if (*found && taken.insert((*found)->place).second) {
             room += 2 * (*found)->data.size();
             values.push_back(**std::move(found));
         }
