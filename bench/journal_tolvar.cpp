@@ -11,6 +11,7 @@
 
 #include "journal/index_file.h"
 #include "journal/tolvar_doc.h"
+#include "platform/hive/scratch_hive.h"
 #include "platform/hive/writable_hive.h"
 #include "platform/registry/registry.h"
 #include "registry/reg_key.h"

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "platform/hive/hive_composer.h"
+#include "platform/hive/scratch_hive.h"
 #include "platform/hive/writable_hive.h"
 
 namespace {
@@ -145,9 +146,7 @@ int Values(const char* file)
 
 int Empty(const char* minor, const char* file)
 {
-    std::vector<std::byte> hive = EmptyHive(u"ROOT", 0);
-    hive[24] = static_cast<std::byte>(std::atoi(minor)); // nothing in an empty hive differs by version
-    StoreBaseBlock(std::span(hive).first(kBaseBlockChecked), 1, 1, kBinAlignment, 0);
+    const std::vector<std::byte> hive = EmptyHive(u"ROOT", 0, static_cast<std::uint32_t>(std::atoi(minor)));
     const auto stored = SystemFiles().Open(file, FileStore::Mode::kCreate).value();
     return stored->Resize(0) && stored->Write(0, hive) && stored->Sync() ? 0 : 1;
 }

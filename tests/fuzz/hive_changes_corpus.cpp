@@ -8,6 +8,7 @@
 
 #include "fuzz/hive_operations.h"
 #include "platform/hive/hive_log.h"
+#include "platform/hive/scratch_hive.h"
 #include "platform/hive/writable_hive.h"
 
 namespace {

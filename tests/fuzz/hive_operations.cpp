@@ -8,6 +8,7 @@
 #include "fixtures/hive_model.h"
 #include "fixtures/power_cut_store.h"
 #include "fuzz/hive_reading.h"
+#include "platform/hive/scratch_hive.h"
 #include "platform/hive/writable_hive.h"
 #include "platform/system/text.h"
 
@@ -20,7 +21,6 @@ using fixtures::ModelValue;
 using fixtures::PowerCutStore;
 
 constexpr const char* kFile = "HIVE";
-constexpr std::size_t kMinor = 24; // in the base block
 
 void Expect(bool isTrue, const std::string& what)
 {
@@ -79,10 +79,7 @@ class Changes {
 public:
     explicit Changes(std::uint32_t minor)
     {
-        std::vector<std::byte> hive = EmptyHive(u"ROOT", 1); // without a list or large data, which differ by version
-        std::memcpy(hive.data() + kMinor, &minor, sizeof minor);
-        StoreBaseBlock(std::span(hive).first(kBaseBlockChecked), 1, 1, kBinAlignment, 0);
-        m_store.Put(kFile, hive);
+        m_store.Put(kFile, EmptyHive(u"ROOT", 1, minor));
         m_model.name = u"ROOT";
         Open();
     }

@@ -3,8 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "fixtures/hive_builder.h"
-#include "platform/hive/hive_writer.h"
+#include "platform/hive/scratch_hive.h"
 
 namespace tolvar::fixtures {
 
@@ -14,23 +13,23 @@ public:
     std::uint64_t Now() const override { return now; }
 };
 
-/// A hive in memory with all that changes it.
+/// A hive that a test changes, with a clock that stands.
 struct ChangedHive {
-    static constexpr std::size_t kRoom = std::size_t{256} << 20;
-
-    explicit ChangedHive(const std::vector<std::byte>& file)
-        : hive(Hive::FromCopy(MappedFile::CopyOf(file, kRoom).value(), "test").value())
+    explicit ChangedHive(std::span<const std::byte> file)
+        : m_scratch(ScratchHive::Make(file, std::size_t{256} << 20, "test", clock).value())
     {}
-    explicit ChangedHive(std::uint32_t minor = 5)
-        : ChangedHive(HiveBuilder(minor, minor < 5 ? LeafKind::kHints : LeafKind::kHashes).Build({.name = u"ROOT"}))
-    {}
+    explicit ChangedHive(std::uint32_t minor = 5) : ChangedHive(EmptyHive(u"ROOT", 1, minor)) {}
 
     CellOffset Find(std::u16string_view name) { return *hive.FindSubkey(*hive.Key(hive.Root()), name); }
 
     FixedClock clock;
-    Hive hive;
-    HiveEditor editor{hive};
-    HiveWriter writer{editor, clock};
+
+private:
+    std::unique_ptr<ScratchHive> m_scratch;
+
+public:
+    const Hive& hive = m_scratch->hive;
+    HiveWriter& writer = m_scratch->writer;
 };
 
 /// Names of equal length, in the order of their numbers.

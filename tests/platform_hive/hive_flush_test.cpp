@@ -11,6 +11,7 @@
 #include "fixtures/hive_builder.h"
 #include "fixtures/hive_model.h"
 #include "fixtures/power_cut_store.h"
+#include "platform/hive/scratch_hive.h"
 #include "platform/hive/writable_hive.h"
 
 namespace tolvar {

@@ -79,17 +79,17 @@ TEST(HostileHive, NamesClassesAndDataInsideEachOtherAreReadAtMostOnceOver)
     const std::uint32_t nest = raw.Allocate(kSize - 4);
     std::vector<std::uint32_t> values;
     for (std::uint32_t at = 32; at + 64 < kSize; at += 32) {
-        raw.Put(nest + at, -4, 0U - (kSize - at));
+        raw.PutSize(nest + at, kSize - at);
         values.push_back(raw.AddValue("v", 3, kSize - at - 4, nest + at));
     }
     const std::string longName(40000, 'n');
     const std::uint32_t named = raw.Allocate(65536);
     raw.PutText(named, 0, longName);
     for (std::uint32_t at = 0; at < 20000; at += 32) { // values whose names overlap
-        raw.Put(named + at, -4, 0U - (65536 + 8 - at));
-        raw.PutText(named + at, 0, "vk");
-        raw.Put<std::uint16_t>(named + at, 2, 30000);
-        raw.Put(named + at, 4, 0x80000000);
+        raw.PutSize(named + at, 65536 + 8 - at);
+        raw.Put(named + at, value_fields::kSignature, signatures::kValue);
+        raw.Put(named + at, value_fields::kNameLength, 30000);
+        raw.Put(named + at, value_fields::kDataLength, kInlineFlag);
         values.push_back(named + at);
     }
     const std::uint32_t classCell = raw.Allocate(60000);
@@ -226,8 +226,8 @@ TEST(HiveThatIsCutShort, DoesNotSayThatAKeyIsMissingWhichLiesBehindTheCut)
     const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "keys_behind_the_cut.hive";
     RawHive raw;
     const std::uint32_t list = raw.AddList("li", std::vector<std::uint32_t>(100));
-    for (int i = 0; i < 100; ++i) { // about 9000 bytes of keys behind their list
-        raw.Put(list, 4 + 4 * i, raw.AddKey({std::to_string(1000 + i)}));
+    for (unsigned i = 0; i < 100; ++i) { // about 9000 bytes of keys behind their list
+        raw.Put(list, list_fields::Offset(i, kPlainElement), raw.AddKey({std::to_string(1000 + i)}));
     }
     const std::uint32_t root = raw.AddKey({"root"});
     raw.SetKey(root, {.name = "root", .subkeys = 100, .subkeyList = list});

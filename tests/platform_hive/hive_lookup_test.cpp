@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fixtures/hive_builder.h"
 #include "fixtures/hive_model.h"
 #include "platform_hive/changed_hive.h"
 

@@ -231,7 +231,8 @@ TEST(HiveWalkTest, SurvivesEveryFieldOverwrittenInTurn)
     const File whole = HiveBuilder(5, LeafKind::kHashes, 5).Build(root);
     const std::size_t records = FindRecord(whole, "nk");
     ASSERT_NE(records, 0U);
-    for (std::size_t at = records - 4; at + 4 <= whole.size(); at += at < 12288 || at > whole.size() - 8192 ? 4 : 2048) {
+    for (std::size_t at = records - 4; at + 4 <= whole.size();
+         at += at < 12288 || at > whole.size() - 8192 ? 4 : 2048) {
         for (const std::uint32_t value : {0U, 0xFFFFFFFFU, 0x80000020U}) {
             File file = whole;
             std::memcpy(file.data() + at, &value, 4);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -7,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "fixtures/hive_builder.h"
+#include "platform/hive/bin_header.h"
 
 namespace tolvar::fixtures {
 
@@ -27,96 +28,102 @@ public:
         std::uint16_t classLength = 0;
     };
 
-    RawHive() : m_file(4096 + 32) {}
+    RawHive() : m_file(kBaseBlockSize + kBinHeaderSize) {}
 
     /// A new cell of zeros; its offset.
     std::uint32_t Allocate(std::size_t payload)
     {
-        const auto cell = static_cast<std::uint32_t>(m_file.size() - 4096);
-        const std::size_t size = (payload + 4 + 7) / 8 * 8;
+        const auto cell = static_cast<std::uint32_t>(m_file.size() - kBaseBlockSize);
+        const auto size = static_cast<std::uint32_t>((payload + 4 + 7) / 8 * 8);
         m_file.resize(m_file.size() + size);
-        Put(cell, -4, 0U - static_cast<std::uint32_t>(size));
+        PutSize(cell, size);
         return cell;
     }
-    /// Stores a field at `at` bytes into the payload of `cell`.
+    /// Stores a field of `cell`.
     template <class T>
-    void Put(std::uint32_t cell, std::ptrdiff_t at, T value)
+    void Put(std::uint32_t cell, Field<T> field, std::type_identity_t<T> value)
     {
-        std::memcpy(m_file.data() + 4096 + cell + 4 + at, &value, sizeof value);
+        Store(Payload(cell), field, value);
     }
-    void PutText(std::uint32_t cell, std::ptrdiff_t at, std::string_view text)
+    void PutSize(std::uint32_t cell, std::uint32_t size)
     {
-        std::memcpy(m_file.data() + 4096 + cell + 4 + at, text.data(), text.size());
+        Store(std::span(m_file).subspan(kBaseBlockSize + cell), Field<std::uint32_t>{0}, 0U - size);
+    }
+    void PutText(std::uint32_t cell, std::uint32_t at, std::string_view text)
+    {
+        std::memcpy(Payload(cell).data() + at, text.data(), text.size());
     }
 
     std::uint32_t AddKey(const Key& key)
     {
-        const std::uint32_t cell = Allocate(76 + key.name.size());
+        const std::uint32_t cell = Allocate(kKeyFixedSize + key.name.size());
         SetKey(cell, key);
         return cell;
     }
     /// Makes a key of a cell that was allocated before, so that others could refer to it.
     void SetKey(std::uint32_t cell, const Key& key)
     {
-        PutText(cell, 0, "nk");
-        Put<std::uint16_t>(cell, 2, 0x20);
-        Put(cell, 20, key.subkeys);
-        Put(cell, 28, key.subkeyList);
-        Put(cell, 36, key.values);
-        Put(cell, 40, key.valueList);
-        Put(cell, 44, kNil);
-        Put(cell, 48, key.classCell);
-        Put(cell, 72, static_cast<std::uint16_t>(key.name.size()));
-        Put(cell, 74, key.classLength);
-        PutText(cell, 76, key.name);
+        Put(cell, key_fields::kSignature, signatures::kKey);
+        Put(cell, key_fields::kFlags, key_flags::kLatin1Name);
+        Put(cell, key_fields::kSubkeyCount, key.subkeys);
+        Put(cell, key_fields::kSubkeyList, key.subkeyList);
+        Put(cell, key_fields::kValueCount, key.values);
+        Put(cell, key_fields::kValueList, key.valueList);
+        Put(cell, key_fields::kSecurity, kNil);
+        Put(cell, key_fields::kClass, key.classCell);
+        Put(cell, key_fields::kNameLength, static_cast<std::uint16_t>(key.name.size()));
+        Put(cell, key_fields::kClassLength, key.classLength);
+        PutText(cell, key_fields::kName, key.name);
     }
     std::uint32_t AddValue(std::string_view name, std::uint32_t type, std::uint32_t size, std::uint32_t data)
     {
-        const std::uint32_t cell = Allocate(20 + name.size());
-        PutText(cell, 0, "vk");
-        Put(cell, 2, static_cast<std::uint16_t>(name.size()));
-        Put(cell, 4, size);
-        Put(cell, 8, data);
-        Put(cell, 12, type);
-        Put<std::uint16_t>(cell, 16, 1);
-        PutText(cell, 20, name);
+        const std::uint32_t cell = Allocate(kValueFixedSize + name.size());
+        Put(cell, value_fields::kSignature, signatures::kValue);
+        Put(cell, value_fields::kNameLength, static_cast<std::uint16_t>(name.size()));
+        Put(cell, value_fields::kDataLength, size);
+        Put(cell, value_fields::kData, data);
+        Put(cell, value_fields::kType, type);
+        Put(cell, value_fields::kFlags, kLatin1ValueName);
+        PutText(cell, value_fields::kName, name);
         return cell;
     }
     /// A list of offsets without a head, as keys have of their values.
     std::uint32_t AddOffsets(std::span<const std::uint32_t> offsets)
     {
         const std::uint32_t cell = Allocate(4 * offsets.size());
-        std::memcpy(m_file.data() + 4096 + cell + 4, offsets.data(), 4 * offsets.size());
+        std::ranges::copy(std::as_bytes(offsets), Payload(cell).begin());
         return cell;
     }
     /// A list of subkeys ("li") or an index of lists ("ri").
     std::uint32_t AddList(std::string_view signature, std::span<const std::uint32_t> offsets)
     {
-        const std::uint32_t cell = Allocate(4 + 4 * offsets.size());
+        const std::uint32_t cell = Allocate(kListHeader + 4 * offsets.size());
         PutText(cell, 0, signature);
-        Put(cell, 2, static_cast<std::uint16_t>(offsets.size()));
-        std::memcpy(m_file.data() + 4096 + cell + 8, offsets.data(), 4 * offsets.size());
+        Put(cell, list_fields::kCount, static_cast<std::uint16_t>(offsets.size()));
+        std::ranges::copy(std::as_bytes(offsets), Payload(cell).begin() + kListHeader);
         return cell;
     }
 
     /// The whole file.
     [[nodiscard]] std::vector<std::byte> Finish(std::uint32_t root)
     {
-        const std::size_t end = m_file.size();
-        m_file.resize((end + 8 + 4095) / 4096 * 4096);
-        const auto length = static_cast<std::uint32_t>(m_file.size() - 4096);
-        Put(static_cast<std::uint32_t>(end - 4096), -4, static_cast<std::uint32_t>(m_file.size() - end)); // a free cell
-        PutText(0, -4, "hbin");
-        Put(0, 4, length);
-        std::memcpy(m_file.data(), "regf", 4);
-        for (const auto& [at, value] : {std::pair{20U, 1U}, {24U, 5U}, {32U, 1U}, {36U, root}, {40U, length}}) {
-            std::memcpy(m_file.data() + at, &value, sizeof value);
-        }
-        HiveBuilder::FixChecksum(m_file);
+        const auto end = static_cast<std::uint32_t>(m_file.size() - kBaseBlockSize);
+        const std::uint32_t length = (end + kLeastCell + kBinAlignment - 1) / kBinAlignment * kBinAlignment;
+        m_file.resize(kBaseBlockSize + length);
+        PutSize(end, 0U - (length - end)); // a free cell
+        WriteBinHeader(std::span(m_file).subspan(kBaseBlockSize), 0, length);
+        const std::span<std::byte> base = std::span(m_file).first(kBaseBlockChecked);
+        BeginBaseBlock(base, 5, CellOffset{root}, 0);
+        StoreBaseBlock(base, 0, 0, length, file_type::kHive);
         return m_file;
     }
 
 private:
+    [[nodiscard]] std::span<std::byte> Payload(std::uint32_t cell)
+    {
+        return std::span(m_file).subspan(kBaseBlockSize + cell + kCellHeader);
+    }
+
     std::vector<std::byte> m_file;
 };
 

@@ -5,15 +5,10 @@
 #include <span>
 #include <string>
 
+#include "platform/hive/cell_layout.h"
 #include "platform/hive/cell_offset.h"
 
 namespace tolvar {
-
-inline constexpr std::uint32_t kHiveSignature = 0x66676572; ///< "regf"
-inline constexpr std::size_t kBaseBlockSize = 4096;         ///< bytes before the hive bins data
-inline constexpr std::size_t kBaseBlockChecked = 512;       ///< bytes of it that the checksum covers and logs copy
-inline constexpr std::uint32_t kBinAlignment = 4096;
-inline constexpr std::uint32_t kMaxLength = 0x7FFFF000; ///< bit 31 of an offset means volatile storage
 
 /// The fields of the base block that reading needs (hive-format.md, chapter 2).
 struct BaseBlock {
@@ -36,5 +31,12 @@ struct BaseBlock {
 /// The checksum over the first 508 bytes of `block`: their words by exclusive or, with 0 and 0xFFFFFFFF moved to 1 and
 /// 0xFFFFFFFE (hive-format.md, 2.1).
 [[nodiscard]] std::uint32_t BaseBlockChecksum(std::span<const std::byte> block) noexcept;
+
+/// Stores what a new base block of a hive begins with, but for what StoreBaseBlock does.
+void BeginBaseBlock(std::span<std::byte> base, std::uint32_t minor, CellOffset root, std::uint64_t timeStamp) noexcept;
+
+/// Stores sequence numbers, length and file type into the 512 bytes of a base block, and its checksum.
+void StoreBaseBlock(std::span<std::byte> base, std::uint32_t sequence1, std::uint32_t sequence2, std::uint32_t length,
+                    std::uint32_t type) noexcept;
 
 } // namespace tolvar

@@ -4,25 +4,16 @@
 
 #include <fmt/format.h>
 
-#include "platform/hive/signature.h"
-
 namespace tolvar {
 
 namespace {
 
-constexpr std::uint32_t kKeyFixedSize = 76;
-constexpr std::uint32_t kValueFixedSize = 20;
-constexpr std::uint32_t kSecurityFixedSize = 20;
-constexpr std::uint32_t kInlineFlag = 0x80000000;
-constexpr std::size_t kMaxKeyNameUnits = 256; // one more than writers may use
-constexpr std::uint32_t kBigDataMinor = 4;    // the first version with big data records
-
 NameView KeyNameIn(const CellView& cell) noexcept
 {
     NameView name;
-    name.data = cell.data + kKeyFixedSize;
-    name.bytes = cell.Field<std::uint16_t>(72);
-    name.isLatin1 = (cell.Field<std::uint16_t>(2) & key_flags::kLatin1Name) != 0;
+    name.data = cell.data + key_fields::kName;
+    name.bytes = cell.Get(key_fields::kNameLength);
+    name.isLatin1 = (cell.Get(key_fields::kFlags) & key_flags::kLatin1Name) != 0;
     return name;
 }
 
@@ -32,7 +23,7 @@ Breach KeyBreach(const Hive& hive, const CellView& cell) noexcept
     if (cell.size < kKeyFixedSize) {
         return Breach::kCellTooSmall;
     }
-    if (cell.Field<std::uint16_t>(0) != Signature('n', 'k')) {
+    if (cell.Get(key_fields::kSignature) != signatures::kKey) {
         return Breach::kKeySignature;
     }
     const NameView name = KeyNameIn(cell);
@@ -112,7 +103,7 @@ Result<void> Hive::ReadBaseBlock()
     if (IsUnreadable(m_bytes.first(std::min(m_bytes.size(), kBaseBlockChecked)))) {
         return fail(ErrorCode::kRegistryIoFailed, "the base block could not be read", 0);
     }
-    if (m_bytes.size() < 4 || LoadLittle<std::uint32_t>(m_bytes.data()) != kHiveSignature) {
+    if (m_bytes.size() < 4 || Load(m_bytes, base_fields::kSignature) != signatures::kHive) {
         return fail(ErrorCode::kNotRegistryFile, "this is no registry hive, it does not begin with \"regf\"", 0);
     }
     if (m_bytes.size() < kBaseBlockSize + kBinAlignment) {
@@ -125,21 +116,23 @@ Result<void> Hive::ReadBaseBlock()
         return fail(
             ErrorCode::kRegistryCorrupt,
             fmt::format("the base block has a wrong checksum, {:08x} where {:08x} is right", m_base.checksum, checksum),
-            508);
+            base_fields::kChecksum.at);
     }
-    if (m_base.major != 1 || m_base.minor < 2 || m_base.minor > 6) {
+    if (m_base.major != kMajor || m_base.minor < kFirstMinor || m_base.minor > kLastMinor) {
         return fail(ErrorCode::kRevisionMismatch,
                     fmt::format("hives of version {}.{} can't be read, only 1.2 to 1.6", m_base.major, m_base.minor),
-                    20);
+                    base_fields::kMajor.at);
     }
-    if (m_base.type != 0) {
-        return fail(ErrorCode::kNotRegistryFile, "this is a transaction log, not the hive itself", 28);
+    if (m_base.type != file_type::kHive) {
+        return fail(ErrorCode::kNotRegistryFile, "this is a transaction log, not the hive itself",
+                    base_fields::kType.at);
     }
-    if (m_base.format != 1) {
-        return fail(ErrorCode::kRegistryCorrupt, "the base block names an unknown file format", 32);
+    if (m_base.format != kMemoryFormat) {
+        return fail(ErrorCode::kRegistryCorrupt, "the base block names an unknown file format",
+                    base_fields::kFormat.at);
     }
     if (m_base.length == 0 || m_base.length % kBinAlignment != 0 || m_base.length > kMaxLength) {
-        return fail(ErrorCode::kRegistryCorrupt, "the base block has a length that can't be", 40);
+        return fail(ErrorCode::kRegistryCorrupt, "the base block has a length that can't be", base_fields::kLength.at);
     }
     m_bins = m_bytes.data() + kBaseBlockSize;
     const std::uint64_t present = m_bytes.size() - kBaseBlockSize;
@@ -154,17 +147,16 @@ Result<void> Hive::ReadBaseBlock()
 
 void Hive::TouchPages(std::span<const std::byte> bytes) const noexcept
 {
-    constexpr std::uintptr_t kPage = 4096; // or a part of one, where pages are larger
     const std::byte* const end = bytes.data() + bytes.size();
     for (const std::byte* at = bytes.data(); at < end;) {
         static_cast<void>(*static_cast<const volatile std::byte*>(at));
-        at += kPage - reinterpret_cast<std::uintptr_t>(at) % kPage;
+        at += kBinAlignment - reinterpret_cast<std::uintptr_t>(at) % kBinAlignment; // a page, or a part of one
     }
 }
 
 Checked<CellView> Hive::CheckedCell(CellOffset offset) const noexcept
 {
-    if (offset.value % 8 != 0 || offset.value > m_length - 8) {
+    if (offset.value % kCellAlignment != 0 || offset.value > m_length - kLeastCell) {
         return Fault(Breach::kOffsetOutside, offset);
     }
     const std::byte* at = m_bins + offset.value;
@@ -176,33 +168,35 @@ Checked<CellView> Hive::CheckedCell(CellOffset offset) const noexcept
         return Fault(stored == 0 ? Breach::kCellSize : Breach::kCellFree, offset);
     }
     const std::uint32_t size = 0U - static_cast<std::uint32_t>(stored);
-    if (size % 8 != 0 || size > m_length - offset.value) {
+    if (size % kCellAlignment != 0 || size > m_length - offset.value) {
         return Fault(Breach::kCellSize, offset);
     }
     if (MediumFailed({at, size})) {
         return Fault(Breach::kMediumFailed, offset);
     }
-    return CellView{at + 4, size - 4};
+    return CellView{at + kCellHeader, size - kCellHeader};
 }
 
 KeyNode::KeyNode(const CellView& cell, CellOffset at) noexcept
-    : offset(at), flags(cell.Field<std::uint16_t>(2)), accessBits(cell.Field<std::uint8_t>(12)),
-      layerBits(cell.Field<std::uint8_t>(13)), virtualizationFlags(cell.Field<std::uint8_t>(54)),
-      lastWrite(cell.Field<std::uint64_t>(4)), parent{cell.Field<std::uint32_t>(16)},
-      subkeyCount(cell.Field<std::uint32_t>(20)), subkeyList{cell.Field<std::uint32_t>(28)},
-      valueCount(Is(key_flags::kPredefinedHandle) ? 0 : cell.Field<std::uint32_t>(36)),
-      valueList{cell.Field<std::uint32_t>(40)}, security{cell.Field<std::uint32_t>(44)},
-      classCell{cell.Field<std::uint32_t>(48)}, classLength(cell.Field<std::uint16_t>(74)),
-      maxNameLength(cell.Field<std::uint16_t>(52)), maxClassLength(cell.Field<std::uint32_t>(56)),
-      maxValueNameLength(cell.Field<std::uint32_t>(60)), maxValueDataLength(cell.Field<std::uint32_t>(64)),
+    : offset(at), flags(cell.Get(key_fields::kFlags)), accessBits(cell.Get(key_fields::kAccessBits)),
+      layerBits(cell.Get(key_fields::kLayerBits)), virtualizationFlags(cell.Get(key_fields::kVirtualization)),
+      lastWrite(cell.Get(key_fields::kLastWrite)), parent(cell.Offset(key_fields::kParent)),
+      subkeyCount(cell.Get(key_fields::kSubkeyCount)), subkeyList(cell.Offset(key_fields::kSubkeyList)),
+      valueCount(Is(key_flags::kPredefinedHandle) ? 0 : cell.Get(key_fields::kValueCount)),
+      valueList(cell.Offset(key_fields::kValueList)), security(cell.Offset(key_fields::kSecurity)),
+      classCell(cell.Offset(key_fields::kClass)), classLength(cell.Get(key_fields::kClassLength)),
+      maxNameLength(cell.Get(key_fields::kMaxName)), maxClassLength(cell.Get(key_fields::kMaxClass)),
+      maxValueNameLength(cell.Get(key_fields::kMaxValueName)), maxValueDataLength(cell.Get(key_fields::kMaxValueData)),
       name(KeyNameIn(cell))
 {}
 
 ValueRecord::ValueRecord(const CellView& cell, CellOffset at) noexcept
-    : offset(at), type(cell.Field<std::uint32_t>(12)), size(cell.Field<std::uint32_t>(4) & ~kInlineFlag),
-      isInline(size == 0 || size != cell.Field<std::uint32_t>(4)), dataCell{cell.Field<std::uint32_t>(8)},
-      flags(cell.Field<std::uint16_t>(16)),
-      inlineData(cell.data + 8), name{cell.data + kValueFixedSize, cell.Field<std::uint16_t>(2), (flags & 1U) != 0}
+    : offset(at), type(cell.Get(value_fields::kType)), size(cell.Get(value_fields::kDataLength) & ~kInlineFlag),
+      isInline(size == 0 || size != cell.Get(value_fields::kDataLength)), dataCell(cell.Offset(value_fields::kData)),
+      flags(cell.Get(value_fields::kFlags)),
+      inlineData(cell.data + value_fields::kData.at), name{cell.data + value_fields::kName,
+                                                           cell.Get(value_fields::kNameLength),
+                                                           (flags & kLatin1ValueName) != 0}
 {}
 
 Checked<NameView> Hive::KeyName(CellOffset offset) const noexcept
@@ -276,18 +270,18 @@ Checked<ValueRecord> Hive::Value(CellOffset offset) const noexcept
     if (cell->size < kValueFixedSize) {
         return Fault(Breach::kCellTooSmall, offset);
     }
-    if (cell->Field<std::uint16_t>(0) != Signature('v', 'k')) {
+    if (cell->Get(value_fields::kSignature) != signatures::kValue) {
         return Fault(Breach::kValueSignature, offset);
     }
-    const auto nameBytes = cell->Field<std::uint16_t>(2);
+    const std::uint16_t nameBytes = cell->Get(value_fields::kNameLength);
     if (nameBytes > cell->size - kValueFixedSize) {
         return Fault(Breach::kValueNameLength, offset);
     }
     if (IsUnreadable({cell->data, kValueFixedSize + nameBytes})) [[unlikely]] {
         return Fault(Breach::kMediumFailed, offset);
     }
-    const auto length = cell->Field<std::uint32_t>(4);
-    if ((length & kInlineFlag) != 0 && (length & ~kInlineFlag) > 4) {
+    const std::uint32_t length = cell->Get(value_fields::kDataLength);
+    if ((length & kInlineFlag) != 0 && (length & ~kInlineFlag) > kMaxInline) {
         return Fault(Breach::kValueInline, offset);
     }
     return Checked<ValueRecord>(tl::in_place, *cell, offset);
@@ -299,8 +293,8 @@ Checked<DataView> Hive::LargeData(const ValueRecord& value) const noexcept
     if (!cell) {
         return tl::unexpected(cell.error());
     }
-    const bool isBig =
-        m_base.minor >= kBigDataMinor && cell->size >= 8 && cell->Field<std::uint16_t>(0) == Signature('d', 'b');
+    const bool isBig = m_base.minor >= kBigDataMinor && cell->size >= kBigDataHead &&
+                       cell->Get(big_data_fields::kSignature) == signatures::kBigData;
     if (!isBig) {
         if (value.size > cell->size) {
             return Fault(Breach::kValueDataSize, value.dataCell);
@@ -309,8 +303,8 @@ Checked<DataView> Hive::LargeData(const ValueRecord& value) const noexcept
     }
     DataView data;
     data.size = value.size;
-    data.segmentCount = cell->Field<std::uint16_t>(2);
-    data.listCell = CellOffset{cell->Field<std::uint32_t>(4)};
+    data.segmentCount = cell->Get(big_data_fields::kCount);
+    data.listCell = cell->Offset(big_data_fields::kList);
     // The whole can't be larger than the hive: a claim of more would have to count some bytes twice.
     if (data.segmentCount != (value.size + kBigDataSegment - 1) / kBigDataSegment || value.size > m_length) {
         return Fault(Breach::kBigDataCount, value.dataCell);
@@ -397,10 +391,10 @@ Checked<std::span<const std::byte>> Hive::SecurityDescriptor(const KeyNode& key)
     if (cell->size < kSecurityFixedSize) {
         return Fault(Breach::kCellTooSmall, key.security);
     }
-    if (cell->Field<std::uint16_t>(0) != Signature('s', 'k')) {
+    if (cell->Get(security_fields::kSignature) != signatures::kSecurity) {
         return Fault(Breach::kSecuritySignature, key.security);
     }
-    const auto length = cell->Field<std::uint32_t>(16);
+    const std::uint32_t length = cell->Get(security_fields::kLength);
     if (length > cell->size - kSecurityFixedSize) {
         return Fault(Breach::kSecurityLength, key.security);
     }

@@ -185,13 +185,13 @@ private:
 
 inline Checked<CellView> Hive::Cell(CellOffset offset) const noexcept
 {
-    if (offset.value % 8 == 0 && offset.value <= m_length - 8 && !m_map.AnyFailed()) [[likely]] {
+    if (offset.value % kCellAlignment == 0 && offset.value <= m_length - kLeastCell && !m_map.AnyFailed()) [[likely]] {
         // The size is stored as a negative number, so that a free cell becomes larger than any hive, and 0 does so by
         // the subtraction. 0 is also what the map reads where it fails.
         const std::byte* at = m_bins + offset.value;
         const std::uint32_t size = 0U - LoadLittle<std::uint32_t>(at);
-        if (size % 8 == 0 && size - 1 < m_length - offset.value) [[likely]] {
-            return Checked<CellView>(tl::in_place, at + 4, size - 4);
+        if (size % kCellAlignment == 0 && size - 1 < m_length - offset.value) [[likely]] {
+            return Checked<CellView>(tl::in_place, at + kCellHeader, size - kCellHeader);
         }
     }
     return CheckedCell(offset);

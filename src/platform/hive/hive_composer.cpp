@@ -1,13 +1,11 @@
 #include "platform/hive/hive_composer.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "platform/hive/bin_header.h"
 #include "platform/hive/hive_log.h"
 #include "platform/hive/hive_walk.h"
-#include "platform/hive/signature.h"
 #include "platform/system/text.h"
 
 namespace tolvar {
@@ -15,12 +13,7 @@ namespace tolvar {
 namespace {
 
 constexpr std::uint32_t kBin = 64 * 1024; // few headers, few ends that fit nothing
-constexpr std::uint32_t kExactCell = 16384;
-constexpr std::size_t kLeaf = 507; // what the platform itself puts into a list that it writes in one go
-constexpr std::uint32_t kSegment = 16344;
-constexpr std::uint32_t kFirstHashMinor = 5;
-constexpr std::uint32_t kBigDataMinor = 4;
-constexpr std::uint32_t kLeastMinor = 3;
+constexpr std::uint32_t kLeastMinor = 3;  // older ones are read alone
 
 } // namespace
 
@@ -30,14 +23,14 @@ HiveComposer::HiveComposer(const Hive& source, std::u16string rootName, std::fun
 {}
 
 template <class T>
-void HiveComposer::Store(CellOffset cell, std::uint32_t at, T value)
+void HiveComposer::Store(CellOffset cell, Field<T> field, std::type_identity_t<T> value)
 {
-    std::memcpy(m_bins.data() + cell.value + 4 + at, &value, sizeof value);
+    std::memcpy(m_bins.data() + cell.value + kCellHeader + field.at, &value, sizeof value);
 }
 
 void HiveComposer::StoreBytes(CellOffset cell, std::uint32_t at, std::span<const std::byte> bytes)
 {
-    std::ranges::copy(bytes, m_bins.begin() + cell.value + 4 + at);
+    std::ranges::copy(bytes, m_bins.begin() + cell.value + kCellHeader + at);
 }
 
 /// Ends the last bin at the page that its last cell reaches into; what is left there is one free cell.
@@ -50,14 +43,14 @@ void HiveComposer::CloseBin()
     m_bins.resize(end);
     WriteBinHeader(m_bins, static_cast<std::uint32_t>(m_binBegin), static_cast<std::uint32_t>(end - m_binBegin));
     if (end != m_used) {
-        Store(CellOffset{static_cast<std::uint32_t>(m_used - 4)}, 0, static_cast<std::uint32_t>(end - m_used));
+        const auto rest = static_cast<std::uint32_t>(end - m_used);
+        std::memcpy(m_bins.data() + m_used, &rest, sizeof rest);
     }
 }
 
 CellOffset HiveComposer::Allocate(std::uint32_t payload)
 {
-    std::uint32_t size = std::max(8U, (payload + 4 + 7) / 8 * 8);
-    size = size <= kExactCell ? size : std::bit_ceil(size);
+    const std::uint32_t size = CellSize(payload);
     if (m_bins.empty() || m_used + size > m_binBegin + std::max<std::size_t>(kBin, m_bins.size() - m_binBegin)) {
         CloseBin();
         m_binBegin = m_bins.size();
@@ -82,11 +75,11 @@ CellOffset HiveComposer::ShareSecurity(const KeyNode& node)
     const std::span<const std::byte> bytes = descriptor.value_or(std::span<const std::byte>());
     SecurityRecord& record = m_security[std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size())];
     if (record.references++ == 0) {
-        record.cell = Allocate(static_cast<std::uint32_t>(20 + bytes.size()));
+        record.cell = Allocate(static_cast<std::uint32_t>(kSecurityFixedSize + bytes.size()));
         m_securityOrder.push_back(record.cell);
-        Store(record.cell, 0, Signature('s', 'k'));
-        Store(record.cell, 16, static_cast<std::uint32_t>(bytes.size()));
-        StoreBytes(record.cell, 20, bytes);
+        Store(record.cell, security_fields::kSignature, signatures::kSecurity);
+        Store(record.cell, security_fields::kLength, static_cast<std::uint32_t>(bytes.size()));
+        StoreBytes(record.cell, security_fields::kDescriptor, bytes);
     }
     return record.cell;
 }
@@ -94,33 +87,35 @@ CellOffset HiveComposer::ShareSecurity(const KeyNode& node)
 void HiveComposer::CloseSecurity()
 {
     for (const auto& [descriptor, record] : m_security) {
-        Store(record.cell, 12, record.references);
+        Store(record.cell, security_fields::kReferences, record.references);
     }
     const std::size_t count = m_securityOrder.size();
     for (std::size_t i = 0; i < count; ++i) {
-        Store(m_securityOrder[i], 4, m_securityOrder[(i + 1) % count].value);
-        Store(m_securityOrder[i], 8, m_securityOrder[(i + count - 1) % count].value);
+        Store(m_securityOrder[i], security_fields::kNext, m_securityOrder[(i + 1) % count].value);
+        Store(m_securityOrder[i], security_fields::kPrevious, m_securityOrder[(i + count - 1) % count].value);
     }
 }
 
 CellOffset HiveComposer::WriteData(std::span<const std::byte> data)
 {
     const auto size = static_cast<std::uint32_t>(data.size());
-    if (size <= kSegment || m_minor < kBigDataMinor) {
+    if (size <= kBigDataSegment || m_minor < kBigDataMinor) {
         const CellOffset cell = Allocate(size);
         StoreBytes(cell, 0, data);
         return cell;
     }
-    const std::uint32_t count = (size + kSegment - 1) / kSegment;
-    const CellOffset head = Allocate(8);
+    const std::uint32_t count = (size + kBigDataSegment - 1) / kBigDataSegment;
+    const CellOffset head = Allocate(kBigDataHead);
     const CellOffset list = Allocate(4 * count);
-    Store(head, 0, Signature('d', 'b'));
-    Store(head, 2, static_cast<std::uint16_t>(count));
-    Store(head, 4, list.value);
+    Store(head, big_data_fields::kSignature, signatures::kBigData);
+    Store(head, big_data_fields::kCount, static_cast<std::uint16_t>(count));
+    Store(head, big_data_fields::kList, list.value);
     for (std::uint32_t i = 0; i < count; ++i) {
-        const CellOffset segment = Allocate(kSegment + 4);
-        StoreBytes(segment, 0, data.subspan(std::size_t{i} * kSegment, std::min(kSegment, size - i * kSegment)));
-        Store(list, 4 * i, segment.value);
+        const CellOffset segment = Allocate(kBigDataSegmentCell);
+        StoreBytes(
+            segment, 0,
+            data.subspan(std::size_t{i} * kBigDataSegment, std::min(kBigDataSegment, size - i * kBigDataSegment)));
+        Store(list, OffsetAt(i), segment.value);
     }
     return head;
 }
@@ -130,18 +125,18 @@ CellOffset HiveComposer::WriteValue(const ValueRecord& value, std::span<const st
     const std::u16string name = value.name.ToUtf16();
     const std::vector<std::byte> stored = StoredName(name);
     const auto size = static_cast<std::uint32_t>(data.size());
-    const CellOffset cell = Allocate(static_cast<std::uint32_t>(20 + stored.size()));
-    Store(cell, 0, Signature('v', 'k'));
-    Store(cell, 2, static_cast<std::uint16_t>(stored.size()));
-    Store(cell, 4, size | (size <= 4 ? 0x80000000U : 0U));
-    Store(cell, 12, value.type);
-    Store(cell, 16, static_cast<std::uint16_t>(FitsLatin1(name) && !name.empty() ? 1 : 0));
-    StoreBytes(cell, 20, stored);
-    if (size <= 4) {
-        StoreBytes(cell, 8, data);
+    const CellOffset cell = Allocate(static_cast<std::uint32_t>(kValueFixedSize + stored.size()));
+    Store(cell, value_fields::kSignature, signatures::kValue);
+    Store(cell, value_fields::kNameLength, static_cast<std::uint16_t>(stored.size()));
+    Store(cell, value_fields::kDataLength, size | (size <= kMaxInline ? kInlineFlag : 0U));
+    Store(cell, value_fields::kType, value.type);
+    Store(cell, value_fields::kFlags, FitsLatin1(name) && !name.empty() ? kLatin1ValueName : 0);
+    StoreBytes(cell, value_fields::kName, stored);
+    if (size <= kMaxInline) {
+        StoreBytes(cell, value_fields::kData.at, data);
     } else {
         const CellOffset dataCell = WriteData(data);
-        Store(cell, 8, dataCell.value);
+        Store(cell, value_fields::kData, dataCell.value);
     }
     return cell;
 }
@@ -173,29 +168,30 @@ void HiveComposer::WriteValues(CellOffset cell, const KeyNode& node)
     const CellOffset list = Allocate(static_cast<std::uint32_t>(4 * readable.size()));
     for (std::size_t i = 0; i < readable.size(); ++i) {
         const CellOffset value = WriteValue(readable[i].first, readable[i].second);
-        Store(list, static_cast<std::uint32_t>(4 * i), value.value);
+        Store(list, OffsetAt(static_cast<std::uint32_t>(i)), value.value);
     }
-    Store(cell, 36, static_cast<std::uint32_t>(readable.size()));
-    Store(cell, 40, list.value);
-    Store(cell, 60, longestName);
-    Store(cell, 64, longestData);
+    Store(cell, key_fields::kValueCount, static_cast<std::uint32_t>(readable.size()));
+    Store(cell, key_fields::kValueList, list.value);
+    Store(cell, key_fields::kMaxValueName, longestName);
+    Store(cell, key_fields::kMaxValueData, longestData);
 }
 
 CellOffset HiveComposer::AllocateLists(std::size_t count, std::vector<CellOffset>& leaves)
 {
-    const std::uint32_t element = m_minor >= kFirstHashMinor ? 8 : count > kLeaf ? 4 : 8;
-    for (std::size_t at = 0; at < count; at += kLeaf) {
-        const auto size = static_cast<std::uint32_t>(std::min(kLeaf, count - at));
-        leaves.push_back(Allocate(4 + element * size));
+    const bool isTagged = m_minor >= kFirstHashMinor || count <= kWrittenLeaf; // an index is of plain lists or hashes
+    const std::uint32_t element = isTagged ? kTaggedElement : kPlainElement;
+    for (std::size_t at = 0; at < count; at += kWrittenLeaf) {
+        const auto size = static_cast<std::uint32_t>(std::min<std::size_t>(kWrittenLeaf, count - at));
+        leaves.push_back(Allocate(kListHeader + element * size));
     }
     if (leaves.size() == 1) {
         return leaves.front();
     }
-    const CellOffset index = Allocate(static_cast<std::uint32_t>(4 + 4 * leaves.size()));
-    Store(index, 0, Signature('r', 'i'));
-    Store(index, 2, static_cast<std::uint16_t>(leaves.size()));
-    for (std::size_t i = 0; i < leaves.size(); ++i) {
-        Store(index, static_cast<std::uint32_t>(4 + 4 * i), leaves[i].value);
+    const CellOffset index = Allocate(static_cast<std::uint32_t>(kListHeader + kPlainElement * leaves.size()));
+    Store(index, list_fields::kSignature, signatures::kIndex);
+    Store(index, list_fields::kCount, static_cast<std::uint16_t>(leaves.size()));
+    for (std::uint32_t i = 0; i < leaves.size(); ++i) {
+        Store(index, list_fields::Offset(i, kPlainElement), leaves[i].value);
     }
     return index;
 }
@@ -203,15 +199,18 @@ CellOffset HiveComposer::AllocateLists(std::size_t count, std::vector<CellOffset
 void HiveComposer::FillLeaf(CellOffset leaf, std::span<const Child> children)
 {
     const bool hasHashes = m_minor >= kFirstHashMinor;
-    const std::uint32_t room = 0U - LoadLittle<std::uint32_t>(m_bins.data() + leaf.value) - 4;
-    const bool hasTags = hasHashes || room >= 4 + 8 * children.size();
-    Store(leaf, 0, hasHashes ? Signature('l', 'h') : hasTags ? Signature('l', 'f') : Signature('l', 'i'));
-    Store(leaf, 2, static_cast<std::uint16_t>(children.size()));
-    const std::uint32_t element = hasTags ? 8 : 4;
+    const std::uint32_t room = 0U - LoadLittle<std::uint32_t>(m_bins.data() + leaf.value) - kCellHeader;
+    const bool hasTags = hasHashes || room >= kListHeader + kTaggedElement * children.size();
+    Store(leaf, list_fields::kSignature,
+          hasHashes ? signatures::kHashList
+          : hasTags ? signatures::kHintList
+                    : signatures::kOffsetList);
+    Store(leaf, list_fields::kCount, static_cast<std::uint16_t>(children.size()));
+    const std::uint32_t element = hasTags ? kTaggedElement : kPlainElement;
     for (std::uint32_t i = 0; i < children.size(); ++i) {
-        Store(leaf, 4 + element * i, children[i].made.value);
+        Store(leaf, list_fields::Offset(i, element), children[i].made.value);
         if (hasTags) {
-            Store(leaf, 8 + element * i, hasHashes ? NameHash(children[i].name) : NameHint(children[i].name));
+            Store(leaf, list_fields::Tag(i), hasHashes ? NameHash(children[i].name) : NameHint(children[i].name));
         }
     }
 }
@@ -257,12 +256,14 @@ void HiveComposer::WriteSubkeys(CellOffset cell, const KeyNode& node, unsigned l
         longestClass = std::max<std::uint32_t>(longestClass, childNode.classLength);
     }
     for (std::size_t i = 0; i < leaves.size(); ++i) {
-        FillLeaf(leaves[i], std::span(children).subspan(i * kLeaf, std::min(kLeaf, children.size() - i * kLeaf)));
+        FillLeaf(leaves[i],
+                 std::span(children).subspan(i * kWrittenLeaf,
+                                             std::min<std::size_t>(kWrittenLeaf, children.size() - i * kWrittenLeaf)));
     }
-    Store(cell, 20, static_cast<std::uint32_t>(children.size()));
-    Store(cell, 28, list.value);
-    Store(cell, 52, static_cast<std::uint16_t>(longestName));
-    Store(cell, 56, longestClass);
+    Store(cell, key_fields::kSubkeyCount, static_cast<std::uint32_t>(children.size()));
+    Store(cell, key_fields::kSubkeyList, list.value);
+    Store(cell, key_fields::kMaxName, static_cast<std::uint16_t>(longestName));
+    Store(cell, key_fields::kMaxClass, longestClass);
 }
 
 void HiveComposer::WriteNode(CellOffset cell, const KeyNode& node, CellOffset parent, std::u16string_view name)
@@ -273,32 +274,33 @@ void HiveComposer::WriteNode(CellOffset cell, const KeyNode& node, CellOffset pa
     const std::vector<std::byte> stored = StoredName(name);
     const std::uint32_t flags = (node.flags & ~std::uint32_t{kPlace}) | (parent.IsNil() ? kRoot : 0U) |
                                 (FitsLatin1(name) ? key_flags::kLatin1Name : 0U);
-    Store(cell, 0, Signature('n', 'k'));
-    Store(cell, 2, static_cast<std::uint16_t>(flags));
-    Store(cell, 4, node.lastWrite);
-    Store(cell, 16, parent.value);
-    for (const std::uint32_t list : {28U, 32U, 40U, 48U}) {
+    Store(cell, key_fields::kSignature, signatures::kKey);
+    Store(cell, key_fields::kFlags, static_cast<std::uint16_t>(flags));
+    Store(cell, key_fields::kLastWrite, node.lastWrite);
+    Store(cell, key_fields::kParent, parent.value);
+    for (const Field<std::uint32_t> list :
+         {key_fields::kSubkeyList, key_fields::kVolatileList, key_fields::kValueList, key_fields::kClass}) {
         Store(cell, list, CellOffset::kNil);
     }
-    Store(cell, 54, node.virtualizationFlags);
-    Store(cell, 72, static_cast<std::uint16_t>(stored.size()));
-    StoreBytes(cell, 76, stored);
+    Store(cell, key_fields::kVirtualization, node.virtualizationFlags);
+    Store(cell, key_fields::kNameLength, static_cast<std::uint16_t>(stored.size()));
+    StoreBytes(cell, key_fields::kName, stored);
 }
 
 CellOffset HiveComposer::WriteKey(const KeyNode& node, CellOffset parent, unsigned level)
 {
     const std::u16string name = parent.IsNil() && !m_rootName.empty() ? m_rootName : node.name.ToUtf16();
-    const CellOffset cell = Allocate(static_cast<std::uint32_t>(76 + StoredName(name).size()));
+    const CellOffset cell = Allocate(static_cast<std::uint32_t>(kKeyFixedSize + StoredName(name).size()));
     WriteNode(cell, node, parent, name);
     const CellOffset security = ShareSecurity(node);
-    Store(cell, 44, security.value);
+    Store(cell, key_fields::kSecurity, security.value);
     if (const Checked<NameView> className = m_source.ClassName(node); !className) {
         m_onFault(className.error());
     } else if (!className->empty()) {
         const CellOffset classCell = Allocate(className->bytes);
         StoreBytes(classCell, 0, {className->data, className->bytes});
-        Store(cell, 48, classCell.value);
-        Store(cell, 74, className->bytes);
+        Store(cell, key_fields::kClass, classCell.value);
+        Store(cell, key_fields::kClassLength, className->bytes);
     }
     WriteValues(cell, node);
     WriteSubkeys(cell, node, level);
@@ -324,17 +326,9 @@ Result<std::vector<std::byte>> HiveComposer::Compose(CellOffset top)
     }
     std::vector<std::byte> file(kBaseBlockSize + m_bins.size());
     std::ranges::copy(m_bins, file.begin() + kBaseBlockSize);
-    const auto put = [&file](std::size_t at, std::uint32_t value) {
-        std::memcpy(file.data() + at, &value, sizeof value);
-    };
-    put(0, kHiveSignature);
-    put(20, 1);
-    put(24, m_minor);
-    put(32, 1);
-    put(36, root.value);
-    put(44, 1);
-    std::memcpy(file.data() + 12, &m_source.Base().timeStamp, sizeof(std::uint64_t));
-    StoreBaseBlock(std::span(file).first(kBaseBlockChecked), 1, 1, static_cast<std::uint32_t>(m_bins.size()), 0);
+    const std::span<std::byte> base = std::span(file).first(kBaseBlockChecked);
+    BeginBaseBlock(base, m_minor, root, m_source.Base().timeStamp);
+    StoreBaseBlock(base, 1, 1, static_cast<std::uint32_t>(m_bins.size()), file_type::kHive);
     return file;
 }
 

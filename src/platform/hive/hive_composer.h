@@ -38,7 +38,7 @@ private:
     [[nodiscard]] CellOffset Allocate(std::uint32_t payload);
     void CloseBin();
     template <class T>
-    void Store(CellOffset cell, std::uint32_t at, T value);
+    void Store(CellOffset cell, Field<T> field, std::type_identity_t<T> value);
     void StoreBytes(CellOffset cell, std::uint32_t at, std::span<const std::byte> bytes);
     [[nodiscard]] CellOffset WriteKey(const KeyNode& node, CellOffset parent, unsigned level);
     void WriteNode(CellOffset cell, const KeyNode& node, CellOffset parent, std::u16string_view name);

@@ -8,22 +8,13 @@ namespace tolvar {
 
 namespace {
 
-constexpr std::uint32_t kLeastCell = 8;          // bytes
-constexpr std::uint32_t kExactCell = 16384;      // larger cells have sizes that are powers of two
 constexpr std::uint32_t kScanAtOnce = 64 * 1024; // bytes of bins looked into for one cell
 constexpr std::uint32_t kMaxBinGrowth = 64 * 1024;
 constexpr std::uint32_t kNoCell = CellOffset::kNil;
 
-/// Bytes of the cell that holds `payload`, its size field included (hive-format.md, chapter 4).
-std::uint32_t CellSize(std::uint32_t payload)
-{
-    const std::uint32_t size = std::max(kLeastCell, (payload + 4 + 7) / 8 * 8);
-    return size <= kExactCell ? size : std::bit_ceil(size);
-}
-
 } // namespace
 
-HiveEditor::HiveEditor(Hive& hive) : m_hive(hive), m_written((hive.Length() / kPageSize + 63) / 64) {}
+HiveEditor::HiveEditor(Hive& hive) : m_hive(hive), m_written((hive.Length() / kPage + 63) / 64) {}
 
 std::int32_t HiveEditor::SizeAt(std::uint32_t cell) const noexcept
 {
@@ -39,7 +30,7 @@ void HiveEditor::StoreSize(std::uint32_t cell, std::int32_t size)
 void HiveEditor::MarkWritten(std::uint32_t begin, std::uint32_t size)
 {
     m_isChanged = true;
-    for (std::uint32_t page = begin / kPageSize; page <= (begin + size - 1) / kPageSize; ++page) {
+    for (std::uint32_t page = begin / kPage; page <= (begin + size - 1) / kPage; ++page) {
         m_written[page / 64] |= std::uint64_t{1} << (page % 64);
     }
 }
@@ -58,7 +49,7 @@ void HiveEditor::MarkClean()
 std::vector<ChangedRun> HiveEditor::WrittenPages() const
 {
     std::vector<ChangedRun> runs;
-    for (std::uint32_t page = 0; page < m_hive.Length() / kPageSize; ++page) {
+    for (std::uint32_t page = 0; page < m_hive.Length() / kPage; ++page) {
         if (page % 64 == 0 && m_written[page / 64] == 0) {
             page += 63;
             continue;
@@ -66,11 +57,11 @@ std::vector<ChangedRun> HiveEditor::WrittenPages() const
         if ((m_written[page / 64] >> (page % 64) & 1U) == 0) {
             continue;
         }
-        const std::uint32_t begin = page * kPageSize;
+        const std::uint32_t begin = page * kPage;
         if (!runs.empty() && runs.back().begin + runs.back().size == begin) {
-            runs.back().size += kPageSize;
+            runs.back().size += kPage;
         } else {
-            runs.push_back({begin, kPageSize});
+            runs.push_back({begin, kPage});
         }
     }
     return runs;
@@ -78,7 +69,7 @@ std::vector<ChangedRun> HiveEditor::WrittenPages() const
 
 std::byte* HiveEditor::Touch(CellOffset cell, std::uint32_t at, std::uint32_t size)
 {
-    const std::uint32_t begin = cell.value + 4 + at;
+    const std::uint32_t begin = cell.value + kCellHeader + at;
     if (size != 0) {
         MarkWritten(begin, size);
     }
@@ -92,7 +83,7 @@ void HiveEditor::StoreBytes(CellOffset cell, std::uint32_t at, std::span<const s
 
 std::uint32_t HiveEditor::Capacity(CellOffset cell) const noexcept
 {
-    return 0U - static_cast<std::uint32_t>(SizeAt(cell.value)) - 4;
+    return 0U - static_cast<std::uint32_t>(SizeAt(cell.value)) - kCellHeader;
 }
 
 void HiveEditor::InsertFree(std::uint32_t cell, std::uint32_t size)
@@ -121,7 +112,7 @@ const HiveEditor::Bin& HiveEditor::ScanBin(std::uint32_t begin)
         const std::int32_t stored = SizeAt(at);
         const std::uint32_t size =
             stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
-        if (size < kLeastCell || size % 8 != 0 || size > end - at) {
+        if (size < kLeastCell || size % kCellAlignment != 0 || size > end - at) {
             break;
         }
         if (stored > 0) {
@@ -207,7 +198,7 @@ bool HiveEditor::AppendBin(std::uint32_t cellSize)
     if (size > kMaxLength - begin || !m_hive.Extend(size)) {
         return false;
     }
-    m_written.resize((m_hive.Length() / kPageSize + 63) / 64);
+    m_written.resize((m_hive.Length() / kPage + 63) / 64);
     WriteBinHeader(m_hive.WritableBins(), begin, size);
     MarkWritten(begin, size);
     m_bins.emplace(begin, Bin{begin + size, true});
@@ -244,7 +235,7 @@ std::uint32_t HiveEditor::TakeFree(std::uint32_t size)
 
 Result<CellOffset> HiveEditor::Allocate(std::uint32_t payload)
 {
-    if (payload > kMaxCell - 4) {
+    if (payload > kMaxCell - kCellHeader) {
         return Failure(ErrorCode::kInvalidParameter, "a cell of more than a megabyte");
     }
     const std::uint32_t size = CellSize(payload);
@@ -323,7 +314,7 @@ Result<CellOffset> HiveEditor::Grow(CellOffset cell, std::uint32_t payload, std:
     }
     Result<CellOffset> larger = Allocate(payload);
     if (larger) {
-        StoreBytes(*larger, 0, m_hive.Bins().subspan(cell.value + 4, used));
+        StoreBytes(*larger, 0, m_hive.Bins().subspan(cell.value + kCellHeader, used));
         Free(cell);
     }
     return larger;

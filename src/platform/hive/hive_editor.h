@@ -19,9 +19,6 @@ namespace tolvar {
 /// at its end before every gap in it is known. A bin whose cells do not fill it exactly is never written into.
 class HiveEditor {
 public:
-    static constexpr std::uint32_t kPageSize = 4096;       ///< bytes; what a flush writes
-    static constexpr std::uint32_t kMaxCell = 1024 * 1024; ///< bytes with the size field, the format's limit
-
     /// `hive` lies in a private copy (see Hive::OpenPrivate) and outlives this.
     explicit HiveEditor(Hive& hive);
 
@@ -48,12 +45,15 @@ public:
     /// Bytes that the allocated cell has room for.
     [[nodiscard]] std::uint32_t Capacity(CellOffset cell) const noexcept;
 
-    /// Stores a field of an allocated cell. `at` counts from the start of the payload.
+    /// Stores a field of an allocated cell.
     template <class T>
-    void Store(CellOffset cell, std::uint32_t at, T value)
+    void Store(CellOffset cell, Field<T> field, std::type_identity_t<T> value)
     {
-        std::memcpy(Touch(cell, at, sizeof value), &value, sizeof value);
+        std::memcpy(Touch(cell, field.at, sizeof value), &value, sizeof value);
     }
+    void Store(CellOffset cell, Field<std::uint32_t> field, CellOffset offset) { Store(cell, field, offset.value); }
+
+    /// `at` counts from the start of the payload.
     void StoreBytes(CellOffset cell, std::uint32_t at, std::span<const std::byte> bytes);
 
     /// Part of a cell's payload for writing; the pages under it count as written.

@@ -55,8 +55,4 @@ struct ChangedRun {
                                                 std::uint32_t sequence, std::span<const ChangedRun> runs,
                                                 std::span<const std::byte> bins);
 
-/// Stores sequence numbers, length and file type into the 512 bytes of a base block, and its checksum.
-void StoreBaseBlock(std::span<std::byte> base, std::uint32_t sequence1, std::uint32_t sequence2, std::uint32_t length,
-                    std::uint32_t type);
-
 } // namespace tolvar

@@ -2,15 +2,13 @@
 
 #include <algorithm>
 
-#include "platform/hive/bin_header.h"
-
 namespace tolvar {
 
 namespace {
 
 bool IsBaseWhole(std::span<const std::byte> file) noexcept
 {
-    if (file.size() < kBaseBlockSize || LoadLittle<std::uint32_t>(file.data()) != kHiveSignature) {
+    if (file.size() < kBaseBlockSize || Load(file, base_fields::kSignature) != signatures::kHive) {
         return false;
     }
     return BaseBlock::Parse(file).checksum == BaseBlockChecksum(file);
@@ -31,23 +29,20 @@ std::uint32_t LastSequence(const HiveLog& log)
 /// broken, the first bin has a copy; and of a block that is broken elsewhere the time itself is as good.
 bool IsOfLastFlush(const HiveLog& log, std::span<const std::byte> file, bool isBaseWhole)
 {
-    constexpr std::size_t kBinTime = 20;
     if (file.size() < kBaseBlockSize + kBinHeaderSize) {
         return false;
     }
     const bool isBaseTime = BaseBlock::Parse(file).timeStamp == log.base.timeStamp;
     return isBaseTime ||
-           (!isBaseWhole && LoadLittle<std::uint64_t>(file.data() + kBaseBlockSize + kBinTime) == log.base.timeStamp);
+           (!isBaseWhole && Load(file.subspan(kBaseBlockSize), bin_fields::kTimeStamp) == log.base.timeStamp);
 }
 
 /// Whether a log was begun for this hive and not for another one: the transaction manager of each hive has a number of
 /// its own, which lies in both. Older hives have none, and then nothing speaks against the log.
 bool IsOfThisHive(const HiveLog& log, std::span<const std::byte> file)
 {
-    constexpr std::size_t kManager = 112;
-    constexpr std::size_t kManagerSize = 16;
-    const auto ours = file.subspan(kManager, kManagerSize);
-    const auto theirs = log.header.subspan(kManager, kManagerSize);
+    const auto ours = file.subspan(base_fields::kManager, base_fields::kManagerSize);
+    const auto theirs = log.header.subspan(base_fields::kManager, base_fields::kManagerSize);
     const auto isSet = [](std::span<const std::byte> id) {
         return std::ranges::any_of(id, [](std::byte byte) { return byte != std::byte{0}; });
     };
@@ -189,11 +184,11 @@ Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs)
             }
         }
     }
-    constexpr std::size_t kFlags = 144;
     const std::span<std::byte> base = hive.Writable().first(kBaseBlockChecked);
-    const std::uint32_t newFlags = (LoadLittle<std::uint32_t>(base.data() + kFlags) & ~1U) | (flags & 1U);
-    std::memcpy(base.data() + kFlags, &newFlags, sizeof newFlags);
-    StoreBaseBlock(base, report.sequence, report.sequence, length, 0);
+    Store(base, base_fields::kFlags,
+          (Load(std::span<const std::byte>(base), base_fields::kFlags) & ~kPendingTransactions) |
+              (flags & kPendingTransactions));
+    StoreBaseBlock(base, report.sequence, report.sequence, length, file_type::kHive);
     return report;
 }
 

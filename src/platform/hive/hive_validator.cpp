@@ -84,7 +84,7 @@ private:
             Report(Severity::kError, Breach::kFileShort, m_hive.FileBytes().size());
         }
         if (base.sequence1 != base.sequence2) {
-            Report(Severity::kWarning, Breach::kBaseBlock, std::uint64_t{4},
+            Report(Severity::kWarning, Breach::kBaseBlock, std::uint64_t{base_fields::kSequence1.at},
                    fmt::format("the sequence numbers {} and {} differ, the hive was not closed cleanly", base.sequence1,
                                base.sequence2));
         }
@@ -121,7 +121,7 @@ private:
             const auto stored = LoadLittle<std::int32_t>(m_hive.Bins().data() + at);
             const std::uint32_t size =
                 stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
-            if (size < 8 || size % 8 != 0 || size > end - at) {
+            if (size < kLeastCell || size % kCellAlignment != 0 || size > end - at) {
                 Report(Severity::kError, Breach::kCellSize, CellOffset{at});
                 return;
             }
@@ -345,18 +345,19 @@ private:
         CellOffset previous;
         while (true) {
             const Checked<CellView> cell = m_hive.Cell(at);
-            if (!cell || cell->size < 20 || cell->Field<std::uint16_t>(0) != 0x6B73) {
+            if (!cell || cell->size < kSecurityFixedSize ||
+                cell->Get(security_fields::kSignature) != signatures::kSecurity) {
                 Report(Severity::kError, Breach::kSecurityRing, at);
                 break;
             }
             if (!ring.Claim(at)) {
-                if (at != root->security || CellOffset{cell->Field<std::uint32_t>(8)} != previous) {
+                if (at != root->security || cell->Offset(security_fields::kPrevious) != previous) {
                     Report(Severity::kError, Breach::kSecurityRing, at);
                 }
                 break;
             }
             ++m_summary.securityRecords;
-            if (!previous.IsNil() && CellOffset{cell->Field<std::uint32_t>(8)} != previous) {
+            if (!previous.IsNil() && cell->Offset(security_fields::kPrevious) != previous) {
                 Report(Severity::kError, Breach::kSecurityRing, at);
             }
             const auto use = m_security.find(at.value);
@@ -364,12 +365,13 @@ private:
             if (references == 0) {
                 m_claims.Claim(at); // unused, and said so by its count
             }
-            if (cell->Field<std::uint32_t>(12) != references) {
-                Report(Severity::kWarning, Breach::kSecurityCount, at,
-                       fmt::format("{} where {} keys refer to it", cell->Field<std::uint32_t>(12), references));
+            if (cell->Get(security_fields::kReferences) != references) {
+                Report(
+                    Severity::kWarning, Breach::kSecurityCount, at,
+                    fmt::format("{} where {} keys refer to it", cell->Get(security_fields::kReferences), references));
             }
             previous = at;
-            at = CellOffset{cell->Field<std::uint32_t>(4)};
+            at = cell->Offset(security_fields::kNext);
         }
         for (const auto& [offset, references] : m_security) {
             if (!ring.IsClaimed(CellOffset{offset})) {
@@ -380,7 +382,7 @@ private:
 
     void CheckUnreferenced()
     {
-        for (std::uint32_t at = 0; at < m_hive.Length(); at += 8) {
+        for (std::uint32_t at = 0; at < m_hive.Length(); at += kCellAlignment) {
             const CellOffset cell{at};
             if (m_starts.IsClaimed(cell) && !m_claims.IsClaimed(cell)) {
                 Report(Severity::kWarning, Breach::kUnreferenced, cell);

@@ -7,8 +7,6 @@
 
 namespace tolvar {
 
-inline constexpr unsigned kMaxDepth = 512; ///< levels of keys, the format's limit
-
 /// What a walk tells of. Every operation may be empty; OnKey answers whether to go into the key's values and subkeys.
 ///
 ///     bool OnKey(const KeyNode& key, unsigned depth);       // depth 0: the key where the walk began

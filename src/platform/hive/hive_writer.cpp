@@ -5,35 +5,10 @@
 #include <fmt/format.h>
 
 #include "platform/hive/hive_walk.h"
-#include "platform/hive/signature.h"
 
 namespace tolvar {
 
 namespace {
-
-// Fields of a key (hive-format.md, chapter 5), by their place in the cell.
-namespace field {
-constexpr std::uint32_t kFlags = 2;
-constexpr std::uint32_t kLastWrite = 4;
-constexpr std::uint32_t kParent = 16;
-constexpr std::uint32_t kSubkeyCount = 20;
-constexpr std::uint32_t kSubkeyList = 28;
-constexpr std::uint32_t kVolatileList = 32;
-constexpr std::uint32_t kValueList = 40;
-constexpr std::uint32_t kSecurity = 44;
-constexpr std::uint32_t kClass = 48;
-constexpr std::uint32_t kMaxName = 52;
-constexpr std::uint32_t kUserFlags = 54;
-constexpr std::uint32_t kMaxClass = 56;
-constexpr std::uint32_t kNameLength = 72;
-constexpr std::uint32_t kClassLength = 74;
-constexpr std::uint32_t kName = 76;
-} // namespace field
-
-constexpr std::uint32_t kSecurityReferences = 12;
-constexpr std::uint8_t kVirtualizeBelow =
-    0x80; // of the user flags: what a key says of virtualization holds for its subkeys
-constexpr std::size_t kMaxClassUnits = 32767;
 
 Result<void> CheckKeyName(std::u16string_view name)
 {
@@ -53,7 +28,7 @@ Result<KeyNode> HiveWriter::Key(CellOffset key) const
 
 void HiveWriter::TouchKey(CellOffset key)
 {
-    m_editor.Store(key, field::kLastWrite, m_clock.Now());
+    m_editor.Store(key, key_fields::kLastWrite, m_clock.Now());
 }
 
 Result<void> HiveWriter::SetLastWrite(CellOffset key, std::uint64_t time)
@@ -62,22 +37,22 @@ Result<void> HiveWriter::SetLastWrite(CellOffset key, std::uint64_t time)
     if (!node) {
         return tl::unexpected(node.error());
     }
-    m_editor.Store(key, field::kLastWrite, time);
+    m_editor.Store(key, key_fields::kLastWrite, time);
     return {};
 }
 
-void HiveWriter::RaiseField(CellOffset key, std::uint32_t at, std::uint32_t value)
+void HiveWriter::RaiseField(CellOffset key, Field<std::uint32_t> field, std::uint32_t value)
 {
-    if (m_hive.Cell(key)->Field<std::uint32_t>(at) < value) {
-        m_editor.Store(key, at, value);
+    if (m_hive.Cell(key)->Get(field) < value) {
+        m_editor.Store(key, field, value);
     }
 }
 
 void HiveWriter::StoreName(CellOffset cell, std::u16string_view name)
 {
     const std::vector<std::byte> stored = StoredName(name);
-    m_editor.Store(cell, field::kNameLength, static_cast<std::uint16_t>(stored.size()));
-    m_editor.StoreBytes(cell, field::kName, stored);
+    m_editor.Store(cell, key_fields::kNameLength, static_cast<std::uint16_t>(stored.size()));
+    m_editor.StoreBytes(cell, key_fields::kName, stored);
 }
 
 Result<SubkeyPlace> HiveWriter::PlaceOf(const KeyNode& parent, std::u16string_view name)
@@ -101,10 +76,10 @@ unsigned HiveWriter::LevelOf(const KeyNode& key) const
     CellOffset at = key.offset;
     while (at != m_hive.Root() && level <= kMaxDepth) {
         const Checked<CellView> cell = m_hive.Cell(at);
-        if (!cell || cell->size < field::kName) {
+        if (!cell || cell->size < key_fields::kName) {
             break;
         }
-        at = CellOffset{cell->Field<std::uint32_t>(field::kParent)};
+        at = CellOffset{cell->Get(key_fields::kParent)};
         ++level;
     }
     return level;
@@ -113,11 +88,11 @@ unsigned HiveWriter::LevelOf(const KeyNode& key) const
 Result<void> HiveWriter::ShareSecurity(CellOffset security, int change)
 {
     const Checked<CellView> cell = m_hive.Cell(security);
-    if (!cell || cell->size < 20 || cell->Field<std::uint16_t>(0) != Signature('s', 'k')) {
+    if (!cell || cell->size < kSecurityFixedSize || cell->Get(security_fields::kSignature) != signatures::kSecurity) {
         return tl::unexpected(ToError(cell ? HiveFault{Breach::kSecuritySignature, security} : cell.error()));
     }
-    const auto references = cell->Field<std::uint32_t>(kSecurityReferences);
-    m_editor.Store(security, kSecurityReferences, references + static_cast<std::uint32_t>(change));
+    const auto references = cell->Get(security_fields::kReferences);
+    m_editor.Store(security, security_fields::kReferences, references + static_cast<std::uint32_t>(change));
     return {};
 }
 
@@ -128,19 +103,19 @@ void HiveWriter::ReleaseSecurity(CellOffset security, std::uint32_t keys)
         return; // a key without one has nothing to release
     }
     const CellView cell = *m_hive.Cell(security);
-    const CellOffset next{cell.Field<std::uint32_t>(4)};
-    const CellOffset previous{cell.Field<std::uint32_t>(8)};
-    if (cell.Field<std::uint32_t>(kSecurityReferences) != 0 || next == security) {
+    const CellOffset next = cell.Offset(security_fields::kNext);
+    const CellOffset previous = cell.Offset(security_fields::kPrevious);
+    if (cell.Get(security_fields::kReferences) != 0 || next == security) {
         return;
     }
     const Checked<CellView> after = m_hive.Cell(next);
     const Checked<CellView> before = m_hive.Cell(previous);
-    const bool isRing = after && before && after->size >= 20 && before->size >= 20 &&
-                        after->Field<std::uint32_t>(8) == security.value &&
-                        before->Field<std::uint32_t>(4) == security.value;
+    const bool isRing = after && before && after->size >= kSecurityFixedSize && before->size >= kSecurityFixedSize &&
+                        after->Offset(security_fields::kPrevious) == security &&
+                        before->Offset(security_fields::kNext) == security;
     if (isRing) {
-        m_editor.Store(next, 8, previous.value);
-        m_editor.Store(previous, 4, next.value);
+        m_editor.Store(next, security_fields::kPrevious, previous);
+        m_editor.Store(previous, security_fields::kNext, next);
         m_editor.Free(security);
     }
 }
@@ -148,7 +123,7 @@ void HiveWriter::ReleaseSecurity(CellOffset security, std::uint32_t keys)
 Result<CellOffset> HiveWriter::WriteNode(const KeyNode& parent, std::u16string_view name, std::u16string_view className)
 {
     const Result<CellOffset> cell =
-        m_editor.Allocate(field::kName + static_cast<std::uint32_t>(StoredName(name).size()));
+        m_editor.Allocate(key_fields::kName + static_cast<std::uint32_t>(StoredName(name).size()));
     if (!cell) {
         return cell;
     }
@@ -171,18 +146,19 @@ Result<CellOffset> HiveWriter::WriteNode(const KeyNode& parent, std::u16string_v
         return tl::unexpected(shared.error());
     }
     const bool inheritsFlags = (parent.virtualizationFlags & kVirtualizeBelow) != 0;
-    m_editor.Store(*cell, 0, Signature('n', 'k'));
-    m_editor.Store(*cell, field::kFlags, FitsLatin1(name) ? key_flags::kLatin1Name : std::uint16_t{0});
-    m_editor.Store(*cell, field::kLastWrite, m_clock.Now());
-    m_editor.Store(*cell, field::kParent, parent.offset.value);
-    for (const std::uint32_t at : {field::kSubkeyList, field::kVolatileList, field::kValueList}) {
-        m_editor.Store(*cell, at, CellOffset::kNil);
+    m_editor.Store(*cell, key_fields::kSignature, signatures::kKey);
+    m_editor.Store(*cell, key_fields::kFlags, FitsLatin1(name) ? key_flags::kLatin1Name : std::uint16_t{0});
+    m_editor.Store(*cell, key_fields::kLastWrite, m_clock.Now());
+    m_editor.Store(*cell, key_fields::kParent, parent.offset.value);
+    for (const Field<std::uint32_t> list :
+         {key_fields::kSubkeyList, key_fields::kVolatileList, key_fields::kValueList}) {
+        m_editor.Store(*cell, list, CellOffset{});
     }
-    m_editor.Store(*cell, field::kSecurity, security.value);
-    m_editor.Store(*cell, field::kClass, classCell.value);
-    m_editor.Store(*cell, field::kUserFlags,
-                   static_cast<std::uint8_t>(inheritsFlags ? parent.virtualizationFlags & 0xF0U : 0U));
-    m_editor.Store(*cell, field::kClassLength, static_cast<std::uint16_t>(2 * className.size()));
+    m_editor.Store(*cell, key_fields::kSecurity, security.value);
+    m_editor.Store(*cell, key_fields::kClass, classCell.value);
+    m_editor.Store(*cell, key_fields::kVirtualization,
+                   static_cast<std::uint8_t>(inheritsFlags ? parent.virtualizationFlags & kVirtualizationMask : 0));
+    m_editor.Store(*cell, key_fields::kClassLength, static_cast<std::uint16_t>(2 * className.size()));
     StoreName(*cell, name);
     return cell;
 }
@@ -215,18 +191,18 @@ Result<CellOffset> HiveWriter::CreateKey(CellOffset parent, std::u16string_view 
     if (!newList) {
         ReleaseSecurity(above->security);
         if (!className.empty()) {
-            m_editor.Free(CellOffset{m_hive.Cell(*key)->Field<std::uint32_t>(field::kClass)});
+            m_editor.Free(CellOffset{m_hive.Cell(*key)->Get(key_fields::kClass)});
         }
         m_editor.Free(*key);
         return newList;
     }
-    m_editor.Store(parent, field::kSubkeyList, newList->value);
-    m_editor.Store(parent, field::kSubkeyCount, above->subkeyCount + 1);
+    m_editor.Store(parent, key_fields::kSubkeyList, newList->value);
+    m_editor.Store(parent, key_fields::kSubkeyCount, above->subkeyCount + 1);
     const auto nameBytes = static_cast<std::uint16_t>(2 * name.size());
     if (above->maxNameLength < nameBytes) {
-        m_editor.Store(parent, field::kMaxName, nameBytes);
+        m_editor.Store(parent, key_fields::kMaxName, nameBytes);
     }
-    RaiseField(parent, field::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
+    RaiseField(parent, key_fields::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
     TouchKey(parent);
     m_editor.Lookups().NoteInOrder(*key); // it has no subkeys yet
     return key;
@@ -286,8 +262,8 @@ Result<void> HiveWriter::DeleteKey(CellOffset key)
         return tl::unexpected(cells.error());
     }
     const CellOffset list = SubkeyListEditor(m_editor).Remove(parent->subkeyList, *place);
-    m_editor.Store(parent->offset, field::kSubkeyList, list.value);
-    m_editor.Store(parent->offset, field::kSubkeyCount, parent->subkeyCount - 1);
+    m_editor.Store(parent->offset, key_fields::kSubkeyList, list.value);
+    m_editor.Store(parent->offset, key_fields::kSubkeyCount, parent->subkeyCount - 1);
     TouchKey(parent->offset);
     for (const CellOffset cell : *cells) {
         m_editor.Free(cell);
@@ -307,7 +283,7 @@ Result<void> HiveWriter::MakeLink(CellOffset key)
     if (key == m_hive.Root() || node->subkeyCount != 0 || node->valueCount != 0) {
         return Failure(ErrorCode::kAccessDenied);
     }
-    m_editor.Store(key, field::kFlags, static_cast<std::uint16_t>(node->flags | key_flags::kSymbolicLink));
+    m_editor.Store(key, key_fields::kFlags, static_cast<std::uint16_t>(node->flags | key_flags::kSymbolicLink));
     return {};
 }
 
@@ -354,13 +330,13 @@ Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view nam
         StoreNodeName(*moved, oldName);
         const Checked<SubkeyPlace> back = lists.Find(shorter, oldName);
         const Result<CellOffset> restored = lists.Insert(shorter, back.value_or(SubkeyPlace{}), *moved, oldName);
-        m_editor.Store(parent->offset, field::kSubkeyList, restored.value_or(shorter).value);
+        m_editor.Store(parent->offset, key_fields::kSubkeyList, restored.value_or(shorter).value);
         return list;
     }
-    m_editor.Store(parent->offset, field::kSubkeyList, list->value);
+    m_editor.Store(parent->offset, key_fields::kSubkeyList, list->value);
     const auto nameBytes = static_cast<std::uint16_t>(2 * name.size());
     if (parent->maxNameLength < nameBytes) {
-        m_editor.Store(parent->offset, field::kMaxName, nameBytes);
+        m_editor.Store(parent->offset, key_fields::kMaxName, nameBytes);
     }
     TouchKey(parent->offset);
     return moved;
@@ -369,17 +345,17 @@ Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view nam
 /// Gives a node another name that its cell has room for.
 void HiveWriter::StoreNodeName(CellOffset cell, std::u16string_view name)
 {
-    const auto flags = m_hive.Cell(cell)->Field<std::uint16_t>(field::kFlags);
+    const auto flags = m_hive.Cell(cell)->Get(key_fields::kFlags);
     const std::uint32_t width = FitsLatin1(name) ? key_flags::kLatin1Name : 0U;
-    m_editor.Store(cell, field::kFlags,
+    m_editor.Store(cell, key_fields::kFlags,
                    static_cast<std::uint16_t>((flags & ~std::uint32_t{key_flags::kLatin1Name}) | width));
     StoreName(cell, name);
 }
 
 Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view name)
 {
-    const Result<CellOffset> cell =
-        m_editor.Grow(key.offset, field::kName + static_cast<std::uint32_t>(StoredName(name).size()), field::kName);
+    const Result<CellOffset> cell = m_editor.Grow(
+        key.offset, key_fields::kName + static_cast<std::uint32_t>(StoredName(name).size()), key_fields::kName);
     if (!cell) {
         return cell;
     }
@@ -402,7 +378,7 @@ Result<void> HiveWriter::PointChildrenTo(const KeyNode& key, CellOffset parent)
     SubkeyCursor children = m_hive.Subkeys(key);
     for (Checked<CellOffset> child = children.Next(); !child || !child->IsNil(); child = children.Next()) {
         if (child && m_hive.KeyName(*child)) {
-            m_editor.Store(*child, field::kParent, parent.value);
+            m_editor.Store(*child, key_fields::kParent, parent.value);
         }
     }
     return {};

@@ -9,9 +9,6 @@
 
 namespace tolvar {
 
-inline constexpr std::size_t kMaxKeyName = 255;     ///< UTF-16 units that a writer may use
-inline constexpr std::size_t kMaxValueName = 16383; ///< UTF-16 units
-
 /// Changes keys and values of a hive in memory, by the rules that the platform keeps: lists sorted, maxima true,
 /// security shared, last write times moved on. A call that fails changes nothing that a reader could see.
 ///
@@ -92,7 +89,7 @@ private:
     [[nodiscard]] Result<void> PointChildrenTo(const KeyNode& key, CellOffset parent);
     void StoreName(CellOffset cell, std::u16string_view name);
     void StoreNodeName(CellOffset cell, std::u16string_view name);
-    void RaiseField(CellOffset key, std::uint32_t at, std::uint32_t value);
+    void RaiseField(CellOffset key, Field<std::uint32_t> field, std::uint32_t value);
 
     [[nodiscard]] Result<void> ShareSecurity(CellOffset security, int change);
     [[nodiscard]] Result<CellOffset> FindOrMakeSecurity(CellOffset ring, std::span<const std::byte> descriptor);

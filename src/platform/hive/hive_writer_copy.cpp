@@ -3,55 +3,43 @@
 #include "platform/hive/first_fault.h"
 #include "platform/hive/hive_validator.h"
 #include "platform/hive/hive_writer.h"
-#include "platform/hive/signature.h"
 
 namespace tolvar {
-
-namespace {
-
-// Fields of a security record (hive-format.md, 9.1).
-constexpr std::uint32_t kNext = 4;
-constexpr std::uint32_t kPrevious = 8;
-constexpr std::uint32_t kReferences = 12;
-constexpr std::uint32_t kLength = 16;
-constexpr std::uint32_t kDescriptor = 20;
-constexpr std::uint32_t kKeySecurity = 44; // of a key
-constexpr std::size_t kMaxDescriptor = 65535;
-
-} // namespace
 
 /// The record with this descriptor in the ring that `ring` belongs to, one key more counted; a new one where there is
 /// none.
 Result<CellOffset> HiveWriter::FindOrMakeSecurity(CellOffset ring, std::span<const std::byte> descriptor)
 {
     CellOffset at = ring;
-    std::uint32_t steps = m_hive.Length() / kDescriptor; // no ring has more records
+    std::uint32_t steps = m_hive.Length() / kSecurityFixedSize; // no ring has more records
     do {
         const Checked<CellView> cell = m_hive.Cell(at);
-        if (!cell || cell->size < kDescriptor || cell->Field<std::uint16_t>(0) != Signature('s', 'k')) {
+        if (!cell || cell->size < kSecurityFixedSize ||
+            cell->Get(security_fields::kSignature) != signatures::kSecurity) {
             return tl::unexpected(ToError(cell ? HiveFault{Breach::kSecuritySignature, at} : cell.error()));
         }
-        const auto length = cell->Field<std::uint32_t>(kLength);
-        if (length == descriptor.size() && length <= cell->size - kDescriptor &&
-            std::ranges::equal(cell->Bytes().subspan(kDescriptor, length), descriptor)) {
-            m_editor.Store(at, kReferences, cell->Field<std::uint32_t>(kReferences) + 1);
+        const std::uint32_t length = cell->Get(security_fields::kLength);
+        if (length == descriptor.size() && length <= cell->size - kSecurityFixedSize &&
+            std::ranges::equal(cell->Bytes().subspan(kSecurityFixedSize, length), descriptor)) {
+            m_editor.Store(at, security_fields::kReferences, cell->Get(security_fields::kReferences) + 1);
             return at;
         }
-        at = CellOffset{cell->Field<std::uint32_t>(kNext)};
+        at = cell->Offset(security_fields::kNext);
     } while (at != ring && --steps != 0);
-    const Result<CellOffset> made = m_editor.Allocate(static_cast<std::uint32_t>(kDescriptor + descriptor.size()));
+    const Result<CellOffset> made =
+        m_editor.Allocate(static_cast<std::uint32_t>(kSecurityFixedSize + descriptor.size()));
     if (!made) {
         return made;
     }
-    const CellOffset next{m_hive.Cell(ring)->Field<std::uint32_t>(kNext)};
-    m_editor.Store(*made, 0, Signature('s', 'k'));
-    m_editor.Store(*made, kNext, next.value);
-    m_editor.Store(*made, kPrevious, ring.value);
-    m_editor.Store(*made, kReferences, 1U);
-    m_editor.Store(*made, kLength, static_cast<std::uint32_t>(descriptor.size()));
-    m_editor.StoreBytes(*made, kDescriptor, descriptor);
-    m_editor.Store(ring, kNext, made->value);
-    m_editor.Store(next, kPrevious, made->value);
+    const CellOffset next = m_hive.Cell(ring)->Offset(security_fields::kNext);
+    m_editor.Store(*made, security_fields::kSignature, signatures::kSecurity);
+    m_editor.Store(*made, security_fields::kNext, next);
+    m_editor.Store(*made, security_fields::kPrevious, ring);
+    m_editor.Store(*made, security_fields::kReferences, 1U);
+    m_editor.Store(*made, security_fields::kLength, static_cast<std::uint32_t>(descriptor.size()));
+    m_editor.StoreBytes(*made, security_fields::kDescriptor, descriptor);
+    m_editor.Store(ring, security_fields::kNext, *made);
+    m_editor.Store(next, security_fields::kPrevious, *made);
     return made;
 }
 
@@ -70,7 +58,7 @@ Result<void> HiveWriter::SetSecurity(CellOffset key, std::span<const std::byte> 
         return tl::unexpected(record.error());
     }
     ReleaseSecurity(node->security);
-    m_editor.Store(key, kKeySecurity, record->value);
+    m_editor.Store(key, key_fields::kSecurity, *record);
     TouchKey(key);
     return {};
 }

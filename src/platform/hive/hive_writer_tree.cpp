@@ -7,20 +7,6 @@
 
 namespace tolvar {
 
-namespace {
-
-// Fields of a key (hive-format.md, chapter 5), by their place in the cell.
-constexpr std::uint32_t kFlags = 2;
-constexpr std::uint32_t kSubkeyCount = 20;
-constexpr std::uint32_t kSubkeyList = 28;
-constexpr std::uint32_t kClass = 48;
-constexpr std::uint32_t kUserFlags = 54;
-constexpr std::uint32_t kMaxClass = 56;
-constexpr std::uint32_t kClassLength = 74;
-constexpr std::size_t kMaxClassUnits = 32767;
-
-} // namespace
-
 /// What goes with a subtree. A cell that is met twice belongs to more than one key: then nothing can go.
 struct HiveWriter::DoomedTree {
     explicit DoomedTree(std::uint32_t length) : claims(length) {}
@@ -114,8 +100,8 @@ Result<void> HiveWriter::DeleteTree(CellOffset key, const std::function<void(Cel
         return collected;
     }
     const CellOffset list = SubkeyListEditor(m_editor).Remove(parent->subkeyList, *place);
-    m_editor.Store(parent->offset, kSubkeyList, list.value);
-    m_editor.Store(parent->offset, kSubkeyCount, parent->subkeyCount - 1);
+    m_editor.Store(parent->offset, key_fields::kSubkeyList, list.value);
+    m_editor.Store(parent->offset, key_fields::kSubkeyCount, parent->subkeyCount - 1);
     TouchKey(parent->offset);
     for (const auto& [record, keys] : tree.security) {
         ReleaseSecurity(CellOffset{record}, keys);
@@ -150,10 +136,10 @@ Result<void> HiveWriter::SetClass(CellOffset key, std::u16string_view className)
         cell = *made;
         m_editor.StoreBytes(cell, 0, std::as_bytes(std::span(className)));
     }
-    m_editor.Store(key, kClass, cell.value);
-    m_editor.Store(key, kClassLength, static_cast<std::uint16_t>(2 * className.size()));
+    m_editor.Store(key, key_fields::kClass, cell.value);
+    m_editor.Store(key, key_fields::kClassLength, static_cast<std::uint16_t>(2 * className.size()));
     if (key != m_hive.Root()) {
-        RaiseField(node->parent, kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
+        RaiseField(node->parent, key_fields::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
     }
     if (old && old->data != nullptr) {
         m_editor.Free(node->classCell);
@@ -236,9 +222,10 @@ Result<void> HiveWriter::MergeKey(CellOffset target, bool isNew, const Hive& sou
         }
     }
     const CellView cell = *m_hive.Cell(target);
-    const auto flags = cell.Field<std::uint16_t>(kFlags);
-    m_editor.Store(target, kFlags, static_cast<std::uint16_t>(flags | (node.flags & key_flags::kSymbolicLink)));
-    m_editor.Store(target, kUserFlags, node.virtualizationFlags);
+    const auto flags = cell.Get(key_fields::kFlags);
+    m_editor.Store(target, key_fields::kFlags,
+                   static_cast<std::uint16_t>(flags | (node.flags & key_flags::kSymbolicLink)));
+    m_editor.Store(target, key_fields::kVirtualization, node.virtualizationFlags);
     return SetLastWrite(target, node.lastWrite);
 }
 

@@ -1,31 +1,12 @@
 #include <algorithm>
 
 #include "platform/hive/hive_writer.h"
-#include "platform/hive/signature.h"
 
 namespace tolvar {
 
 namespace {
 
-// Fields of a value and of a key (hive-format.md, chapters 5 and 8), by their place in the cell.
-constexpr std::uint32_t kValueNameLength = 2;
-constexpr std::uint32_t kValueDataLength = 4;
-constexpr std::uint32_t kValueData = 8;
-constexpr std::uint32_t kValueType = 12;
-constexpr std::uint32_t kValueFlags = 16;
-constexpr std::uint32_t kValueName = 20;
-constexpr std::uint32_t kKeyValueCount = 36;
-constexpr std::uint32_t kKeyValueList = 40;
-constexpr std::uint32_t kKeyMaxValueName = 60;
-constexpr std::uint32_t kKeyMaxValueData = 64;
-
-constexpr std::uint32_t kInlineFlag = 0x80000000;
-constexpr std::uint32_t kSegment = 16344;     // bytes of data that a segment carries
-constexpr std::uint32_t kSegmentCell = 16348; // and the payload of its cell, the last one's too
-constexpr std::uint32_t kBigDataMinor = 4;
-constexpr std::size_t kMaxSegments = 65535;
-constexpr std::uint32_t kLeastList = 4;       // values that a new list has room for
-constexpr std::uint32_t kMaxValues = 262'143; // what a list of one megabyte holds
+constexpr std::uint32_t kLeastList = 4; // values that a new list has room for
 
 } // namespace
 
@@ -55,7 +36,7 @@ Result<std::vector<CellOffset>> HiveWriter::DataCells(const ValueRecord& record)
 
 Result<CellOffset> HiveWriter::WriteBigData(std::span<const std::byte> data)
 {
-    const auto count = static_cast<std::uint32_t>((data.size() + kSegment - 1) / kSegment);
+    const auto count = static_cast<std::uint32_t>((data.size() + kBigDataSegment - 1) / kBigDataSegment);
     std::vector<CellOffset> made;
     const auto allocate = [&](std::uint32_t payload) {
         const Result<CellOffset> cell = m_editor.Allocate(payload);
@@ -66,35 +47,36 @@ Result<CellOffset> HiveWriter::WriteBigData(std::span<const std::byte> data)
         }
         return cell;
     };
-    const Result<CellOffset> head = allocate(8);
+    const Result<CellOffset> head = allocate(kBigDataHead);
     const Result<CellOffset> list = head ? allocate(4 * count) : head;
     if (!list) {
         return list;
     }
-    m_editor.Store(*head, 0, Signature('d', 'b'));
-    m_editor.Store(*head, 2, static_cast<std::uint16_t>(count));
-    m_editor.Store(*head, 4, list->value);
+    m_editor.Store(*head, big_data_fields::kSignature, signatures::kBigData);
+    m_editor.Store(*head, big_data_fields::kCount, static_cast<std::uint16_t>(count));
+    m_editor.Store(*head, big_data_fields::kList, *list);
     for (std::uint32_t i = 0; i < count; ++i) {
-        const Result<CellOffset> segment = allocate(kSegmentCell);
+        const Result<CellOffset> segment = allocate(kBigDataSegmentCell);
         if (!segment) {
             return segment;
         }
-        const std::size_t begin = std::size_t{i} * kSegment;
-        m_editor.StoreBytes(*segment, 0, data.subspan(begin, std::min<std::size_t>(kSegment, data.size() - begin)));
-        m_editor.Store(*list, 4 * i, segment->value);
+        const std::size_t begin = std::size_t{i} * kBigDataSegment;
+        m_editor.StoreBytes(*segment, 0,
+                            data.subspan(begin, std::min<std::size_t>(kBigDataSegment, data.size() - begin)));
+        m_editor.Store(*list, OffsetAt(i), *segment);
     }
     return head;
 }
 
 Result<CellOffset> HiveWriter::WriteData(std::span<const std::byte> data)
 {
-    if (data.size() > kSegment && m_hive.Base().minor >= kBigDataMinor) {
-        if (data.size() > kMaxSegments * kSegment) {
+    if (data.size() > kBigDataSegment && m_hive.Base().minor >= kBigDataMinor) {
+        if (data.size() > kMaxSegments * kBigDataSegment) {
             return Failure(ErrorCode::kInvalidParameter, "data of more than a gigabyte");
         }
         return WriteBigData(data);
     }
-    if (data.size() > HiveEditor::kMaxCell - 4) {
+    if (data.size() > kMaxCell - kCellHeader) {
         return Failure(ErrorCode::kInvalidParameter, "a hive of this version holds data of up to a megabyte");
     }
     const Result<CellOffset> cell = m_editor.Allocate(static_cast<std::uint32_t>(data.size()));
@@ -107,36 +89,39 @@ Result<CellOffset> HiveWriter::WriteData(std::span<const std::byte> data)
 Result<CellOffset> HiveWriter::WriteRecord(std::u16string_view name, std::uint32_t type)
 {
     const std::vector<std::byte> stored = StoredName(name);
-    const Result<CellOffset> record = m_editor.Allocate(static_cast<std::uint32_t>(kValueName + stored.size()));
+    const Result<CellOffset> record =
+        m_editor.Allocate(static_cast<std::uint32_t>(value_fields::kName + stored.size()));
     if (!record) {
         return record;
     }
-    m_editor.Store(*record, 0, Signature('v', 'k'));
-    m_editor.Store(*record, kValueNameLength, static_cast<std::uint16_t>(stored.size()));
-    m_editor.Store(*record, kValueType, type);
-    m_editor.Store(*record, kValueFlags, static_cast<std::uint16_t>(FitsLatin1(name) && !name.empty() ? 1 : 0));
-    m_editor.StoreBytes(*record, kValueName, stored);
+    m_editor.Store(*record, value_fields::kSignature, signatures::kValue);
+    m_editor.Store(*record, value_fields::kNameLength, static_cast<std::uint16_t>(stored.size()));
+    m_editor.Store(*record, value_fields::kType, type);
+    m_editor.Store(*record, value_fields::kFlags,
+                   FitsLatin1(name) && !name.empty() ? kLatin1ValueName : std::uint16_t{0});
+    m_editor.StoreBytes(*record, value_fields::kName, stored);
     return record;
 }
 
 void HiveWriter::StoreDataField(CellOffset record, std::uint32_t type, std::span<const std::byte> data,
                                 CellOffset dataCell)
 {
-    const bool isInline = data.size() <= 4;
-    m_editor.Store(record, kValueDataLength, static_cast<std::uint32_t>(data.size()) | (isInline ? kInlineFlag : 0U));
-    m_editor.Store(record, kValueData, isInline ? 0U : dataCell.value);
+    const bool isInline = data.size() <= kMaxInline;
+    m_editor.Store(record, value_fields::kDataLength,
+                   static_cast<std::uint32_t>(data.size()) | (isInline ? kInlineFlag : 0U));
+    m_editor.Store(record, value_fields::kData, isInline ? 0U : dataCell.value);
     if (isInline) {
-        m_editor.StoreBytes(record, kValueData, data);
+        m_editor.StoreBytes(record, value_fields::kData.at, data);
     }
-    m_editor.Store(record, kValueType, type);
+    m_editor.Store(record, value_fields::kType, type);
 }
 
 /// Stores data in the cell that holds the old one, where it fits without waste. False if it has to go elsewhere.
 bool HiveWriter::OverwriteData(const ValueRecord& record, std::span<const std::byte> data)
 {
-    const bool isBig = data.size() > kSegment && m_hive.Base().minor >= kBigDataMinor;
+    const bool isBig = data.size() > kBigDataSegment && m_hive.Base().minor >= kBigDataMinor;
     const Checked<DataView> old = m_hive.Data(record);
-    if (record.isInline || data.size() <= 4 || isBig || !old || old->IsSegmented()) {
+    if (record.isInline || data.size() <= kMaxInline || isBig || !old || old->IsSegmented()) {
         return false;
     }
     const std::uint32_t capacity = m_editor.Capacity(record.dataCell);
@@ -161,9 +146,9 @@ Result<CellOffset> HiveWriter::AppendToList(const KeyNode& key, CellOffset value
         list = m_editor.Grow(key.valueList, 4 * wanted, 4 * key.valueCount);
     }
     if (list) {
-        m_editor.Store(*list, 4 * key.valueCount, value.value);
-        m_editor.Store(key.offset, kKeyValueList, list->value);
-        m_editor.Store(key.offset, kKeyValueCount, key.valueCount + 1);
+        m_editor.Store(*list, OffsetAt(key.valueCount), value);
+        m_editor.Store(key.offset, key_fields::kValueList, *list);
+        m_editor.Store(key.offset, key_fields::kValueCount, key.valueCount + 1);
     }
     return list;
 }
@@ -172,7 +157,7 @@ Result<CellOffset> HiveWriter::AppendToList(const KeyNode& key, CellOffset value
 /// anyone's guess.
 Result<void> HiveWriter::ReplaceData(const ValueRecord& record, std::uint32_t type, std::span<const std::byte> data)
 {
-    const Result<CellOffset> dataCell = data.size() > 4 ? WriteData(data) : Result<CellOffset>(CellOffset{});
+    const Result<CellOffset> dataCell = data.size() > kMaxInline ? WriteData(data) : Result<CellOffset>(CellOffset{});
     if (!dataCell) {
         return tl::unexpected(dataCell.error());
     }
@@ -189,7 +174,7 @@ Result<void> HiveWriter::AddValue(const KeyNode& key, std::u16string_view name, 
     if (!record) {
         return tl::unexpected(record.error());
     }
-    const Result<CellOffset> dataCell = data.size() > 4 ? WriteData(data) : Result<CellOffset>(CellOffset{});
+    const Result<CellOffset> dataCell = data.size() > kMaxInline ? WriteData(data) : Result<CellOffset>(CellOffset{});
     if (!dataCell) {
         m_editor.Free(*record);
         return tl::unexpected(dataCell.error());
@@ -217,8 +202,8 @@ Result<void> HiveWriter::AddFreshValue(CellOffset key, std::u16string_view name,
     if (auto added = AddValue(*node, name, type, data); !added) {
         return added;
     }
-    RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * name.size()));
-    RaiseField(key, kKeyMaxValueData, static_cast<std::uint32_t>(data.size()));
+    RaiseField(key, key_fields::kMaxValueName, static_cast<std::uint32_t>(2 * name.size()));
+    RaiseField(key, key_fields::kMaxValueData, static_cast<std::uint32_t>(data.size()));
     return {};
 }
 
@@ -244,8 +229,8 @@ Result<void> HiveWriter::SetValue(CellOffset key, std::u16string_view name, std:
             return stored;
         }
     }
-    RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * name.size()));
-    RaiseField(key, kKeyMaxValueData, static_cast<std::uint32_t>(data.size()));
+    RaiseField(key, key_fields::kMaxValueName, static_cast<std::uint32_t>(2 * name.size()));
+    RaiseField(key, key_fields::kMaxValueData, static_cast<std::uint32_t>(data.size()));
     TouchKey(key);
     return {};
 }
@@ -264,13 +249,13 @@ Result<void> HiveWriter::DeleteValue(CellOffset key, std::u16string_view name)
     const std::uint32_t behind = 4 * (node->valueCount - (*found)->place - 1);
     if (node->valueCount == 1) {
         m_editor.Free(node->valueList);
-        m_editor.Store(key, kKeyValueList, CellOffset::kNil);
+        m_editor.Store(key, key_fields::kValueList, CellOffset{});
     } else {
         std::byte* place = m_editor.Touch(node->valueList, 4 * (*found)->place, behind + 4);
         std::memmove(place, place + 4, behind);
         std::memset(place + behind, 0, 4);
     }
-    m_editor.Store(key, kKeyValueCount, node->valueCount - 1);
+    m_editor.Store(key, key_fields::kValueCount, node->valueCount - 1);
     m_editor.Lookups().NoteRemoved(key, node->valueList, node->valueCount - 1, (*found)->record.name,
                                    (*found)->record.offset);
     std::ranges::for_each(data, [this](CellOffset cell) { m_editor.Free(cell); });
@@ -303,13 +288,13 @@ Result<void> HiveWriter::RenameValue(CellOffset key, std::u16string_view name, s
         return tl::unexpected(record.error());
     }
     const CellView cell = *m_hive.Cell(old.offset);
-    m_editor.Store(*record, kValueDataLength, cell.Field<std::uint32_t>(kValueDataLength));
-    m_editor.Store(*record, kValueData, cell.Field<std::uint32_t>(kValueData));
-    m_editor.Store(node->valueList, 4 * (*found)->place, record->value);
+    m_editor.Store(*record, value_fields::kDataLength, cell.Get(value_fields::kDataLength));
+    m_editor.Store(*record, value_fields::kData, cell.Get(value_fields::kData));
+    m_editor.Store(node->valueList, OffsetAt((*found)->place), *record);
     m_editor.Lookups().NoteRemoved(key, node->valueList, node->valueCount, old.name, old.offset);
     m_editor.Lookups().NoteAdded(key, node->valueList, node->valueCount, newName, {*record, (*found)->place});
     m_editor.Free(old.offset);
-    RaiseField(key, kKeyMaxValueName, static_cast<std::uint32_t>(2 * newName.size()));
+    RaiseField(key, key_fields::kMaxValueName, static_cast<std::uint32_t>(2 * newName.size()));
     TouchKey(key);
     return {};
 }

@@ -8,20 +8,6 @@
 
 namespace tolvar {
 
-/// Flags of a key (hive-format.md, 5.1).
-namespace key_flags {
-inline constexpr std::uint16_t kVolatile = 0x0001;
-inline constexpr std::uint16_t kHiveExit = 0x0002;
-inline constexpr std::uint16_t kHiveEntry = 0x0004;
-inline constexpr std::uint16_t kNoDelete = 0x0008;
-inline constexpr std::uint16_t kSymbolicLink = 0x0010;
-inline constexpr std::uint16_t kLatin1Name = 0x0020;
-inline constexpr std::uint16_t kPredefinedHandle = 0x0040;
-} // namespace key_flags
-
-/// Bytes of the smallest cell that holds a key: how many of these a hive's length holds bounds the number of its keys.
-inline constexpr std::uint32_t kSmallestKeyCell = 80;
-
 /// The fields of a key, read once and checked. A value type: copying it is cheap, and its name points into the map.
 struct KeyNode {
     KeyNode() = default;

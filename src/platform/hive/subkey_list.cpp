@@ -12,25 +12,25 @@ Checked<SubkeyList> SubkeyList::Parse(const Hive& hive, CellOffset offset) noexc
     }
     SubkeyList list;
     list.cell = *cell;
-    switch (cell->Field<std::uint16_t>(0)) {
-    case 0x696C: // "li"
+    switch (cell->Get(list_fields::kSignature)) {
+    case signatures::kOffsetList:
         break;
-    case 0x666C: // "lf"
+    case signatures::kHintList:
         list.kind = ListKind::kHints;
-        list.elementSize = 8;
+        list.elementSize = kTaggedElement;
         break;
-    case 0x686C: // "lh"
+    case signatures::kHashList:
         list.kind = ListKind::kHashes;
-        list.elementSize = 8;
+        list.elementSize = kTaggedElement;
         break;
-    case 0x6972: // "ri"
+    case signatures::kIndex:
         list.kind = ListKind::kIndex;
         break;
     default:
         return Fault(Breach::kListSignature, offset);
     }
-    list.count = cell->Field<std::uint16_t>(2);
-    if (list.count > (cell->size - 4) / list.elementSize) {
+    list.count = cell->Get(list_fields::kCount);
+    if (list.count > (cell->size - kListHeader) / list.elementSize) {
         return Fault(Breach::kListCount, offset);
     }
     return list;

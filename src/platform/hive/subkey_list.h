@@ -22,19 +22,16 @@ enum class ListKind : std::uint8_t {
 struct SubkeyList {
     ListKind kind = ListKind::kOffsets;
     std::uint32_t count = 0;
-    std::uint32_t elementSize = 4; ///< bytes
+    std::uint32_t elementSize = kPlainElement; ///< bytes
     CellView cell;
 
     [[nodiscard]] CellOffset Offset(std::uint32_t index) const noexcept
     {
-        return CellOffset{cell.Field<std::uint32_t>(4 + index * elementSize)};
+        return cell.Offset(list_fields::Offset(index, elementSize));
     }
 
     /// Hint or hash of an element. Only for kHints and kHashes.
-    [[nodiscard]] std::uint32_t Tag(std::uint32_t index) const noexcept
-    {
-        return cell.Field<std::uint32_t>(8 + index * elementSize);
-    }
+    [[nodiscard]] std::uint32_t Tag(std::uint32_t index) const noexcept { return cell.Get(list_fields::Tag(index)); }
 
     [[nodiscard]] static Checked<SubkeyList> Parse(const Hive& hive, CellOffset offset) noexcept;
 

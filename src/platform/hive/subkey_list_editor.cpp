@@ -1,30 +1,24 @@
 #include "platform/hive/subkey_list_editor.h"
 
-#include "platform/hive/signature.h"
-
 namespace tolvar {
 
 namespace {
 
-constexpr std::uint32_t kMaxHintLeaf = 507;  // an lf of a 4,096-byte block; beyond it the platform drops the hints
-constexpr std::uint32_t kMaxLeaf = 1013;     // li and lh
-constexpr std::uint32_t kHeader = 4;         // signature and count
-constexpr std::uint32_t kFirstHintMinor = 3; // versions before it know plain offsets alone
-constexpr std::uint32_t kFirstHashMinor = 5;
+constexpr std::uint32_t kLeastIndex = 4; // leaves that a new index has room for
 
 std::uint16_t SignatureOf(ListKind kind)
 {
     switch (kind) {
     case ListKind::kOffsets:
-        return Signature('l', 'i');
+        return signatures::kOffsetList;
     case ListKind::kHints:
-        return Signature('l', 'f');
+        return signatures::kHintList;
     case ListKind::kHashes:
-        return Signature('l', 'h');
+        return signatures::kHashList;
     case ListKind::kIndex:
         break;
     }
-    return Signature('r', 'i');
+    return signatures::kIndex;
 }
 
 std::uint32_t TagOf(ListKind kind, std::u16string_view name)
@@ -103,9 +97,10 @@ Result<CellOffset> SubkeyListEditor::NewLeaf(CellOffset key, std::u16string_view
     const ListKind kind = minor < kFirstHintMinor   ? ListKind::kOffsets
                           : minor < kFirstHashMinor ? ListKind::kHints
                                                     : ListKind::kHashes;
-    const Result<CellOffset> leaf = m_editor.Allocate(kHeader + (kind == ListKind::kOffsets ? 4 : 8));
+    const Result<CellOffset> leaf =
+        m_editor.Allocate(kListHeader + (kind == ListKind::kOffsets ? kPlainElement : kTaggedElement));
     if (leaf) {
-        m_editor.Store(*leaf, 0, SignatureOf(kind));
+        m_editor.Store(*leaf, list_fields::kSignature, SignatureOf(kind));
         InsertElement(*leaf, Parsed(*leaf), 0, key, TagOf(kind, name));
     }
     return leaf;
@@ -149,37 +144,37 @@ Result<CellOffset> SubkeyListEditor::Insert(CellOffset list, SubkeyPlace place, 
 
 Result<CellOffset> SubkeyListEditor::RoomForOne(CellOffset cell, const SubkeyList& list)
 {
-    const std::uint32_t used = kHeader + list.count * list.elementSize;
+    const std::uint32_t used = kListHeader + list.count * list.elementSize;
     if (m_editor.Capacity(cell) >= used + list.elementSize) {
         return cell;
     }
     // By half, so that a list that grows is not copied for each entry; full lists take no more than they need.
     const std::uint32_t wanted = std::min(list.count + list.count / 2 + 1, std::max(kMaxLeaf, list.count + 1));
-    return m_editor.Grow(cell, kHeader + wanted * list.elementSize, used);
+    return m_editor.Grow(cell, kListHeader + wanted * list.elementSize, used);
 }
 
 void SubkeyListEditor::InsertElement(CellOffset cell, const SubkeyList& list, std::uint32_t index, CellOffset target,
                                      std::uint32_t tag)
 {
-    const std::uint32_t at = kHeader + index * list.elementSize;
+    const std::uint32_t at = kListHeader + index * list.elementSize;
     const std::uint32_t behind = (list.count - index) * list.elementSize;
     std::byte* place = m_editor.Touch(cell, at, behind + list.elementSize);
     std::memmove(place + list.elementSize, place, behind);
     std::memcpy(place, &target.value, 4);
-    if (list.elementSize == 8) {
+    if (list.elementSize == kTaggedElement) {
         std::memcpy(place + 4, &tag, 4);
     }
-    m_editor.Store(cell, 2, static_cast<std::uint16_t>(list.count + 1));
+    m_editor.Store(cell, list_fields::kCount, static_cast<std::uint16_t>(list.count + 1));
 }
 
 void SubkeyListEditor::RemoveElement(CellOffset cell, const SubkeyList& list, std::uint32_t index)
 {
-    const std::uint32_t at = kHeader + index * list.elementSize;
+    const std::uint32_t at = kListHeader + index * list.elementSize;
     const std::uint32_t behind = (list.count - index - 1) * list.elementSize;
     std::byte* place = m_editor.Touch(cell, at, behind + list.elementSize);
     std::memmove(place, place + list.elementSize, behind);
     std::memset(place + behind, 0, list.elementSize);
-    m_editor.Store(cell, 2, static_cast<std::uint16_t>(list.count - 1));
+    m_editor.Store(cell, list_fields::kCount, static_cast<std::uint16_t>(list.count - 1));
 }
 
 CellOffset SubkeyListEditor::PointTo(CellOffset list, std::uint32_t leafIndex, CellOffset leaf)
@@ -188,21 +183,21 @@ CellOffset SubkeyListEditor::PointTo(CellOffset list, std::uint32_t leafIndex, C
     if (!top || top->kind != ListKind::kIndex) { // the list was the leaf, and has perhaps moved
         return leaf;
     }
-    m_editor.Store(list, kHeader + leafIndex * 4, leaf.value);
+    m_editor.Store(list, list_fields::Offset(leafIndex, kPlainElement), leaf);
     return list;
 }
 
 Result<CellOffset> SubkeyListEditor::ConvertToOffsets(CellOffset leaf)
 {
     const SubkeyList hints = Parsed(leaf);
-    const Result<CellOffset> plain = m_editor.Allocate(kHeader + kMaxLeaf * 4);
+    const Result<CellOffset> plain = m_editor.Allocate(kListHeader + kMaxLeaf * kPlainElement);
     if (!plain) {
         return plain;
     }
-    m_editor.Store(*plain, 0, SignatureOf(ListKind::kOffsets));
-    m_editor.Store(*plain, 2, static_cast<std::uint16_t>(hints.count));
+    m_editor.Store(*plain, list_fields::kSignature, SignatureOf(ListKind::kOffsets));
+    m_editor.Store(*plain, list_fields::kCount, static_cast<std::uint16_t>(hints.count));
     for (std::uint32_t i = 0; i < hints.count; ++i) {
-        m_editor.Store(*plain, kHeader + i * 4, hints.Offset(i).value);
+        m_editor.Store(*plain, list_fields::Offset(i, kPlainElement), hints.Offset(i));
     }
     m_editor.Free(leaf);
     return plain;
@@ -214,25 +209,26 @@ Result<CellOffset> SubkeyListEditor::Split(CellOffset list, const SubkeyPlace& p
     const std::uint32_t kept = leaf.count / 2;
     const std::uint32_t moved = leaf.count - kept;
     // With room for the entry that the split is made for: behind it nothing can fail any more.
-    const Result<CellOffset> upper = m_editor.Allocate(kHeader + (moved + 1) * leaf.elementSize);
+    const Result<CellOffset> upper = m_editor.Allocate(kListHeader + (moved + 1) * leaf.elementSize);
     if (!upper) {
         return upper;
     }
     const bool isIndexed = list != place.leaf;
-    const Result<CellOffset> index = isIndexed ? RoomForOne(list, Parsed(list)) : m_editor.Allocate(kHeader + 4 * 4);
+    const Result<CellOffset> index =
+        isIndexed ? RoomForOne(list, Parsed(list)) : m_editor.Allocate(kListHeader + kLeastIndex * kPlainElement);
     if (!index) {
         m_editor.Free(*upper);
         return index;
     }
     if (!isIndexed) {
-        m_editor.Store(*index, 0, SignatureOf(ListKind::kIndex));
+        m_editor.Store(*index, list_fields::kSignature, SignatureOf(ListKind::kIndex));
         InsertElement(*index, Parsed(*index), 0, place.leaf, 0);
     }
-    m_editor.Store(*upper, 0, SignatureOf(leaf.kind));
-    m_editor.Store(*upper, 2, static_cast<std::uint16_t>(moved));
-    m_editor.StoreBytes(*upper, kHeader,
-                        leaf.cell.Bytes().subspan(kHeader + kept * leaf.elementSize, moved * leaf.elementSize));
-    m_editor.Store(place.leaf, 2, static_cast<std::uint16_t>(kept));
+    m_editor.Store(*upper, list_fields::kSignature, SignatureOf(leaf.kind));
+    m_editor.Store(*upper, list_fields::kCount, static_cast<std::uint16_t>(moved));
+    m_editor.StoreBytes(*upper, kListHeader,
+                        leaf.cell.Bytes().subspan(kListHeader + kept * leaf.elementSize, moved * leaf.elementSize));
+    m_editor.Store(place.leaf, list_fields::kCount, static_cast<std::uint16_t>(kept));
     InsertElement(*index, Parsed(*index), place.leafIndex + 1, *upper, 0);
     return index;
 }
@@ -259,7 +255,7 @@ CellOffset SubkeyListEditor::Remove(CellOffset list, const SubkeyPlace& place)
 
 void SubkeyListEditor::Replace(const SubkeyPlace& place, CellOffset key)
 {
-    m_editor.Store(place.leaf, kHeader + place.index * Parsed(place.leaf).elementSize, key.value);
+    m_editor.Store(place.leaf, list_fields::Offset(place.index, Parsed(place.leaf).elementSize), key);
 }
 
 } // namespace tolvar

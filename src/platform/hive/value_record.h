@@ -45,8 +45,6 @@ struct PlacedValue {
     ValueRecord record;
 };
 
-inline constexpr std::uint32_t kBigDataSegment = 16344; ///< bytes that each segment but the last one carries
-
 /// Where a value's data lies. Small and flat data is one span; big data comes in segments, through Hive::NextPiece.
 struct DataView {
     DataView() = default;
@@ -63,10 +61,7 @@ struct DataView {
     bool flatTaken = false;
 
     [[nodiscard]] bool IsSegmented() const noexcept { return segmentCount != 0; }
-    [[nodiscard]] CellOffset Segment(std::uint32_t index) const noexcept
-    {
-        return CellOffset{segments.Field<std::uint32_t>(4 * index)};
-    }
+    [[nodiscard]] CellOffset Segment(std::uint32_t index) const noexcept { return segments.Offset(OffsetAt(index)); }
 };
 
 } // namespace tolvar

@@ -3,15 +3,11 @@
 #include <algorithm>
 #include <functional>
 
-#include "platform/hive/bin_header.h"
-
 namespace tolvar {
 
 namespace {
 
 constexpr std::size_t kRoom = std::size_t{kMaxLength} + kBaseBlockSize; // address space, not memory
-constexpr std::size_t kTimeStamp = 12;                                  // in the base block
-constexpr std::size_t kBinTimeStamp = 20;                               // in the first bin
 
 } // namespace
 
@@ -166,7 +162,7 @@ Result<void> WritableHive::WriteHive(std::span<const ChangedRun> runs)
 Result<void> WritableHive::WriteBase(std::uint32_t sequence1, std::uint32_t sequence2)
 {
     const std::span<std::byte> base = m_hive.m_map.Writable().first(kBaseBlockChecked);
-    StoreBaseBlock(base, sequence1, sequence2, m_hive.Length(), 0);
+    StoreBaseBlock(base, sequence1, sequence2, m_hive.Length(), file_type::kHive);
     m_hive.m_base = BaseBlock::Parse(base);
     if (auto written = m_file->Write(0, base); !written) {
         return written;
@@ -178,8 +174,9 @@ Result<void> WritableHive::WriteBase(std::uint32_t sequence1, std::uint32_t sequ
 void WritableHive::StampOldFormat()
 {
     const std::uint64_t now = m_clock.Now();
-    std::memcpy(m_hive.m_map.Writable().data() + kTimeStamp, &now, sizeof now);
-    std::memcpy(m_editor.Touch(CellOffset{0}, kBinTimeStamp - 4, sizeof now), &now, sizeof now);
+    tolvar::Store(m_hive.m_map.Writable(), base_fields::kTimeStamp, now);
+    constexpr Field<std::uint64_t> kInCell{bin_fields::kTimeStamp.at - kCellHeader}; // as if the bin were a cell
+    m_editor.Store(CellOffset{0}, kInCell, now);
 }
 
 Result<void> WritableHive::Flush()
@@ -229,61 +226,6 @@ Result<void> WritableHive::Flush()
     const Result<std::uint64_t> stamp = m_file->ChangeStamp();
     m_changeStamp = stamp.value_or(m_changeStamp);
     return {};
-}
-
-std::vector<std::byte> EmptyHive(std::u16string_view rootName, std::uint64_t time)
-{
-    // Owner Administrators, group SYSTEM; SYSTEM and Administrators may do all, Users read; subkeys inherit that.
-    constexpr unsigned char kDescriptor[] = {
-        1, 0, 4,    0x80, 0x60, 0, 0,   0, 0x70, 0, 0, 0, 0,    0, 0, 0, 0x14, 0, 0, 0,                // header
-        2, 0, 0x4C, 0,    3,    0, 0,   0,                                                             // three entries
-        0, 2, 0x14, 0,    0x3F, 0, 0xF, 0, 1,    1, 0, 0, 0,    0, 0, 5, 0x12, 0, 0, 0,                // S-1-5-18
-        0, 2, 0x18, 0,    0x3F, 0, 0xF, 0, 1,    2, 0, 0, 0,    0, 0, 5, 0x20, 0, 0, 0, 0x20, 2, 0, 0, // -544
-        0, 2, 0x18, 0,    0x19, 0, 2,   0, 1,    2, 0, 0, 0,    0, 0, 5, 0x20, 0, 0, 0, 0x21, 2, 0, 0, // -545
-        1, 2, 0,    0,    0,    0, 0,   5, 0x20, 0, 0, 0, 0x20, 2, 0, 0,                               // the owner
-        1, 1, 0,    0,    0,    0, 0,   5, 0x12, 0, 0, 0,                                              // the group
-    };
-    constexpr std::uint32_t kRoot = kBinHeaderSize;
-    std::vector<std::byte> file(kBaseBlockSize + kBinAlignment);
-    const auto put = [&file](std::size_t at, auto value) { std::memcpy(file.data() + at, &value, sizeof value); };
-    const auto bins = std::span(file).subspan(kBaseBlockSize);
-    const auto nameBytes = static_cast<std::uint32_t>(2 * rootName.size());
-    const std::uint32_t keySize = (4 + 76 + nameBytes + 7) / 8 * 8;
-    const std::uint32_t security = kRoot + keySize;
-    const std::uint32_t securitySize = (4 + 20 + sizeof kDescriptor + 7) / 8 * 8;
-    const std::uint32_t rest = security + securitySize;
-
-    put(0, kHiveSignature);
-    put(kTimeStamp, time);
-    for (const auto& [at, value] : {std::pair{20U, 1U}, {24U, 5U}, {32U, 1U}, {36U, kRoot}, {44U, 1U}}) {
-        put(at, value);
-    }
-    StoreBaseBlock(std::span(file).first(kBaseBlockChecked), 1, 1, kBinAlignment, 0);
-    WriteBinHeader(bins, 0, kBinAlignment);
-    put(kBaseBlockSize + kBinTimeStamp, time);
-
-    const std::size_t key = kBaseBlockSize + kRoot;
-    put(key, -static_cast<std::int32_t>(keySize));
-    std::memcpy(file.data() + key + 4, "nk", 2);
-    put(key + 4 + 2, static_cast<std::uint16_t>(key_flags::kHiveEntry | key_flags::kNoDelete));
-    put(key + 4 + 4, time);
-    for (const std::size_t nil : {16U, 28U, 32U, 40U, 48U}) {
-        put(key + 4 + nil, CellOffset::kNil);
-    }
-    put(key + 4 + 44, security);
-    put(key + 4 + 72, static_cast<std::uint16_t>(nameBytes));
-    std::memcpy(file.data() + key + 4 + 76, rootName.data(), nameBytes);
-
-    const std::size_t record = kBaseBlockSize + security;
-    put(record, -static_cast<std::int32_t>(securitySize));
-    std::memcpy(file.data() + record + 4, "sk", 2);
-    put(record + 4 + 4, security);
-    put(record + 4 + 8, security);
-    put(record + 4 + 12, 1U);
-    put(record + 4 + 16, static_cast<std::uint32_t>(sizeof kDescriptor));
-    std::memcpy(file.data() + record + 4 + 20, kDescriptor, sizeof kDescriptor);
-    put(kBaseBlockSize + rest, kBinAlignment - rest);
-    return file;
 }
 
 } // namespace tolvar

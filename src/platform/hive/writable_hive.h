@@ -63,7 +63,4 @@ private:
     std::optional<Error> m_failure;  ///< behind the point of no return
 };
 
-/// A new hive of version 1.5 with nothing but its root key, which Administrators own and everyone may read.
-[[nodiscard]] std::vector<std::byte> EmptyHive(std::u16string_view rootName, std::uint64_t time);
-
 } // namespace tolvar

@@ -6,7 +6,7 @@
 
 #include "platform/files/durable_write.h"
 #include "platform/hive/hive_composer.h"
-#include "platform/hive/writable_hive.h"
+#include "platform/hive/scratch_hive.h"
 #include "platform/system/clock.h"
 #include "platform/system/text.h"
 

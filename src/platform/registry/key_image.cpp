@@ -6,7 +6,7 @@
 
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
-#include "platform/hive/writable_hive.h"
+#include "platform/hive/scratch_hive.h"
 #include "platform/registry/writing_call.h"
 
 namespace tolvar {
@@ -40,25 +40,6 @@ struct AccessWalk {
     void OnValuesEnd(const KeyNode& /*key*/) {}
     void OnFault(const HiveFault& fault, unsigned /*depth*/) { code = RegistryCall::CodeOf(fault); }
     [[nodiscard]] bool IsStopped() const { return code != ERROR_SUCCESS; }
-};
-
-/// A hive in memory with nothing but its root, to be filled.
-class SmallHive {
-public:
-    [[nodiscard]] static Result<std::unique_ptr<SmallHive>> Make(std::size_t room)
-    {
-        Result<MappedFile> copy = MappedFile::CopyOf(EmptyHive(u"BEFORE", SystemClock().Now()), room);
-        Result<Hive> hive = copy ? Hive::FromCopy(std::move(*copy), "image") : tl::unexpected(copy.error());
-        return hive ? Result<std::unique_ptr<SmallHive>>(std::unique_ptr<SmallHive>(new SmallHive(std::move(*hive))))
-                    : tl::unexpected(hive.error());
-    }
-
-    Hive hive;
-    HiveEditor editor{hive};
-    HiveWriter writer{editor, SystemClock()};
-
-private:
-    explicit SmallHive(Hive made) : hive(std::move(made)) {}
 };
 
 /// The places that the class of a value image lists.
@@ -227,11 +208,12 @@ Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::stri
             values.push_back(**std::move(found));
         }
     }
-    const Result<std::unique_ptr<SmallHive>> made = SmallHive::Make(room);
+    const Result<std::unique_ptr<ScratchHive>> made =
+        ScratchHive::Make(EmptyHive(u"BEFORE", SystemClock().Now()), room, "image", SystemClock());
     if (!made) {
         return tl::unexpected(made.error());
     }
-    SmallHive& image = **made;
+    ScratchHive& image = **made;
     std::string places;
     for (const ImagedValue& value : values) {
         if (auto set = image.writer.SetValue(image.hive.Root(), value.name, value.type, value.data); !set) {
