@@ -7,8 +7,8 @@
 #include "fixtures/hive_builder.h"
 #include "platform/hive/hive.h"
 #include "platform/hive/hive_validator.h"
-#include "platform/hive/hive_walk.h"
 #include "platform/system/text.h"
+#include "platform_hive/walk_counter.h"
 
 namespace tolvar {
 namespace {
@@ -16,44 +16,13 @@ namespace {
 using fixtures::BuiltKey;
 using fixtures::HiveBuilder;
 using fixtures::LeafKind;
+using fixtures::WalkCounter;
 using File = std::vector<std::byte>;
 
 std::u16string Numbered(unsigned number)
 {
     const std::string digits = std::to_string(100000 + number);
     return u"Key" + std::u16string(digits.begin(), digits.end());
-}
-
-/// Counts what a walk meets, and reads all of the data.
-struct Counter {
-    const Hive* hive;
-    int keys = 0;
-    int values = 0;
-    int faults = 0;
-    std::size_t dataBytes = 0;
-
-    bool OnKey(const KeyNode& /*key*/, unsigned /*depth*/)
-    {
-        ++keys;
-        return true;
-    }
-    void OnValue(const ValueRecord& /*value*/, DataView data)
-    {
-        ++values;
-        for (auto piece = hive->NextPiece(data); piece && !piece->empty(); piece = hive->NextPiece(data)) {
-            dataBytes += piece->size();
-        }
-    }
-    void OnValuesEnd(const KeyNode& /*key*/) {}
-    void OnFault(const HiveFault& /*fault*/, unsigned /*depth*/) { ++faults; }
-    [[nodiscard]] bool IsStopped() const { return false; }
-};
-
-Counter Walk(const Hive& hive)
-{
-    Counter counter{&hive};
-    HiveWalk(hive, counter).Run(hive.Root());
-    return counter;
 }
 
 TEST(HiveLookup, FindsEveryKeyInEveryKindOfListAndNoOther)
@@ -177,7 +146,7 @@ TEST(HiveWalkTest, ADamagedKeyAnswersForItselfAlone)
         File broken = file;
         broken[bad.FilePosition() + at] = broken[bad.FilePosition() + at + 1] = std::byte{0};
         const Result<Hive> hive = Hive::FromBytes(broken, "test");
-        const Counter counter = Walk(*hive);
+        const WalkCounter counter = WalkCounter::Walk(*hive);
         EXPECT_EQ(counter.keys, 3);
         EXPECT_EQ(counter.faults, 1);
         EXPECT_FALSE(hive->FindSubkey(*hive->Key(hive->Root()), u"c")->IsNil());
@@ -193,7 +162,7 @@ TEST(HiveWalkTest, AnElementThatPointsNowhereHidesNothingBehindIt)
     const std::uint32_t nil = CellOffset::kNil;
     std::memcpy(file.data() + list.FilePosition() + 4 + 4 + 8, &nil, sizeof nil); // the second element
     const Result<Hive> hive = Hive::FromBytes(file, "test");
-    const Counter counter = Walk(*hive);
+    const WalkCounter counter = WalkCounter::Walk(*hive);
     EXPECT_EQ(counter.keys, 3);
     EXPECT_EQ(counter.faults, 1);
     SubkeyCursor cursor = hive->Subkeys(*hive->Key(hive->Root()));
@@ -215,7 +184,7 @@ TEST(HiveWalkTest, EndsInAHiveThatRefersToItself)
     std::memcpy(file.data() + b.FilePosition() + 4 + 20, &count, 4);
     std::memcpy(file.data() + b.FilePosition() + 4 + 28, &list, 4);
     const Result<Hive> hive = Hive::FromBytes(file, "test");
-    const Counter counter = Walk(*hive);
+    const WalkCounter counter = WalkCounter::Walk(*hive);
     EXPECT_EQ(counter.keys, 4);
     EXPECT_GE(counter.faults, 1);
 }
@@ -238,11 +207,57 @@ TEST(HiveWalkTest, SurvivesEveryFieldOverwrittenInTurn)
             std::memcpy(file.data() + at, &value, 4);
             const Result<Hive> hive = Hive::FromBytes(file, "test");
             ASSERT_TRUE(hive);
-            const Counter counter = Walk(*hive);
+            const WalkCounter counter = WalkCounter::Walk(*hive);
             EXPECT_LE(counter.keys, 13);
             EXPECT_LE(counter.dataBytes, file.size());
             static_cast<void>(ValidateHive(*hive, [](const Finding&) {}));
             static_cast<void>(hive->FindSubkey(counter.keys != 0 ? *hive->Key(hive->Root()) : KeyNode{}, u"Key100007"));
+        }
+    }
+}
+
+TEST(Names, AreComparedHashedHintedAndWrittenAsThePlatformDoes)
+{
+    struct Case {
+        std::u16string name;
+        std::uint32_t hash;
+        std::uint32_t hint;
+        std::string utf8;
+    };
+    const auto zero = std::u16string(u"a\0b", 3);
+    for (const Case& c : {
+             Case{u"Select", 0x5f0024a0, 0x656C6553, "Select"},
+             Case{u"currentcontrolset", 0x23b1b3f4, 0x72727563, "currentcontrolset"},
+             Case{u"a", 0x41, 0x61, "a"},
+             Case{u"\xFF", 0x178, 0xFF, "\xC3\xBF"},
+             Case{u"\xB5", 0xB5, 0xB5, "\xC2\xB5"},
+             Case{u"\x7F\x80", 0x7F * 37 + 0x80, 0x807F, "\x7F\xC2\x80"},
+             Case{u"stra\xDF\x65", 0x60b1bf06, 0x61727473, "stra\xC3\x9F\x65"},
+             Case{u"\x41F\x440\x438\x432\x435\x442", 0x81c3d610, 0, "\xD0\x9F\xD1\x80\xD0\xB8\xD0\xB2\xD0\xB5\xD1\x82"},
+             Case{zero, 0x41 * 37 * 37 + 0x42, 0x620061, {}},
+         }) {
+        SCOPED_TRACE(testing::PrintToString(c.name));
+        const File stored = StoredName(c.name);
+        EXPECT_EQ(stored.size(), c.name.size() * (FitsLatin1(c.name) ? 1 : 2));
+        const NameView view{stored.data(), static_cast<std::uint16_t>(stored.size()), FitsLatin1(c.name)};
+        EXPECT_EQ(view.ToUtf16(), c.name);
+        EXPECT_EQ(NameHash(c.name), c.hash);
+        EXPECT_EQ(NameHash(view), c.hash);
+        EXPECT_EQ(NameHint(c.name), c.hint);
+        EXPECT_EQ(NameHint(view), c.hint);
+        EXPECT_EQ(ToUtf16(view.ToUtf8()), c.name);
+        if (!c.utf8.empty()) {
+            EXPECT_EQ(view.ToUtf8(), c.utf8);
+        }
+    }
+    const std::u16string rising[] = {u"", u"A", u"aa", u"AB", u"b", u"B\x431", u"_", u"\xE4", u"\x432"};
+    for (std::size_t i = 0; i < std::size(rising); ++i) {
+        const File stored = StoredName(rising[i]);
+        const NameView left{stored.data(), static_cast<std::uint16_t>(stored.size()), FitsLatin1(rising[i])};
+        for (std::size_t j = 0; j < std::size(rising); ++j) {
+            const int order = CompareNames(left, std::u16string_view(rising[j]));
+            EXPECT_EQ(order < 0, i < j) << i << " " << j;
+            EXPECT_EQ(order == 0, i == j) << i << " " << j;
         }
     }
 }

@@ -51,8 +51,6 @@ std::string_view BreachMeaning(Breach breach) noexcept
         return "inline data of more than 4 bytes";
     case Breach::kValueDataSize:
         return "the value's data does not fit its cell";
-    case Breach::kBigDataSignature:
-        return "this is no big data record";
     case Breach::kBigDataCount:
         return "the big data record's count does not match its size";
     case Breach::kClassLength:

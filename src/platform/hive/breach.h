@@ -35,8 +35,7 @@ enum class Breach : std::uint8_t {
     kValueNameLength,
     kValueInline,   ///< inline data of more than 4 bytes
     kValueDataSize, ///< the data's cell is smaller than the data
-    kBigDataSignature,
-    kBigDataCount, ///< the number of segments does not match the size
+    kBigDataCount,  ///< the number of segments does not match the size
     kClassLength,
     kSecuritySignature,
     kSecurityLength,
