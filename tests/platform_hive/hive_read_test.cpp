@@ -81,9 +81,9 @@ TEST(HiveLookup, SeekReachesTheSameSubkeyAsCountingDoes)
     EXPECT_TRUE(cursor.Next()->IsNil());
 }
 
-TEST(HiveRead, HandsOutDataOfEverySizeInEveryVersion)
+TEST(HiveRead, HandsOutDataOfAnySizeInEveryVersion)
 {
-    for (const std::uint32_t minor : {3U, 5U}) {
+    for (const std::uint32_t minor : {2U, 3U, 4U, 5U, 6U}) {
         BuiltKey root{.name = u"ROOT", .className = u"Klass"};
         for (const std::size_t size : {0U, 1U, 4U, 5U, 16343U, 16344U, 16345U, 32688U, 32689U, 100000U}) {
             File data(size);
@@ -189,7 +189,7 @@ TEST(HiveWalkTest, EndsInAHiveThatRefersToItself)
     EXPECT_GE(counter.faults, 1);
 }
 
-TEST(HiveWalkTest, SurvivesEveryFieldOverwrittenInTurn)
+TEST(HiveWalkTest, SurvivesFieldsOverwrittenOneByOne)
 {
     BuiltKey root{.name = u"ROOT",
                   .values = {{u"big", 3, File(40000, std::byte{1})}, {u"x", 1, fixtures::TextData(u"text")}},

@@ -26,7 +26,7 @@ std::vector<std::byte> Pattern(std::size_t size)
     return data;
 }
 
-TEST(HiveWriter, KeepsListsSortedAtAnySizeInEveryVersionAndOrder)
+TEST(HiveWriter, KeepsListsOfEachKindSortedAtAnySizeAndOrder)
 {
     for (const std::uint32_t minor : {2U, 3U, 5U}) {
         for (const int order : {0, 1, 2}) {
