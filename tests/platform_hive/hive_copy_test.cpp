@@ -8,6 +8,7 @@
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_validator.h"
 #include "platform_hive/changed_hive.h"
+#include "platform_hive/raw_hive.h"
 
 namespace tolvar {
 namespace {
@@ -104,6 +105,24 @@ TEST(HiveWriterTree, DeletesNothingWhereOneKeyCanNotGo)
     }
     EXPECT_EQ(Difference(changed.hive, root, model), "");
     EXPECT_EQ(CodeOf(changed.writer.DeleteKey(top)), ErrorCode::kAccessDenied);
+}
+
+TEST(HiveWriterTree, GoesNoDeeperThanTheFormatDoes)
+{
+    for (const unsigned levels : {512U, 513U}) {
+        fixtures::RawHive raw;
+        std::vector<std::uint32_t> keys;
+        for (unsigned i = 0; i <= levels; ++i) {
+            keys.push_back(raw.AddKey({}));
+        }
+        for (unsigned i = 0; i < levels; ++i) {
+            raw.SetKey(keys[i], {.subkeys = 1, .subkeyList = raw.AddList("li", std::vector{keys[i + 1]})});
+            raw.Put(keys[i + 1], key_fields::kParent, keys[i]);
+        }
+        ChangedHive changed(raw.Finish(keys[0]));
+        const auto deleted = changed.writer.DeleteTree(CellOffset{keys[1]}, [](CellOffset) {});
+        EXPECT_EQ(CodeOf(deleted), levels == 512 ? ErrorCode::kSuccess : ErrorCode::kRegistryCorrupt);
+    }
 }
 
 TEST(HiveWriterCopy, MakesATrueCopyOverWhatIsThereOrBesideIt)

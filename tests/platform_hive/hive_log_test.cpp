@@ -265,6 +265,17 @@ TEST(HiveRecovery, ChoosesAmongLogs)
     }
 }
 
+TEST(HiveRecovery, IsForHivesThatAreNotClosedOrBroken)
+{
+    File checksum = HiveWith(8, 8);
+    checksum[508] ^= std::byte{1};
+    EXPECT_FALSE(NeedsRecovery(HiveWith(8, 8)));
+    EXPECT_TRUE(NeedsRecovery(HiveWith(9, 8)));
+    EXPECT_TRUE(NeedsRecovery(checksum));
+    EXPECT_TRUE(NeedsRecovery(File(4096)));
+    EXPECT_FALSE(NeedsRecovery(File(4095))) << "no hive at all";
+}
+
 TEST(HiveRecovery, GrowsAHiveAndBringsTheFlagOfItsLog)
 {
     const File grown = [] {

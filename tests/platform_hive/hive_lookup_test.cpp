@@ -145,6 +145,8 @@ TEST(ValueNameTable, HoldsWhatWasEnteredUntilItIsTakenOut)
 {
     std::mt19937 random(3);
     ValueNameTable table(4);
+    EXPECT_EQ(table.Slots(), 16U);
+    EXPECT_EQ(ValueNameTable(100).Slots(), 256U);
     std::vector<std::pair<std::uint32_t, CellOffset>> entries;
     for (std::uint32_t step = 0; step < 4000; ++step) {
         if (entries.size() < 300 && random() % 2 == 0) {
@@ -152,6 +154,7 @@ TEST(ValueNameTable, HoldsWhatWasEnteredUntilItIsTakenOut)
             entries.emplace_back((random() % 16 * 8 + 1) | static_cast<std::uint32_t>(random() << 20),
                                  CellOffset{8 * step});
             ASSERT_TRUE(table.Insert({entries.back().first, entries.back().second, step}));
+            ASSERT_GE(table.Slots(), 2 * entries.size());
         } else if (!entries.empty()) {
             const std::size_t at = random() % entries.size();
             table.Remove(entries[at].first, entries[at].second);
@@ -166,6 +169,40 @@ TEST(ValueNameTable, HoldsWhatWasEnteredUntilItIsTakenOut)
             ASSERT_TRUE(isFound) << step;
         }
     }
+}
+
+TEST(LookupCache, KnowsAKeyFromTheSecondLookupOnUntilItChangesOrGoes)
+{
+    BuiltKey root{.name = u"ROOT"};
+    for (unsigned i = 0; i < LookupCache::kMany; ++i) {
+        root.values.push_back({Numbered(i), 4, {}});
+        root.subkeys.push_back({.name = Numbered(i)});
+    }
+    const File file = HiveBuilder().Build(root);
+    const Hive hive = Hive::FromBytes(file, "test").value();
+    const KeyNode node = *hive.Key(hive.Root());
+    const ValueListView values = *hive.Values(node);
+    ValueListView fewer = values;
+    --fewer.count;
+    LookupCache cache;
+    const auto find = [&](const ValueListView& list, unsigned number) {
+        return cache.FindValue(hive, node.offset, list, Numbered(number));
+    };
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_FALSE(find(values, 5));
+        EXPECT_EQ(find(values, 5)->cell, values[5]);
+        EXPECT_EQ(find(values, 63)->place, 63U);
+        EXPECT_TRUE(find(values, 64)->cell.IsNil());
+        EXPECT_FALSE(find(fewer, 5)) << "another list";
+        EXPECT_TRUE(find(fewer, 63)->cell.IsNil());
+        EXPECT_FALSE(cache.IsMissFinal(hive, node.offset, node.subkeyList));
+        EXPECT_FALSE(cache.IsKnownInOrder(node.offset));
+        EXPECT_TRUE(cache.IsMissFinal(hive, node.offset, node.subkeyList));
+        EXPECT_TRUE(cache.IsKnownInOrder(node.offset));
+        cache.Forget(node.offset);
+    }
+    cache.NoteInOrder(node.offset);
+    EXPECT_TRUE(cache.IsMissFinal(hive, node.offset, CellOffset{8}));
 }
 
 TEST(ValueNameTable, GivesUpWhereHashesWereMadeToMeet)

@@ -108,7 +108,7 @@ public:
     [[nodiscard]] std::vector<std::byte> Finish(std::uint32_t root)
     {
         const auto end = static_cast<std::uint32_t>(m_file.size() - kBaseBlockSize);
-        const std::uint32_t length = (end + kLeastCell + kBinAlignment - 1) / kBinAlignment * kBinAlignment;
+        const std::uint32_t length = RoundUp(end + kLeastCell, kBinAlignment);
         m_file.resize(kBaseBlockSize + length);
         PutSize(end, 0U - (length - end)); // a free cell
         WriteBinHeader(std::span(m_file).subspan(kBaseBlockSize), 0, length);

@@ -68,6 +68,13 @@ inline constexpr std::uint32_t kDirtyBitmap = Signature("DIRT"); ///< of a log i
 inline constexpr std::uint32_t kLogEntry = Signature("HvLE");    ///< of a log in the new format
 } // namespace signatures
 
+/// `value`, or the next multiple of `unit` after it.
+template <class Number>
+[[nodiscard]] constexpr Number RoundUp(Number value, std::uint32_t unit)
+{
+    return (value + unit - 1) / unit * unit;
+}
+
 // The base block, at the start of the file (chapter 2).
 
 inline constexpr std::size_t kBaseBlockSize = 4096;     ///< bytes before the hive bins data
@@ -133,7 +140,7 @@ inline constexpr std::uint32_t kMaxCell = 1024 * 1024; ///< bytes with the heade
 /// Bytes of the cell that holds `payload`, its header included.
 [[nodiscard]] constexpr std::uint32_t CellSize(std::uint32_t payload)
 {
-    const std::uint32_t size = (payload + kCellHeader + kCellAlignment - 1) / kCellAlignment * kCellAlignment;
+    const std::uint32_t size = RoundUp(payload + kCellHeader, kCellAlignment);
     return size <= kExactCell ? std::max(kLeastCell, size) : std::bit_ceil(size);
 }
 

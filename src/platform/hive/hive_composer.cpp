@@ -39,7 +39,7 @@ void HiveComposer::CloseBin()
     if (m_bins.empty()) {
         return;
     }
-    const std::size_t end = (m_used + kBinAlignment - 1) / kBinAlignment * kBinAlignment;
+    const std::size_t end = RoundUp(m_used, kBinAlignment);
     m_bins.resize(end);
     WriteBinHeader(m_bins, static_cast<std::uint32_t>(m_binBegin), static_cast<std::uint32_t>(end - m_binBegin));
     if (end != m_used) {
@@ -190,8 +190,9 @@ CellOffset HiveComposer::AllocateLists(std::size_t count, std::vector<CellOffset
     const CellOffset index = Allocate(static_cast<std::uint32_t>(kListHeader + kPlainElement * leaves.size()));
     Store(index, list_fields::kSignature, signatures::kIndex);
     Store(index, list_fields::kCount, static_cast<std::uint16_t>(leaves.size()));
-    for (std::uint32_t i = 0; i < leaves.size(); ++i) {
-        Store(index, list_fields::Offset(i, kPlainElement), leaves[i].value);
+    std::uint32_t place = 0;
+    for (const CellOffset leaf : leaves) {
+        Store(index, list_fields::Offset(place++, kPlainElement), leaf.value);
     }
     return index;
 }

@@ -191,7 +191,7 @@ std::pair<const std::uint32_t, HiveEditor::Bin>* HiveEditor::BinOf(std::uint32_t
 bool HiveEditor::AppendBin(std::uint32_t cellSize)
 {
     const std::uint32_t begin = m_hive.Length();
-    const std::uint32_t needed = (cellSize + kBinHeaderSize + kBinAlignment - 1) / kBinAlignment * kBinAlignment;
+    const std::uint32_t needed = RoundUp(cellSize + kBinHeaderSize, kBinAlignment);
     // A hive that grows much grows by larger steps: fewer headers, and fewer ends that fit nothing.
     const std::uint32_t step = std::min(kMaxBinGrowth, begin / 16 / kBinAlignment * kBinAlignment);
     const std::uint32_t size = cellSize < kExactCell / 2 ? std::max(needed, step) : needed;

@@ -12,12 +12,6 @@ bool IsLength(std::uint32_t length)
     return length != 0 && length % kBinAlignment == 0 && length <= kMaxLength;
 }
 
-template <class Number>
-Number RoundUp(Number value, std::uint32_t unit)
-{
-    return (value + unit - 1) / unit * unit;
-}
-
 /// Takes the entry at the start of `rest` apart. False if it is none, or was not written to its end.
 bool ParseEntry(std::span<const std::byte> rest, LogEntry& entry)
 {

@@ -11,7 +11,8 @@ constexpr std::size_t kMaxSlots = std::size_t{1} << 20;  // in their tables
 constexpr std::size_t kMaxOrders = std::size_t{1} << 18; // keys whose order is remembered
 constexpr std::uint32_t kMaxTabled = 262'143;            // values: what a list of one megabyte holds
 
-bool HasName(const Hive& hive, CellOffset cell, std::u16string_view name)
+template <class Name>
+bool HasName(const Hive& hive, CellOffset cell, const Name& name)
 {
     const Checked<ValueRecord> value = hive.Value(cell);
     return !value || CompareNames(value->name, name) == 0; // one that fails now answers for itself
@@ -37,11 +38,8 @@ std::optional<ValueNameTable> TableOf(const Hive& hive, const ValueListView& val
         rest -= value->name.bytes;
         const std::uint32_t hash = ValueNameHash(value->name);
         bool isThere = false;
-        table.ForEach(hash, [&](const ValueNameTable::Entry& entry) {
-            const Checked<ValueRecord> other = hive.Value(entry.cell);
-            isThere = !other || CompareNames(other->name, value->name) == 0;
-            return isThere;
-        });
+        table.ForEach(
+            hash, [&](const ValueNameTable::Entry& entry) { return isThere = HasName(hive, entry.cell, value->name); });
         if (isThere || !table.Insert({hash, values[i], i})) {
             return std::nullopt;
         }

@@ -41,7 +41,7 @@ ValueNameTable::ValueNameTable(std::uint32_t values)
 
 bool ValueNameTable::Insert(const Entry& entry)
 {
-    if (2 * (m_taken + 1) > m_slots.size() && !Grow()) {
+    if (2 * m_taken >= m_slots.size() && !Grow()) {
         return false;
     }
     std::size_t at = SlotOf(entry.hash);
