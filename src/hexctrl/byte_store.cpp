@@ -20,15 +20,15 @@ ByteStore::ByteStore(std::size_t chunkBytes, std::pmr::memory_resource* memory)
 
 void ByteStore::Assign(std::span<const std::uint8_t> bytes)
 {
-    const std::size_t count = (bytes.size() + m_nChunkBytes - 1) / m_nChunkBytes;
     std::pmr::vector<Chunk> chunks(m_chunks.get_allocator());
     std::pmr::vector<std::uint64_t> ends(m_ends.get_allocator());
-    chunks.reserve(count);
-    ends.reserve(count);
-    for (std::size_t offset = 0; offset < bytes.size(); offset += m_nChunkBytes) {
-        const auto part = bytes.subspan(offset, std::min(m_nChunkBytes, bytes.size() - offset));
+    std::uint64_t end = 0;
+    while (!bytes.empty()) {
+        const auto part = bytes.first(std::min(m_nChunkBytes, bytes.size()));
         chunks.emplace_back(part.begin(), part.end());
-        ends.push_back(offset + part.size());
+        end += part.size();
+        ends.push_back(end);
+        bytes = bytes.subspan(part.size());
     }
     m_chunks.swap(chunks);
     m_ends.swap(ends);

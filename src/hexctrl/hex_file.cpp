@@ -6,6 +6,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include <fcntl.h>
@@ -59,16 +60,24 @@ std::string RealName(const std::string& name)
     return real ? std::string(real.get()) : name;
 }
 
+/// The result of a call that a signal may interrupt before it has done anything.
+template <typename Call>
+ssize_t Retried(const Call& call)
+{
+    ssize_t result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
 /// Writes all chunks; answers how many bytes got through.
 std::uint64_t WriteAll(int descriptor, const ByteStore& bytes)
 {
     std::uint64_t done = 0;
     while (done < bytes.Size()) {
         const auto chunk = bytes.ChunkFrom(done);
-        const ssize_t count = ::write(descriptor, chunk.data(), chunk.size());
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t count = Retried([&] { return ::write(descriptor, chunk.data(), chunk.size()); });
         if (count <= 0) {
             break;
         }
@@ -107,10 +116,8 @@ HexCode ReadHexFile(const std::string& name, std::vector<std::uint8_t>& bytes)
     }
     std::size_t done = 0;
     while (done < bytes.size()) {
-        const ssize_t count = ::read(file.Get(), bytes.data() + done, bytes.size() - done);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const auto rest = std::span(bytes).subspan(done);
+        const ssize_t count = Retried([&] { return ::read(file.Get(), rest.data(), rest.size()); });
         if (count < 0) {
             return LastError();
         }

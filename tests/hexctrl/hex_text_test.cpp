@@ -1,23 +1,24 @@
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
+#include "hex_bytes.h"
 #include "hexctrl/hex_charset.h"
-#include "hexctrl/hex_data.h"
 #include "hexctrl/hex_dump.h"
 #include "hexctrl/hex_inspect.h"
 
 namespace tolvar {
 namespace {
 
-using namespace std::string_literals;
-using Bytes = std::vector<std::uint8_t>;
+using namespace std::string_view_literals;
 
 TEST(HexInspect, ReadsTheBytesAtTheCaretInEveryWay)
 {
@@ -33,6 +34,12 @@ TEST(HexInspect, ReadsTheBytesAtTheCaretInEveryWay)
         {{0x00, 0x80, 0x3E, 0xD5, 0xDE, 0xB1, 0x9D, 0x01},
          {"0", "32768 / -32768", "3577643008 / -717324288", "116444736000000000", "1970-01-01 00:00:00.0000000", "",
           "\xE8\x80\x80\xED\x94\xBE\xEB\x87\x9E\xC6\x9D"}},
+        {{0xFF, 0x3F, 0xC0, 0xD1, 0x5E, 0x5A, 0xC8, 0x24}, // the last time that is one
+         {"255 / -1", "16383", "3519037439 / -775929857", "2650467743999999999", "9999-12-31 23:59:59.9999999", "",
+          "\xE3\xBF\xBF\xED\x87\x80\xE5\xA9\x9E\xE2\x93\x88"}},
+        {{0x00, 0x40, 0xC0, 0xD1, 0x5E, 0x5A, 0xC8, 0x24},
+         {"0", "16384", "3519037440 / -775929856", "2650467744000000000", "", "",
+          "\xE4\x80\x80\xED\x87\x80\xE5\xA9\x9E\xE2\x93\x88"}},
         {{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x7F}, // no time: the year is 30828
          {"255 / -1", "65535 / -1", "4294967295 / -1", "9223372036854775807", "", "", ""}},
         {{0x41, 0x00, 0x3D, 0xD8, 0x00, 0xDE, 0x00, 0x00, 0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46},
@@ -46,6 +53,51 @@ TEST(HexInspect, ReadsTheBytesAtTheCaretInEveryWay)
     }
 }
 
+TEST(HexInspect, ReadsTextUpToWhatIsNoCharacter)
+{
+    struct Case {
+        std::u16string units; ///< with an "x" after them that is read only where they are text
+        std::string text;
+    };
+    for (const Case& c : {
+             Case{u" ", " "},
+             Case{u"\x1F", ""},
+             Case{u"~", "~"},
+             Case{u"\x7F", ""},
+             Case{u"\x80", ""},
+             Case{u"\x9F", ""},
+             Case{u"\xA0", "\xC2\xA0"},
+             Case{u"\x7FF", "\xDF\xBF"},
+             Case{u"\x800", "\xE0\xA0\x80"},
+             Case{u"\xD7FF", "\xED\x9F\xBF"},
+             Case{u"\xE000", "\xEE\x80\x80"},
+             Case{{0xD800, 0xDC00}, "\xF0\x90\x80\x80"},
+             Case{{0xDBFF, 0xDFFD}, "\xF4\x8F\xBF\xBD"},
+             Case{{0xD812, 0xDD67}, "\xF0\x94\xA5\xA7"},
+             Case{{0xD83F, 0xDFFE}, ""}, // no character has this number
+             Case{{0xD800, 0xDBFF}, ""},
+             Case{{0xD800, 0xE000}, ""},
+             Case{{0xDC00}, ""},
+             Case{u"\xFDCF", "\xEF\xB7\x8F"},
+             Case{u"\xFDD0", ""},
+             Case{u"\xFDEF", ""},
+             Case{u"\xFDF0", "\xEF\xB7\xB0"},
+             Case{u"\xFFFD", "\xEF\xBF\xBD"},
+             Case{u"\xFFFE", ""},
+             Case{u"\xFFFF", ""},
+             Case{std::u16string(31, u'a'), std::string(31, 'a')},
+             Case{std::u16string(32, u'a'), std::string(31, 'a')}, // more than is looked at
+         }) {
+        Bytes bytes;
+        for (const char16_t unit : c.units + u"x") {
+            bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+            bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+        }
+        const std::string read = InspectBytes(bytes)[static_cast<std::size_t>(HexReading::kText)];
+        EXPECT_EQ(read, c.text.empty() ? "" : c.text + (c.units.size() == 32 ? "a" : "x")) << HexPairs(bytes);
+    }
+}
+
 TEST(HexCharset, ShowsEachByteAsItsSetDoesAndTypesItBack)
 {
     struct Case {
@@ -54,7 +106,9 @@ TEST(HexCharset, ShowsEachByteAsItsSetDoesAndTypesItBack)
         char32_t character;
     };
     for (const Case& c : {
-             Case{1, 'A', U'A'}, Case{1, 0x1F, U'.'}, Case{1, 0x7F, U'.'}, Case{1, 0xE4, U'ä'}, Case{1, 0x80, U'€'},
+             Case{1, 'A', U'A'}, Case{1, 0x1F, U'.'}, Case{1, 0x20, U' '}, Case{1, 0x7E, U'~'}, Case{1, 0x7F, U'.'},
+             Case{1, 0xA0, U'\u00A0'}, Case{1, 0xAD, U'.'}, Case{1, 0xFF, U'ÿ'}, Case{128, 0x80, U'.'},
+             Case{128, 0xB1, U'ｱ'}, Case{163, 0xC2, U'Â'}, Case{1, 0xE4, U'ä'}, Case{1, 0x80, U'€'},
              Case{1, 0x81, U'.'}, Case{204, 0xC6, U'Ж'}, Case{238, 0xB9, U'ą'}, Case{999, 0xE4, U'ä'},
              Case{128, 0x81, U'.'}, // the first of two bytes
          }) {
@@ -71,12 +125,13 @@ TEST(HexCharset, ShowsEachByteAsItsSetDoesAndTypesItBack)
 TEST(HexDump, WritesTheRowsThatTheRangeTouches)
 {
     CHexData data(std::make_shared<HexClipboard>());
-    std::string text = "AB\x01"s + "DEFGHIJ";
-    ASSERT_EQ(data.Load({10, 0, 0x20, reinterpret_cast<std::uint8_t*>(text.data())}), HexCode::kSuccess);
-    EXPECT_EQ(HexDump(data, 4, 4, 1, 4, 6), "0020     42 01 44   B.D\n"
-                                            "0024  45           E   \n");
-    EXPECT_EQ(HexDump(data, 4, 4, 0, 3, 2), "0020  41 42 01     \n");
-    EXPECT_EQ(HexDump(data, 4, 4, 0, 4, 4), "0020   AB.D\n0024       \n") << "the row behind the range is there too";
+    Loaded(data, "AB\x1F FGHIJK", 0x20);
+    EXPECT_EQ(HexDump(data, 4, 4, 1, 4, 6), "0020     42 1F 20   B. \n"
+                                            "0024  46           F   \n");
+    EXPECT_EQ(HexDump(data, 4, 4, 5, 2, 6), "0024     47 48      GH \n");
+    EXPECT_EQ(HexDump(data, 4, 4, 6, 1000, 4), "0024     HI\n0028   JK  \n");
+    EXPECT_EQ(HexDump(data, 4, 4, 0, 3, 2), "0020  41 42 1F     \n");
+    EXPECT_EQ(HexDump(data, 4, 4, 0, 4, 4), "0020   AB. \n0024       \n") << "the row behind the range is there too";
     EXPECT_EQ(HexDump(data, 4, 4, 99, -7, 4), "0028       \n");
 }
 
@@ -84,7 +139,12 @@ TEST(HexDump, ReadsHexTextInPairs)
 {
     EXPECT_EQ(BytesOfHexText("4d 5A90  00 "), (Bytes{0x4D, 0x5A, 0x90, 0}));
     EXPECT_EQ(BytesOfHexText(""), Bytes());
-    for (const char* wrong : {"4", "4 d", "4d5", "xy", "4d,5a"}) {
+    EXPECT_EQ(HexPairs(Bytes{0x4D, 0x05, 0xF0}), "4d 05 f0 ");
+    EXPECT_EQ(HexPair(0x5F), "5F");
+    EXPECT_EQ(HexAddress(0xA0, 4), "00A0");
+    EXPECT_EQ(HexAddress(0x12345, 4), "12345");
+    EXPECT_EQ(HexAddress(0, 0), "");
+    for (const std::string_view wrong : {"4"sv, "4 d"sv, "4d5"sv, "xy"sv, "4x"sv, "4d,5a"sv, "4d5a"sv.substr(0, 3)}) {
         EXPECT_EQ(BytesOfHexText(wrong), std::nullopt) << wrong;
     }
 }
@@ -107,8 +167,20 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
+    [[nodiscard]] std::ptrdiff_t FilesInFolder() const
+    {
+        return std::distance(std::filesystem::directory_iterator(m_folder), {});
+    }
+    static unsigned ModeOf(const std::string& name)
+    {
+        struct stat status {};
+        EXPECT_EQ(::stat(name.c_str(), &status), 0);
+        return status.st_mode & 07777U;
+    }
+
     std::filesystem::path m_folder;
-    CHexData m_data{std::make_shared<HexClipboard>(), 4};
+    std::shared_ptr<HexClipboard> m_clipboard = std::make_shared<HexClipboard>();
+    CHexData m_data{m_clipboard, 4};
 };
 
 TEST_F(HexFile, SavesWhereItWasLoadedFromThroughALinkAndKeepsThePermissions)
@@ -124,12 +196,59 @@ TEST_F(HexFile, SavesWhereItWasLoadedFromThroughALinkAndKeepsThePermissions)
     EXPECT_FALSE(m_data.IsModified());
     EXPECT_EQ(Content(Name("real")), "019");
     EXPECT_TRUE(std::filesystem::is_symlink(Name("link")));
-    struct stat status {};
-    ASSERT_EQ(::stat(Name("real").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+    EXPECT_EQ(ModeOf(Name("real")), 0640U);
+    const mode_t mask = ::umask(0027);
     EXPECT_EQ(m_data.SaveAs(Name("other")), 0U);
+    EXPECT_EQ(::umask(mask), 0027U) << "and it stays so";
+    EXPECT_EQ(ModeOf(Name("other")), 0640U);
     EXPECT_EQ(Content(Name("other")), "019");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 3) << "nothing else is left behind";
+    EXPECT_EQ(FilesInFolder(), 3) << "nothing else is left behind";
+    m_data.Select(0, 1);
+    ASSERT_EQ(m_data.Copy(), HexOutcome::kDone);
+    EXPECT_EQ(m_clipboard->sourceName, Name("link"));
+}
+
+/// No file of the process grows longer than this.
+class ShortFiles {
+public:
+    explicit ShortFiles(rlim_t most)
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_old);
+        const rlimit limit{most, m_old.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        m_oldAction = std::signal(SIGXFSZ, SIG_IGN);
+    }
+    ShortFiles(const ShortFiles&) = delete;
+    ShortFiles& operator=(const ShortFiles&) = delete;
+    ~ShortFiles()
+    {
+        std::signal(SIGXFSZ, m_oldAction);
+        ::setrlimit(RLIMIT_FSIZE, &m_old);
+    }
+
+private:
+    rlimit m_old{};
+    void (*m_oldAction)(int) = nullptr;
+};
+
+TEST_F(HexFile, AFileThatDoesNotFitIsNotTouched)
+{
+    std::ofstream(Name("file")) << "0123456789";
+    ASSERT_EQ(m_data.LoadFile(Name("file")), HexCode::kSuccess);
+    m_data.Select(0, 10);
+    ASSERT_EQ(m_data.OverwriteWithZeros(), HexOutcome::kDone);
+    for (const auto& [room, result] :
+         {std::pair<rlim_t, std::uint32_t>{7, 7}, {1, 1}, {0, static_cast<std::uint32_t>(HexCode::kGeneralFailure)}}) {
+        std::uint32_t saved = 0;
+        {
+            const ShortFiles limit(room);
+            saved = m_data.Save();
+        }
+        EXPECT_EQ(saved, result);
+        EXPECT_TRUE(m_data.IsModified());
+        EXPECT_EQ(Content(Name("file")), "0123456789");
+        EXPECT_EQ(FilesInFolder(), 1);
+    }
 }
 
 TEST_F(HexFile, TellsWhatCanNotBeReadOrWritten)
@@ -145,6 +264,13 @@ TEST_F(HexFile, TellsWhatCanNotBeReadOrWritten)
     ASSERT_EQ(m_data.LoadFile(Name("file")), HexCode::kSuccess);
     EXPECT_EQ(m_data.SaveAs(""), kBad);
     EXPECT_EQ(m_data.SaveAs(Name("none/file")), static_cast<std::uint32_t>(HexCode::kFileNotFound));
+    EXPECT_EQ(m_data.SaveAs(Name("file/below")), static_cast<std::uint32_t>(HexCode::kFileNotFound));
+    std::filesystem::create_directory(Name("folder"));
+    EXPECT_EQ(m_data.SaveAs(Name("folder")), static_cast<std::uint32_t>(HexCode::kAccessDenied));
+    EXPECT_EQ(m_data.LoadFile(Name(std::string(300, 'x').c_str())), HexCode::kGeneralFailure);
+    EXPECT_EQ(FilesInFolder(), 3) << "the pipe, the file and the folder";
+    EXPECT_EQ(Text(m_data), "abc");
+    EXPECT_FALSE(m_data.IsModified());
 }
 
 } // namespace
