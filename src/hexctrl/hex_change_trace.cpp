@@ -25,8 +25,8 @@ public:
     void Overwritten(std::int64_t position, std::int64_t size)
     {
         for (const Segment& segment : m_segments) {
-            const std::int64_t from = std::max(position, segment.offset);
-            Mark(segment, from, std::min(position + size, segment.offset + segment.size));
+            const std::int64_t end = segment.offset + segment.size;
+            Mark(segment, std::clamp(position, segment.offset, end), std::clamp(position + size, segment.offset, end));
         }
     }
 
@@ -64,10 +64,8 @@ public:
 private:
     void Mark(const Segment& segment, std::int64_t from, std::int64_t to)
     {
-        if (from < to) {
-            const auto first = m_changed.begin() + (segment.inView + from - segment.offset);
-            std::fill(first, first + (to - from), true);
-        }
+        const auto first = m_changed.begin() + (segment.inView + from - segment.offset);
+        std::fill(first, first + (to - from), true);
     }
 
     void Keep(const Segment& segment, std::int64_t from, std::int64_t to, std::int64_t shift)

@@ -54,7 +54,8 @@ public:
         std::size_t inLeft = 1;
         std::size_t outLeft = out.size();
         iconv(m_converter, nullptr, nullptr, nullptr, nullptr);
-        if (iconv(m_converter, &inAt, &inLeft, &outAt, &outLeft) == static_cast<std::size_t>(-1) || inLeft != 0) {
+        iconv(m_converter, &inAt, &inLeft, &outAt, &outLeft);
+        if (inLeft != 0) { // no character, or the first byte of a longer one
             return std::nullopt;
         }
         iconv(m_converter, nullptr, nullptr, &outAt, &outLeft); // some sets hold a letter back, to join it to a mark
@@ -80,17 +81,19 @@ HexCharacters CharactersOf(std::uint32_t charset)
     const auto* row = std::ranges::find(kCharsets, charset, &CharsetRow::number);
     Converter converter(row == std::end(kCharsets) ? kWestern : row->codePage);
     HexCharacters characters{};
-    for (std::size_t byte = 0; byte < characters.size(); ++byte) {
+    char32_t byte = 0;
+    for (char32_t& shown : characters) {
         const auto character =
-            byte < kFirstHighControl ? static_cast<char32_t>(byte) : converter.Convert(static_cast<std::uint8_t>(byte));
-        characters[byte] = character && IsShown(*character) ? *character : U'.';
+            byte < kFirstHighControl ? std::optional(byte) : converter.Convert(static_cast<std::uint8_t>(byte));
+        shown = character && IsShown(*character) ? *character : U'.';
+        ++byte;
     }
     return characters;
 }
 
 std::optional<std::uint8_t> ByteOf(const HexCharacters& characters, char32_t character)
 {
-    if (character < kDelete) {
+    if (character < kFirstHighControl) {
         return static_cast<std::uint8_t>(character);
     }
     const auto* found = std::ranges::find(characters, character);

@@ -86,7 +86,8 @@ TEST(HexInspect, ReadsTextUpToWhatIsNoCharacter)
              Case{u"\xFFFE", ""},
              Case{u"\xFFFF", ""},
              Case{std::u16string(31, u'a'), std::string(31, 'a')},
-             Case{std::u16string(32, u'a'), std::string(31, 'a')}, // more than is looked at
+             Case{std::u16string(32, u'a'), std::string(32, 'a')}, // more isn't looked at
+             Case{std::u16string(30, u'a') + u"\xD800\xDC00", std::string(30, 'a') + "\xF0\x90\x80\x80"},
          }) {
         Bytes bytes;
         for (const char16_t unit : c.units + u"x") {
@@ -94,7 +95,7 @@ TEST(HexInspect, ReadsTextUpToWhatIsNoCharacter)
             bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
         }
         const std::string read = InspectBytes(bytes)[static_cast<std::size_t>(HexReading::kText)];
-        EXPECT_EQ(read, c.text.empty() ? "" : c.text + (c.units.size() == 32 ? "a" : "x")) << HexPairs(bytes);
+        EXPECT_EQ(read, c.text + (c.text.empty() || c.units.size() == 32 ? "" : "x")) << HexPairs(bytes);
     }
 }
 
@@ -120,6 +121,9 @@ TEST(HexCharset, ShowsEachByteAsItsSetDoesAndTypesItBack)
     }
     EXPECT_EQ(ByteOf(CharactersOf(1), U'Ж'), std::nullopt);
     EXPECT_EQ(ByteOf(CharactersOf(1), U'.'), '.');
+    EXPECT_EQ(ByteOf(CharactersOf(1), U'\x7F'), 0x7F)
+        << "a control is the byte that it is, though it is shown as a dot";
+    EXPECT_EQ(ByteOf(CharactersOf(1), U'\x80'), std::nullopt);
 }
 
 TEST(HexDump, WritesTheRowsThatTheRangeTouches)
