@@ -16,8 +16,8 @@ struct SearchOptions;
 struct SearchHit;
 
 // What the panes say to each other. No pane calls into another: a message goes up to the parent, which forwards it, and
-// all of it happens before Send returns. The numbers are those of the messages that the protocol was made with. What a
-// message points to lives as long as the send: a receiver copies what it keeps.
+// all of it happens before Send returns. Each message has a number of its own. What a message points to lives as long
+// as the send: a receiver copies what it keeps.
 
 /// Where to go: a full key path, or "./NAME" for a child of the selected key, or "../" for its parent.
 struct KeyTarget {
@@ -166,8 +166,7 @@ public:
     const SearchOptions* options;
 };
 
-/// Add a key to the bookmarks. Answers 0 on success. The protocol gives it the number of StartSearchMessage, and tells
-/// the two apart by their receivers; here each has its own.
+/// Add a key to the bookmarks. Answers 0 on success.
 class AddBookmarkMessage final : public NumberedMessage<1319> {
 public:
     explicit AddBookmarkMessage(std::string fullPath) : path(std::move(fullPath)) {}
@@ -191,7 +190,7 @@ public:
     int number;
 };
 
-// Beside the protocol: what panes ask of the window around them.
+// What panes ask of the window around them.
 
 /// Text for a pane of the frame's status bar.
 class StatusTextMessage final : public NumberedMessage<390> {
