@@ -8,6 +8,8 @@ import sys
 import tempfile
 import time
 
+from no_desktop import environment
+
 STUDIO = sys.argv[1]
 failures = 0
 
@@ -19,13 +21,9 @@ def check(what, condition, detail=""):
         print("FAILED:", what, detail)
 
 
-def environment(folder, platform):
-    return {**os.environ, "XDG_CONFIG_HOME": folder, "XDG_DATA_HOME": folder, "XDG_RUNTIME_DIR": folder, "QT_QPA_PLATFORM": platform}
-
-
 def the_window_is_rendered_into_a_picture(folder):
     file = os.path.join(folder, "window.png")
-    done = subprocess.run([STUDIO, "--screenshot", file], env=environment(folder, "offscreen"), capture_output=True,
+    done = subprocess.run([STUDIO, "--screenshot", file], env=environment(folder, QT_QPA_PLATFORM="offscreen"), capture_output=True,
                           timeout=60)
     check("a picture was asked for and written", done.returncode == 0, done.stderr)
     with open(file, "rb") as picture:
@@ -33,12 +31,12 @@ def the_window_is_rendered_into_a_picture(folder):
     check("it is a PNG of the window's size", head[:8] == b"\x89PNG\r\n\x1a\n" and struct.unpack(">II", head[16:]) == (720, 510),
           head)
     done = subprocess.run([STUDIO, "--screenshot", os.path.join(folder, "none", "x.png")],
-                          env=environment(folder, "offscreen"), capture_output=True, timeout=60)
+                          env=environment(folder, QT_QPA_PLATFORM="offscreen"), capture_output=True, timeout=60)
     check("a picture that can't be written is said", done.returncode == 1 and b"could not be written" in done.stderr, done)
 
 
 def wrong_arguments_end_with_two(folder):
-    done = subprocess.run([STUDIO, "--nonsense"], env=environment(folder, "offscreen"), capture_output=True, timeout=60)
+    done = subprocess.run([STUDIO, "--nonsense"], env=environment(folder, QT_QPA_PLATFORM="offscreen"), capture_output=True, timeout=60)
     check("wrong usage", done.returncode == 2, done)
 
 
@@ -58,7 +56,7 @@ def without_a_display_only_this_machine_can_connect(folder):
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         port = probe.getsockname()[1]
-    with subprocess.Popen([STUDIO], env=environment(folder, f"vnc:size=800x600:port={port}"), stderr=subprocess.DEVNULL) as studio:
+    with subprocess.Popen([STUDIO], env=environment(folder, QT_QPA_PLATFORM=f"vnc:size=800x600:port={port}"), stderr=subprocess.DEVNULL) as studio:
         try:
             addresses = []
             for _ in range(200):

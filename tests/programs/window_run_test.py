@@ -14,6 +14,8 @@ import tempfile
 import time
 import zlib
 
+from no_desktop import environment
+
 STUDIO, PICTURE = sys.argv[1:]
 WIDTH, HEIGHT = 1000, 700
 failures = 0
@@ -65,10 +67,9 @@ class Display:
 class Studio:
     def __init__(self, display, folder):
         self.settings_file = os.path.join(folder, "Kordo", "Tolvar.conf")
-        self.env = {**os.environ, "DISPLAY": display.name, "QT_QPA_PLATFORM": "xcb", "XDG_CONFIG_HOME": folder,
-                    "XDG_DATA_HOME": folder, "XDG_RUNTIME_DIR": folder, "LC_ALL": "C.UTF-8",
-                    # The desktop's own libraries keep some memory to the end, which is not ours to give back.
-                    "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"}
+        # The desktop's own libraries keep some memory to the end, which is not ours to give back.
+        no_leaks = os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
+        self.env = environment(folder, DISPLAY=display.name, QT_QPA_PLATFORM="xcb", ASAN_OPTIONS=no_leaks)
         self.process = subprocess.Popen([STUDIO, "--palette", "light"], env=self.env)
         self.do("search", "--sync", "--onlyvisible", "--name", "Tolvar Studio", "windowfocus", "--sync")
         self.settle()
@@ -77,7 +78,14 @@ class Studio:
         subprocess.run(["xdotool", *arguments], env=self.env, check=True, timeout=30, stdout=subprocess.DEVNULL)
 
     def settle(self):
-        time.sleep(0.5)  # the program has no way to say that it has nothing more to do
+        """Waits until the program has nothing more to do: its thread gets no more time from the system."""
+        quiet, before, end = 0, None, time.monotonic() + 20
+        while quiet < 3 and time.monotonic() < end:
+            time.sleep(0.03)
+            with open(f"/proc/{self.process.pid}/schedstat", encoding="ascii") as file:
+                now = file.read().split()[0]
+            quiet = quiet + 1 if now == before else 0
+            before = now
 
     def keys(self, *names):
         for name in names:
