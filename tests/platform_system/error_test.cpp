@@ -2,52 +2,14 @@
 
 #include <cerrno>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace tolvar {
 namespace {
 
-TEST(ErrorTexts, ExistForEveryCode)
+TEST(ErrorTexts, AreThePlatformsOrNameANumberThatHasNone)
 {
-    using enum ErrorCode;
-    for (const ErrorCode code : {kSuccess,
-                                 kInvalidFunction,
-                                 kFileNotFound,
-                                 kPathNotFound,
-                                 kAccessDenied,
-                                 kInvalidHandle,
-                                 kNotEnoughMemory,
-                                 kInvalidData,
-                                 kWriteProtect,
-                                 kReadFault,
-                                 kSharingViolation,
-                                 kNotSupported,
-                                 kInvalidParameter,
-                                 kDiskFull,
-                                 kInsufficientBuffer,
-                                 kInvalidName,
-                                 kAlreadyExists,
-                                 kMoreData,
-                                 kNoMoreItems,
-                                 kDirectory,
-                                 kBadKey,
-                                 kCantOpen,
-                                 kCantRead,
-                                 kRegistryCorrupt,
-                                 kRegistryIoFailed,
-                                 kNotRegistryFile,
-                                 kKeyDeleted,
-                                 kNoUnicodeTranslation,
-                                 kIoDevice,
-                                 kRevisionMismatch,
-                                 kNoneMapped,
-                                 kInvalidSid,
-                                 kInvalidSecurityDescriptor,
-                                 kFileCorrupt}) {
-        EXPECT_THAT(FormatMessageText(code), testing::Not(testing::HasSubstr("Unknown")))
-            << static_cast<std::uint32_t>(code);
-    }
+    EXPECT_EQ(FormatMessageText(ErrorCode::kSuccess), "The operation completed successfully.");
     EXPECT_EQ(FormatMessageText(static_cast<ErrorCode>(4)), "Unknown error 4.");
     EXPECT_EQ(FormatMessageText(static_cast<ErrorCode>(0xFFFFFFFF)), "Unknown error 4294967295.");
 }

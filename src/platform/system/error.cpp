@@ -1,7 +1,5 @@
 #include "platform/system/error.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 
 #include <fmt/format.h>
@@ -10,57 +8,90 @@ namespace tolvar {
 
 namespace {
 
-struct MessageText {
-    std::uint32_t code;
-    const char* text;
-};
-
-/// In order of their numbers. The wording is the platform's.
-constexpr std::array kTexts = {
-    MessageText{0, "The operation completed successfully."},
-    MessageText{1, "Incorrect function."},
-    MessageText{2, "The system cannot find the file specified."},
-    MessageText{3, "The system cannot find the path specified."},
-    MessageText{5, "Access is denied."},
-    MessageText{6, "The handle is invalid."},
-    MessageText{8, "Not enough storage is available to process this command."},
-    MessageText{13, "The data is invalid."},
-    MessageText{19, "The media is write protected."},
-    MessageText{22, "The device does not recognize the command."},
-    MessageText{30, "The system cannot read from the specified device."},
-    MessageText{32, "The process cannot access the file because it is being used by another process."},
-    MessageText{50, "The request is not supported."},
-    MessageText{87, "The parameter is incorrect."},
-    MessageText{112, "There is not enough space on the disk."},
-    MessageText{122, "The data area passed to a system call is too small."},
-    MessageText{123, "The filename, directory name, or volume label syntax is incorrect."},
-    MessageText{183, "Cannot create a file when that file already exists."},
-    MessageText{234, "More data is available."},
-    MessageText{259, "No more data is available."},
-    MessageText{267, "The directory name is invalid."},
-    MessageText{1010, "The configuration registry key is invalid."},
-    MessageText{1011, "The configuration registry key could not be opened."},
-    MessageText{1012, "The configuration registry key could not be read."},
-    MessageText{1015, "The registry is corrupted."},
-    MessageText{1016, "An I/O operation initiated by the registry failed unrecoverably."},
-    MessageText{1017, "The file is not in a registry file format."},
-    MessageText{1018, "Illegal operation attempted on a registry key that has been marked for deletion."},
-    MessageText{1113, "No mapping for the Unicode character exists in the target multi-byte code page."},
-    MessageText{1117, "The request could not be performed because of an I/O device error."},
-    MessageText{1306, "Indicates two revision levels are incompatible."},
-    MessageText{1332, "No mapping between account names and security IDs was done."},
-    MessageText{1337, "The security ID structure is invalid."},
-    MessageText{1338, "The security descriptor structure is invalid."},
-    MessageText{1392, "The file or directory is corrupted and unreadable."},
-};
+/// The platform's wording; null for a code that has none here. The compiler sees to it that every code has one.
+const char* TextOf(ErrorCode code)
+{
+    switch (code) {
+    case ErrorCode::kSuccess:
+        return "The operation completed successfully.";
+    case ErrorCode::kInvalidFunction:
+        return "Incorrect function.";
+    case ErrorCode::kFileNotFound:
+        return "The system cannot find the file specified.";
+    case ErrorCode::kPathNotFound:
+        return "The system cannot find the path specified.";
+    case ErrorCode::kAccessDenied:
+        return "Access is denied.";
+    case ErrorCode::kInvalidHandle:
+        return "The handle is invalid.";
+    case ErrorCode::kNotEnoughMemory:
+        return "Not enough storage is available to process this command.";
+    case ErrorCode::kInvalidData:
+        return "The data is invalid.";
+    case ErrorCode::kWriteProtect:
+        return "The media is write protected.";
+    case ErrorCode::kBadCommand:
+        return "The device does not recognize the command.";
+    case ErrorCode::kReadFault:
+        return "The system cannot read from the specified device.";
+    case ErrorCode::kSharingViolation:
+        return "The process cannot access the file because it is being used by another process.";
+    case ErrorCode::kNotSupported:
+        return "The request is not supported.";
+    case ErrorCode::kInvalidParameter:
+        return "The parameter is incorrect.";
+    case ErrorCode::kDiskFull:
+        return "There is not enough space on the disk.";
+    case ErrorCode::kInsufficientBuffer:
+        return "The data area passed to a system call is too small.";
+    case ErrorCode::kInvalidName:
+        return "The filename, directory name, or volume label syntax is incorrect.";
+    case ErrorCode::kAlreadyExists:
+        return "Cannot create a file when that file already exists.";
+    case ErrorCode::kMoreData:
+        return "More data is available.";
+    case ErrorCode::kNoMoreItems:
+        return "No more data is available.";
+    case ErrorCode::kDirectory:
+        return "The directory name is invalid.";
+    case ErrorCode::kBadKey:
+        return "The configuration registry key is invalid.";
+    case ErrorCode::kCantOpen:
+        return "The configuration registry key could not be opened.";
+    case ErrorCode::kCantRead:
+        return "The configuration registry key could not be read.";
+    case ErrorCode::kRegistryCorrupt:
+        return "The registry is corrupted.";
+    case ErrorCode::kRegistryIoFailed:
+        return "An I/O operation initiated by the registry failed unrecoverably.";
+    case ErrorCode::kNotRegistryFile:
+        return "The file is not in a registry file format.";
+    case ErrorCode::kKeyDeleted:
+        return "Illegal operation attempted on a registry key that has been marked for deletion.";
+    case ErrorCode::kNoUnicodeTranslation:
+        return "No mapping for the Unicode character exists in the target multi-byte code page.";
+    case ErrorCode::kIoDevice:
+        return "The request could not be performed because of an I/O device error.";
+    case ErrorCode::kRevisionMismatch:
+        return "Indicates two revision levels are incompatible.";
+    case ErrorCode::kNoneMapped:
+        return "No mapping between account names and security IDs was done.";
+    case ErrorCode::kInvalidSid:
+        return "The security ID structure is invalid.";
+    case ErrorCode::kInvalidSecurityDescriptor:
+        return "The security descriptor structure is invalid.";
+    case ErrorCode::kFileCorrupt:
+        return "The file or directory is corrupted and unreadable.";
+    }
+    return nullptr;
+}
 
 } // namespace
 
 std::string FormatMessageText(ErrorCode code)
 {
-    const auto number = static_cast<std::uint32_t>(code);
-    const auto at = std::ranges::lower_bound(kTexts, number, {}, &MessageText::code);
-    return at != kTexts.end() && at->code == number ? at->text : fmt::format("Unknown error {}.", number);
+    const char* const text = TextOf(code);
+    return text != nullptr ? text : fmt::format("Unknown error {}.", static_cast<std::uint32_t>(code));
 }
 
 std::string Describe(const Error& error)
