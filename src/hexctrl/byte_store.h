@@ -11,8 +11,8 @@ namespace tolvar {
 /// A long run of bytes that is cheap to change anywhere: chunks of bounded size, and an index of where each one ends.
 /// A change costs the move of one chunk's bytes and a pass over the index, however long the run is.
 ///
-/// Offsets and ranges must lie inside the run. Every call that needs memory throws std::bad_alloc where there is none,
-/// and then has changed nothing. Not safe for threads that change it.
+/// Offsets and ranges of what changes must lie inside the run. Every call that needs memory throws std::bad_alloc where
+/// there is none, and then has changed nothing. Not safe for threads that change it.
 class ByteStore {
 public:
     static constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
@@ -26,7 +26,7 @@ public:
     /// Replaces all bytes.
     void Assign(std::span<const std::uint8_t> bytes);
 
-    /// Copies bytes out and answers how many: fewer than `out` holds only at the end of the run.
+    /// Copies bytes out and returns how many: fewer than `out` holds only at the end of the run, none after it.
     std::size_t Read(std::uint64_t offset, std::span<std::uint8_t> out) const;
 
     void Write(std::uint64_t offset, std::span<const std::uint8_t> bytes);
@@ -38,7 +38,8 @@ public:
     /// Needs no memory, so it can't fail.
     void Erase(std::uint64_t offset, std::uint64_t size) noexcept;
 
-    /// The bytes from `offset` to the end of their chunk, empty at the end of the run. Valid until the next change.
+    /// The bytes from `offset` to the end of their chunk, empty at the end of the run and after it. Valid until the
+    /// next change.
     [[nodiscard]] std::span<const std::uint8_t> ChunkFrom(std::uint64_t offset) const;
 
 private:

@@ -116,7 +116,7 @@ std::uint32_t CHexData::WriteFile(const std::string& name)
 
 std::size_t CHexData::Read(std::int64_t offset, std::span<std::uint8_t> out) const
 {
-    return offset < 0 || offset >= Size() ? 0 : m_bytes.Read(Unsigned(offset), out);
+    return offset < 0 ? 0 : m_bytes.Read(Unsigned(offset), out);
 }
 
 HexOutcome CHexData::Overwrite(std::span<const std::uint8_t> bytes)

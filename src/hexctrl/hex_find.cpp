@@ -162,12 +162,12 @@ std::optional<std::uint64_t> FindForward(const ByteStore& bytes, const HexPatter
 std::optional<std::uint64_t> FindBackward(const ByteStore& bytes, const HexPattern& pattern, std::uint64_t before)
 {
     const std::size_t length = pattern.bytes.size();
-    if (length == 0 || bytes.Size() < length) {
+    if (length == 0) {
         return std::nullopt;
     }
     std::vector<std::uint8_t> buffer;
-    for (std::uint64_t end = std::min(before, bytes.Size() - length + 1); end > 0;) {
-        const std::uint64_t start = end > kBlock ? end - kBlock : 0;
+    for (std::uint64_t end = std::min(before, bytes.Size()); end > 0;) {
+        const std::uint64_t start = end - std::min<std::uint64_t>(end, kBlock);
         auto window = Window(bytes, start, end - start + length - 1, buffer);
         const std::size_t anchor = RarestByte(window, pattern);
         std::optional<std::uint64_t> last;

@@ -52,6 +52,8 @@ TEST(ByteStore, ChangesTheChunksThatAChangeTouches)
              Case{"012345678", [](ByteStore& s) { s.Erase(0, 5); }, "567|8"},
              Case{"01234567", [](ByteStore& s) { s.Erase(1, 3), s.Erase(2, 3); }, "04"},
              Case{"01234567", [](ByteStore& s) { s.Erase(2, 4); }, "01|67"},
+             Case{"012345678", [](ByteStore& s) { s.Erase(1, 3), s.Erase(1, 3); }, "07|8"},
+             Case{"0123456789ab", [](ByteStore& s) { s.Erase(5, 3), s.Erase(6, 2); }, "0123|4|8b"},
              Case{"01234567", [](ByteStore& s) { s.Erase(0, 8); }, ""},
              // Bytes change in their places.
              Case{"012345678", [](ByteStore& s) { s.Write(3, BytesOf("abcdef")); }, "012a|bcde|f"},

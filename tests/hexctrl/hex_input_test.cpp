@@ -152,6 +152,10 @@ constexpr InputCase kCases[] = {
     {40, "Down Down", "h1:32"},
     {40, "Down Down Down", "h1:40"},
     {40, "@h20.1 Up", "h2:4"},
+    {40, "@h16.0 Up", "h1:0"},
+    {32, "@h16.1 Down", "h1:32"},
+    {40, "@t20 Up", "t3:4"},
+    {40, "@t5 Down", "t3:21"},
     {40, "@h9.0 Up", "h1:9"},
     {0, "Right Left Up Down Delete Backspace", "h1:0", ""},
     // In the text column it goes from byte to byte.
@@ -246,6 +250,9 @@ constexpr InputCase kCases[] = {
     {400, "@h127.1 Right", "h1:128", nullptr, 1},
     {400, "End @h0.0 Up", "h1:272", nullptr, 17},
     {400, "S-End", "h3:0-399", nullptr, 17},
+    {400, "End S-Delete", "h3:0", nullptr, 18},
+    {400, "End S-Backspace", "h3:0", nullptr, 18},
+    {400, "End S-Other", "h3:0", nullptr, 18},
     {400, "S-PageDown", "h3:0-128", nullptr, 8},
     {400, "@h5.0 S-PageDown S-PageDown S-PageUp", "h3:5-133", nullptr, 8},
     // Every key that selects, at the ends of the data and at its append position.
@@ -293,6 +300,7 @@ TEST(HexInput, KeysAndMouseMoveCaretSelectionAndBytes)
         const std::string before = HexPairs(player.data.Bytes());
         player.Play(c.steps);
         EXPECT_EQ(player.Caret(), c.caret);
+        EXPECT_EQ(player.last.outcome, HexOutcome::kDone) << "keys that can't act do nothing, without a sound";
         const std::string after = HexPairs(player.data.Bytes());
         if (c.bytes == kChanged) {
             EXPECT_NE(after, before);
@@ -362,6 +370,18 @@ TEST(HexInput, ADragMarksUpToTheByteUnderItAndNoneAboveTheView)
         EXPECT_EQ(player.view.TopRow(), c.topRow);
         player.input.MouseUp(6, c.row);
         EXPECT_EQ(player.data.selection.start, std::min<std::int64_t>(120, 16 * (c.topRow + std::clamp(c.row, 0, 7))));
+    }
+}
+
+TEST(HexInput, AHeldMouseMarksNothingBehindTheData)
+{
+    for (const int byte : {8, 9}) { // of row 2, whose last byte is 39
+        Player player(40);
+        player.input.MouseDown(player.view.HexColumn(byte), 2);
+        EXPECT_EQ(player.data.selection, Marked(HexZone::kLowDigit, 39, 39)) << byte;
+        player.Play("@h5.0");
+        player.input.Drag(player.view.HexColumn(byte), 2, false, false);
+        EXPECT_EQ(player.data.selection, Marked(HexZone::kHighDigit, 5, 5)) << byte;
     }
 }
 
