@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fixtures/model_watch.h"
 #include "fixtures/window_fixture.h"
 #include "journal/ui/journal_list.h"
 #include "registry/reg_key.h"
@@ -61,6 +62,7 @@ protected:
     fixtures::WindowFixture fixture;
     fixtures::RecordingParent parent;
     CJournalList list{fixture.context, fixture.document, &parent};
+    fixtures::ModelWatch watch{*list.model()};
 };
 
 TEST_F(JournalList, ShowsEachChangeAsItIsMade)

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fixtures/model_watch.h"
 #include "fixtures/window_fixture.h"
 #include "keytree/key_tree.h"
 #include "registry/root_keys.h"
@@ -96,6 +97,7 @@ protected:
     fixtures::WindowFixture fixture;
     fixtures::RecordingParent parent;
     CKeyTree tree{fixture.context, &parent};
+    fixtures::ModelWatch watch{*tree.model()};
 };
 
 TEST_F(KeyTreeChanges, MakesANewKeyAndLetsItsNameBeTyped)

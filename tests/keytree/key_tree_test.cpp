@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fixtures/model_watch.h"
 #include "fixtures/window_fixture.h"
 #include "keytree/key_tree.h"
 #include "ui/native_text.h"
@@ -31,6 +32,7 @@ protected:
     {
         if (!m_pTree) {
             m_pTree = std::make_unique<CKeyTree>(fixture.context, &parent);
+            m_pWatch = std::make_unique<fixtures::ModelWatch>(*m_pTree->model());
         }
         return *m_pTree;
     }
@@ -77,6 +79,7 @@ protected:
 
 private:
     std::unique_ptr<CKeyTree> m_pTree;
+    std::unique_ptr<fixtures::ModelWatch> m_pWatch;
 };
 
 TEST_F(KeyTree, ShowsTheRootsOfThePlatformInTheOrderOfTheirNames)
@@ -124,9 +127,8 @@ TEST_F(KeyTree, TakesThePlusSignFromARootThatTurnsOutToBeEmpty)
     Tree().show();
     ASSERT_TRUE(Tree().Model().hasChildren(Item("HKEY_USERS")));
     Tree().expand(Item("HKEY_USERS"));
-    QTest::qWait(10);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !Tree().isExpanded(Item("HKEY_USERS")); }));
     EXPECT_FALSE(Tree().Model().hasChildren(Item("HKEY_USERS")));
-    EXPECT_FALSE(Tree().isExpanded(Item("HKEY_USERS")));
 }
 
 TEST_F(KeyTree, ShowsARefusedKeyAsOneWithoutChildren)

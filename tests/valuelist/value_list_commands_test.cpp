@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fixtures/model_watch.h"
 #include "fixtures/window_fixture.h"
 #include "valuelist/row_tip.h"
 #include "valuelist/value_list.h"
@@ -92,6 +93,7 @@ protected:
     fixtures::WindowFixture fixture;
     fixtures::RecordingParent parent;
     CValueList list{fixture.context, &parent};
+    fixtures::ModelWatch watch{*list.model()};
 };
 
 TEST_F(ValueListCommands, OpensEachValueInTheFormThatBringsItBack)

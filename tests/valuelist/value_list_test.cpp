@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fixtures/model_watch.h"
 #include "fixtures/window_fixture.h"
 #include "valuelist/value_list.h"
 
@@ -29,11 +30,16 @@ protected:
     {
         if (!m_pList) {
             m_pList = std::make_unique<CValueList>(fixture.context, &parent);
+            m_pWatch = std::make_unique<fixtures::ModelWatch>(*m_pList->model());
         }
         return *m_pList;
     }
 
-    void Close() { m_pList.reset(); }
+    void Close()
+    {
+        m_pWatch.reset();
+        m_pList.reset();
+    }
 
     int Setting(const char* key) { return fixture.profile.GetInt(kSettingsSection, key, -1); }
 
@@ -64,6 +70,7 @@ protected:
 
 private:
     std::unique_ptr<CValueList> m_pList;
+    std::unique_ptr<fixtures::ModelWatch> m_pWatch;
 };
 
 TEST_F(ValueList, HasTheColumnsOfTheSettingsInTheirFixedOrder)
