@@ -86,6 +86,7 @@ TEST(HexFind, FindsEveryHitOfItsRangeInItsMode)
         {"ab\0ab\0"s, "AB\0ab"s, 0, 6, 2, 0, {0}}, // but the whole length has to fit into the range
         {"a\0b\0"s, "A\0B\0\0"s, 0, 4, 6, 0, {}},
         {"a\0b\0c"s, "A\0B\0\0"s, 0, 5, 6, 0, {0}}, // half a character is none
+        {"ab\0"s, "AB\0xxxxx"s, 0, 3, 2, 0, {}},
         {"aaaaaaab", "AB", 0, 8, 2, 0, {6}},
         {"abcabcab", "ab", kLeast, kMost, 1, 0, {0, 3, 6}},
         {"abcabcab", "ab", 5, 2, 1, 0, {}},

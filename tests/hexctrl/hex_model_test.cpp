@@ -290,6 +290,20 @@ TEST(HexUndoLog, KnowsWhatHasChangedSinceTheStateThatWasSaved)
     EXPECT_EQ(log.Top(), 0U);
 }
 
+TEST(HexUndoLog, NeedsNoMemoryForWhatIsPrepared)
+{
+    ScarceMemory memory;
+    HexUndoLog log(&memory);
+    for (std::size_t change = 1; change <= 20; ++change) {
+        memory.allocationsLeft = -1;
+        HexUndoEntry entry = log.Prepare(HexChangeKind::kDeleted, 0, 5);
+        memory.allocationsLeft = 0;
+        entry.saved.resize(5);
+        log.Commit(std::move(entry)); // an exception would end the program
+        EXPECT_EQ(log.Count(), change);
+    }
+}
+
 TEST(HexModel, RefusesRangesAndBlocksThatReachOutsideTheData)
 {
     CHexData data(std::make_shared<HexClipboard>());
