@@ -114,9 +114,8 @@ HexCode ReadHexFile(const std::string& name, std::vector<std::uint8_t>& bytes)
     } catch (const std::exception&) { // no memory, or more than a vector can hold
         return HexCode::kNotEnoughMemory;
     }
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const auto rest = std::span(bytes).subspan(done);
+    std::span<std::uint8_t> rest(bytes);
+    while (!rest.empty()) {
         const ssize_t count = Retried([&] { return ::read(file.Get(), rest.data(), rest.size()); });
         if (count < 0) {
             return LastError();
@@ -124,9 +123,9 @@ HexCode ReadHexFile(const std::string& name, std::vector<std::uint8_t>& bytes)
         if (count == 0) {
             break; // the file has become shorter
         }
-        done += static_cast<std::size_t>(count);
+        rest = rest.subspan(static_cast<std::size_t>(count));
     }
-    bytes.resize(done);
+    bytes.resize(bytes.size() - rest.size());
     return HexCode::kSuccess;
 }
 
