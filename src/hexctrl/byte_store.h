@@ -60,7 +60,7 @@ private:
 
     std::size_t m_nChunkBytes;
     std::pmr::vector<Chunk> m_chunks;
-    std::pmr::vector<std::uint64_t> m_ends; ///< of each chunk, the offset behind its last byte
+    std::pmr::vector<std::uint64_t> m_ends; ///< of each chunk, the offset after its last byte
 };
 
 } // namespace tolvar

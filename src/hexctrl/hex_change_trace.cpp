@@ -30,7 +30,7 @@ public:
         }
     }
 
-    /// The inserted bytes come from here, and what lies behind them stood nearer to the start.
+    /// The inserted bytes come from here, and what lies after them stood nearer to the start.
     void Inserted(std::int64_t position, std::int64_t size)
     {
         m_next.clear();

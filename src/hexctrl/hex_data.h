@@ -52,13 +52,13 @@ public:
     HexCode Fetch(HexDataBlock& block) const;
     [[nodiscard]] std::vector<std::uint8_t> Bytes() const;
     /// Writes the data to `name`, or to the file that it came from. The old file stands until the new one is whole and
-    /// on the disk. Answers 0, or a HexCode, or the number of bytes that could be written.
+    /// on the disk. Returns 0, or a HexCode, or the number of bytes that could be written.
     std::uint32_t Save();
     std::uint32_t SaveAs(const std::string& name);
 
     // Parts of it.
 
-    /// Copies bytes out; a range that passes the end is cut there. Answers the number copied.
+    /// Copies bytes out; a range that passes the end is cut there. Returns the number copied.
     std::size_t Read(std::int64_t offset, std::span<std::uint8_t> out) const;
     /// Writes over the bytes from `start` on, one entry of kind kOverwritten. Nothing for no bytes.
     HexOutcome Overwrite(std::span<const std::uint8_t> bytes);

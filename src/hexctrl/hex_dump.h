@@ -17,7 +17,7 @@ namespace tolvar {
 /// The two digits of a byte, "A2".
 [[nodiscard]] std::string HexPair(std::uint8_t byte);
 
-/// Bytes as they stand in a value's text: "4d 5a 90 ", with a blank behind each, the last too.
+/// Bytes as they stand in a value's text: "4d 5a 90 ", with a blank after each, the last too.
 [[nodiscard]] std::string HexPairs(std::span<const std::uint8_t> bytes);
 
 /// The bytes of text like "4d 5A90": digits in pairs, with blanks between pairs where one likes. None for other text.
@@ -30,7 +30,7 @@ inline constexpr unsigned kText = 4;
 } // namespace HexDumpPart
 
 /// The rows of the view from that of `position` to that of `position` + `size`, as text: address, digits, a blank,
-/// characters, and a line feed. Bytes outside the range are blanks; so is what lies behind the data.
+/// characters, and a line feed. Bytes outside the range are blanks; so is what lies after the data.
 [[nodiscard]] std::string HexDump(const CHexData& data, int bytesPerRow, int addressDigits, std::int64_t position,
                                   std::int64_t size, unsigned parts);
 

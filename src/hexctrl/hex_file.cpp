@@ -71,7 +71,7 @@ ssize_t Retried(const Call& call)
     return result;
 }
 
-/// Writes all chunks; answers how many bytes got through.
+/// Writes all chunks; returns how many bytes got through.
 std::uint64_t WriteAll(int descriptor, const ByteStore& bytes)
 {
     std::uint64_t done = 0;

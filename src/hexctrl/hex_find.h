@@ -27,7 +27,7 @@ struct HexPattern {
     std::vector<std::size_t> letters; ///< bytes of each letter, which together are all bytes; unused without otherCase
 
     static HexPattern Exact(std::span<const std::uint8_t> bytes);
-    /// By a mode of HexFindBlock. Text ends behind its first NUL. Empty for an unknown mode.
+    /// By a mode of HexFindBlock. Text ends after its first NUL. Empty for an unknown mode.
     static HexPattern ByMode(std::span<const std::uint8_t> bytes, std::uint32_t mode);
 };
 
@@ -48,7 +48,7 @@ std::optional<std::uint64_t> FindBackward(const ByteStore& bytes, const HexPatte
 /// The search that goes on from hit to hit.
 class HexSearch {
 public:
-    /// Answers progress in percent of the range; true ends the search as if nothing had been found.
+    /// Returns progress in percent of the range; true ends the search as if nothing had been found.
     using Progress = std::function<bool(unsigned percent)>;
 
     /// Takes a copy of the pattern and the range. A range below `baseAddress` starts there and keeps its length.

@@ -130,7 +130,7 @@ void HexInput::Down()
     }
 }
 
-/// The key Delete: zeros, and the caret behind them. It doesn't shorten the data.
+/// The key Delete: zeros, and the caret after them. It doesn't shorten the data.
 HexOutcome HexInput::Zero()
 {
     if (isReadOnly || m_data.pane == HexPane::kAddress || m_data.selection.end >= m_data.Size()) {
@@ -167,7 +167,7 @@ HexEffect HexInput::Backspace()
 std::int64_t HexInput::ExtendedEnd(HexKey key) const
 {
     const std::int64_t end = m_data.selection.end;
-    const std::int64_t last = m_data.Size() - 1; // which an end at the append position lies behind
+    const std::int64_t last = m_data.Size() - 1; // which an end at the append position lies after
     const std::int64_t row = m_view.BytesPerRow();
     const std::int64_t page = row * m_view.RowsInView();
     switch (key) {

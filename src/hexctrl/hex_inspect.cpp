@@ -31,7 +31,7 @@ std::string NumberText(std::span<const std::uint8_t> bytes)
     return withSign < 0 ? std::to_string(number) + " / " + std::to_string(withSign) : std::to_string(number);
 }
 
-/// 100 ns since 1601 as a date. Times behind the year 9999 are no times that anyone stored.
+/// 100 ns since 1601 as a date. Nobody stored a time after the year 9999.
 std::string FileTimeText(std::span<const std::uint8_t> bytes)
 {
     constexpr std::uint64_t kTicksPerSecond = 10'000'000;
@@ -91,7 +91,7 @@ void AppendUtf8(std::string& text, char32_t character)
     }
 }
 
-/// UTF-16 up to the first unit that is no text: a control character, half a pair, or a unit that no character has.
+/// UTF-16 up to the first unit that is not text: a control character, half a pair, or a unit that no character has.
 std::string WideText(std::span<const std::uint8_t> bytes)
 {
     const auto isIn = [](char32_t unit, char32_t first, char32_t last) { return unit >= first && unit <= last; };

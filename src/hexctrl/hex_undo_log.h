@@ -20,7 +20,7 @@ struct HexUndoEntry {
     std::pmr::vector<std::uint8_t> saved; ///< what was deleted or overwritten; empty for an insertion
 };
 
-/// The log of changes since the load: entries that can be undone, and behind them those that can be redone.
+/// The log of changes since the load: entries that can be undone, and after them those that can be redone.
 class HexUndoLog {
 public:
     explicit HexUndoLog(std::pmr::memory_resource* memory) : m_entries(memory) {}
@@ -40,7 +40,7 @@ public:
     /// An entry with its slot reserved, and room in the log for it. Throws std::bad_alloc, and then nothing has
     /// changed.
     [[nodiscard]] HexUndoEntry Prepare(HexChangeKind kind, std::int64_t position, std::int64_t size);
-    /// Puts a prepared entry behind those that can be undone; what could be redone is gone. Can't fail.
+    /// Puts a prepared entry after those that can be undone; what could be redone is gone. Can't fail.
     void Commit(HexUndoEntry entry) noexcept;
 
     /// The entry that the next undo turns into its inverse, and the one of the next redo.

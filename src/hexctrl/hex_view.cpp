@@ -67,7 +67,7 @@ HexView::Hit HexView::At(int column, int row) const
     if (column < m_nAddressDigits + 3 * (m_nBytesPerRow + 1)) {
         constexpr HexZone kZones[] = {HexZone::kHighDigit, HexZone::kLowDigit, HexZone::kNone};
         const int byte = inHex / 3;
-        // The column's last cell is the blank behind its last byte.
+        // The column's last cell is the blank after its last byte.
         return byte < m_nBytesPerRow ? Hit{HexPane::kHex, first + byte, kZones[inHex % 3]}
                                      : Hit{HexPane::kHex, first + m_nBytesPerRow - 1, HexZone::kNone};
     }

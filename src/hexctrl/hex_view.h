@@ -43,12 +43,12 @@ public:
     [[nodiscard]] std::int64_t TopOffset() const { return m_nTopRow * m_nBytesPerRow; }
     [[nodiscard]] std::int64_t RowOf(std::int64_t offset) const { return offset / m_nBytesPerRow; }
 
-    /// Each answers whether the view has moved. No row lies outside 0 to LastTopRow.
+    /// Each returns whether the view has moved. No row lies outside 0 to LastTopRow.
     bool ScrollTo(std::int64_t row);
     bool ScrollBy(std::int64_t rows) { return ScrollTo(m_nTopRow + rows); }
     bool Show(std::int64_t offset); ///< as little as brings the offset's row into view
 
-    /// What lies under a cell of the window; `offset` may lie behind the data.
+    /// What lies under a cell of the window; `offset` may lie after the data.
     struct Hit {
         HexPane pane = HexPane::kAddress;
         std::int64_t offset = 0;

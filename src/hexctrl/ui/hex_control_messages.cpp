@@ -52,7 +52,7 @@ struct HexControl::Messages {
         Only only = Only::kAll;
     };
 
-    /// Does a change and answers as the numbers of `done` and `failed` say.
+    /// Does a change and returns what the numbers of `done` and `failed` say.
     static qintptr Change(HexControl& control, qintptr done, qintptr failed, HexOutcome (CHexData::*change)())
     {
         const HexOutcome outcome = control.Act(Origin::kHost, [&] {
@@ -192,7 +192,7 @@ struct HexControl::Messages {
         return 0;
     }
 
-    /// One field of the font: set it, and answer the old one.
+    /// One field of the font: set it, and return the old one.
     template <auto kField>
     static qintptr SetFont(HexControl& control, quintptr wParam, quintptr /*lParam*/)
     {

@@ -38,7 +38,7 @@ private:
 
     void Fill();
     void SetColours();
-    /// Places the readings in lines of this width, or only measures them; answers the height.
+    /// Places the readings in lines of this width, or only measures them; returns the height.
     enum class Arrange { kPlace, kMeasure };
     int ArrangeIn(int width, Arrange arrange) const;
 

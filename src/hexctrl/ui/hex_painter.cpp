@@ -81,7 +81,7 @@ void HexPainter::PaintRow(QPainter& painter, int row)
     if (first > m_data.Size()) {
         return;
     }
-    // A row behind the data, which is only there for the caret, has no address.
+    // A row after the data, which is only there for the caret, has no address.
     if (first < m_data.Size() || first == 0) {
         PaintAddress(painter, row);
     }
