@@ -11,10 +11,22 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+/// Writes down what it is told: a line a telling, with "PATH:changes" for each key and "=ALIAS" for each alias.
 class Notes final : public RegistryObserver {
 public:
-    std::vector<std::string> paths;
-    void OnKeyChanged(std::string_view path) override { paths.emplace_back(path); }
+    std::vector<std::string> told;
+    void OnChanged(std::span<const ChangedKey> keys) override
+    {
+        std::string line;
+        for (const ChangedKey& key : keys) {
+            line += line.empty() ? "" : " ";
+            line += key.path + ":" + std::to_string(key.changes);
+            for (const std::string& alias : key.aliases) {
+                line += "=" + alias;
+            }
+        }
+        told.push_back(line);
+    }
 };
 
 class WinregWrite : public testing::Test {
@@ -54,11 +66,8 @@ LSTATUS Set(HKEY key, const char* name, DWORD type, std::string_view data)
 TEST_F(WinregWrite, MakesKeysWithAllThatIsMissingOnTheWay)
 {
     DWORD disposition = 0;
-    Notes notes;
-    session.registry.SetObserver(&notes);
     Create("W\\a\\b\\c", &disposition);
     EXPECT_EQ(disposition, REG_CREATED_NEW_KEY);
-    EXPECT_THAT(notes.paths, ElementsAre("HKEY_USERS\\W")); // the topmost key with something new below it
     Create("w\\A\\B", &disposition);
     EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
     char name[16];
@@ -70,6 +79,53 @@ TEST_F(WinregWrite, MakesKeysWithAllThatIsMissingOnTheWay)
     HKEY key = nullptr;
     EXPECT_EQ(RegCreateKeyExA(HKEY_USERS, "elsewhere", 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr),
               ERROR_ACCESS_DENIED);
+}
+
+TEST_F(WinregWrite, TellsWhatTheOutermostCallChanged)
+{
+    Notes notes;
+    session.registry.SetObserver(&notes);
+    const HKEY key = Create("W\\a\\b\\c");
+    EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W:2")); // the topmost key with something new below it
+    notes.told.clear();
+    Create("W\\a");
+    EXPECT_EQ(RegDeleteValueA(key, "none"), ERROR_FILE_NOT_FOUND);
+    EXPECT_THAT(notes.told, IsEmpty());
+    {
+        const ChangeScope outer;
+        for (const char* name : {"v", "w"}) {
+            const ChangeScope inner(session.registry);
+            EXPECT_EQ(Set(key, name, REG_BINARY, "x"), ERROR_SUCCESS);
+        }
+        EXPECT_EQ(RegRenameKey(HKEY_USERS, "W\\a\\b\\c", "d"), ERROR_SUCCESS);
+        EXPECT_EQ(RegDeleteTreeA(HKEY_USERS, "W\\a"), ERROR_SUCCESS);
+        EXPECT_THAT(notes.told, IsEmpty());
+    }
+    EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W:2 HKEY_USERS\\W\\a\\b:2 HKEY_USERS\\W\\a\\b\\c:1"));
+}
+
+TEST_F(WinregWrite, TellsUnderWhichNamesAKeyIsSeen)
+{
+    ASSERT_TRUE(session.registry.Link("HKEY_CURRENT_USER", "HKEY_USERS\\W"));
+    ASSERT_TRUE(session.registry.Link("HKEY_USERS\\W\\Set", "HKEY_USERS\\W\\Set001"));
+    ASSERT_TRUE(session.registry.Link("HKEY_CURRENT_CONFIG", "HKEY_USERS\\W\\Set\\Hardware"));
+    const auto aliases = [this](const char* path) {
+        std::vector<std::string> found = session.registry.AliasesOf(path);
+        std::ranges::sort(found);
+        return found;
+    };
+    EXPECT_THAT(aliases("HKEY_USERS\\W\\a"), ElementsAre("HKEY_CURRENT_USER\\a"));
+    EXPECT_THAT(aliases("hkey_current_user\\a"), ElementsAre("HKEY_USERS\\W\\a"));
+    EXPECT_THAT(aliases("HKEY_USERS\\Wide"), IsEmpty());
+    EXPECT_THAT(aliases("HKEY_CURRENT_CONFIG\\x"),
+                ElementsAre("HKEY_CURRENT_USER\\Set001\\Hardware\\x", "HKEY_CURRENT_USER\\Set\\Hardware\\x",
+                            "HKEY_USERS\\W\\Set001\\Hardware\\x", "HKEY_USERS\\W\\Set\\Hardware\\x"));
+    Notes notes;
+    session.registry.SetObserver(&notes);
+    Create("W\\a");
+    EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W:2=HKEY_CURRENT_USER"));
+    ASSERT_TRUE(session.registry.Link("HKEY_USERS\\o", "HKEY_USERS\\o\\p"));
+    EXPECT_LT(aliases("HKEY_USERS\\o").size(), 1001U); // and comes to an end
 }
 
 TEST_F(WinregWrite, StoresTextsAsUnitsWithTheTerminatorsThatTheyLack)

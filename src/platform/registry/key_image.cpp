@@ -108,7 +108,7 @@ Result<std::optional<ImagedValue>> FindImaged(const Hive& hive, const KeyNode& n
 
 /// Runs `change` with the writer of the key's hive and the key's cell.
 template <class Change>
-Result<void> Write(HKEY key, const char* what, Change&& change)
+Result<void> Write(HKEY key, const char* what, KeyChange changes, Change&& change)
 {
     WritingCall call(key, 0);
     if (call.Code() != ERROR_SUCCESS) {
@@ -119,7 +119,7 @@ Result<void> Write(HKEY key, const char* what, Change&& change)
         return FailureOf(writer.error(), call.Key().path);
     }
     auto changed = change(**writer, call.Key().key.cell);
-    call.NoteChange(call.Key().path); // also where only a part of it was done
+    call.NoteChange(call.Key().path, changes); // also where only a part of it was done
     return changed;
 }
 
@@ -229,7 +229,7 @@ Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::stri
 
 Result<void> LayKeyImage(HKEY key, const Hive& image)
 {
-    return Write(key, "restore a key",
+    return Write(key, "restore a key", KeyChange::kAll,
                  [&image](HiveWriter& writer, CellOffset cell) { return writer.Merge(cell, image, image.Root()); });
 }
 
@@ -239,7 +239,7 @@ Result<void> LayValueImage(HKEY key, const Hive& image)
     if (!values) {
         return tl::unexpected(values.error());
     }
-    return Write(key, "restore values", [&values](HiveWriter& writer, CellOffset cell) {
+    return Write(key, "restore values", KeyChange::kValues, [&values](HiveWriter& writer, CellOffset cell) {
         Result<void> stored;
         for (const ImagedValue& value : *values) {
             stored = stored ? writer.InsertValue(cell, value.place, value.name, value.type, value.data) : stored;

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "platform/hive/hive_walk.h"
+#include "platform/registry/key_path.h"
 #include "platform/registry/registry_state.h"
 #include "platform/system/text.h"
 
@@ -30,6 +31,9 @@ constexpr std::array<PredefinedRoot, kRootCount> kRoots = {{
 }};
 
 std::atomic<Registry*> g_current{nullptr};
+
+constexpr int kMostLinks = 32;             // in a row
+constexpr std::size_t kMostAliases = 1000; // links in a circle would have no end of them
 
 /// The name of a path's first component and what follows it.
 struct SplitPath {
@@ -188,6 +192,7 @@ Result<void> Registry::Link(std::string_view link, std::string_view target)
     NamespaceKey* at = MakePath(m_pState->roots[*fromRoot], SplitRoot(*from).rest);
     at->linkBase = &m_pState->roots[*toRoot];
     at->linkPath = ToUtf8(SplitRoot(*to).rest);
+    m_pState->links.push_back({std::string(link), std::string(target)});
     return {};
 }
 
@@ -248,6 +253,50 @@ bool Registry::IsChanged() const
 void Registry::SetObserver(RegistryObserver* observer) noexcept
 {
     m_pState->observer = observer;
+}
+
+std::vector<std::string> Registry::AliasesOf(std::string_view path) const
+{
+    const std::shared_lock lock(m_pState->lock);
+    std::string own(path);
+    for (int hops = 0; hops < kMostLinks; ++hops) {
+        const auto through = std::ranges::find_if(
+            m_pState->links, [&own](const SessionLink& link) { return PathBelow(own, link.path).has_value(); });
+        if (through == m_pState->links.end()) {
+            break;
+        }
+        own = JoinPath(through->target, *PathBelow(own, through->path));
+    }
+    // Each link leads from the paths that are known already to another one, and through that to more.
+    std::vector<std::string> paths = {own};
+    for (std::size_t i = 0; i < paths.size() && paths.size() < kMostAliases; ++i) {
+        for (const SessionLink& link : m_pState->links) {
+            const std::optional<std::string_view> below = PathBelow(paths[i], link.target);
+            std::string alias = below ? JoinPath(link.path, *below) : std::string();
+            if (below && std::ranges::find(paths, alias) == paths.end()) {
+                paths.push_back(std::move(alias));
+            }
+        }
+    }
+    std::erase_if(paths, [path](const std::string& alias) { return CompareNames(alias, path) == 0; });
+    return paths;
+}
+
+void Registry::OpenChangeScope()
+{
+    m_pState->feed.Open();
+}
+
+void Registry::CloseChangeScope()
+{
+    std::vector<ChangedKey> keys = m_pState->feed.Close();
+    if (keys.empty() || m_pState->observer == nullptr) {
+        return;
+    }
+    for (ChangedKey& key : keys) {
+        key.aliases = AliasesOf(key.path);
+    }
+    m_pState->observer->OnChanged(keys);
 }
 
 std::span<const MountNotice> Registry::Notices() const noexcept

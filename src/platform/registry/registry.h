@@ -6,15 +6,16 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/files/file_store.h"
+#include "platform/registry/change_feed.h"
 #include "platform/registry/winreg.h"
 #include "platform/system/error.h"
 
 namespace tolvar {
 
 class AccessCheck;
-class RegistryObserver;
 struct KeyReference;
 
 /// One hive file and the key that it is to be seen at.
@@ -68,8 +69,13 @@ public:
     /// Whether there is anything for Flush to do.
     [[nodiscard]] bool IsChanged() const;
 
-    /// Is told of every change, after it and with no lock held; null for nobody. `observer` must outlive the registry.
+    /// Is told of every change (see RegistryObserver); null for nobody. `observer` must outlive the registry.
     void SetObserver(RegistryObserver* observer) noexcept;
+
+    /// The other full paths at which the session shows the key at `path`, which need not be there: through the links
+    /// of the session, such as the current user's and the control set's, and where `path` itself leads through one, the
+    /// key's own path. In no particular order, each once; `path` itself is not among them. Looks at no hive.
+    [[nodiscard]] std::vector<std::string> AliasesOf(std::string_view path) const;
 
     /// What Mount found to be not all well, in order of mounting.
     [[nodiscard]] std::span<const MountNotice> Notices() const noexcept;
@@ -92,6 +98,11 @@ public:
     [[nodiscard]] static Registry* Current() noexcept;
 
 private:
+    friend class ChangeScope;
+    friend class WritingCall;
+    void OpenChangeScope();
+    void CloseChangeScope();
+
     std::unique_ptr<State> m_pState;
 };
 
@@ -102,15 +113,6 @@ public:
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
-};
-
-/// Is told what was changed in a registry.
-class RegistryObserver {
-public:
-    virtual ~RegistryObserver() = default;
-
-    /// Values or subkeys of the key at this full path have changed; of several, the topmost one is named.
-    virtual void OnKeyChanged(std::string_view path) = 0;
 };
 
 /// Decides whether the session's user gets `desired` rights on a key.

@@ -23,6 +23,12 @@ struct MountedHive {
     [[nodiscard]] const Hive& Reader() const { return writable ? writable->Reader() : *readOnly; }
 };
 
+/// A link of the session, by full paths.
+struct SessionLink {
+    std::string path;
+    std::string target;
+};
+
 /// What a Registry holds; seen by the calls of winreg.h only.
 struct Registry::State {
     std::array<NamespaceKey, kRootCount> roots;
@@ -31,6 +37,8 @@ struct Registry::State {
     std::vector<MountNotice> notices;
     const AccessCheck* accessCheck = nullptr;
     RegistryObserver* observer = nullptr;
+    ChangeFeed feed;
+    std::vector<SessionLink> links;
     HandleTable handles;
     mutable std::shared_mutex lock;
 

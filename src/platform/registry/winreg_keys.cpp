@@ -4,6 +4,7 @@
 #include <cstring>
 #include <optional>
 
+#include "platform/registry/key_path.h"
 #include "platform/registry/key_text.h"
 #include "platform/registry/subkey_run.h"
 #include "platform/registry/winreg_access.h"
@@ -265,19 +266,6 @@ void Store(DWORD* out, DWORD value)
     }
 }
 
-/// Puts `below` behind `path`, in the one form that a full path has: no backslash too many, wherever the caller had
-/// one.
-void AppendPath(std::string& path, std::string_view below)
-{
-    while (!below.empty()) {
-        const std::size_t end = std::min(below.find('\\'), below.size());
-        if (end != 0) {
-            path.append("\\").append(below.substr(0, end));
-        }
-        below.remove_prefix(std::min(end + 1, below.size()));
-    }
-}
-
 void Store(FILETIME* out, std::uint64_t time)
 {
     if (out != nullptr) {
@@ -318,7 +306,9 @@ LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access
     auto open = std::make_shared<OpenKey>();
     open->key = *found;
     open->path = call.Key().path;
-    AppendPath(open->path, path);
+    for (const std::string_view name : PathNames(path)) {
+        AppendPath(open->path, name);
+    }
     open->access = (access & MAXIMUM_ALLOWED) != 0 ? KEY_ALL_ACCESS : access;
     if (!call.State().Grants(open->path, *found, access)) {
         return ERROR_ACCESS_DENIED;

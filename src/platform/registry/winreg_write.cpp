@@ -6,6 +6,7 @@
 #include "platform/files/durable_write.h"
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
+#include "platform/registry/key_path.h"
 #include "platform/registry/key_text.h"
 #include "platform/registry/stored_value.h"
 #include "platform/registry/winreg.h"
@@ -15,16 +16,6 @@
 using namespace tolvar;
 
 namespace {
-
-std::string Below(const std::string& path, std::string_view name)
-{
-    return name.empty() ? path : path + "\\" + std::string(name);
-}
-
-std::string ParentPath(const std::string& path)
-{
-    return path.substr(0, path.rfind('\\'));
-}
 
 /// Makes the subkey `name` of `parent` in its hive.
 tl::expected<KeyReference, LSTATUS> MakeSubkey(const WritingCall& call, const KeyReference& parent,
@@ -66,7 +57,7 @@ NamedKey FindForChange(const WritingCall& call, const char* subKey)
         return named;
     }
     named.key = *found;
-    named.path = Below(call.Key().path, subKey);
+    named.path = JoinPath(call.Key().path, subKey);
     const tl::expected<HiveWriter*, LSTATUS> writer = call.WriterOf(*found);
     if (found->space != nullptr || !call.State().Grants(named.path, *found, DELETE)) {
         named.code = ERROR_ACCESS_DENIED; // a root or a mount point belongs to the session, not to the hive
@@ -145,7 +136,7 @@ LSTATUS ChangeValue(HKEY key, const char* name, Change&& change)
     }
     const Result<void> changed = change(**writer, call.Key().key.cell, *text);
     if (changed) {
-        call.NoteChange(call.Key().path);
+        call.NoteChange(call.Key().path, KeyChange::kValues);
     }
     return CodeOf(changed);
 }
@@ -188,7 +179,7 @@ LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char
                     return made.error();
                 }
                 if (!isNew) {
-                    call.NoteChange(atPath);
+                    call.NoteChange(atPath, KeyChange::kSubkeys);
                 }
                 isNew = true;
                 at = *made;
@@ -196,7 +187,7 @@ LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char
                     static_cast<void>((*call.WriterOf(at))->MakeLink(at.cell)); // a key just made is empty
                 }
             }
-            atPath = Below(atPath, ToUtf8(name));
+            atPath = JoinPath(atPath, ToUtf8(name));
         }
     }
     if (disposition != nullptr) {
@@ -254,7 +245,7 @@ LSTATUS RegDeleteKeyA(HKEY key, const char* subKey)
     const bool isOneKey = GetPlatformVersion().IsNT();
     const LSTATUS code = isOneKey ? DeleteOne(call.State(), named, named.key.cell) : DeleteTree(call.State(), named);
     if (code == ERROR_SUCCESS || !isOneKey) { // a tree may have lost some of its keys
-        call.NoteChange(ParentPath(named.path));
+        call.NoteChange(ParentPath(named.path), KeyChange::kSubkeys);
     }
     return code;
 }
@@ -275,7 +266,7 @@ LSTATUS RegDeleteTreeA(HKEY key, const char* subKey)
     call.State().handles.ForEach([&](OpenKey& open) {
         open.isDeleted = open.isDeleted || (open.key.hive == named.key.hive && gone.contains(open.key.cell.value));
     });
-    call.NoteChange(ParentPath(named.path));
+    call.NoteChange(ParentPath(named.path), KeyChange::kSubkeys);
     return ERROR_SUCCESS;
 }
 
@@ -294,14 +285,14 @@ LSTATUS RegRenameKey(HKEY key, const char* subKey, const char* newName)
     if (!moved) {
         return CodeOf(moved);
     }
-    const std::string newPath = Below(ParentPath(named.path), newName);
+    const std::string newPath = JoinPath(ParentPath(named.path), newName);
     call.State().handles.ForEach([&](OpenKey& open) {
         if (open.key.hive == named.key.hive && open.key.cell == named.key.cell) {
             open.key.cell = *moved;
             open.path = newPath;
         }
     });
-    call.NoteChange(ParentPath(named.path));
+    call.NoteChange(ParentPath(named.path), KeyChange::kSubkeys);
     return ERROR_SUCCESS;
 }
 
@@ -366,6 +357,6 @@ LSTATUS RegRestoreKeyA(HKEY key, const char* file, DWORD flags)
             open.isDeleted || (open.key.hive == target.hive && IsBelow(*target.hive, open.key.cell, target.cell));
     });
     const Result<void> replaced = (*writer)->Replace(target.cell, *source, source->Root());
-    call.NoteChange(call.Key().path);
+    call.NoteChange(call.Key().path, KeyChange::kAll);
     return CodeOf(replaced);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <optional>
-#include <string>
+#include <string_view>
 
 #include "platform/registry/winreg_access.h"
 
@@ -21,24 +20,13 @@ template <class T>
 /// A call that changes a hive: alone in the session, and told to the observer once its lock is gone.
 class WritingCall {
 public:
-    WritingCall(HKEY handle, REGSAM needed) : m_call(std::in_place, handle, needed, RegistryCall::Purpose::kWrite)
-    {
-        m_code = m_call->Code();
-    }
-    ~WritingCall()
-    {
-        RegistryObserver* observer = m_changed.empty() ? nullptr : m_call->State().observer;
-        m_call.reset();
-        if (observer != nullptr) {
-            observer->OnKeyChanged(m_changed);
-        }
-    }
+    WritingCall(HKEY handle, REGSAM needed) : m_call(handle, needed, RegistryCall::Purpose::kWrite) {}
     WritingCall(const WritingCall&) = delete;
     WritingCall& operator=(const WritingCall&) = delete;
 
-    [[nodiscard]] LSTATUS Code() const noexcept { return m_code; }
-    [[nodiscard]] Registry::State& State() const noexcept { return m_call->State(); }
-    [[nodiscard]] OpenKey& Key() const noexcept { return m_call->Key(); }
+    [[nodiscard]] LSTATUS Code() const noexcept { return m_call.Code(); }
+    [[nodiscard]] Registry::State& State() const noexcept { return m_call.State(); }
+    [[nodiscard]] OpenKey& Key() const noexcept { return m_call.Key(); }
 
     /// The writer of the hive that `key` lies in, or what stands against writing there.
     [[nodiscard]] tl::expected<HiveWriter*, LSTATUS> WriterOf(const KeyReference& key) const
@@ -51,17 +39,16 @@ public:
                                : tl::unexpected(ERROR_WRITE_PROTECT);
     }
 
-    /// Notes that the key at `path` has other values or subkeys now.
-    void NoteChange(std::string path)
+    /// Notes what is not as it was in the key at `path`.
+    void NoteChange(std::string_view path, KeyChange change)
     {
-        m_changed = std::move(path);
+        State().feed.Note(path, change);
         State().handles.ForEach([](OpenKey& open) { open.isEnumerating = false; });
     }
 
 private:
-    std::optional<RegistryCall> m_call;
-    std::string m_changed;
-    LSTATUS m_code;
+    ChangeScope m_scope; ///< goes behind the call's lock
+    RegistryCall m_call;
 };
 
 } // namespace tolvar
