@@ -19,8 +19,6 @@
 #include <QTemporaryDir>
 
 #include "bench_window.h"
-#include "frame/down_tabs.h"
-#include "frame/down_view.h"
 #include "journal/index_file.h"
 #include "journal/ui/journal_list.h"
 
@@ -48,14 +46,14 @@ Times Sorted(std::vector<double> times)
 int TimeValues(const char* hive)
 {
     BenchWindow window(hive, MountMode::kReadOnly);
-    CKeyTree& tree = window.frame.KeyTree();
+    CKeyTree& tree = *window.frame.findChild<CKeyTree*>();
     window.frame.GoToKey("HKEY_LOCAL_MACHINE\\X");
     std::vector<double> selections;
     for (int number = 0; number < kKeys; ++number) {
         selections.push_back(window.Press(tree, Qt::Key_Down));
     }
     const double many = window.Press(tree, Qt::Key_Down);
-    CValueList& list = window.frame.ValueList();
+    CValueList& list = *window.frame.findChild<CValueList*>();
     if (list.Model().rowCount() < kManyValues) {
         std::fprintf(stderr, "browse_keys: the large key was not reached\n");
         return 1;
@@ -87,7 +85,7 @@ int TimeJournal(const char* hive)
         .write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
     BenchWindow window(hive, MountMode::kReadOnly, options);
     window.frame.Router().Run(CommandId::kShowJournal);
-    CJournalList& list = window.frame.LowerView().Tabs().JournalList();
+    CJournalList& list = *window.frame.findChild<CJournalList*>();
     if (list.model()->rowCount() != kRecords) {
         std::fprintf(stderr, "browse_keys: the journal was not read\n");
         return 1;
@@ -117,7 +115,7 @@ int MeasureMemory(const char* hive)
 {
     const long before = OwnKilobytes();
     BenchWindow window(hive, MountMode::kReadOnly);
-    CKeyTree& tree = window.frame.KeyTree();
+    CKeyTree& tree = *window.frame.findChild<CKeyTree*>();
     window.frame.GoToKey("HKEY_LOCAL_MACHINE\\X");
     for (int key = 0; key < kBrowsedKeys; ++key) {
         window.Press(tree, Qt::Key_Right);

@@ -26,7 +26,7 @@ int main(int argc, char** argv)
     const QApplication application(argc, argv);
     bench::BenchWindow window(argv[1], MountMode::kReadOnly);
     window.frame.GoToKey("HKEY_LOCAL_MACHINE\\X");
-    CKeyTree& tree = window.frame.KeyTree();
+    CKeyTree& tree = *window.frame.findChild<CKeyTree*>();
     const QModelIndex key = tree.Model().Child(tree.currentIndex(), argv[2]);
     tree.setCurrentIndex(key);
     window.Settle();

@@ -16,6 +16,7 @@ namespace tolvar {
 
 namespace {
 
+constexpr int kHelpTopic = 229;
 constexpr int kNameLabel = 61501;
 constexpr int kDataLabel = 61502;
 constexpr int kOkText = 61489;
@@ -27,8 +28,9 @@ constexpr int kMaxName = 16383; // units: the format's own limit for names of va
 } // namespace
 
 CValueForm::CValueForm(const WindowContext& context, ButtonPlace buttonPlace, QWidget* parent)
-    : QWidget(parent), m_context(context), m_pName(new CRichEditLine(context, this)), m_pNote(new QLabel(this)),
-      m_pDataLayout(new QVBoxLayout), m_pOk(new QPushButton(context.language.String(kOkText), this)),
+    : QWidget(parent), Pane(*this, kHelpTopic), m_context(context), m_pName(new CRichEditLine(context, this)),
+      m_pNote(new QLabel(this)), m_pDataLayout(new QVBoxLayout),
+      m_pOk(new QPushButton(context.language.String(kOkText), this)),
       m_pCancel(new QPushButton(context.language.String(kCancelText), this))
 {
     setFont(ProfileFont(context, "FormFont"));
@@ -82,6 +84,11 @@ void CValueForm::FollowPointer()
 {
     m_pOk->installEventFilter(this);
     m_pCancel->installEventFilter(this);
+}
+
+void CValueForm::Open(const ShowPageMessage& message)
+{
+    LoadValue(message.request != nullptr ? *message.request : FormRequest());
 }
 
 void CValueForm::LoadValue(const FormRequest& request)

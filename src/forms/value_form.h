@@ -2,6 +2,7 @@
 
 #include <QWidget>
 
+#include "panes/pane.h"
 #include "panes/pane_messages.h"
 #include "ui/window_context.h"
 
@@ -18,7 +19,7 @@ class CRichEditLine;
 ///
 /// OK on an existing value whose data was not changed ends the form as Cancel does: bytes that no one has touched stay
 /// as they are.
-class CValueForm : public QWidget {
+class CValueForm : public QWidget, public Pane {
     Q_OBJECT
 
 public:
@@ -29,6 +30,7 @@ public:
 
     /// Shows what is to be edited. Once, right after the form was made.
     void LoadValue(const FormRequest& request);
+    void Open(const ShowPageMessage& message) override;
 
     [[nodiscard]] CRichEditLine& NameField() { return *m_pName; }
     [[nodiscard]] QPushButton& OkButton() { return *m_pOk; }

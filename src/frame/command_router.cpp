@@ -85,7 +85,7 @@ QMenu* CommandRouter::Popup(CommandId command) const
 CommandState CommandRouter::State(CommandId command, const CommandFacts& facts) const
 {
     CommandState state = StateOf(command, facts);
-    state.isEnabled = state.isEnabled && m_host.Offers(state.receiver, command);
+    state.isEnabled = state.isEnabled && m_host.CanRun(state.receiver, command);
     return state;
 }
 

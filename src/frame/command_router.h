@@ -22,8 +22,8 @@ public:
 
     [[nodiscard]] virtual CommandFacts Facts() const = 0;
 
-    /// Whether the receiver has a control that carries the command out.
-    [[nodiscard]] virtual bool Offers(Receiver receiver, CommandId command) const = 0;
+    /// Whether the receiver has somebody who can carry the command out now.
+    [[nodiscard]] virtual bool CanRun(Receiver receiver, CommandId command) const = 0;
     virtual void Run(Receiver receiver, CommandId command) = 0;
 };
 

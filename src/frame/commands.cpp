@@ -174,7 +174,7 @@ bool Holds(UpdateRule rule, const CommandFacts& facts)
     case kResultsShown:
         return facts.output == 2;
     case kJournalShown:
-        return facts.output == 3 && facts.hasJournalMark;
+        return facts.output == 3;
     }
     return false;
 }

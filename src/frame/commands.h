@@ -4,7 +4,7 @@
 #include <optional>
 #include <span>
 
-#include "panes/command_ids.h"
+#include "panes/pane.h"
 
 namespace tolvar {
 
@@ -27,16 +27,9 @@ enum class UpdateRule : std::uint8_t {
     kJournalShown,
 };
 
-/// What the update rules look at.
-struct CommandFacts {
-    enum class Level : std::uint8_t { kNone, kTreeRoot, kRootKey, kKey };
-    enum class Row : std::uint8_t { kNone, kParent, kKey, kValue };
-
+/// What the update rules look at: what the panes tell, and what the window knows itself.
+struct CommandFacts : PaneFacts {
     Receiver focus = Receiver::kLeftView; ///< the view that has the focus, or had it last
-    Level selection = Level::kTreeRoot;   ///< of the key tree
-    Row row = Row::kNone;                 ///< at the list's selection mark
-    bool isCutMarked = false;
-    bool hasJournalMark = false; ///< a row of the journal has the selection mark
     bool isNT = true;
     bool hasAddressBar = true;
     bool hasToolBar = true;
@@ -52,8 +45,8 @@ struct CommandState {
 /// All commands, in the order of their numbers.
 [[nodiscard]] std::span<const CommandId> AllCommands();
 
-/// Where a command goes, and whether it may. A command goes to the view that has the focus; one that only a single view
-/// knows reaches that view from anywhere; then come the frame and the application.
+/// Where a command goes, and whether its rule lets it. A command goes to the view that has the focus; one that only a
+/// single view knows reaches that view from anywhere; then come the frame and the application.
 [[nodiscard]] CommandState StateOf(CommandId command, const CommandFacts& facts);
 
 /// The output number that a command shows or hides; 0 for a command that does nothing of the kind.

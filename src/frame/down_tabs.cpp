@@ -4,8 +4,8 @@
 #include <QTabBar>
 #include <QToolButton>
 
-#include "journal/ui/journal_list.h"
 #include "panes/empty_page.h"
+#include "panes/pane_messages.h"
 #include "ui/image_menu.h"
 
 namespace tolvar {
@@ -14,34 +14,14 @@ namespace {
 
 constexpr int kAccessibleName = 62011;
 
-struct OutputPage {
-    int title;
-    int icon;
-    int id;
-    int emptyText; ///< of a page that has nothing to show yet; 0: the journal
-    int topic;
-};
-constexpr OutputPage kPages[] = {
-    {61572, 179, 1010, 62020, 202}, {61573, 106, 1116, 62021, 198}, {61574, 178, 172, 0, 204}};
-
 } // namespace
 
-CDownTabs::CDownTabs(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
-    : CThemeTabCtrl(context, "Down Output Tabs", 0, parent)
+CDownTabs::CDownTabs(const PaneContext& paneContext, QWidget* parent)
+    : CPaneTabs(paneContext, OutputPages(), "Down Output Tabs", 0, parent)
 {
+    const WindowContext& context = paneContext.window;
     setAccessibleName(context.language.String(kAccessibleName));
     tabBar()->setAccessibleName(accessibleName());
-    m_pJournalList = new CJournalList(context, document, this);
-    for (const OutputPage& page : kPages) {
-        const QString title = context.language.String(page.title);
-        QWidget* shown = m_pJournalList;
-        if (page.emptyText != 0) {
-            shown = new EmptyTabPage(page.id, title, context.language.String(page.emptyText),
-                                     EmptyTabPage::TabKey::kToNextOutput, this);
-        }
-        shown->setProperty("pageId", page.id);
-        addTab(shown, context.theme.Icon(page.icon), title);
-    }
     m_pNoPage = new EmptyTabPage(0, accessibleName(), {}, EmptyTabPage::TabKey::kToNextOutput, this);
     m_pNoPage->hide();
     constexpr int kClose = static_cast<int>(CommandId::kClosePane);
@@ -82,19 +62,14 @@ void CDownTabs::PlaceNoPage()
 
 void CDownTabs::resizeEvent(QResizeEvent* event)
 {
-    CThemeTabCtrl::resizeEvent(event);
+    CPaneTabs::resizeEvent(event);
     PlaceNoPage();
-}
-
-int CDownTabs::HelpTopic() const
-{
-    return kPages[currentIndex()].topic;
 }
 
 void CDownTabs::FocusPage()
 {
-    QWidget* const page = m_pNoPage->isHidden() ? currentWidget() : m_pNoPage;
-    page->setFocus(Qt::OtherFocusReason);
+    Pane& pane = m_pNoPage->isHidden() ? CurrentPane() : *m_pNoPage;
+    pane.TakeFocus();
 }
 
 void CDownTabs::OnTabShown(int index)
@@ -119,7 +94,7 @@ bool CDownTabs::event(QEvent* event)
         emit OutputChosen(m_nOutput);
     };
     return HandleMessage<NextOutputPageMessage>(event, showNext) ||
-           HandleMessage<FocusTabMessage>(event, [this](auto& m) { FocusTab(m.index); }) || CThemeTabCtrl::event(event);
+           HandleMessage<FocusTabMessage>(event, [this](auto& m) { FocusTab(m.index); }) || CPaneTabs::event(event);
 }
 
 } // namespace tolvar

@@ -1,36 +1,29 @@
 #pragma once
 
-#include "panes/pane_messages.h"
-#include "ui/theme_tab_ctrl.h"
+#include "frame/pane_tabs.h"
 
 namespace tolvar {
 
-class CJournalList;
-class CTolvarDoc;
+class EmptyTabPage;
 
 /// The pages of the lower pane: bookmarks, search results and journal, numbered from 1 as the frame's output. The
 /// numbers up to kLastOutput have no page: the pane stays empty.
-class CDownTabs final : public CThemeTabCtrl {
+class CDownTabs final : public CPaneTabs {
     Q_OBJECT
 
 public:
     static constexpr int kLastOutput = 6;
 
-    CDownTabs(const WindowContext& context, CTolvarDoc& document, QWidget* parent);
+    CDownTabs(const PaneContext& context, QWidget* parent);
     ~CDownTabs() override;
 
     /// Shows the page of an output number, or none where it has none.
     void ShowOutput(int output);
 
-    [[nodiscard]] CJournalList& JournalList() const { return *m_pJournalList; }
-
     /// The number of what is shown. What the frame does with its own number is its own matter.
     [[nodiscard]] int Output() const { return m_nOutput; }
 
-    /// The help topic of the page that is shown.
-    [[nodiscard]] int HelpTopic() const;
-
-    /// Gives the focus to the page of the current tab.
+    /// Gives the focus to what is shown.
     void FocusPage();
 
 signals:
@@ -49,8 +42,7 @@ private:
     void PlaceNoPage();
 
     int m_nOutput = 1;
-    CJournalList* m_pJournalList; ///< owned by the holder, as the other pages are
-    QWidget* m_pNoPage;           ///< lies over the pages while a number without one is shown; owned by the holder
+    EmptyTabPage* m_pNoPage; ///< lies over the pages while a number without one is shown; owned by the holder
 };
 
 } // namespace tolvar

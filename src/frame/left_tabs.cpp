@@ -4,37 +4,24 @@
 #include <QTabBar>
 
 #include "journal/tolvar_doc.h"
-#include "keytree/key_tree.h"
-#include "panes/empty_page.h"
+#include "panes/pane_messages.h"
 
 namespace tolvar {
 
 namespace {
 
 constexpr const char* kTabSetting = "Left Tab";
-constexpr int kKeyTreeTitle = 61491;
-constexpr int kKeyTreeIcon = 121;
-constexpr int kHelpTitle = 61494;
-constexpr int kHelpIcon = 184;
-constexpr int kHelpTreeId = 1011;
-constexpr int kNoTopicsText = 62023;
 constexpr int kAccessibleName = 62010;
-constexpr int kKeyTreeTopic = 205;
-constexpr int kHelpTreeTopic = 196;
 
 } // namespace
 
-CLeftTabs::CLeftTabs(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
-    : CThemeTabCtrl(context, "Down Left Tabs", 1, parent), m_context(context), m_document(document),
-      m_pKeyTree(new CKeyTree(context, this)),
-      m_pHelpTree(new EmptyTabPage(kHelpTreeId, context.language.String(kHelpTitle),
-                                   context.language.String(kNoTopicsText), EmptyTabPage::TabKey::kToFirstTab, this))
+CLeftTabs::CLeftTabs(const PaneContext& context, QWidget* parent)
+    : CPaneTabs(context, LeftPages(), "Down Left Tabs", 1, parent), m_context(context.window),
+      m_document(context.document)
 {
-    setAccessibleName(context.language.String(kAccessibleName));
+    setAccessibleName(m_context.language.String(kAccessibleName));
     tabBar()->setAccessibleName(accessibleName());
-    addTab(m_pKeyTree, context.theme.Icon(kKeyTreeIcon), context.language.String(kKeyTreeTitle));
-    addTab(m_pHelpTree, context.theme.Icon(kHelpIcon), context.language.String(kHelpTitle));
-    setCurrentIndex(context.profile.GetInt(kSettingsSection, kTabSetting, kKeyTreeTab));
+    setCurrentIndex(m_context.profile.GetInt(kSettingsSection, kTabSetting, kKeyTreeTab));
     connect(this, &QTabWidget::currentChanged, this, &CLeftTabs::OnTabShown);
 }
 
@@ -44,14 +31,9 @@ CLeftTabs::~CLeftTabs()
     disconnect(this, &QTabWidget::currentChanged, this, &CLeftTabs::OnTabShown); // pages going are no change of pages
 }
 
-void CLeftTabs::FocusPage()
-{
-    currentWidget()->setFocus(Qt::OtherFocusReason);
-}
-
 void CLeftTabs::OnTabShown(int index)
 {
-    FocusPage();
+    CurrentPane().TakeFocus();
     ShowPageMessage page =
         index == kKeyTreeTab ? ShowPageMessage(PageId::kValueList) : ShowPageMessage(PageId::kBrowser, 0);
     SendToParent(*this, page);
@@ -64,15 +46,10 @@ void CLeftTabs::ShowTopic(int topic)
     SendToParent(*this, page);
 }
 
-int CLeftTabs::HelpTopic() const
-{
-    return currentIndex() == kKeyTreeTab ? kKeyTreeTopic : kHelpTreeTopic;
-}
-
 bool CLeftTabs::event(QEvent* event)
 {
     const auto goToKey = [this](GoToKeyMessage& message) {
-        QCoreApplication::sendEvent(m_pKeyTree, &message);
+        QCoreApplication::sendEvent(&Panes().front()->Widget(), &message);
         if (message.result == 0 && message.sender == GoToKeyMessage::Sender::kAddressBar) {
             setCurrentIndex(kKeyTreeTab);
         }
@@ -90,7 +67,7 @@ bool CLeftTabs::event(QEvent* event)
            HandleMessage<NextOutputPageMessage>(event, [this](auto&) { OnTabShown(currentIndex()); }) ||
            HandleMessage<FocusTabMessage>(event, [this](auto& m) { FocusTab(m.index); }) ||
            HandleMessage<SearchEndedMessage>(event, emptyList) || HandleMessage<SignalMessage>(event, [](auto&) {}) ||
-           CThemeTabCtrl::event(event);
+           CPaneTabs::event(event);
 }
 
 } // namespace tolvar

@@ -1,40 +1,15 @@
 #include "frame/left_view.h"
 
 #include <QCoreApplication>
-#include <QVBoxLayout>
 
 #include "frame/left_tabs.h"
-#include "keytree/key_tree.h"
 
 namespace tolvar {
 
-CLeftView::CLeftView(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
-    : CPaneView(parent), m_pTabs(new CLeftTabs(context, document, this)), m_pKeyTree(&m_pTabs->KeyTree())
+CLeftView::CLeftView(const PaneContext& context, QWidget* parent)
+    : CTabsView(parent), m_pTabs(new CLeftTabs(context, this))
 {
-    auto* layout = new QVBoxLayout(this);
-    layout->setContentsMargins({});
-    layout->addWidget(m_pTabs);
-}
-
-void CLeftView::FocusChild()
-{
-    m_pTabs->FocusPage();
-}
-
-int CLeftView::HelpTopic() const
-{
-    return m_pTabs->HelpTopic();
-}
-
-bool CLeftView::Offers(CommandId command) const
-{
-    return m_pKeyTree->Offers(command);
-}
-
-void CLeftView::RunCommand(CommandId command)
-{
-    CommandMessage message(command);
-    QCoreApplication::sendEvent(m_pKeyTree, &message);
+    SetTabs(*m_pTabs);
 }
 
 bool CLeftView::event(QEvent* event)
@@ -51,9 +26,9 @@ bool CLeftView::event(QEvent* event)
     case RenameMessage::kType:
     case DeleteSubkeyMessage::kType:
     case PasteValueMessage::kType:
-        return QCoreApplication::sendEvent(m_pKeyTree, event);
+        return QCoreApplication::sendEvent(&m_pTabs->Panes().front()->Widget(), event);
     default:
-        return CPaneView::event(event);
+        return CTabsView::event(event);
     }
 }
 

@@ -12,12 +12,10 @@
 #include "frame/down_view.h"
 #include "frame/left_view.h"
 #include "frame/pane_splitter.h"
+#include "frame/pane_table.h"
 #include "frame/status_bar.h"
 #include "frame/tolvar_view.h"
-#include "journal/ui/journal_list.h"
-#include "keytree/key_tree.h"
 #include "ui/native_text.h"
-#include "valuelist/value_list.h"
 
 namespace tolvar {
 
@@ -70,12 +68,13 @@ CMainFrame::~CMainFrame()
 
 void CMainFrame::MakePanes()
 {
+    const PaneContext context = {m_context, m_document};
     auto* rows = new PaneSplitter(Qt::Vertical, this);
     m_wndRows = rows;
     m_wndColumns = new PaneSplitter(Qt::Horizontal, rows);
-    m_pLeftView = new CLeftView(m_context, m_document, m_wndColumns);
-    m_pRightView = new CTolvarView(m_context, m_wndColumns);
-    m_pLowerView = new CDownView(m_context, m_document, rows);
+    m_pLeftView = new CLeftView(context, m_wndColumns);
+    m_pRightView = new CTolvarView(context, m_wndColumns);
+    m_pLowerView = new CDownView(context, rows);
     m_pLowerView->hide();
     setCentralWidget(rows);
     connect(rows, &PaneSplitter::Resized, this, &CMainFrame::ApplyPaneSizes);
@@ -107,10 +106,9 @@ void CMainFrame::MakeBars()
 void CMainFrame::FollowSelections()
 {
     const auto update = [this] { m_pRouter->Update(); };
-    connect(KeyTree().selectionModel(), &QItemSelectionModel::currentChanged, this, update);
-    connect(ValueList().selectionModel(), &QItemSelectionModel::currentChanged, this, update);
-    connect(m_pLowerView->Tabs().JournalList().selectionModel(), &QItemSelectionModel::currentChanged, this, update);
-    connect(ValueList().model(), &QAbstractItemModel::modelReset, this, update);
+    for (Pane* pane : Panes()) {
+        pane->FollowFacts(update);
+    }
     connect(m_pAddressBar, &QToolBar::visibilityChanged, this, update);
     connect(m_wndToolBar, &QToolBar::visibilityChanged, this, update);
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) { OnFocusChanged(now); });
@@ -119,17 +117,9 @@ void CMainFrame::FollowSelections()
 
 void CMainFrame::OnInitialUpdate()
 {
-    m_pLowerView->OnInitialUpdate();
-}
-
-CKeyTree& CMainFrame::KeyTree()
-{
-    return m_pLeftView->KeyTree();
-}
-
-CValueList& CMainFrame::ValueList()
-{
-    return m_pRightView->List();
+    for (Pane* pane : Panes()) {
+        pane->OnInitialUpdate();
+    }
 }
 
 QString CMainFrame::StatusText() const
@@ -271,7 +261,7 @@ bool CMainFrame::event(QEvent* event)
                                                 m_pAddressBar->ShowPath(ToQString(m.text));
                                             }) ||
            HandleMessage<CommandMessage>(event,
-                                         [this](const CommandMessage& m) { m_pRightView->RunCommand(m.command); }) ||
+                                         [this](const CommandMessage& m) { m_pRightView->List().Run(m.command); }) ||
            QMainWindow::event(event);
 }
 

@@ -14,13 +14,12 @@ namespace tolvar {
 
 class CAddressBar;
 class CDownView;
-class CKeyTree;
 class CLeftView;
 class CPaneView;
 class CStatusBar;
 class CTolvarDoc;
 class CTolvarView;
-class CValueList;
+class Pane;
 
 /// The one top-level window: three panes, the bars around them, and what of all this outlives a run. It carries the
 /// panes' messages from one to the other.
@@ -47,8 +46,6 @@ public:
     /// Gives the right pane this width and the upper panes this height, as far as there is room; 0 leaves one as it is.
     void MakePaneRoom(int rightWidth, int upperHeight);
 
-    [[nodiscard]] CKeyTree& KeyTree();
-    [[nodiscard]] CValueList& ValueList();
     [[nodiscard]] CLeftView& LeftView() { return *m_pLeftView; }
     [[nodiscard]] CTolvarView& RightView() { return *m_pRightView; }
     [[nodiscard]] CDownView& LowerView() { return *m_pLowerView; }
@@ -76,7 +73,7 @@ protected:
 
 private:
     [[nodiscard]] CommandFacts Facts() const override;
-    [[nodiscard]] bool Offers(Receiver receiver, CommandId command) const override;
+    [[nodiscard]] bool CanRun(Receiver receiver, CommandId command) const override;
     void Run(Receiver receiver, CommandId command) override;
 
     void MakePanes();
@@ -98,6 +95,7 @@ private:
     void MovePane(int step);
     void FocusView(Receiver view);
     [[nodiscard]] CPaneView* View(Receiver view) const;
+    [[nodiscard]] std::vector<Pane*> Panes() const;
     void OnFocusChanged(QWidget* now);
 
     const WindowContext& m_context;

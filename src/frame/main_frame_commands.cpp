@@ -11,11 +11,8 @@
 #include "frame/left_view.h"
 #include "frame/main_frame.h"
 #include "frame/tolvar_view.h"
-#include "journal/ui/journal_list.h"
-#include "keytree/key_tree.h"
 #include "registry/path_completion.h"
 #include "ui/native_text.h"
-#include "valuelist/value_list.h"
 
 namespace tolvar {
 
@@ -24,37 +21,7 @@ namespace {
 constexpr int kAboutTopic = 240;
 
 /// The views in the order of Next Pane.
-constexpr Receiver kPanes[] = {Receiver::kLeftView, Receiver::kRightView, Receiver::kLowerView};
-
-CommandFacts::Level LevelFact(const KeyTreeModel& model, const QModelIndex& selected)
-{
-    if (!selected.isValid()) {
-        return CommandFacts::Level::kNone;
-    }
-    if (model.IsTreeRoot(selected)) {
-        return CommandFacts::Level::kTreeRoot;
-    }
-    return model.IsRootKey(selected) ? CommandFacts::Level::kRootKey : CommandFacts::Level::kKey;
-}
-
-CommandFacts::Row RowFact(const KeyRow* row)
-{
-    if (row == nullptr) {
-        return CommandFacts::Row::kNone;
-    }
-    switch (row->kind) {
-    case KeyRow::Kind::kParent:
-        return CommandFacts::Row::kParent;
-    case KeyRow::Kind::kSubkey:
-    case KeyRow::Kind::kRootKey:
-        return CommandFacts::Row::kKey;
-    case KeyRow::Kind::kDefaultValue:
-    case KeyRow::Kind::kValue:
-    case KeyRow::Kind::kDenied:
-        break;
-    }
-    return CommandFacts::Row::kValue;
-}
+constexpr Receiver kViews[] = {Receiver::kLeftView, Receiver::kRightView, Receiver::kLowerView};
 
 } // namespace
 
@@ -67,7 +34,8 @@ bool CMainFrame::GoToKey(const std::string& path)
 
 void CMainFrame::ShowRoots()
 {
-    KeyTree().SelectTreeRoot();
+    GoToKeyMessage message(GoToKeyMessage::Sender::kAddressBar, {}); // where an empty address leads
+    QCoreApplication::sendEvent(&m_pLeftView->Tabs().Panes().front()->Widget(), &message);
 }
 
 void CMainFrame::Go()
@@ -89,11 +57,10 @@ void CMainFrame::GoToParent()
 CommandFacts CMainFrame::Facts() const
 {
     CommandFacts facts;
+    for (const Pane* pane : Panes()) {
+        pane->AddFacts(facts);
+    }
     facts.focus = m_focusPane;
-    facts.selection = LevelFact(m_pLeftView->KeyTree().Model(), m_pLeftView->KeyTree().currentIndex());
-    facts.isCutMarked = m_pLeftView->KeyTree().HasCutItem();
-    facts.hasJournalMark = m_pLowerView->Tabs().JournalList().HasMark();
-    facts.row = RowFact(m_pRightView->List().isHidden() ? nullptr : m_pRightView->List().MarkedRow());
     facts.isNT = m_context.m_bIsNT;
     facts.hasAddressBar = !m_pAddressBar->isHidden();
     facts.hasToolBar = !m_wndToolBar->isHidden();
@@ -115,19 +82,33 @@ CPaneView* CMainFrame::View(Receiver view) const
     }
 }
 
-bool CMainFrame::Offers(Receiver receiver, CommandId command) const
+/// All panes that exist now.
+std::vector<Pane*> CMainFrame::Panes() const
+{
+    std::vector<Pane*> panes;
+    for (const Receiver view : kViews) {
+        std::ranges::copy(View(view)->Panes(), std::back_inserter(panes));
+    }
+    return panes;
+}
+
+bool CMainFrame::CanRun(Receiver receiver, CommandId command) const
 {
     const CPaneView* const view = View(receiver);
-    return view == nullptr || command == CommandId::kHelp || view->Offers(command);
+    if (view == nullptr || command == CommandId::kHelp) {
+        return true;
+    }
+    const Pane* const pane = view->PaneFor(command);
+    return pane != nullptr && pane->IsEnabled(command);
 }
 
 void CMainFrame::Run(Receiver receiver, CommandId command)
 {
     CPaneView* const view = View(receiver);
     if (command == CommandId::kHelp) {
-        m_pLeftView->Tabs().ShowTopic(view->HelpTopic());
+        m_pLeftView->Tabs().ShowTopic(view->ActivePane().HelpTopic());
     } else if (view != nullptr) {
-        view->RunCommand(command);
+        view->PaneFor(command)->Run(command);
     } else if (receiver == Receiver::kApplication) {
         emit ApplicationCommand(command);
     } else {
@@ -234,10 +215,10 @@ void CMainFrame::SetOutput(int output)
 void CMainFrame::MovePane(int step)
 {
     const int count = m_nOutput > 0 ? 3 : 2;
-    const auto place = std::ranges::find(kPanes, m_focusPane) - std::begin(kPanes);
+    const auto place = std::ranges::find(kViews, m_focusPane) - std::begin(kViews);
     // From a lower pane that has been closed, either way leads to the left.
     const auto next = place >= count ? 0 : (place + step + count) % count;
-    FocusView(kPanes[next]);
+    FocusView(kViews[next]);
 }
 
 void CMainFrame::FocusView(Receiver view)
@@ -248,7 +229,7 @@ void CMainFrame::FocusView(Receiver view)
 
 void CMainFrame::OnFocusChanged(QWidget* now)
 {
-    for (const Receiver view : kPanes) {
+    for (const Receiver view : kViews) {
         if (View(view)->isAncestorOf(now)) {
             m_focusPane = view;
             m_pRouter->Update();

@@ -1,29 +1,30 @@
 #pragma once
 
-#include <QWidget>
+#include <vector>
 
-#include "panes/command_ids.h"
+#include "panes/pane.h"
 
 namespace tolvar {
 
-/// One of the frame's three panes. It fills itself with one child, passes the focus on to it, and passes commands on to
-/// the control in it that does the work.
+/// One of the frame's three views. It fills itself with one child, passes the focus on to it, and passes commands on to
+/// the pane in it that does the work.
 class CPaneView : public QWidget {
     Q_OBJECT
 
 public:
     using QWidget::QWidget;
 
-    /// Gives the focus to what the pane shows.
-    virtual void FocusChild() = 0;
+    /// All panes of the view that exist now.
+    [[nodiscard]] virtual std::vector<Pane*> Panes() const = 0;
 
-    /// The help topic of what the pane shows.
-    [[nodiscard]] virtual int HelpTopic() const = 0;
+    /// The pane that is shown.
+    [[nodiscard]] virtual Pane& ActivePane() const = 0;
 
-    /// Whether a control of this pane carries the command out.
-    [[nodiscard]] virtual bool Offers(CommandId command) const = 0;
+    /// Gives the focus to what the view shows.
+    virtual void FocusChild() { ActivePane().TakeFocus(); }
 
-    virtual void RunCommand(CommandId command) = 0;
+    /// The pane that carries the command out; null for none.
+    [[nodiscard]] virtual Pane* PaneFor(CommandId command) const = 0;
 };
 
 } // namespace tolvar

@@ -1,38 +1,31 @@
 #include "frame/tolvar_view.h"
 
+#include <algorithm>
+
 #include <QCoreApplication>
 
-#include "forms/binary_form.h"
-#include "forms/dword_form.h"
-#include "forms/string_form.h"
-#include "panes/empty_page.h"
 #include "ui/profile_font.h"
-#include "valuelist/value_list.h"
 
 namespace tolvar {
 
 namespace {
 
 constexpr int kBackColor = 61495;
-constexpr int kHelpName = 61494;
-constexpr int kHelpText = 62024;
-constexpr int kSearchText = 62025;
-constexpr int kEscapeText = 62029;
 
 } // namespace
 
-void CTolvarView::DeleteLater::operator()(QWidget* form) const
+void CTolvarView::DeleteLater::operator()(Pane* form) const
 {
-    form->hide();
-    form->deleteLater();
+    form->Widget().hide();
+    form->Widget().deleteLater();
 }
 
-CTolvarView::CTolvarView(const WindowContext& context, QWidget* parent)
-    : CPaneView(parent), m_context(context), m_pList(new CValueList(context, this))
+CTolvarView::CTolvarView(const PaneContext& context, QWidget* parent)
+    : CPaneView(parent), m_context(context), m_list(MakeValueList(context, this))
 {
-    if (context.m_bThemed) {
+    if (context.window.m_bThemed) {
         QPalette colors = palette();
-        colors.setColor(QPalette::Window, ColorFromNumber(context.theme.Number(kBackColor)));
+        colors.setColor(QPalette::Window, ColorFromNumber(context.window.theme.Number(kBackColor)));
         setPalette(colors);
         setAutoFillBackground(true);
     }
@@ -40,126 +33,83 @@ CTolvarView::CTolvarView(const WindowContext& context, QWidget* parent)
 
 CTolvarView::~CTolvarView()
 {
-    DropForms();
+    m_pForm.reset();
 }
 
-QWidget* CTolvarView::ActiveChild() const
+std::vector<Pane*> CTolvarView::Panes() const
 {
-    for (const Form* form : {&m_pBinaryForm, &m_pStringForm, &m_pDwordForm, &m_pSearchForm}) {
-        if (*form) {
-            return form->get();
-        }
+    std::vector<Pane*> panes = {&m_list};
+    for (const auto& [id, pane] : m_staying) {
+        panes.push_back(pane);
     }
-    return m_pBrowser != nullptr && !m_pBrowser->isHidden() ? m_pBrowser : m_pList;
+    if (m_pForm) {
+        panes.push_back(m_pForm.get());
+    }
+    return panes;
 }
 
-void CTolvarView::FocusChild()
+Pane& CTolvarView::ActivePane() const
 {
-    ActiveChild()->setFocus(Qt::OtherFocusReason);
+    if (m_pForm) {
+        return *m_pForm;
+    }
+    const auto visible =
+        std::ranges::find_if(m_staying, [](const auto& page) { return !page.second->Widget().isHidden(); });
+    return visible != m_staying.end() ? *visible->second : m_list;
 }
 
-int CTolvarView::HelpTopic() const
+Pane* CTolvarView::PaneFor(CommandId command) const
 {
-    constexpr int kListTopic = 229;
-    constexpr int kSearchTopic = 198;
-    return m_pSearchForm ? kSearchTopic : kListTopic;
-}
-
-bool CTolvarView::Offers(CommandId command) const
-{
-    return ActiveChild() == m_pList && m_pList->Offers(command); // no row is acted on that can't be seen
-}
-
-void CTolvarView::RunCommand(CommandId command)
-{
-    CommandMessage message(command);
-    QCoreApplication::sendEvent(m_pList, &message);
+    Pane& active = ActivePane();
+    return active.Offers(command) ? &active : nullptr;
 }
 
 void CTolvarView::ShowPage(const ShowPageMessage& message)
 {
-    if (message.page != PageId::kBrowser) {
-        if (m_pBrowser != nullptr) {
-            m_pBrowser->hide();
+    const RightPage* const page = FindRightPage(message.page);
+    m_pForm.reset();
+    for (const auto& [id, pane] : m_staying) {
+        if (id != message.page) {
+            pane->Widget().hide();
         }
-        DropForms();
     }
-    if (message.page != PageId::kValueList) {
-        m_pList->hide();
-    }
-    switch (message.page) {
-    case PageId::kStringForm:
-        return ShowValueForm<CStringForm>(m_pStringForm, message);
-    case PageId::kDwordForm:
-        return ShowValueForm<CDwordForm>(m_pDwordForm, message);
-    case PageId::kBinaryForm:
-        return ShowValueForm<CBinaryForm>(m_pBinaryForm, message);
-    case PageId::kSearchForm: {
-        const QString name = m_context.language.String(kSearchText);
-        const QString text = name + u'\n' + m_context.language.String(kEscapeText);
-        ShowForm(m_pSearchForm, new EmptyForm(static_cast<int>(PageId::kSearchForm), name, text, this));
-        m_pSearchForm->setFocus(Qt::OtherFocusReason);
+    if (page == nullptr) {
+        ShowList();
         return;
     }
-    case PageId::kBrowser:
-        return ShowBrowser();
-    case PageId::kValueList:
-    case PageId::kNoPage:
-        break;
-    }
-    ShowList();
-}
-
-void CTolvarView::ShowBrowser()
-{
-    if (m_pBrowser == nullptr || m_pBrowser->isHidden()) {
-        DropForms();
-    }
-    if (m_pBrowser == nullptr) {
-        m_pBrowser = new EmptyPage(static_cast<int>(PageId::kBrowser), m_context.language.String(kHelpName),
-                                   m_context.language.String(kHelpText), this);
-    }
+    m_list.Widget().hide();
+    Pane& pane = PaneOf(*page);
     PlaceChildren();
-    m_pBrowser->show();
+    pane.Widget().show();
+    pane.Open(message);
 }
 
-void CTolvarView::ShowForm(Form& form, QWidget* made)
+/// The page's pane, which is made where there is none.
+Pane& CTolvarView::PaneOf(const RightPage& page)
 {
-    form.reset(made);
-    PlaceChildren();
-    form->show();
-}
-
-template <class ValueForm>
-void CTolvarView::ShowValueForm(Form& form, const ShowPageMessage& message)
-{
-    auto* const made = new ValueForm(m_context, this);
-    made->setProperty("pageId", static_cast<int>(message.page));
-    ShowForm(form, made);
-    made->LoadValue(message.request != nullptr ? *message.request : FormRequest());
-}
-
-void CTolvarView::DropForms()
-{
-    for (Form* form : {&m_pStringForm, &m_pDwordForm, &m_pBinaryForm, &m_pSearchForm}) {
-        form->reset();
+    if (const auto kept = m_staying.find(page.id); kept != m_staying.end()) {
+        return *kept->second;
     }
+    Pane& made = page.make(m_context, this);
+    made.Widget().setProperty("pageId", static_cast<int>(page.id));
+    if (page.life == RightPage::Life::kStays) {
+        m_staying.emplace(page.id, &made);
+    } else {
+        m_pForm.reset(&made);
+    }
+    return made;
 }
 
 void CTolvarView::ShowList()
 {
     PlaceChildren();
-    m_pList->show();
+    m_list.Widget().show();
 }
 
 void CTolvarView::PlaceChildren()
 {
-    m_pList->setGeometry(rect());
-    if (QWidget* const child = ActiveChild(); child != m_pList) {
-        child->setGeometry(rect());
-    }
-    if (m_pBrowser != nullptr) {
-        m_pBrowser->setGeometry(rect());
+    for (const Pane* pane : Panes()) {
+        pane->Widget().setGeometry(rect());
     }
 }
 
@@ -173,15 +123,15 @@ bool CTolvarView::event(QEvent* event)
 {
     switch (static_cast<int>(event->type())) {
     case SelectRowMessage::kType:
-        DropForms();
+        m_pForm.reset();
         ShowList();
-        return QCoreApplication::sendEvent(m_pList, event);
+        return QCoreApplication::sendEvent(&m_list.Widget(), event);
     case ShowKeyMessage::kType:
-        return QCoreApplication::sendEvent(m_pList, event);
+        return QCoreApplication::sendEvent(&m_list.Widget(), event);
     case FormDoneMessage::kType:
     case StartSearchMessage::kType:
         // The form has said its last word. What it asks for is for others to do: the message goes on up.
-        DropForms();
+        m_pForm.reset();
         ShowList();
         FocusChild();
         event->ignore();

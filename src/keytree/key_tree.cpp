@@ -22,6 +22,7 @@ namespace tolvar {
 
 namespace {
 
+constexpr int kHelpTopic = 205;
 constexpr int kAccessibleName = 62000;
 constexpr QSize kIconSize(16, 16);
 constexpr int kMaxKeyName = 255; // units: the format's own limit for names of keys
@@ -76,7 +77,7 @@ private:
 } // namespace
 
 CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
-    : QTreeView(parent), m_context(context), m_pModel(new KeyTreeModel(context, this)),
+    : QTreeView(parent), Pane(*this, kHelpTopic), m_context(context), m_pModel(new KeyTreeModel(context, this)),
       m_bPlaySounds(context.profile.GetInt(kSettingsSection, "sounds", 0) != 0),
       m_bSingleExpand(context.profile.GetInt(kSettingsSection, "Single Expand", 0) != 0)
 {
@@ -101,13 +102,13 @@ CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
 
     connect(m_pModel, &KeyTreeModel::FilledEmpty, this, &CKeyTree::OnFilledEmpty);
     connect(selectionModel(), &QItemSelectionModel::currentChanged, this, &CKeyTree::OnSelectionChanged);
+    connect(selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { TellFacts(); });
 }
 
 bool CKeyTree::event(QEvent* event)
 {
     return HandleMessage<GoToKeyMessage>(event, [this](auto& m) { m.result = GoToKey(m); }) ||
            HandleMessage<RefreshKeyMessage>(event, [this](auto& m) { RefreshPath(m.path); }) ||
-           HandleMessage<CommandMessage>(event, [this](auto& m) { Run(m.command); }) ||
            HandleMessage<FormDoneMessage>(event, [this](auto& m) { StoreValue(m); }) ||
            HandleMessage<DeleteValueMessage>(event, [this](auto& m) { DeleteValue(m); }) ||
            HandleMessage<DeleteSubkeyMessage>(event, [this](auto& m) { DeleteSubkey(m); }) ||
@@ -140,6 +141,16 @@ void CKeyTree::Run(CommandId command)
     } else {
         RunCommand(*this, Commands(), command);
     }
+}
+
+void CKeyTree::AddFacts(PaneFacts& facts) const
+{
+    const QModelIndex selected = currentIndex();
+    facts.selection = !selected.isValid()              ? PaneFacts::Level::kNone
+                      : m_pModel->IsTreeRoot(selected) ? PaneFacts::Level::kTreeRoot
+                      : m_pModel->IsRootKey(selected)  ? PaneFacts::Level::kRootKey
+                                                       : PaneFacts::Level::kKey;
+    facts.isCutMarked = m_cutItem.isValid();
 }
 
 void CKeyTree::keyPressEvent(QKeyEvent* event)

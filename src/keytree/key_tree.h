@@ -4,6 +4,7 @@
 
 #include "keytree/key_tree_model.h"
 #include "panes/command_map.h"
+#include "panes/pane.h"
 #include "panes/pane_messages.h"
 #include "registry/reg_key.h"
 #include "ui/window_context.h"
@@ -19,7 +20,7 @@ struct ChangeRecord;
 /// ApplyChangeMessage, ShowPageMessage, ShowKeyMessage, SelectRowMessage and StatusTextMessage to its parent, and
 /// FocusTabMessage on the Tab key. The commands that change keys and values go out from here as changes to be
 /// journalled, whoever has asked for them.
-class CKeyTree final : public QTreeView {
+class CKeyTree final : public QTreeView, public Pane {
     Q_OBJECT
 
 public:
@@ -33,11 +34,9 @@ public:
 
     [[nodiscard]] KeyTreeModel& Model() { return *m_pModel; }
 
-    /// Whether Cut has marked a key at some time.
-    [[nodiscard]] bool HasCutItem() const { return m_cutItem.isValid(); }
-
-    /// Whether the tree carries the command out.
-    [[nodiscard]] bool Offers(CommandId command) const;
+    [[nodiscard]] bool Offers(CommandId command) const override;
+    void Run(CommandId command) override;
+    void AddFacts(PaneFacts& facts) const override;
 
     /// Reads the selected key's subkeys again. The value list is not touched.
     void RefreshSelected();
@@ -52,7 +51,6 @@ protected:
 private:
     [[nodiscard]] static std::span<const CommandEntry<CKeyTree>> Commands();
 
-    void Run(CommandId command);
     void ExpandSelected();
     void CollapseSelected();
     void CopyPath();

@@ -2,11 +2,13 @@
 
 #include <QKeyEvent>
 
+#include "panes/pane_messages.h"
+
 namespace tolvar {
 
-EmptyPage::EmptyPage(int id, const QString& name, const QString& text, QWidget* parent) : QLabel(text, parent)
+EmptyPage::EmptyPage(int helpTopic, const QString& name, const QString& text, QWidget* parent)
+    : QLabel(text, parent), Pane(*this, helpTopic)
 {
-    setProperty("pageId", id);
     setAccessibleName(name);
     setAccessibleDescription(text);
     setAlignment(Qt::AlignCenter);
@@ -35,8 +37,8 @@ bool EmptyPage::event(QEvent* event)
     return QLabel::event(event);
 }
 
-EmptyTabPage::EmptyTabPage(int id, const QString& name, const QString& text, TabKey tabKey, QWidget* parent)
-    : EmptyPage(id, name, text, parent), m_tabKey(tabKey)
+EmptyTabPage::EmptyTabPage(int helpTopic, const QString& name, const QString& text, TabKey tabKey, QWidget* parent)
+    : EmptyPage(helpTopic, name, text, parent), m_tabKey(tabKey)
 {}
 
 void EmptyTabPage::OnTabKey()

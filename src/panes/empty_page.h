@@ -2,16 +2,16 @@
 
 #include <QLabel>
 
-#include "panes/pane_messages.h"
+#include "panes/pane.h"
 
 namespace tolvar {
 
-/// A page with nothing in it, and a line that says so. Its number is its property "pageId".
-class EmptyPage : public QLabel {
+/// A page with nothing in it, and a line that says so.
+class EmptyPage : public QLabel, public Pane {
     Q_OBJECT
 
 public:
-    EmptyPage(int id, const QString& name, const QString& text, QWidget* parent);
+    EmptyPage(int helpTopic, const QString& name, const QString& text, QWidget* parent);
 
 protected:
     bool event(QEvent* event) override;
@@ -28,7 +28,7 @@ class EmptyTabPage final : public EmptyPage {
 
 public:
     enum class TabKey { kToFirstTab, kToNextOutput };
-    EmptyTabPage(int id, const QString& name, const QString& text, TabKey tabKey, QWidget* parent);
+    EmptyTabPage(int helpTopic, const QString& name, const QString& text, TabKey tabKey, QWidget* parent);
 
 protected:
     void OnTabKey() override;
@@ -37,12 +37,14 @@ private:
     TabKey m_tabKey;
 };
 
-/// A form of the right pane; Escape goes back to the list.
+/// A form of the right pane, which has the focus when it is opened; Escape goes back to the list.
 class EmptyForm final : public EmptyPage {
     Q_OBJECT
 
 public:
     using EmptyPage::EmptyPage;
+
+    void Open(const ShowPageMessage& /*message*/) override { TakeFocus(); }
 
 protected:
     void OnEscapeKey() override;

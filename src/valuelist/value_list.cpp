@@ -12,6 +12,7 @@ namespace tolvar {
 
 namespace {
 
+constexpr int kHelpTopic = 229;
 constexpr int kAccessibleName = 62001;
 constexpr int kHeaderMenu = 105;
 constexpr int kHoverTime = 2000; // milliseconds
@@ -50,7 +51,7 @@ RowTipTexts TipTexts(const ResourceLibrary& language)
 } // namespace
 
 CValueList::CValueList(const WindowContext& context, QWidget* parent)
-    : CThemeListCtrl(parent), m_context(context), m_pModel(new ValueListModel(context, this)),
+    : CThemeListCtrl(parent), Pane(*this, kHelpTopic), m_context(context), m_pModel(new ValueListModel(context, this)),
       m_tipTexts(TipTexts(context.language)), m_pTip(new CTipWindow(this)),
       m_bTips(context.profile.GetInt(kSettingsSection, "Show ToolTips", 1) != 0),
       m_bShowKeys(context.profile.GetInt(kSettingsSection, "ShowListKeys", 0) != 0),
@@ -72,6 +73,8 @@ CValueList::CValueList(const WindowContext& context, QWidget* parent)
     m_tipTimer.setInterval(kTipDelay);
     connect(&m_tipTimer, &QTimer::timeout, this, &CValueList::ShowTip);
     connect(selectionModel(), &QItemSelectionModel::currentChanged, this, &CValueList::StartTip);
+    connect(selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { TellFacts(); });
+    connect(m_pModel, &QAbstractItemModel::modelReset, this, [this] { TellFacts(); });
     header()->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(header(), &QWidget::customContextMenuRequested, this, &CValueList::ShowHeaderMenu);
 }
@@ -90,6 +93,21 @@ bool CValueList::Offers(CommandId command) const
     return HasCommand(Commands(), command);
 }
 
+void CValueList::Run(CommandId command)
+{
+    RunCommand(*this, Commands(), command);
+}
+
+void CValueList::AddFacts(PaneFacts& facts) const
+{
+    if (const KeyRow* const row = isHidden() ? nullptr : MarkedRow(); row != nullptr) {
+        const bool isKey = row->kind == KeyRow::Kind::kSubkey || row->kind == KeyRow::Kind::kRootKey;
+        facts.row = row->kind == KeyRow::Kind::kParent ? PaneFacts::Row::kParent
+                    : isKey                            ? PaneFacts::Row::kKey
+                                                       : PaneFacts::Row::kValue;
+    }
+}
+
 const KeyRow* CValueList::MarkedRow() const
 {
     return currentIndex().isValid() ? &m_pModel->Rows().Row(static_cast<std::size_t>(currentIndex().row())) : nullptr;
@@ -99,8 +117,6 @@ bool CValueList::event(QEvent* event)
 {
     return HandleMessage<ShowKeyMessage>(event, [this](ShowKeyMessage& m) { m.result = ShowKey(m.root, m.subpath); }) ||
            HandleMessage<SelectRowMessage>(event, [this](SelectRowMessage& m) { m.result = SelectRow(m.name); }) ||
-           HandleMessage<CommandMessage>(event,
-                                         [this](CommandMessage& m) { RunCommand(*this, Commands(), m.command); }) ||
            CThemeListCtrl::event(event);
 }
 
@@ -192,7 +208,7 @@ void CValueList::ShowHeaderMenu(const QPoint& at)
     for (const ColumnSetting& setting : kColumns) {
         menu.Check(static_cast<int>(setting.command), m_pModel->IsColumnOn(setting.column));
     }
-    RunCommand(*this, Commands(), static_cast<CommandId>(menu.Track(header()->mapToGlobal(at))));
+    Run(static_cast<CommandId>(menu.Track(header()->mapToGlobal(at))));
 }
 
 } // namespace tolvar

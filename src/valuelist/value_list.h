@@ -5,6 +5,7 @@
 #include <QTimer>
 
 #include "panes/command_map.h"
+#include "panes/pane.h"
 #include "panes/pane_messages.h"
 #include "ui/theme_list_ctrl.h"
 #include "ui/tip_window.h"
@@ -16,9 +17,9 @@ namespace tolvar {
 /// The list in the right pane: the values of one key and, on request, its subkeys, or the roots of the registry. Each
 /// change of key or columns drops all rows and reads the key again.
 ///
-/// Takes ShowKeyMessage, SelectRowMessage and CommandMessage; sends GoToKeyMessage to its parent. Writes the last key
+/// Takes ShowKeyMessage and SelectRowMessage; sends GoToKeyMessage to its parent. Writes the last key
 /// to the profile at its end.
-class CValueList : public CThemeListCtrl {
+class CValueList : public CThemeListCtrl, public Pane {
     Q_OBJECT
 
 public:
@@ -31,8 +32,9 @@ public:
     /// Selects the last row with exactly that name. Answers 0, or 1 when there is none.
     int SelectRow(std::string_view name);
 
-    /// Whether the list carries the command out.
-    [[nodiscard]] bool Offers(CommandId command) const;
+    [[nodiscard]] bool Offers(CommandId command) const override;
+    void Run(CommandId command) override;
+    void AddFacts(PaneFacts& facts) const override;
 
     /// The row at the selection mark; null for none.
     [[nodiscard]] const KeyRow* MarkedRow() const;

@@ -309,7 +309,7 @@ void CValueList::contextMenuEvent(QContextMenuEvent* event)
     }
     const QPoint middle(viewport()->width() / 2, visualRect(index).center().y());
     const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : middle));
-    RunCommand(*this, Commands(), static_cast<CommandId>(chosen));
+    Run(static_cast<CommandId>(chosen));
 }
 
 void CValueList::StartTip(const QModelIndex& row)

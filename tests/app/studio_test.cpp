@@ -85,7 +85,7 @@ TEST_F(Studio, ShowsTheHiveThatItWasGiven)
     EXPECT_EQ(app.Frame().StatusText(), QStringLiteral("HKEY_USERS\\good"));
     EXPECT_EQ(app.Frame().windowTitle(), QStringLiteral(u"Kordo \u00AE Software - Tolvar Studio 0.1"));
     EXPECT_TRUE(app.Frame().GoToKey("HKEY_USERS\\good\\a"));
-    EXPECT_EQ(app.Frame().ValueList().Model().rowCount(), 2);
+    EXPECT_EQ(app.Frame().findChild<CValueList*>()->Model().rowCount(), 2);
     EXPECT_FALSE(app.Frame().GoToKey("HKEY_USERS\\none"));
 }
 
@@ -156,7 +156,7 @@ TEST_F(Studio, LetsTheListLeadTheTree)
     CTolvarApp app(Options());
     ASSERT_TRUE(app.InitInstance());
     app.Frame().ShowRoots();
-    CValueList& list = app.Frame().ValueList();
+    CValueList& list = *app.Frame().findChild<CValueList*>();
     list.setCurrentIndex(list.Model().index(3, 0)); // HKEY_USERS
     QTest::keyClick(&list, Qt::Key_Return);
     EXPECT_EQ(app.Frame().StatusText(), QStringLiteral("HKEY_USERS"));

@@ -35,12 +35,6 @@ CommandFacts Older(CommandFacts facts)
     return facts;
 }
 
-CommandFacts WithMark(CommandFacts facts)
-{
-    facts.hasJournalMark = true;
-    return facts;
-}
-
 CommandFacts WithCut(CommandFacts facts)
 {
     facts.isCutMarked = true;
@@ -120,8 +114,7 @@ TEST(Commands, AreLetThroughByTheirRules)
          plus(plus(onKey, nt), {kExpandBookmarks, kCollapseBookmarks, kDeleteBookmark, kGoToBookmark, kRenameBookmark,
                                 kNewBookmarkFolder})},
         {"results", Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 2), plus(plus(onKey, nt), {kGoToHit})},
-        {"journal without a mark", Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 3), plus(onKey, nt)},
-        {"journal", WithMark(Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 3)),
+        {"journal", Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 3),
          plus(plus(onKey, nt), {kRemoveEntry, kUndoEntry, kRemoveAllEntries, kUndoAllEntries})},
         {"no page", Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 4), plus(onKey, nt)},
     };

@@ -68,6 +68,10 @@ protected:
 
     void Close() { m_pFrame.reset(); }
 
+    CKeyTree& Tree() { return *Frame().findChild<CKeyTree*>(); }
+    CValueList& List() { return *Frame().findChild<CValueList*>(); }
+    CJournalList& Journal() { return *Frame().findChild<CJournalList*>(); }
+
     bool Run(CommandId command) { return Frame().Router().Run(command); }
 
     void ShowPage(PageId page)
@@ -79,10 +83,10 @@ protected:
     /// The id of what the right pane shows.
     int ShownPage()
     {
-        const QWidget* const child = Frame().RightView().ActiveChild();
-        EXPECT_FALSE(child->isHidden());
-        EXPECT_EQ(Frame().ValueList().isHidden(), child != &Frame().ValueList());
-        return child == &Frame().ValueList() ? 1002 : child->property("pageId").toInt();
+        const QWidget& shown = Frame().RightView().ActivePane().Widget();
+        EXPECT_FALSE(shown.isHidden());
+        EXPECT_EQ(List().isHidden(), &shown != &List());
+        return &shown == &List() ? 1002 : shown.property("pageId").toInt();
     }
 
     std::vector<int> Columns() { return Sizes(Qt::Horizontal); }
@@ -109,10 +113,10 @@ TEST_F(MainFrame, CarriesASelectionToAllPanesInOrder)
 {
     MessageLog log;
     Frame().GoToKey("HKEY_LOCAL_MACHINE\\X");
-    for (QObject* watched : std::initializer_list<QObject*>{&Frame(), &Frame().RightView(), &Frame().ValueList()}) {
+    for (QObject* watched : std::initializer_list<QObject*>{&Frame(), &Frame().RightView(), &List()}) {
         watched->installEventFilter(&log);
     }
-    Frame().KeyTree().setCurrentIndex(Frame().KeyTree().indexBelow(Frame().KeyTree().currentIndex()));
+    Tree().setCurrentIndex(Tree().indexBelow(Tree().currentIndex()));
     EXPECT_THAT(log.entries, ElementsAre("CMainFrame 307", "CTolvarView 307", "CMainFrame 316", "CTolvarView 316",
                                          "CValueList 316", "CMainFrame 390"));
     EXPECT_EQ(Frame().StatusText(), "HKEY_LOCAL_MACHINE\\X\\Sub");
@@ -149,7 +153,7 @@ TEST_F(MainFrame, ShowsOnePageAtATimeInTheRightPane)
     QCoreApplication::sendEvent(&Frame().RightView(), &cancelled);
     EXPECT_EQ(ShownPage(), 1002);
     EXPECT_TRUE(Run(CommandId::kFind));
-    const QPointer<QWidget> first = Frame().RightView().ActiveChild();
+    const QPointer<QWidget> first = &Frame().RightView().ActivePane().Widget();
     EXPECT_TRUE(Run(CommandId::kFind)); // replaces the form
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(first.isNull());
@@ -178,17 +182,17 @@ TEST_F(MainFrame, MovesTheFocusThroughItsPanes)
     EXPECT_THAT(visited(CommandId::kPreviousPane, 4), ElementsAre(kLowerView, kRightView, kLeftView, kLowerView));
     EXPECT_TRUE(Run(CommandId::kClosePane)); // what had the focus is gone
     EXPECT_EQ(Frame().FocusPane(), kLeftView);
-    EXPECT_TRUE(Frame().KeyTree().hasFocus());
+    EXPECT_TRUE(Tree().hasFocus());
 }
 
 TEST_F(MainFrame, LeadsTheTabKeyFromPageToPage)
 {
     Frame().LeftView().FocusChild();
-    QTest::keyClick(&Frame().KeyTree(), Qt::Key_Tab);
+    QTest::keyClick(&Tree(), Qt::Key_Tab);
     EXPECT_EQ(Frame().LeftView().Tabs().currentIndex(), CLeftTabs::kHelpTab);
     EXPECT_EQ(ShownPage(), 1022);
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-    EXPECT_TRUE(Frame().KeyTree().hasFocus());
+    EXPECT_TRUE(Tree().hasFocus());
     EXPECT_EQ(ShownPage(), 1002);
     NextOutputPageMessage closed;
     QCoreApplication::sendEvent(&Frame().LowerView().Tabs(), &closed);
@@ -326,12 +330,12 @@ TEST_F(MainFrame, GoesToTheTypedAddress)
         EXPECT_EQ(Frame().StatusText().toStdString(), c.shown) << c.typed;
     }
     EXPECT_EQ(Frame().LeftView().Tabs().currentIndex(), CLeftTabs::kKeyTreeTab);
-    EXPECT_TRUE(Frame().KeyTree().hasFocus());
+    EXPECT_TRUE(Tree().hasFocus());
     Run(CommandId::kTypeAddress);
     QTest::keyClicks(&Frame().AddressBar().Edit(), "nonsense");
     QTest::keyClick(&Frame().AddressBar().Edit(), Qt::Key_Escape);
     EXPECT_EQ(Frame().AddressBar().Address(), "HKEY_LOCAL_MACHINE\\X\\Sub\\Deep");
-    EXPECT_TRUE(Frame().KeyTree().hasFocus());
+    EXPECT_TRUE(Tree().hasFocus());
     EXPECT_TRUE(Run(CommandId::kParentKey));
     EXPECT_EQ(Frame().StatusText(), "HKEY_LOCAL_MACHINE\\X\\Sub");
 }
@@ -369,7 +373,7 @@ TEST_F(MainFrame, CarriesAnEditFromTheListToTheJournalAndBack)
     Frame().OnInitialUpdate();
     Frame().GoToKey("HKEY_LOCAL_MACHINE\\X\\Sub");
     const auto shownData = [this] {
-        CValueList& list = Frame().ValueList();
+        CValueList& list = List();
         const QModelIndex row = list.Model().index(2, list.Model().columnCount() - 1);
         return row.data().toString().toStdString();
     };
@@ -377,21 +381,23 @@ TEST_F(MainFrame, CarriesAnEditFromTheListToTheJournalAndBack)
     DeleteValueMessage showAgain(nullptr);
     QCoreApplication::sendEvent(&Frame(), &showAgain);
     EXPECT_EQ(shownData(), "old");
-    emit Frame().ValueList().doubleClicked(Frame().ValueList().Model().index(2, 0));
+    emit List().doubleClicked(List().Model().index(2, 0));
     ASSERT_EQ(ShownPage(), 1007);
     EXPECT_FALSE(Run(CommandId::kDelete)); // no row is acted on that can't be seen
     QTest::keyClicks(QApplication::focusWidget(), "very ");
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return, Qt::ControlModifier);
     EXPECT_EQ(ShownPage(), 1002);
     EXPECT_EQ(shownData(), "very old");
-    EXPECT_TRUE(Frame().ValueList().hasFocus());
+    EXPECT_TRUE(List().hasFocus());
     EXPECT_EQ(fixture.document.Journal().size(), 2U);
-    emit Frame().ValueList().doubleClicked(Frame().ValueList().Model().index(2, 0));
+    emit List().doubleClicked(List().Model().index(2, 0));
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return, Qt::ControlModifier); // nothing was changed
     EXPECT_EQ(fixture.document.Journal().size(), 2U);
     Run(CommandId::kShowJournal);
-    CJournalList& journal = Frame().LowerView().Tabs().JournalList();
+    CJournalList& journal = Journal();
     EXPECT_EQ(journal.model()->rowCount(), 2);
+    journal.setCurrentIndex({});
+    EXPECT_FALSE(Run(CommandId::kUndoEntry)); // no row has the mark
     journal.selectionModel()->setCurrentIndex(journal.model()->index(1, 0),
                                               QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     EXPECT_TRUE(Run(CommandId::kUndoEntry));
@@ -409,9 +415,9 @@ TEST_F(MainFrame, TakesNewValuesFromTheTreeToTheList)
     QTest::keyClicks(QApplication::focusWidget(), "42");
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
     EXPECT_EQ(ShownPage(), 1002);
-    const QModelIndex name = Frame().ValueList().Model().index(2, 0);
+    const QModelIndex name = List().Model().index(2, 0);
     EXPECT_EQ(name.data().toString(), "count");
-    EXPECT_EQ(name.siblingAtColumn(Frame().ValueList().Model().columnCount() - 1).data().toString(), "0x0000002a (42)");
+    EXPECT_EQ(name.siblingAtColumn(List().Model().columnCount() - 1).data().toString(), "0x0000002a (42)");
 }
 
 TEST_F(MainFrame, TakesDroppedFiles)

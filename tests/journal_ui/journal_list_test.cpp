@@ -38,11 +38,7 @@ protected:
         return OpenKeyPath(std::string("HKEY_USERS\\K\\") + name, *key.Put(), KEY_READ) == ERROR_SUCCESS;
     }
 
-    void Run(CommandId command)
-    {
-        CommandMessage message(command);
-        QCoreApplication::sendEvent(&list, &message);
-    }
+    void Run(CommandId command) { list.Run(command); }
 
     void SelectRows(int first, int last)
     {
@@ -145,12 +141,14 @@ TEST_F(JournalList, MarksARowWhenItGetsTheFocus)
 {
     Delete("a");
     Delete("b");
-    EXPECT_FALSE(list.HasMark());
+    EXPECT_FALSE(list.IsEnabled(CommandId::kUndoEntry));
     parent.show();
     QApplication::setActiveWindow(&parent);
     list.setFocus();
     EXPECT_EQ(list.currentIndex().row(), 0);
     EXPECT_TRUE(list.selectionModel()->isRowSelected(0, {}));
+    EXPECT_TRUE(list.IsEnabled(CommandId::kUndoEntry));
+    EXPECT_FALSE(list.IsEnabled(CommandId::kGoToHit)); // not the journal's
 }
 
 } // namespace

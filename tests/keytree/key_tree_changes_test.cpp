@@ -45,11 +45,7 @@ protected:
         EXPECT_EQ(message.result, 0) << path;
     }
 
-    void Run(CommandId command)
-    {
-        CommandMessage message(command);
-        QCoreApplication::sendEvent(&tree, &message);
-    }
+    void Run(CommandId command) { tree.Run(command); }
 
     std::string Selected() { return tree.Model().FullPath(tree.currentIndex()); }
 

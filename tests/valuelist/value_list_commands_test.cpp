@@ -55,11 +55,7 @@ protected:
         QCoreApplication::sendEvent(&list, &message);
     }
 
-    void Run(CommandId command)
-    {
-        CommandMessage message(command);
-        QCoreApplication::sendEvent(&list, &message);
-    }
+    void Run(CommandId command) { list.Run(command); }
 
     void Mark(const char* name)
     {

@@ -59,11 +59,7 @@ protected:
         QCoreApplication::sendEvent(&List(), &message);
     }
 
-    void Run(CommandId command)
-    {
-        CommandMessage message(command);
-        QCoreApplication::sendEvent(&List(), &message);
-    }
+    void Run(CommandId command) { List().Run(command); }
 
     fixtures::WindowFixture fixture;
     fixtures::RecordingParent parent;

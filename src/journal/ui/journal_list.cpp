@@ -20,6 +20,7 @@ namespace tolvar {
 
 namespace {
 
+constexpr int kHelpTopic = 204;
 constexpr int kMenu = 264;
 constexpr int kAccessibleName = 62044;
 constexpr int kEmptyText = 62022;
@@ -34,7 +35,7 @@ constexpr int kLeastKeyWidth = 200;
 } // namespace
 
 CJournalList::CJournalList(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
-    : CThemeListCtrl(parent), m_context(context), m_document(document),
+    : CThemeListCtrl(parent), Pane(*this, kHelpTopic), m_context(context), m_document(document),
       m_pModel(new JournalListModel(context, document, this)),
       m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)
 {
@@ -43,6 +44,7 @@ CJournalList::CJournalList(const WindowContext& context, CTolvarDoc& document, Q
     m_crTint = RowTint(context, palette());
     setSelectionMode(ExtendedSelection);
     setModel(m_pModel);
+    connect(selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { TellFacts(); });
     document.SetObserver(this);
 }
 
@@ -65,6 +67,16 @@ std::span<const CommandEntry<CJournalList>> CJournalList::Commands()
 bool CJournalList::Offers(CommandId command) const
 {
     return HasCommand(Commands(), command);
+}
+
+bool CJournalList::IsEnabled(CommandId command) const
+{
+    return Offers(command) && currentIndex().isValid();
+}
+
+void CJournalList::Run(CommandId command)
+{
+    RunCommand(*this, Commands(), command);
 }
 
 void CJournalList::FillFromJournal()
@@ -174,13 +186,6 @@ ListColor CJournalList::ItemBackColor(const ListItem& item) const
     return item.row % 2 == 1 ? m_crTint : kUsualColor;
 }
 
-bool CJournalList::event(QEvent* event)
-{
-    return HandleMessage<CommandMessage>(event,
-                                         [this](CommandMessage& m) { RunCommand(*this, Commands(), m.command); }) ||
-           CThemeListCtrl::event(event);
-}
-
 bool CJournalList::focusNextPrevChild(bool next)
 {
     if (!next) {
@@ -236,11 +241,11 @@ void CJournalList::contextMenuEvent(QContextMenuEvent* event)
     const bool isByMouse = event->reason() == QContextMenuEvent::Mouse;
     const QModelIndex row = isByMouse ? indexAt(event->pos()) : currentIndex();
     CImageMenu menu(m_context, kMenu, this);
-    menu.GrayUnless([this](int /*command*/) { return HasMark(); });
+    menu.GrayUnless([this](int command) { return IsEnabled(static_cast<CommandId>(command)); });
     const QPoint icon =
         visualRect(row.siblingAtColumn(0)).topLeft() + QPoint(iconSize().width() / 2, iconSize().height() / 2);
     const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : icon));
-    RunCommand(*this, Commands(), static_cast<CommandId>(chosen));
+    Run(static_cast<CommandId>(chosen));
 }
 
 void CJournalList::paintEvent(QPaintEvent* event)

@@ -4,6 +4,7 @@
 
 #include "journal/ui/journal_list_model.h"
 #include "panes/command_map.h"
+#include "panes/pane.h"
 #include "panes/pane_messages.h"
 #include "ui/theme_list_ctrl.h"
 
@@ -11,9 +12,9 @@ namespace tolvar {
 
 /// The list of recorded changes, oldest first, and the commands that undo or forget them.
 ///
-/// Takes CommandMessage; sends RefreshKeyMessage and DeleteValueMessage when the registry was changed, and
-/// NextOutputPageMessage on the Tab key.
-class CJournalList final : public CThemeListCtrl, private JournalObserver {
+/// Sends RefreshKeyMessage and DeleteValueMessage when the registry was changed, and NextOutputPageMessage on the Tab
+/// key.
+class CJournalList final : public CThemeListCtrl, public Pane, private JournalObserver {
     Q_OBJECT
 
 public:
@@ -24,14 +25,12 @@ public:
     /// Shows the journal as it stands now.
     void FillFromJournal();
 
-    /// Whether the list carries the command out.
-    [[nodiscard]] bool Offers(CommandId command) const;
-
-    /// Whether a row has the selection mark.
-    [[nodiscard]] bool HasMark() const { return currentIndex().isValid(); }
+    [[nodiscard]] bool Offers(CommandId command) const override;
+    [[nodiscard]] bool IsEnabled(CommandId command) const override; ///< while a row has the selection mark
+    void Run(CommandId command) override;
+    void OnInitialUpdate() override { FillFromJournal(); }
 
 protected:
-    bool event(QEvent* event) override;
     bool focusNextPrevChild(bool next) override;
     void focusInEvent(QFocusEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
