@@ -83,7 +83,7 @@ void CFileOpener::ImportDocument(const QString& file)
     const Result<KeyTextReading> reading = ImportDurably(file.toStdString());
     for (const RootKey& root : ShownRootKeys()) { // it may have changed any key
         RefreshKeyMessage refresh(root.name);
-        QCoreApplication::sendEvent(&m_frame, &refresh);
+        m_frame.Route(m_frame, refresh);
     }
     const bool isWhole = reading && reading->skipped == 0;
     if (reading) {

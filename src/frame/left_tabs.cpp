@@ -1,9 +1,7 @@
 #include "frame/left_tabs.h"
 
-#include <QCoreApplication>
 #include <QTabBar>
 
-#include "journal/tolvar_doc.h"
 #include "panes/pane_messages.h"
 
 namespace tolvar {
@@ -16,8 +14,7 @@ constexpr int kAccessibleName = 62010;
 } // namespace
 
 CLeftTabs::CLeftTabs(const PaneContext& context, QWidget* parent)
-    : CPaneTabs(context, LeftPages(), "Down Left Tabs", 1, parent), m_context(context.window),
-      m_document(context.document)
+    : CPaneTabs(context, LeftPages(), "Down Left Tabs", 1, parent), m_context(context.window)
 {
     setAccessibleName(m_context.language.String(kAccessibleName));
     tabBar()->setAccessibleName(accessibleName());
@@ -48,23 +45,11 @@ void CLeftTabs::ShowTopic(int topic)
 
 bool CLeftTabs::event(QEvent* event)
 {
-    const auto goToKey = [this](GoToKeyMessage& message) {
-        QCoreApplication::sendEvent(&Panes().front()->Widget(), &message);
-        if (message.result == 0 && message.sender == GoToKeyMessage::Sender::kAddressBar) {
-            setCurrentIndex(kKeyTreeTab);
-        }
-    };
     const auto emptyList = [this](SearchEndedMessage&) {
         ShowKeyMessage nothing(nullptr, {});
         SendToParent(*this, nothing);
     };
-    const auto applyChange = [this](ApplyChangeMessage& message) {
-        const Result<void> applied = m_document.ApplyChange(*message.record);
-        message.result = applied ? 0 : static_cast<int>(applied.error().code);
-        message.failure = applied ? std::string() : Describe(applied.error());
-    };
-    return HandleMessage<GoToKeyMessage>(event, goToKey) || HandleMessage<ApplyChangeMessage>(event, applyChange) ||
-           HandleMessage<NextOutputPageMessage>(event, [this](auto&) { OnTabShown(currentIndex()); }) ||
+    return HandleMessage<NextOutputPageMessage>(event, [this](auto&) { OnTabShown(currentIndex()); }) ||
            HandleMessage<FocusTabMessage>(event, [this](auto& m) { FocusTab(m.index); }) ||
            HandleMessage<SearchEndedMessage>(event, emptyList) || HandleMessage<SignalMessage>(event, [](auto&) {}) ||
            CPaneTabs::event(event);

@@ -25,7 +25,6 @@ private:
     void OnTabShown(int index);
 
     const WindowContext& m_context;
-    CTolvarDoc& m_document;
 };
 
 } // namespace tolvar

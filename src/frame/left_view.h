@@ -16,9 +16,6 @@ public:
 
     [[nodiscard]] CLeftTabs& Tabs() { return *m_pTabs; }
 
-protected:
-    bool event(QEvent* event) override;
-
 private:
     CLeftTabs* m_pTabs; ///< owned by the view
 };

@@ -27,7 +27,6 @@ constexpr int kToolBarId = 128;
 constexpr int kVersionText = 61716;
 constexpr int kToolBarName = 62006;
 constexpr int kMenuName = 62012;
-constexpr int kSearchOutput = 2;
 constexpr QSize kIconSize(16, 16);
 
 /// The rectangle, or one of its size on the first screen where no screen shows any of it.
@@ -225,44 +224,6 @@ void CMainFrame::dropEvent(QDropEvent* event)
     if (!files.isEmpty()) {
         emit FilesDropped(files);
     }
-}
-
-bool CMainFrame::event(QEvent* event)
-{
-    const auto forwardTo = [event](QWidget* pane) { return QCoreApplication::sendEvent(pane, event); };
-    switch (static_cast<int>(event->type())) {
-    case GoToKeyMessage::kType:
-    case DeleteValueMessage::kType:
-    case RefreshKeyMessage::kType:
-    case FormDoneMessage::kType:
-    case RenameMessage::kType:
-    case DeleteSubkeyMessage::kType:
-    case PasteValueMessage::kType:
-        return forwardTo(m_pLeftView);
-    case ShowPageMessage::kType:
-    case SelectRowMessage::kType:
-        return forwardTo(m_pRightView);
-    case ShowKeyMessage::kType:
-        if (static_cast<ShowKeyMessage*>(event)->root == nullptr) {
-            m_pAddressBar->ShowPath({}); // the status bar keeps the last key's path
-        }
-        return forwardTo(m_pRightView);
-    case StartSearchMessage::kType:
-        if (static_cast<StartSearchMessage*>(event)->options != nullptr && m_nOutput != kSearchOutput) {
-            ToggleOutput(kSearchOutput);
-        }
-        return forwardTo(m_pLowerView);
-    default:
-        break;
-    }
-    return HandleMessage<StatusTextMessage>(event,
-                                            [this](const StatusTextMessage& m) {
-                                                m_wndStatusBar->SetPathText(ToQString(m.text));
-                                                m_pAddressBar->ShowPath(ToQString(m.text));
-                                            }) ||
-           HandleMessage<CommandMessage>(event,
-                                         [this](const CommandMessage& m) { m_pRightView->List().Run(m.command); }) ||
-           QMainWindow::event(event);
 }
 
 } // namespace tolvar

@@ -22,8 +22,8 @@ class CTolvarView;
 class Pane;
 
 /// The one top-level window: three panes, the bars around them, and what of all this outlives a run. It carries the
-/// panes' messages from one to the other.
-class CMainFrame final : public QMainWindow, private CommandHost {
+/// panes' messages to those who act on them.
+class CMainFrame final : public QMainWindow, public PaneRouter, private CommandHost {
     Q_OBJECT
 
 public:
@@ -36,6 +36,8 @@ public:
 
     /// Shows the frame. The first time it takes its size, panes and bars from the profile.
     void ActivateFrame();
+
+    void Route(const QWidget& sender, PaneMessage& message) override;
 
     /// Shows a key, and answers whether it was found.
     bool GoToKey(const std::string& path);
@@ -67,7 +69,6 @@ signals:
     void FilesDropped(const QStringList& files);
 
 protected:
-    bool event(QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
@@ -96,6 +97,9 @@ private:
     void FocusView(Receiver view);
     [[nodiscard]] CPaneView* View(Receiver view) const;
     [[nodiscard]] std::vector<Pane*> Panes() const;
+    [[nodiscard]] QWidget& Tree() const;
+    [[nodiscard]] QWidget& HolderOf(const QWidget& page) const;
+    void ShowPath(const std::string& path);
     void OnFocusChanged(QWidget* now);
 
     const WindowContext& m_context;

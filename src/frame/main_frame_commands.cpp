@@ -28,22 +28,23 @@ constexpr Receiver kViews[] = {Receiver::kLeftView, Receiver::kRightView, Receiv
 bool CMainFrame::GoToKey(const std::string& path)
 {
     GoToKeyMessage message(GoToKeyMessage::Sender::kPane, {path, {}});
-    QCoreApplication::sendEvent(m_pLeftView, &message);
+    Route(*this, message);
     return message.result == 0;
 }
 
 void CMainFrame::ShowRoots()
 {
     GoToKeyMessage message(GoToKeyMessage::Sender::kAddressBar, {}); // where an empty address leads
-    QCoreApplication::sendEvent(&m_pLeftView->Tabs().Panes().front()->Widget(), &message);
+    Route(*this, message);
 }
 
 void CMainFrame::Go()
 {
     GoToKeyMessage message(GoToKeyMessage::Sender::kAddressBar,
                            {ResolveKeyPath(FromQString(m_pAddressBar->Address())), {}});
-    QCoreApplication::sendEvent(m_pLeftView, &message);
+    Route(*this, message);
     if (message.result == 0) {
+        m_pLeftView->Tabs().setCurrentIndex(CLeftTabs::kKeyTreeTab);
         m_pLeftView->FocusChild();
     }
 }
@@ -51,7 +52,7 @@ void CMainFrame::Go()
 void CMainFrame::GoToParent()
 {
     GoToKeyMessage message(GoToKeyMessage::Sender::kPane, {"../", {}});
-    QCoreApplication::sendEvent(m_pLeftView, &message);
+    Route(*this, message);
 }
 
 CommandFacts CMainFrame::Facts() const
@@ -171,7 +172,7 @@ void CMainFrame::RunOwn(CommandId command)
 void CMainFrame::ShowPage(PageId page)
 {
     ShowPageMessage message(page);
-    QCoreApplication::sendEvent(m_pRightView, &message);
+    Route(*this, message);
 }
 
 void CMainFrame::PostSignal(CommandId command)

@@ -5,6 +5,7 @@
 #include "forms/binary_form.h"
 #include "forms/dword_form.h"
 #include "forms/string_form.h"
+#include "journal/tolvar_doc.h"
 #include "journal/ui/journal_list.h"
 #include "keytree/key_tree.h"
 #include "panes/empty_page.h"
@@ -28,7 +29,10 @@ constexpr int kListTopic = 229;
 
 Pane& MakeKeyTree(const PaneContext& context, const TabPage& /*page*/, QWidget* parent)
 {
-    return *new CKeyTree(context.window, parent);
+    const auto apply = [&document = context.document](const ChangeRecord& change) {
+        return document.ApplyChange(change);
+    };
+    return *new CKeyTree(context.window, apply, parent);
 }
 
 Pane& MakeJournalList(const PaneContext& context, const TabPage& /*page*/, QWidget* parent)

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <QCoreApplication>
-
 #include "ui/profile_font.h"
 
 namespace tolvar {
@@ -119,27 +117,23 @@ void CTolvarView::resizeEvent(QResizeEvent* event)
     PlaceChildren();
 }
 
+/// Back to the list, which any form gives way to.
+void CTolvarView::EndForm()
+{
+    m_pForm.reset();
+    ShowList();
+}
+
 bool CTolvarView::event(QEvent* event)
 {
-    switch (static_cast<int>(event->type())) {
-    case SelectRowMessage::kType:
-        m_pForm.reset();
-        ShowList();
-        return QCoreApplication::sendEvent(&m_list.Widget(), event);
-    case ShowKeyMessage::kType:
-        return QCoreApplication::sendEvent(&m_list.Widget(), event);
-    case FormDoneMessage::kType:
-    case StartSearchMessage::kType:
-        // The form has said its last word. What it asks for is for others to do: the message goes on up.
-        m_pForm.reset();
-        ShowList();
+    const auto endAndFocus = [this](const auto&) {
+        EndForm();
         FocusChild();
-        event->ignore();
-        return false;
-    default:
-        return HandleMessage<ShowPageMessage>(event, [this](const ShowPageMessage& m) { ShowPage(m); }) ||
-               CPaneView::event(event);
-    }
+    };
+    return HandleMessage<ShowPageMessage>(event, [this](const auto& m) { ShowPage(m); }) ||
+           HandleMessage<SelectRowMessage>(event, [this](const auto&) { EndForm(); }) ||
+           HandleMessage<FormDoneMessage>(event, endAndFocus) ||
+           HandleMessage<StartSearchMessage>(event, endAndFocus) || CPaneView::event(event);
 }
 
 } // namespace tolvar

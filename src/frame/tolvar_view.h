@@ -40,6 +40,7 @@ private:
     void ShowPage(const ShowPageMessage& message);
     [[nodiscard]] Pane& PaneOf(const RightPage& page);
     void ShowList();
+    void EndForm();
     void PlaceChildren();
 
     PaneContext m_context;

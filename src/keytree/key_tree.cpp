@@ -76,8 +76,9 @@ private:
 
 } // namespace
 
-CKeyTree::CKeyTree(const WindowContext& context, QWidget* parent)
-    : QTreeView(parent), Pane(*this, kHelpTopic), m_context(context), m_pModel(new KeyTreeModel(context, this)),
+CKeyTree::CKeyTree(const WindowContext& context, ApplyChange applyChange, QWidget* parent)
+    : QTreeView(parent), Pane(*this, kHelpTopic), m_context(context), m_applyChange(std::move(applyChange)),
+      m_pModel(new KeyTreeModel(context, this)),
       m_bPlaySounds(context.profile.GetInt(kSettingsSection, "sounds", 0) != 0),
       m_bSingleExpand(context.profile.GetInt(kSettingsSection, "Single Expand", 0) != 0)
 {

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <functional>
+
 #include <QTreeView>
 
 #include "keytree/key_tree_model.h"
 #include "panes/command_map.h"
 #include "panes/pane.h"
 #include "panes/pane_messages.h"
+#include "platform/system/error.h"
 #include "registry/reg_key.h"
 #include "ui/window_context.h"
 
@@ -13,18 +16,21 @@ namespace tolvar {
 
 struct ChangeRecord;
 
+/// Makes a change and journals it: what the tree has of the document.
+using ApplyChange = std::function<Result<void>(const ChangeRecord& change)>;
+
 /// The registry as a tree. Its selection is the program's current key: every change of it becomes the messages that
 /// bring the right pane and the status bar up to date. Any other pane that wants to show a key sends this one a path.
 ///
-/// Takes GoToKeyMessage, RefreshKeyMessage, CommandMessage and the messages that ask for changes; sends
-/// ApplyChangeMessage, ShowPageMessage, ShowKeyMessage, SelectRowMessage and StatusTextMessage to its parent, and
-/// FocusTabMessage on the Tab key. The commands that change keys and values go out from here as changes to be
-/// journalled, whoever has asked for them.
+/// Takes GoToKeyMessage, RefreshKeyMessage and the messages that ask for changes; sends ShowPageMessage,
+/// ShowKeyMessage, SelectRowMessage and StatusTextMessage, CommandMessage for new values, and FocusTabMessage on the
+/// Tab key. The commands that change keys and values go out from here as changes to be journalled, whoever has asked
+/// for them.
 class CKeyTree final : public QTreeView, public Pane {
     Q_OBJECT
 
 public:
-    CKeyTree(const WindowContext& context, QWidget* parent);
+    CKeyTree(const WindowContext& context, ApplyChange applyChange, QWidget* parent);
 
     /// Selects the tree root, so that the value list shows the roots.
     void SelectTreeRoot();
@@ -65,9 +71,8 @@ private:
     void DeleteValue(DeleteValueMessage& message);
     void DeleteSubkey(DeleteSubkeyMessage& message);
     void RenameFromList(RenameMessage& message);
-    [[nodiscard]] int Apply(const ChangeRecord& change, std::string& failure);
     void ShowFailure(const QString& text);
-    void ShowNotChanged(const std::string& failure);
+    void ShowNotChanged(const Error& failure);
 
     void FitColumn();
     void OnSelectionChanged(const QModelIndex& item);
@@ -87,6 +92,7 @@ private:
     void Select(const QModelIndex& item);
 
     const WindowContext& m_context;
+    ApplyChange m_applyChange;
     KeyTreeModel* m_pModel; ///< owned by the view
     RegKey m_hSelectedKey;
     QPersistentModelIndex m_cutItem; ///< the key that Cut has marked

@@ -20,24 +20,22 @@ constexpr int kNameTaken = 61531;
 constexpr int kNotFoundText = 61535;
 constexpr int kReplaceQuestion = 61536;
 
-} // namespace
-
-int CKeyTree::Apply(const ChangeRecord& change, std::string& failure)
+/// The code that a message answers.
+int CodeOf(const Result<void>& change)
 {
-    ApplyChangeMessage message(change);
-    SendToParent(*this, message);
-    failure = message.failure;
-    return message.result;
+    return change ? 0 : static_cast<int>(change.error().code);
 }
+
+} // namespace
 
 void CKeyTree::ShowFailure(const QString& text)
 {
     QMessageBox::critical(this, m_context.language.String(kTitle), text);
 }
 
-void CKeyTree::ShowNotChanged(const std::string& failure)
+void CKeyTree::ShowNotChanged(const Error& failure)
 {
-    ShowFailure(m_context.language.String(kNotChanged) + QStringLiteral("\n\n") + ToQString(failure));
+    ShowFailure(m_context.language.String(kNotChanged) + QStringLiteral("\n\n") + ToQString(Describe(failure)));
 }
 
 void CKeyTree::ShowSelectionAgain()
@@ -52,9 +50,9 @@ void CKeyTree::NewKey()
     const QModelIndex parent = currentIndex();
     m_pModel->Fill(parent);
     const std::string name = FreshKeyName(m_pModel->FullPath(parent));
-    std::string failure;
-    if (Apply(ChangeRecord::NewKey(m_pModel->FullPath(parent), name), failure) != 0) {
-        ShowNotChanged(failure);
+    const Result<void> made = m_applyChange(ChangeRecord::NewKey(m_pModel->FullPath(parent), name));
+    if (!made) {
+        ShowNotChanged(made.error());
         return;
     }
     const QModelIndex item = m_pModel->Insert(parent, name);
@@ -74,10 +72,10 @@ void CKeyTree::OnLabelEdited(const QModelIndex& item, const QString& text)
     if (name.empty() || name == m_pModel->Text(item) || m_pModel->IsTreeRoot(item) || m_pModel->IsRootKey(item)) {
         return;
     }
-    std::string failure;
-    const int code = Apply(ChangeRecord::RenameKey(m_pModel->FullPath(item), name), failure);
-    if (code != 0) {
-        ShowFailure(code == ERROR_ALREADY_EXISTS ? m_context.language.String(kNameTaken) : ToQString(failure));
+    const Result<void> renamed = m_applyChange(ChangeRecord::RenameKey(m_pModel->FullPath(item), name));
+    if (!renamed) {
+        const bool isTaken = renamed.error().code == ErrorCode::kAlreadyExists;
+        ShowFailure(isTaken ? m_context.language.String(kNameTaken) : ToQString(Describe(renamed.error())));
         return;
     }
     m_pModel->SetText(item, name);
@@ -94,11 +92,11 @@ void CKeyTree::DeleteSelected()
     if (!item.isValid() || m_pModel->IsTreeRoot(item) || m_pModel->IsRootKey(item)) {
         return;
     }
-    std::string failure;
-    if (Apply(ChangeRecord::DeleteKey(m_pModel->FullPath(item)), failure) == 0) {
+    const Result<void> deleted = m_applyChange(ChangeRecord::DeleteKey(m_pModel->FullPath(item)));
+    if (deleted) {
         m_pModel->Remove(item); // the view selects a neighbour
     } else {
-        ShowFailure(ToQString(failure));
+        ShowFailure(ToQString(Describe(deleted.error())));
         RefreshSelected();
     }
 }
@@ -127,9 +125,8 @@ void CKeyTree::PasteValue()
             QMessageBox::Yes) {
         return;
     }
-    std::string failure;
-    if (Apply(*paste, failure) != 0) {
-        ShowNotChanged(failure);
+    if (const Result<void> pasted = m_applyChange(*paste); !pasted) {
+        ShowNotChanged(pasted.error());
         return;
     }
     if (m_bCutPending && m_cutItem.isValid()) {
@@ -154,9 +151,8 @@ void CKeyTree::StoreValue(FormDoneMessage& message)
     ChangeRecord change = message.isNew ? ChangeRecord::NewValue(key, edit.newName, type, *edit.data)
                                         : ChangeRecord::EditValue(key, edit.newName, type, *edit.data);
     change.form = edit.isStored ? DataForm::kStored : DataForm::kOfType;
-    std::string failure;
-    if (Apply(change, failure) != 0) {
-        ShowNotChanged(failure);
+    if (const Result<void> stored = m_applyChange(change); !stored) {
+        ShowNotChanged(stored.error());
         message.result = 1;
         return;
     }
@@ -169,11 +165,10 @@ void CKeyTree::DeleteValue(DeleteValueMessage& message)
         ShowSelectionAgain();
         return;
     }
-    std::string failure;
-    const ChangeRecord change = ChangeRecord::DeleteValue(m_pModel->FullPath(currentIndex()), message.edit->name,
-                                                          static_cast<DWORD>(message.edit->type));
-    if (Apply(change, failure) != 0) {
-        ShowNotChanged(failure);
+    const Result<void> deleted = m_applyChange(ChangeRecord::DeleteValue(
+        m_pModel->FullPath(currentIndex()), message.edit->name, static_cast<DWORD>(message.edit->type)));
+    if (!deleted) {
+        ShowNotChanged(deleted.error());
         message.result = 1;
     }
 }
@@ -184,11 +179,11 @@ void CKeyTree::DeleteSubkey(DeleteSubkeyMessage& message)
         ShowSelectionAgain();
         return;
     }
-    std::string failure;
-    message.result =
-        Apply(ChangeRecord::DeleteKey(m_pModel->FullPath(currentIndex()) + "\\" + message.edit->name), failure);
+    const Result<void> deleted =
+        m_applyChange(ChangeRecord::DeleteKey(m_pModel->FullPath(currentIndex()) + "\\" + message.edit->name));
+    message.result = CodeOf(deleted);
     const QModelIndex item = m_pModel->Child(currentIndex(), message.edit->name);
-    if (message.result == 0 && item.isValid()) {
+    if (deleted && item.isValid()) {
         m_pModel->Remove(item);
     }
 }
@@ -203,13 +198,12 @@ void CKeyTree::RenameFromList(RenameMessage& message)
     const bool isValue = edit.type >= 0;
     const std::string key = m_pModel->FullPath(currentIndex());
     const std::string path = isValue ? key : key + "\\" + edit.name;
-    std::string failure;
-    message.result =
-        Apply(isValue ? ChangeRecord::RenameValue(key, edit.name, edit.newName, static_cast<DWORD>(edit.type))
-                      : ChangeRecord::RenameKey(path, edit.newName),
-              failure);
-    if (message.result != 0) {
-        ShowFailure(ToQString(failure));
+    const Result<void> renamed =
+        m_applyChange(isValue ? ChangeRecord::RenameValue(key, edit.name, edit.newName, static_cast<DWORD>(edit.type))
+                              : ChangeRecord::RenameKey(path, edit.newName));
+    message.result = CodeOf(renamed);
+    if (!renamed) {
+        ShowFailure(ToQString(Describe(renamed.error())));
         RefreshOne(path, false);
     } else {
         RefreshSelected();

@@ -6,11 +6,18 @@ namespace tolvar {
 
 int SendToParent(const QWidget& sender, PaneMessage& message)
 {
-    for (QWidget* receiver = sender.parentWidget(); receiver != nullptr && !message.isAccepted();
-         receiver = receiver->parentWidget()) {
-        QCoreApplication::sendEvent(receiver, &message);
+    for (QWidget* parent = sender.parentWidget(); parent != nullptr; parent = parent->parentWidget()) {
+        if (auto* const router = dynamic_cast<PaneRouter*>(parent)) {
+            router->Route(sender, message);
+            break;
+        }
     }
     return message.result;
+}
+
+void Deliver(QObject& receiver, PaneMessage& message)
+{
+    QCoreApplication::sendEvent(&receiver, &message);
 }
 
 } // namespace tolvar

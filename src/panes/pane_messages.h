@@ -11,13 +11,12 @@
 
 namespace tolvar {
 
-struct ChangeRecord;
 struct SearchOptions;
 struct SearchHit;
 
-// What the panes say to each other. No pane calls into another: a message goes up to the parent, which forwards it, and
-// all of it happens before Send returns. Each message has a number of its own. What a message points to lives as long
-// as the send: a receiver copies what it keeps.
+// What the panes say to each other. No pane calls into another: a message goes up to the router, which sends it
+// straight to whoever acts on it, and all of it happens before the send returns. Each message has a number of its own.
+// What a message points to lives as long as the send: a receiver copies what it keeps.
 
 /// Where to go: a full key path, or "./NAME" for a child of the selected key, or "../" for its parent.
 struct KeyTarget {
@@ -151,14 +150,6 @@ public:
     std::string subpath;
 };
 
-/// Make a change and journal it. Answers the change's code.
-class ApplyChangeMessage final : public NumberedMessage<318> {
-public:
-    explicit ApplyChangeMessage(const ChangeRecord& change) : record(&change) {}
-    const ChangeRecord* record;
-    std::string failure; ///< what a person is to be told where the code is not 0
-};
-
 /// The search form is done: search with these options, or not at all without them.
 class StartSearchMessage final : public NumberedMessage<319> {
 public:
@@ -213,8 +204,21 @@ public:
     CommandId command;
 };
 
-/// Sends `message` to the parent of `sender`, and on to its parents until one handles it. Answers the message's result.
+/// The widget around the panes that knows who acts on which message.
+class PaneRouter {
+public:
+    virtual ~PaneRouter() = default;
+
+    /// Delivers the message to its receivers, in their order.
+    virtual void Route(const QWidget& sender, PaneMessage& message) = 0;
+};
+
+/// Hands `message` to the nearest parent of `sender` that is a router. Answers the message's result; where there is no
+/// router, nobody gets it.
 int SendToParent(const QWidget& sender, PaneMessage& message);
+
+/// Sends `message` to a receiver that acts on it: the one place where pane messages become events.
+void Deliver(QObject& receiver, PaneMessage& message);
 
 /// Handles `event` with `handle` if it is a message of that class: `handle` gets it, and it counts as accepted.
 template <class Message, class Handle>

@@ -9,22 +9,19 @@
 namespace tolvar {
 
 /// Takes what a form says at its end.
-class FormParent final : public QWidget {
+class FormParent final : public QWidget, public PaneRouter {
 public:
     int done = 0;
     bool isNew = false;
     std::optional<ValueEdit> edit; ///< nothing: cancelled
 
-protected:
-    bool event(QEvent* event) override
+    void Route(const QWidget& /*sender*/, PaneMessage& message) override
     {
-        return HandleMessage<FormDoneMessage>(event,
-                                              [this](const FormDoneMessage& m) {
-                                                  ++done;
-                                                  isNew = m.isNew;
-                                                  edit = m.edit != nullptr ? std::optional(*m.edit) : std::nullopt;
-                                              }) ||
-               QWidget::event(event);
+        HandleMessage<FormDoneMessage>(&message, [this](const FormDoneMessage& m) {
+            ++done;
+            isNew = m.isNew;
+            edit = m.edit != nullptr ? std::optional(*m.edit) : std::nullopt;
+        });
     }
 };
 

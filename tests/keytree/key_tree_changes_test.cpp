@@ -29,7 +29,6 @@ protected:
                        .subkeys = {{.name = u"from", .values = {{u"v", REG_SZ, fixtures::TextData(u"text")}}},
                                    {.name = u"other"},
                                    {.name = u"to", .values = {{u"w", REG_SZ, fixtures::TextData(u"old")}}}}});
-        parent.document = &fixture.document;
         parent.resize(400, 400);
         tree.resize(400, 400);
         parent.show();
@@ -92,7 +91,12 @@ protected:
 
     fixtures::WindowFixture fixture;
     fixtures::RecordingParent parent;
-    CKeyTree tree{fixture.context, &parent};
+    bool refusesChanges = false;
+    CKeyTree tree{fixture.context,
+                  [this](const ChangeRecord& change) {
+                      return refusesChanges ? Failure(ErrorCode::kAccessDenied) : fixture.document.ApplyChange(change);
+                  },
+                  &parent};
     fixtures::ModelWatch watch{*tree.model()};
 };
 
@@ -144,7 +148,7 @@ TEST_F(KeyTreeChanges, DeletesWithoutAQuestionAndNeverARoot)
     QTest::keyClick(&tree, Qt::Key_Delete);
     EXPECT_EQ(Entries(), 1U);
     GoTo("HKEY_USERS\\K\\to");
-    parent.document = nullptr;
+    refusesChanges = true;
     EXPECT_THAT(AnswerMessage(QMessageBox::Ok, [this] { Run(CommandId::kDelete); }), HasSubstr("denied"));
     EXPECT_EQ(Selected(), "HKEY_USERS\\K\\to");
 }

@@ -31,7 +31,7 @@ protected:
     CKeyTree& Tree()
     {
         if (!m_pTree) {
-            m_pTree = std::make_unique<CKeyTree>(fixture.context, &parent);
+            m_pTree = std::make_unique<CKeyTree>(fixture.context, nullptr, &parent);
             m_pWatch = std::make_unique<fixtures::ModelWatch>(*m_pTree->model());
         }
         return *m_pTree;
