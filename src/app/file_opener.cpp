@@ -9,7 +9,6 @@
 #include "key_text/read_key_text.h"
 #include "panes/pane_messages.h"
 #include "platform/registry/registry.h"
-#include "registry/root_keys.h"
 #include "ui/native_text.h"
 #include "ui/wait_cursor.h"
 
@@ -28,6 +27,7 @@ constexpr int kCanNotOpen = 62032;
 Result<KeyTextReading> ImportDurably(const std::filesystem::path& file)
 {
     const WaitCursor waiting;
+    const ChangeScope gathered;
     Result<KeyTextReading> reading = ReadKeyFile(file);
     const Result<void> flushed = Registry::Current() != nullptr ? Registry::Current()->Flush() : Result<void>();
     return flushed ? reading : tl::unexpected(flushed.error());
@@ -81,10 +81,8 @@ void CFileOpener::ImportDocument(const QString& file)
         return;
     }
     const Result<KeyTextReading> reading = ImportDurably(file.toStdString());
-    for (const RootKey& root : ShownRootKeys()) { // it may have changed any key
-        RefreshKeyMessage refresh(root.name);
-        m_frame.Route(m_frame, refresh);
-    }
+    DeleteValueMessage showAgain(nullptr);
+    m_frame.Route(m_frame, showAgain);
     const bool isWhole = reading && reading->skipped == 0;
     if (reading) {
         m_recent.Add(FromQString(file));

@@ -62,6 +62,7 @@ bool CTolvarApp::InitInstance()
     m_pContext = std::make_unique<WindowContext>(WindowContext{m_profile, m_language, m_theme, m_bIsNT, m_bThemed});
     CTolvarDoc& document = m_source.MakeDocument(FromQString(m_language.String(kEmptyName)));
     m_pFrame = std::make_unique<CMainFrame>(*m_pContext, document);
+    m_source.OpenRegistry().SetObserver(m_pFrame.get());
     m_pOpener = std::make_unique<CFileOpener>(*m_pContext, *m_pFrame,
                                               [this](const QString& hive) { return StartStudio(hive); });
     QObject::connect(m_pFrame.get(), &CMainFrame::ApplicationCommand, m_pFrame.get(),
@@ -139,6 +140,7 @@ void CTolvarApp::ExitInstance()
 {
     m_flushTimer.stop();
     m_pOpener.reset();
+    m_source.OpenRegistry().SetObserver(nullptr);
     m_pFrame.reset();
     // Nobody is left to be told of a failure; whatever it was, the next start takes over what the journal has of it.
     static_cast<void>(m_source.Close());

@@ -5,6 +5,7 @@
 #include "frame/command_router.h"
 #include "frame/window_state.h"
 #include "panes/pane_messages.h"
+#include "platform/registry/change_feed.h"
 #include "ui/window_context.h"
 
 class QSplitter;
@@ -22,8 +23,8 @@ class CTolvarView;
 class Pane;
 
 /// The one top-level window: three panes, the bars around them, and what of all this outlives a run. It carries the
-/// panes' messages to those who act on them.
-class CMainFrame final : public QMainWindow, public PaneRouter, private CommandHost {
+/// panes' messages to those who act on them, and tells the panes what has changed in the registry.
+class CMainFrame final : public QMainWindow, public PaneRouter, public RegistryObserver, private CommandHost {
     Q_OBJECT
 
 public:
@@ -38,6 +39,7 @@ public:
     void ActivateFrame();
 
     void Route(const QWidget& sender, PaneMessage& message) override;
+    void OnChanged(std::span<const ChangedKey> keys) override;
 
     /// Shows a key, and answers whether it was found.
     bool GoToKey(const std::string& path);

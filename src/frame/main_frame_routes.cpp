@@ -59,6 +59,13 @@ void CMainFrame::Route(const QWidget& sender, PaneMessage& message)
     }
 }
 
+void CMainFrame::OnChanged(std::span<const ChangedKey> keys)
+{
+    for (Pane* pane : Panes()) {
+        pane->OnKeysChanged(keys);
+    }
+}
+
 QWidget& CMainFrame::Tree() const
 {
     return m_pLeftView->Tabs().Panes().front()->Widget();

@@ -114,14 +114,4 @@ JournalRow RowOf(std::string_view text, std::string_view emptyName)
     return row;
 }
 
-std::string ChangedParent(std::string_view record)
-{
-    const JournalRecord fields = ParseRecord(record);
-    if (fields.object != static_cast<int>(ChangeObject::kKey)) {
-        return {};
-    }
-    const bool isParent = fields.kind == static_cast<int>(ChangeKind::kNew); // its path is the new key's parent
-    return isParent ? fields.path : fields.path.substr(0, fields.path.rfind('\\'));
-}
-
 } // namespace tolvar

@@ -33,9 +33,6 @@ struct JournalRecord {
 /// The text behind the last ";" of a record.
 [[nodiscard]] std::string_view StampOf(std::string_view record);
 
-/// The key in which a subkey may come or go when the record's change is undone; empty where it is about a value.
-[[nodiscard]] std::string ChangedParent(std::string_view record);
-
 /// What a list shows of a record.
 struct JournalRow {
     int image = 0;    ///< 0 to 10 a value by its type, 11 a key, 12 a value of another type, 13 and 14 a group

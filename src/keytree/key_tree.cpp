@@ -12,6 +12,7 @@
 #include <QScrollBar>
 #include <QTimer>
 
+#include "platform/registry/key_path.h"
 #include "ui/event_sound.h"
 #include "ui/image_menu.h"
 #include "ui/native_text.h"
@@ -230,6 +231,9 @@ void CKeyTree::FitColumn()
 
 void CKeyTree::OnSelectionChanged(const QModelIndex& item)
 {
+    if (m_bReadingAnew) {
+        return;
+    }
     m_hSelectedKey.Close();
     if (!item.isValid() || m_pModel->IsTreeRoot(item)) {
         ShowKeyMessage roots(nullptr, {});
@@ -335,18 +339,30 @@ int CKeyTree::GoToParent()
     return 0;
 }
 
-int CKeyTree::GoToPath(GoToKeyMessage& message)
+/// Goes down the path as far as there are items of exactly its names.
+CKeyTree::Reached CKeyTree::WalkTo(std::string_view path, Walk how)
 {
     QModelIndex item = m_pModel->TreeRoot();
-    std::string_view rest = message.target.path;
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find('\\'), rest.size());
-        Expand(item);
-        item = m_pModel->Child(item, rest.substr(0, end));
-        if (!item.isValid()) {
-            return 1;
+    while (!path.empty()) {
+        const auto [name, rest] = SplitFirst(path);
+        if (how == Walk::kExpanding) {
+            Expand(item);
         }
-        rest.remove_prefix(std::min(end + 1, rest.size()));
+        const QModelIndex child = m_pModel->Child(item, name);
+        if (!child.isValid()) {
+            return {item, false};
+        }
+        item = child;
+        path = rest;
+    }
+    return {item, true};
+}
+
+int CKeyTree::GoToPath(GoToKeyMessage& message)
+{
+    const auto [item, isAll] = WalkTo(message.target.path, Walk::kExpanding);
+    if (!isAll) {
+        return 1;
     }
     if (message.sender == GoToKeyMessage::Sender::kAddressBar) {
         Select(item);
@@ -361,101 +377,6 @@ int CKeyTree::GoToPath(GoToKeyMessage& message)
         SendToParent(*this, row);
     }
     return 0;
-}
-
-void CKeyTree::RefreshSelected()
-{
-    const QModelIndex item = currentIndex();
-    if (!item.isValid() || m_pModel->IsTreeRoot(item)) {
-        return;
-    }
-    const bool wasExpanded = isExpanded(item);
-    collapse(item);
-    m_pModel->Reset(item);
-    if (wasExpanded) {
-        Expand(item);
-    }
-}
-
-void CKeyTree::RefreshPath(const std::string& path)
-{
-    const std::string selected = m_pModel->FullPath(currentIndex());
-    const std::string refreshed = path.empty() ? selected : path;
-    if (refreshed.empty()) {
-        return;
-    }
-    RefreshOne(refreshed, true);
-    if (const std::string mirror = MirrorPath(refreshed); !mirror.empty()) {
-        RefreshOne(mirror, false);
-    }
-    SelectNearest(selected);
-}
-
-/// Selects the key again that was selected before its items were read anew; where it has gone, the nearest key above.
-void CKeyTree::SelectNearest(const std::string& path)
-{
-    if (path.empty() || m_pModel->FullPath(currentIndex()) == path) {
-        return;
-    }
-    QModelIndex item = m_pModel->TreeRoot();
-    std::string_view rest = path;
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find('\\'), rest.size());
-        Expand(item);
-        const QModelIndex child = m_pModel->Child(item, rest.substr(0, end));
-        if (!child.isValid()) {
-            break;
-        }
-        item = child;
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    Select(item);
-}
-
-void CKeyTree::RefreshOne(const std::string& path, bool expandsTarget)
-{
-    QModelIndex target = m_pModel->TreeRoot();
-    std::string_view rest = path;
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find('\\'), rest.size());
-        const QModelIndex child = m_pModel->Child(target, rest.substr(0, end));
-        if (!child.isValid()) {
-            break;
-        }
-        target = child;
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    if (m_pModel->IsTreeRoot(target)) {
-        return;
-    }
-    collapse(target);
-    m_pModel->Reset(target);
-    ShowSelectedKey(m_pModel->Place(currentIndex()));
-    if (expandsTarget && !m_pModel->IsRootKey(target)) {
-        Expand(target);
-    }
-}
-
-std::string MirrorPath(std::string_view path)
-{
-    struct Mirror {
-        std::string_view from;
-        std::string_view to;
-    };
-    constexpr std::string_view kUser = "HKEY_CURRENT_USER";
-    constexpr std::string_view kDefaultUser = "HKEY_USERS\\.DEFAULT";
-    constexpr std::string_view kClasses = "HKEY_CLASSES_ROOT";
-    constexpr std::string_view kMachineClasses = "HKEY_LOCAL_MACHINE\\SOFTWARE\\CLASSES";
-    const auto upper = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; };
-    for (const Mirror& mirror : {Mirror{kUser, kDefaultUser}, Mirror{kDefaultUser, kUser},
-                                 Mirror{kClasses, kMachineClasses}, Mirror{kMachineClasses, kClasses}}) {
-        const std::string_view rest = path.substr(std::min(mirror.from.size(), path.size()));
-        if (std::ranges::equal(path.substr(0, mirror.from.size()), mirror.from, {}, upper, upper) &&
-            (rest.empty() || rest.starts_with('\\'))) {
-            return std::string(mirror.to).append(rest);
-        }
-    }
-    return {};
 }
 
 } // namespace tolvar

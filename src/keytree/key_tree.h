@@ -43,6 +43,7 @@ public:
     [[nodiscard]] bool Offers(CommandId command) const override;
     void Run(CommandId command) override;
     void AddFacts(PaneFacts& facts) const override;
+    void OnKeysChanged(std::span<const ChangedKey> keys) override;
 
     /// Reads the selected key's subkeys again. The value list is not touched.
     void RefreshSelected();
@@ -71,6 +72,7 @@ private:
     void DeleteValue(DeleteValueMessage& message);
     void DeleteSubkey(DeleteSubkeyMessage& message);
     void RenameFromList(RenameMessage& message);
+    [[nodiscard]] Result<void> Apply(const ChangeRecord& change, const QModelIndex& item);
     void ShowFailure(const QString& text);
     void ShowNotChanged(const Error& failure);
 
@@ -87,6 +89,17 @@ private:
     int GoToPath(GoToKeyMessage& message);
     void RefreshPath(const std::string& path);
     void RefreshOne(const std::string& path, bool expandsTarget);
+    void ReadAnew(const QModelIndex& item);
+    void ReadShownItems(std::span<const std::string> paths);
+    [[nodiscard]] QModelIndex ShownItem(std::string_view path) const;
+
+    /// What a walk down a path came to.
+    struct Reached {
+        QModelIndex item; ///< the deepest one on the way
+        bool isAll;       ///< it is the path's own
+    };
+    enum class Walk { kExpanding, kAsRead };
+    [[nodiscard]] Reached WalkTo(std::string_view path, Walk how);
     void SelectNearest(const std::string& path);
     void Expand(const QModelIndex& item);
     void Select(const QModelIndex& item);
@@ -95,15 +108,12 @@ private:
     ApplyChange m_applyChange;
     KeyTreeModel* m_pModel; ///< owned by the view
     RegKey m_hSelectedKey;
-    QPersistentModelIndex m_cutItem; ///< the key that Cut has marked
-    bool m_bCutPending = false;      ///< the next Paste takes the value away there
+    QPersistentModelIndex m_changedItem; ///< what a change that is being made happens to; the tree shows that itself
+    bool m_bReadingAnew = false;         ///< the selection that goes by then is no selection of the user's
+    QPersistentModelIndex m_cutItem;     ///< the key that Cut has marked
+    bool m_bCutPending = false;          ///< the next Paste takes the value away there
     bool m_bPlaySounds;
     bool m_bSingleExpand;
 };
-
-/// The path that shows the same keys through another root: HKEY_CURRENT_USER and HKEY_USERS\.DEFAULT, HKEY_CLASSES_ROOT
-/// and HKEY_LOCAL_MACHINE\SOFTWARE\CLASSES, each way. Roots are compared without regard to case. Empty for a path
-/// without one.
-[[nodiscard]] std::string MirrorPath(std::string_view path);
 
 } // namespace tolvar

@@ -2,11 +2,14 @@
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QScopedValueRollback>
 
 #include "journal/change_record.h"
 #include "journal/make_change.h"
 #include "journal/pasted_value.h"
 #include "keytree/key_tree.h"
+#include "platform/registry/change_feed.h"
+#include "platform/registry/key_path.h"
 #include "platform/system/error.h"
 #include "ui/native_text.h"
 
@@ -27,6 +30,15 @@ int CodeOf(const Result<void>& change)
 }
 
 } // namespace
+
+/// Makes a change, and shows it at the other items of the changed key; what is to be seen at `item` is the caller's
+/// matter.
+Result<void> CKeyTree::Apply(const ChangeRecord& change, const QModelIndex& item)
+{
+    const QScopedValueRollback changed(m_changedItem, QPersistentModelIndex(item));
+    const ChangeScope gathered;
+    return m_applyChange(change);
+}
 
 void CKeyTree::ShowFailure(const QString& text)
 {
@@ -50,7 +62,7 @@ void CKeyTree::NewKey()
     const QModelIndex parent = currentIndex();
     m_pModel->Fill(parent);
     const std::string name = FreshKeyName(m_pModel->FullPath(parent));
-    const Result<void> made = m_applyChange(ChangeRecord::NewKey(m_pModel->FullPath(parent), name));
+    const Result<void> made = Apply(ChangeRecord::NewKey(m_pModel->FullPath(parent), name), parent);
     if (!made) {
         ShowNotChanged(made.error());
         return;
@@ -72,7 +84,7 @@ void CKeyTree::OnLabelEdited(const QModelIndex& item, const QString& text)
     if (name.empty() || name == m_pModel->Text(item) || m_pModel->IsTreeRoot(item) || m_pModel->IsRootKey(item)) {
         return;
     }
-    const Result<void> renamed = m_applyChange(ChangeRecord::RenameKey(m_pModel->FullPath(item), name));
+    const Result<void> renamed = Apply(ChangeRecord::RenameKey(m_pModel->FullPath(item), name), item.parent());
     if (!renamed) {
         const bool isTaken = renamed.error().code == ErrorCode::kAlreadyExists;
         ShowFailure(isTaken ? m_context.language.String(kNameTaken) : ToQString(Describe(renamed.error())));
@@ -92,7 +104,7 @@ void CKeyTree::DeleteSelected()
     if (!item.isValid() || m_pModel->IsTreeRoot(item) || m_pModel->IsRootKey(item)) {
         return;
     }
-    const Result<void> deleted = m_applyChange(ChangeRecord::DeleteKey(m_pModel->FullPath(item)));
+    const Result<void> deleted = Apply(ChangeRecord::DeleteKey(m_pModel->FullPath(item)), item.parent());
     if (deleted) {
         m_pModel->Remove(item); // the view selects a neighbour
     } else {
@@ -125,7 +137,7 @@ void CKeyTree::PasteValue()
             QMessageBox::Yes) {
         return;
     }
-    if (const Result<void> pasted = m_applyChange(*paste); !pasted) {
+    if (const Result<void> pasted = Apply(*paste, currentIndex()); !pasted) {
         ShowNotChanged(pasted.error());
         return;
     }
@@ -151,7 +163,7 @@ void CKeyTree::StoreValue(FormDoneMessage& message)
     ChangeRecord change = message.isNew ? ChangeRecord::NewValue(key, edit.newName, type, *edit.data)
                                         : ChangeRecord::EditValue(key, edit.newName, type, *edit.data);
     change.form = edit.isStored ? DataForm::kStored : DataForm::kOfType;
-    if (const Result<void> stored = m_applyChange(change); !stored) {
+    if (const Result<void> stored = Apply(change, currentIndex()); !stored) {
         ShowNotChanged(stored.error());
         message.result = 1;
         return;
@@ -165,8 +177,9 @@ void CKeyTree::DeleteValue(DeleteValueMessage& message)
         ShowSelectionAgain();
         return;
     }
-    const Result<void> deleted = m_applyChange(ChangeRecord::DeleteValue(
-        m_pModel->FullPath(currentIndex()), message.edit->name, static_cast<DWORD>(message.edit->type)));
+    const ChangeRecord change = ChangeRecord::DeleteValue(m_pModel->FullPath(currentIndex()), message.edit->name,
+                                                          static_cast<DWORD>(message.edit->type));
+    const Result<void> deleted = Apply(change, currentIndex());
     if (!deleted) {
         ShowNotChanged(deleted.error());
         message.result = 1;
@@ -179,8 +192,8 @@ void CKeyTree::DeleteSubkey(DeleteSubkeyMessage& message)
         ShowSelectionAgain();
         return;
     }
-    const Result<void> deleted =
-        m_applyChange(ChangeRecord::DeleteKey(m_pModel->FullPath(currentIndex()) + "\\" + message.edit->name));
+    const std::string path = JoinPath(m_pModel->FullPath(currentIndex()), message.edit->name);
+    const Result<void> deleted = Apply(ChangeRecord::DeleteKey(path), currentIndex());
     message.result = CodeOf(deleted);
     const QModelIndex item = m_pModel->Child(currentIndex(), message.edit->name);
     if (deleted && item.isValid()) {
@@ -197,10 +210,11 @@ void CKeyTree::RenameFromList(RenameMessage& message)
     const ValueEdit& edit = *message.edit;
     const bool isValue = edit.type >= 0;
     const std::string key = m_pModel->FullPath(currentIndex());
-    const std::string path = isValue ? key : key + "\\" + edit.name;
-    const Result<void> renamed =
-        m_applyChange(isValue ? ChangeRecord::RenameValue(key, edit.name, edit.newName, static_cast<DWORD>(edit.type))
-                              : ChangeRecord::RenameKey(path, edit.newName));
+    const std::string path = isValue ? key : JoinPath(key, edit.name);
+    const ChangeRecord change =
+        isValue ? ChangeRecord::RenameValue(key, edit.name, edit.newName, static_cast<DWORD>(edit.type))
+                : ChangeRecord::RenameKey(path, edit.newName);
+    const Result<void> renamed = Apply(change, currentIndex());
     message.result = CodeOf(renamed);
     if (!renamed) {
         ShowFailure(ToQString(Describe(renamed.error())));

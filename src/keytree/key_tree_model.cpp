@@ -109,6 +109,21 @@ QModelIndex KeyTreeModel::Child(const QModelIndex& item, std::string_view text) 
                                          : QModelIndex();
 }
 
+QModelIndex KeyTreeModel::ChildByName(const QModelIndex& item, std::string_view name) const
+{
+    if (const QModelIndex child = Child(item, name); child.isValid()) {
+        return child;
+    }
+    const Node& node = NodeOf(item);
+    if (!node.children) {
+        return {};
+    }
+    const auto found = std::ranges::find_if(*node.children,
+                                            [name](const auto& child) { return CompareNames(child->text, name) == 0; });
+    return found != node.children->end() ? createIndex(static_cast<int>((*found)->row), 0, found->get())
+                                         : QModelIndex();
+}
+
 KeyTreeModel::Nodes KeyTreeModel::ReadChildren(const KeyPlace& place, Node& parent)
 {
     Nodes nodes;

@@ -50,6 +50,9 @@ public:
     /// The child with exactly that text; an invalid index for none. Only children that have been read are found.
     [[nodiscard]] QModelIndex Child(const QModelIndex& item, std::string_view text) const;
 
+    /// The same for a name that may stand there in another case.
+    [[nodiscard]] QModelIndex ChildByName(const QModelIndex& item, std::string_view name) const;
+
     /// Reads the children, unless that was done since the last Reset.
     void Fill(const QModelIndex& item);
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 
 #include <QWidget>
 
@@ -10,6 +11,7 @@
 namespace tolvar {
 
 class ShowPageMessage;
+struct ChangedKey;
 
 /// What panes tell the rules of commands.
 struct PaneFacts {
@@ -53,6 +55,10 @@ public:
 
     /// Shows what the document has read. Once.
     virtual void OnInitialUpdate() {}
+
+    /// Takes from what has changed in the registry what the pane shows of it. The value list alone is filled by its
+    /// message.
+    virtual void OnKeysChanged(std::span<const ChangedKey> /*keys*/) {}
 
     /// `follow` is called whenever the pane's facts, or what it has enabled, may have changed.
     void FollowFacts(std::function<void()> follow) { m_follow = std::move(follow); }

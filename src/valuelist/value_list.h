@@ -82,6 +82,7 @@ private:
     void ShowNewForm(DWORD type);
     void ShowForm(const std::string& name, bool asNumber);
     void DeleteSelected();
+    void DeleteRows(const std::vector<ValueEdit>& rows);
     [[nodiscard]] bool Delete(const ValueEdit& row);
     void RenameMarked();
     void OnNameEdited(int row, const QString& name);

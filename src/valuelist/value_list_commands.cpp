@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 
+#include "platform/registry/change_feed.h"
 #include "platform/system/error.h"
 #include "registry/editable_value.h"
 #include "registry/root_keys.h"
@@ -199,6 +200,14 @@ void CValueList::DeleteSelected()
     if (rows.empty()) {
         return;
     }
+    DeleteRows(rows);
+    DeleteValueMessage showAgain(nullptr);
+    SendToParent(*this, showAgain);
+}
+
+void CValueList::DeleteRows(const std::vector<ValueEdit>& rows)
+{
+    const ChangeScope gathered;
     for (const ValueEdit& row : rows) {
         if (!Delete(row)) {
             const QString name = ShownText(ToQString(row.name), kTipLineUnits);
@@ -206,8 +215,6 @@ void CValueList::DeleteSelected()
                                      m_context.language.String(kNotDeleted).arg(name));
         }
     }
-    DeleteValueMessage showAgain(nullptr);
-    SendToParent(*this, showAgain);
 }
 
 /// False where no one has told the user of a failure yet.

@@ -7,6 +7,7 @@
 
 #include "fixtures/model_watch.h"
 #include "fixtures/window_fixture.h"
+#include "keytree/key_aliases.h"
 #include "keytree/key_tree.h"
 #include "ui/native_text.h"
 
@@ -235,6 +236,53 @@ TEST(MirrorPath, LeadsFromEachRootToItsOther)
          }) {
         EXPECT_EQ(MirrorPath(path), mirror) << path;
     }
+}
+
+/// Leads the change feed into the tree.
+class Feed final : public RegistryObserver {
+public:
+    Feed(Registry& registry, Pane& pane) : m_registry(registry), m_pane(pane) { m_registry.SetObserver(this); }
+    ~Feed() override { m_registry.SetObserver(nullptr); }
+    void OnChanged(std::span<const ChangedKey> keys) override { m_pane.OnKeysChanged(keys); }
+
+private:
+    Registry& m_registry;
+    Pane& m_pane;
+};
+
+TEST_F(KeyTree, ShowsWhatOthersHaveChangedWhereverTheKeyIsSeen)
+{
+    ASSERT_TRUE(fixture.registry.Link("HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE\\X"));
+    const Feed feed(fixture.registry, Tree());
+    for (const char* path : {"HKEY_CURRENT_USER\\Alpha\\Deep", "HKEY_LOCAL_MACHINE\\X\\Alpha\\Deep"}) {
+        GoTo(path);
+    }
+    parent.messages.clear();
+    ASSERT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewKey("HKEY_LOCAL_MACHINE\\X\\Alpha", "Made")));
+    EXPECT_THAT(Children("HKEY_LOCAL_MACHINE\\X\\Alpha"), ElementsAre("Deep", "Made"));
+    EXPECT_THAT(Children("HKEY_CURRENT_USER\\Alpha"), ElementsAre("Deep", "Made"));
+    EXPECT_EQ(Selected(), "HKEY_LOCAL_MACHINE\\X\\Alpha\\Deep");
+    ASSERT_TRUE(fixture.document.ApplyChange(
+        ChangeRecord::NewValue("HKEY_LOCAL_MACHINE\\X\\Alpha\\Deep", "v", REG_SZ, "text")));
+    EXPECT_THAT(parent.messages, IsEmpty()); // the list is filled by its message alone
+    ASSERT_TRUE(fixture.document.ApplyChange(ChangeRecord::DeleteKey("HKEY_CURRENT_USER\\Alpha\\Deep")));
+    EXPECT_THAT(Children("HKEY_CURRENT_USER\\Alpha"), ElementsAre("Made"));
+    EXPECT_EQ(Selected(), "HKEY_LOCAL_MACHINE\\X\\Alpha"); // it has gone: the one above
+    EXPECT_THAT(parent.messages, ElementsAre("page 1002", "key X\\Alpha", "status HKEY_LOCAL_MACHINE\\X\\Alpha"));
+}
+
+TEST_F(KeyTree, ShowsTheMirrorOfAChangedKeyInAnyCase)
+{
+    fixture.Mount("HKEY_CLASSES_ROOT\\y", {.name = u"ROOT", .subkeys = {{.name = u"a"}}});
+    GoTo("HKEY_CLASSES_ROOT\\y");
+    fixture.Mount("HKEY_CLASSES_ROOT\\y\\b", {.name = u"ROOT"});
+    ChangedKey other = {"HKEY_LOCAL_MACHINE\\Software\\Classes\\Y", {}, static_cast<unsigned>(KeyChange::kValues)};
+    Tree().OnKeysChanged({&other, 1});
+    EXPECT_THAT(Children("HKEY_CLASSES_ROOT\\y"), ElementsAre("a")); // only values have changed
+    other.changes = static_cast<unsigned>(KeyChange::kAll);
+    Tree().OnKeysChanged({&other, 1});
+    GoTo("HKEY_CLASSES_ROOT\\y");
+    EXPECT_THAT(Children("HKEY_CLASSES_ROOT\\y"), ElementsAre("a", "b"));
 }
 
 TEST_F(KeyTree, KeepsANameThatIsNoText)

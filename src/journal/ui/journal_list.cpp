@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <set>
 
 #include <QContextMenuEvent>
 #include <QHeaderView>
@@ -11,6 +10,7 @@
 #include <QPainter>
 
 #include "journal/journal_record.h"
+#include "platform/registry/change_feed.h"
 #include "ui/image_menu.h"
 #include "ui/native_text.h"
 #include "ui/profile_font.h"
@@ -135,20 +135,12 @@ void CJournalList::Undo(std::vector<std::size_t> entries, bool showsKeyAgain)
     if (entries.empty()) {
         return;
     }
-    std::set<std::string> parents;
-    for (const std::size_t entry : entries) {
-        parents.insert(ChangedParent(m_document.Journal()[entry]));
-    }
-    parents.erase(std::string());
     const UndoReport report = [&] {
         const WaitCursor waiting;
+        const ChangeScope gathered;
         return m_document.UndoEntries(std::move(entries));
     }();
     FillFromJournal();
-    for (const std::string& parent : parents) {
-        RefreshKeyMessage refresh(parent);
-        SendToParent(*this, refresh);
-    }
     RefreshKeyMessage refresh;
     SendToParent(*this, refresh);
     if (showsKeyAgain) {
