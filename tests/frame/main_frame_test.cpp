@@ -406,26 +406,6 @@ TEST_F(MainFrame, CarriesAnEditFromTheListToTheJournalAndBack)
     EXPECT_EQ(journal.model()->rowCount(), 1);
 }
 
-/// Counts what is told of changes on its way to the frame.
-class Tellings final : public RegistryObserver {
-public:
-    Tellings(Registry& registry, RegistryObserver& frame) : m_registry(registry), m_frame(frame)
-    {
-        m_registry.SetObserver(this);
-    }
-    ~Tellings() override { m_registry.SetObserver(nullptr); }
-    void OnChanged(std::span<const ChangedKey> keys) override
-    {
-        ++count;
-        m_frame.OnChanged(keys);
-    }
-    int count = 0;
-
-private:
-    Registry& m_registry;
-    RegistryObserver& m_frame;
-};
-
 TEST_F(MainFrame, TellsItsPanesOnceOfAllThatOneCommandChanges)
 {
     ASSERT_TRUE(fixture.registry.Link("HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE\\X"));
@@ -433,7 +413,7 @@ TEST_F(MainFrame, TellsItsPanesOnceOfAllThatOneCommandChanges)
         ASSERT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewKey("HKEY_LOCAL_MACHINE\\X\\Sub", name)));
     }
     Frame().OnInitialUpdate();
-    const Tellings tellings(fixture.registry, Frame());
+    const fixtures::CountedFeed feed(fixture.registry, [this](auto keys) { Frame().OnChanged(keys); });
     Frame().GoToKey("HKEY_CURRENT_USER\\Sub");
     const QPersistentModelIndex alias = Tree().currentIndex();
     Frame().GoToKey("HKEY_LOCAL_MACHINE\\X\\Sub");
@@ -448,14 +428,14 @@ TEST_F(MainFrame, TellsItsPanesOnceOfAllThatOneCommandChanges)
         }
     }
     List().Run(CommandId::kDelete);
-    EXPECT_EQ(tellings.count, 1);
+    EXPECT_EQ(feed.told, 1);
     EXPECT_EQ(subkeys(), std::pair(0, 0));
     ASSERT_EQ(fixture.document.Journal().size(), 7U);
     const QAbstractItemModel& journal = *Journal().model();
     Journal().selectionModel()->select(QItemSelection(journal.index(3, 0), journal.index(6, 0)),
                                        QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     Journal().Run(CommandId::kUndoEntry);
-    EXPECT_EQ(tellings.count, 2);
+    EXPECT_EQ(feed.told, 2);
     EXPECT_EQ(subkeys(), std::pair(4, 4));
     EXPECT_EQ(Tree().currentIndex(), own);
 }

@@ -116,6 +116,22 @@ TEST_F(KeyTreeChanges, MakesANewKeyAndLetsItsNameBeTyped)
     EXPECT_EQ(Entries(), 4U);
 }
 
+TEST_F(KeyTreeChanges, ShowsItsOwnChangesAtTheOtherPathsOfTheKeyToo)
+{
+    ASSERT_TRUE(fixture.registry.Link("HKEY_CURRENT_USER", "HKEY_USERS\\K"));
+    EXPECT_THAT(Children("HKEY_CURRENT_USER\\from"), IsEmpty());
+    const fixtures::CountedFeed feed(fixture.registry, [this](auto keys) { tree.OnKeysChanged(keys); });
+    for (const char* name : {"b", "a"}) {
+        Run(CommandId::kNewKey);
+        Type(name);
+        tree.setCurrentIndex(tree.currentIndex().parent());
+    }
+    EXPECT_EQ(feed.told, 4); // one for each change
+    EXPECT_EQ(Selected(), "HKEY_USERS\\K\\from");
+    EXPECT_EQ(tree.currentIndex().model()->index(0, 0, tree.currentIndex()).data().toString(), "b"); // not read anew
+    EXPECT_THAT(Children("HKEY_CURRENT_USER\\from"), ElementsAre("a", "b"));
+}
+
 TEST_F(KeyTreeChanges, RenamesInPlace)
 {
     Run(CommandId::kRename);

@@ -238,22 +238,10 @@ TEST(MirrorPath, LeadsFromEachRootToItsOther)
     }
 }
 
-/// Leads the change feed into the tree.
-class Feed final : public RegistryObserver {
-public:
-    Feed(Registry& registry, Pane& pane) : m_registry(registry), m_pane(pane) { m_registry.SetObserver(this); }
-    ~Feed() override { m_registry.SetObserver(nullptr); }
-    void OnChanged(std::span<const ChangedKey> keys) override { m_pane.OnKeysChanged(keys); }
-
-private:
-    Registry& m_registry;
-    Pane& m_pane;
-};
-
 TEST_F(KeyTree, ShowsWhatOthersHaveChangedWhereverTheKeyIsSeen)
 {
     ASSERT_TRUE(fixture.registry.Link("HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE\\X"));
-    const Feed feed(fixture.registry, Tree());
+    const fixtures::CountedFeed feed(fixture.registry, [this](auto keys) { Tree().OnKeysChanged(keys); });
     for (const char* path : {"HKEY_CURRENT_USER\\Alpha\\Deep", "HKEY_LOCAL_MACHINE\\X\\Alpha\\Deep"}) {
         GoTo(path);
     }
