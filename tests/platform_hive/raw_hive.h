@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/hive/base_block.h"
 #include "platform/hive/bin_header.h"
 
 namespace tolvar::fixtures {
