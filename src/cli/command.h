@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/output.h"
-#include "platform/registry/key_reference.h"
+#include "platform/registry/key_ref.h"
 #include "platform/registry/registry.h"
 #include "platform/system/error.h"
 
@@ -64,7 +64,7 @@ public:
 [[nodiscard]] HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM access);
 
 /// Finds a key that a command then walks, if the session's user may read it. Reports, and answers nothing, if not.
-[[nodiscard]] std::optional<KeyReference> FindForCommand(CommandContext& context, const std::string& path);
+[[nodiscard]] std::optional<KeyRef> FindForCommand(CommandContext& context, const std::string& path);
 
 [[nodiscard]] std::unique_ptr<Command> MakeLsCommand();
 [[nodiscard]] std::unique_ptr<Command> MakeInfoCommand();

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <shared_mutex>
 
 #include <CLI/CLI.hpp>
 
@@ -25,33 +24,28 @@ public:
         out.append(R"({"key":")");
         AppendJsonText(out, m_path.Text());
         out.append(R"(","class":")");
-        if (key.node != nullptr) {
-            AppendClass(key);
-        }
+        AppendClass(key);
         out.append(R"(","written":")");
-        AppendIsoTime(out, key.node != nullptr ? key.node->lastWrite : 0);
+        AppendIsoTime(out, key.LastWrite());
         out.append(R"(","values":[)");
         m_isFirstValue = true;
     }
 
-    void OnValue(const Hive& hive, const ValueRecord& value, DataView data)
+    void OnValue(const ValueCursor& value)
     {
-        if (const Checked<void> pieces = hive.CheckPieces(data); !pieces) {
-            m_faults.Add(hive, pieces.error()); // the line goes on without the value
+        if (const std::optional<KeyFault> fault = value.CheckData(); fault) {
+            m_faults.Add(*fault); // the line goes on without the value
             return;
         }
         std::string& out = m_out.Buffer();
         out.append(m_isFirstValue ? R"({"name":")" : R"(,{"name":")");
         m_isFirstValue = false;
-        AppendJsonText(out, value.name);
+        AppendJsonText(out, value.Name());
         out.append(R"(","type":)");
-        out.append(std::to_string(value.type));
+        out.append(std::to_string(value.Type()));
         out.append(R"(,"data":")");
-        for (auto piece = hive.NextPiece(data); piece && !piece->empty(); piece = hive.NextPiece(data)) {
-            AppendData(*piece);
-            if (hive.MediumFailed(*piece)) {
-                m_faults.Add(hive, {Breach::kMediumFailed, value.offset});
-            }
+        if (const auto fault = value.ForEachPiece([this](auto piece) { AppendData(piece); }); fault) {
+            m_faults.Add(*fault);
         }
         m_out.Write("\"}");
     }
@@ -62,7 +56,7 @@ public:
         m_faults.Tell();
     }
 
-    void OnFault(const Hive& hive, const HiveFault& fault, unsigned /*depth*/) { m_faults.Add(hive, fault); }
+    void OnFault(const KeyFault& fault) { m_faults.Add(fault); }
 
     /// Tells what was met behind the last line.
     void Finish() { m_faults.Tell(); }
@@ -72,11 +66,11 @@ public:
 private:
     void AppendClass(const KeyCursor& key)
     {
-        const Checked<NameView> name = key.hive->ClassName(*key.node);
+        const tl::expected<NameView, KeyFault> name = key.ClassName();
         if (name) {
             AppendJsonText(m_out.Buffer(), *name);
         } else {
-            m_faults.Add(*key.hive, name.error());
+            m_faults.Add(name.error());
         }
     }
 
@@ -108,13 +102,13 @@ public:
 
     void Run(CommandContext& context) override
     {
-        const std::optional<KeyReference> key = FindForCommand(context, m_path);
+        const std::optional<KeyRef> key = FindForCommand(context, m_path);
         if (!key) {
             return;
         }
-        const std::shared_lock lock(context.registry.Lock());
+        WalkPermit permit(context.registry);
         DumpWriter writer(context, m_path);
-        KeyWalk(writer).Run(*key);
+        KeyWalk(permit, writer).Run(*key);
         writer.Finish();
     }
 

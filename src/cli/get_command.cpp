@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <shared_mutex>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -7,7 +6,7 @@
 #include "cli/command.h"
 #include "cli/json_text.h"
 #include "cli/walk_line.h"
-#include "platform/registry/key_text.h"
+#include "platform/registry/caller_data.h"
 #include "platform/system/text.h"
 #include "registry/value_text.h"
 
@@ -22,22 +21,19 @@ public:
     {}
 
     /// Writes the value, or answers why it can't be read.
-    [[nodiscard]] Checked<void> Write(const Hive& hive, const ValueRecord& value)
+    [[nodiscard]] std::optional<KeyFault> Write(const ValueCursor& value)
     {
-        Checked<DataView> data = hive.Data(value);
-        const Checked<void> pieces = data ? hive.CheckPieces(*data) : tl::unexpected(data.error());
-        if (!pieces) {
-            return pieces;
+        if (const std::optional<KeyFault> fault = value.CheckData(); fault) {
+            return fault;
         }
-        if (IsShownAsBytes(value.type)) {
-            return WriteBytes(hive, value, *data);
+        if (IsShownAsBytes(value.Type())) {
+            return WriteBytes(value);
         }
-        std::vector<BYTE> bytes(DataForCaller(hive, value, {}).value_or(0));
-        const auto read = DataForCaller(hive, value, std::as_writable_bytes(std::span(bytes)));
-        if (!read) {
-            return tl::unexpected(read.error());
+        std::vector<BYTE> bytes;
+        if (const std::optional<KeyFault> fault = value.ReadForCaller(bytes); fault) {
+            return fault;
         }
-        const std::string text = ValueToText(value.type, bytes, ExpandStrings::kNo);
+        const std::string text = ValueToText(value.Type(), bytes, ExpandStrings::kNo);
         Begin(value);
         if (m_context.json) {
             m_context.out.Write(JsonString(text));
@@ -45,14 +41,14 @@ public:
             m_context.out.WriteName(text);
         }
         End();
-        return {};
+        return std::nullopt;
     }
 
     void OnKey(const KeyCursor& /*key*/) {}
-    void OnValue(const Hive& hive, const ValueRecord& value, const DataView& /*data*/)
+    void OnValue(const ValueCursor& value)
     {
-        if (const Checked<void> written = Write(hive, value); !written) {
-            m_faults.Add(hive, written.error());
+        if (const std::optional<KeyFault> fault = Write(value); fault) {
+            m_faults.Add(*fault);
         }
     }
     void OnValuesEnd()
@@ -60,7 +56,7 @@ public:
         m_faults.Tell();
         m_isDone = true;
     }
-    void OnFault(const Hive& hive, const HiveFault& fault, unsigned /*depth*/) { m_faults.Add(hive, fault); }
+    void OnFault(const KeyFault& fault) { m_faults.Add(fault); }
     [[nodiscard]] bool IsStopped() const { return m_isDone; }
 
     /// Tells what kept the walk from the key itself.
@@ -74,39 +70,35 @@ private:
 
     /// The text of bytes is that of their parts, one behind the other: it goes out part by part, since it takes three
     /// times the room of the bytes.
-    Checked<void> WriteBytes(const Hive& hive, const ValueRecord& value, DataView data)
+    std::optional<KeyFault> WriteBytes(const ValueCursor& value)
     {
         constexpr std::size_t kAtOnce = 1 << 14;
         const char* const quote = m_context.json ? "\"" : "";
         Begin(value);
         m_context.out.Write(quote);
-        Checked<void> result;
-        for (auto piece = hive.NextPiece(data); piece && !piece->empty(); piece = hive.NextPiece(data)) {
-            for (std::size_t at = 0; at < piece->size() && !m_context.out.IsClosed(); at += kAtOnce) {
-                const auto part = piece->subspan(at, std::min(kAtOnce, piece->size() - at));
+        const std::optional<KeyFault> fault = value.ForEachPiece([&](std::span<const std::byte> piece) {
+            for (std::size_t at = 0; at < piece.size() && !m_context.out.IsClosed(); at += kAtOnce) {
+                const auto part = piece.subspan(at, std::min(kAtOnce, piece.size() - at));
                 const std::span bytes(reinterpret_cast<const BYTE*>(part.data()), part.size());
-                m_context.out.Write(ValueToText(value.type, bytes, ExpandStrings::kNo));
+                m_context.out.Write(ValueToText(value.Type(), bytes, ExpandStrings::kNo));
             }
-            if (hive.MediumFailed(*piece)) {
-                result = Fault(Breach::kMediumFailed, value.offset);
-            }
-        }
+        });
         m_context.out.Write(quote);
         End();
-        return result;
+        return fault;
     }
 
     /// What stands before the text.
-    void Begin(const ValueRecord& value)
+    void Begin(const ValueCursor& value)
     {
         Output& out = m_context.out;
         if (m_context.json) {
             out.Buffer().append(R"({"name":")");
-            AppendJsonText(out.Buffer(), value.name);
-            out.Write(fmt::format(R"(","type":{},"typeName":"{}","text":)", value.type, ValueTypeName(value.type)));
+            AppendJsonText(out.Buffer(), value.Name());
+            out.Write(fmt::format(R"(","type":{},"typeName":"{}","text":)", value.Type(), ValueTypeName(value.Type())));
         } else if (m_withNames) {
-            out.WriteName(value.name.empty() ? "(Default)" : value.name.ToUtf8());
-            out.Write("\t" + ValueTypeName(value.type) + "\t");
+            out.WriteName(value.Name().empty() ? "(Default)" : value.Name().ToUtf8());
+            out.Write("\t" + ValueTypeName(value.Type()) + "\t");
         }
     }
     void End() { m_context.out.Write(m_context.json ? "}\n" : "\n"); }
@@ -118,20 +110,14 @@ private:
 };
 
 /// Writes the stored bytes, without the conversion of texts that the registry's calls make.
-Checked<void> WriteRaw(Output& out, const Hive& hive, const ValueRecord& value)
+std::optional<KeyFault> WriteRaw(Output& out, const ValueCursor& value)
 {
-    Checked<DataView> data = hive.Data(value);
-    const Checked<void> pieces = data ? hive.CheckPieces(*data) : tl::unexpected(data.error());
-    if (!pieces) {
-        return pieces;
+    if (const std::optional<KeyFault> fault = value.CheckData(); fault) {
+        return fault;
     }
-    for (auto piece = hive.NextPiece(*data); piece && !piece->empty(); piece = hive.NextPiece(*data)) {
-        out.Write({reinterpret_cast<const char*>(piece->data()), piece->size()});
-        if (hive.MediumFailed(*piece)) {
-            return Fault(Breach::kMediumFailed, value.offset);
-        }
-    }
-    return {};
+    return value.ForEachPiece([&out](std::span<const std::byte> piece) {
+        out.Write({reinterpret_cast<const char*>(piece.data()), piece.size()});
+    });
 }
 
 class GetCommand final : public Command {
@@ -149,62 +135,57 @@ public:
 
     void Run(CommandContext& context) override
     {
-        const std::optional<KeyReference> key = FindForCommand(context, m_path);
+        const std::optional<KeyRef> key = FindForCommand(context, m_path);
         if (!key) {
             return;
         }
-        const std::shared_lock lock(context.registry.Lock());
+        WalkPermit permit(context.registry);
         if (m_isRaw || m_isNumber || m_nameOption->count() != 0) {
             GetOne(context, *key);
         } else {
             ValueWriter writer(context, true);
-            KeyWalk(writer).Run(*key);
+            KeyWalk(permit, writer).Run(*key);
             writer.Finish();
         }
     }
 
 private:
-    void GetOne(CommandContext& context, const KeyReference& key) const
+    void GetOne(CommandContext& context, const KeyRef& key) const
     {
         const std::optional<std::u16string> name = ToUtf16(m_name);
-        if (!name || !key.HasHive()) {
-            ReportMissing(context, name ? ErrorCode::kFileNotFound : ErrorCode::kNoUnicodeTranslation);
+        if (!name) {
+            ReportMissing(context, ErrorCode::kNoUnicodeTranslation);
             return;
         }
-        const Hive& hive = *key.hive;
-        const Checked<KeyNode> node = key.Node();
-        const auto value = node ? hive.FindValue(*node, *name) : tl::unexpected(node.error());
-        if (value && !*value) {
+        std::optional<KeyFault> fault;
+        const tl::expected<bool, KeyFault> found = VisitValue(key, *name, [&](const ValueCursor& value) {
+            fault = m_isRaw      ? WriteRaw(context.out, value)
+                    : m_isNumber ? WriteNumber(context, value)
+                                 : ValueWriter(context, false).Write(value);
+        });
+        if (found && !*found) {
             ReportMissing(context, ErrorCode::kFileNotFound);
-            return;
-        }
-        Checked<void> written = value ? Checked<void>() : tl::unexpected(value.error());
-        if (written) {
-            written = m_isRaw      ? WriteRaw(context.out, hive, **value)
-                      : m_isNumber ? WriteNumber(context, hive, **value)
-                                   : ValueWriter(context, false).Write(hive, **value);
-        }
-        if (!written) {
-            context.Report(hive.ToError(written.error()));
+        } else if (!found || fault) {
+            context.Report((found ? *fault : found.error()).ToError());
         }
     }
 
-    [[nodiscard]] Checked<void> WriteNumber(CommandContext& context, const Hive& hive, const ValueRecord& value) const
+    [[nodiscard]] std::optional<KeyFault> WriteNumber(CommandContext& context, const ValueCursor& value) const
     {
-        const auto stored = hive.ReadData(value);
+        const auto stored = value.StoredData();
         if (!stored) {
-            return tl::unexpected(stored.error());
+            return stored.error();
         }
         const auto* const begin = reinterpret_cast<const BYTE*>(stored->data());
         const std::vector<BYTE> data(begin, begin + stored->size());
         const std::optional<std::uint64_t> number =
-            NumberFromValueText(value.type, ValueToText(value.type, data, ExpandStrings::kNo));
+            NumberFromValueText(value.Type(), ValueToText(value.Type(), data, ExpandStrings::kNo));
         if (number) {
             context.out.Write(std::to_string(*number) + "\n");
         } else {
             context.Report({ErrorCode::kInvalidData, m_path + ", value " + m_name + " is no number"});
         }
-        return {};
+        return std::nullopt;
     }
 
     void ReportMissing(CommandContext& context, ErrorCode code) const

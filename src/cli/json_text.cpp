@@ -13,8 +13,9 @@ bool IsSurrogate(char16_t unit)
     return unit >= 0xD800 && unit <= 0xDFFF;
 }
 
-/// One unit that needs an escape or is no ASCII character.
-void AppendEscaped(std::string& out, char16_t unit)
+} // namespace
+
+void AppendJsonEscaped(std::string& out, char16_t unit)
 {
     if (unit == u'"' || unit == u'\\') {
         out.push_back('\\');
@@ -25,31 +26,6 @@ void AppendEscaped(std::string& out, char16_t unit)
     } else {
         AppendUtf8Unit(out, unit, NulForm::kPlain);
     }
-}
-
-template <class Name>
-void AppendUnits(std::string& out, const Name& name)
-{
-    for (std::size_t i = 0; i < name.size(); ++i) {
-        const char16_t unit = name[i];
-        if (unit >= 0x20 && unit < 0x7F && unit != u'"' && unit != u'\\') {
-            out.push_back(static_cast<char>(unit));
-        } else {
-            AppendEscaped(out, unit);
-        }
-    }
-}
-
-} // namespace
-
-void AppendJsonText(std::string& out, std::u16string_view text)
-{
-    AppendUnits(out, text);
-}
-
-void AppendJsonText(std::string& out, const NameView& name)
-{
-    AppendUnits(out, name);
 }
 
 std::string JsonString(std::string_view text)

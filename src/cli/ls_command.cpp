@@ -1,12 +1,11 @@
-#include <shared_mutex>
-
 #include <CLI/CLI.hpp>
 
 #include "cli/command.h"
 #include "cli/json_text.h"
 #include "cli/walk_line.h"
-#include "platform/registry/subkey_run.h"
+#include "platform/registry/key_view.h"
 #include "platform/system/text.h"
+#include "registry/key_path.h"
 
 namespace tolvar {
 
@@ -17,8 +16,8 @@ enum class Depth { kOneKey, kAllBelow };
 /// Writes the names in each key that a walk meets: those of its subkeys, then those of its values.
 class ListWriter {
 public:
-    ListWriter(CommandContext& context, std::string_view top, Depth depth)
-        : m_context(context), m_out(context.out), m_path(top), m_faults(context), m_depth(depth)
+    ListWriter(CommandContext& context, const NameSpace& names, std::string_view top, Depth depth)
+        : m_context(context), m_out(context.out), m_names(names), m_path(top), m_faults(context), m_depth(depth)
     {}
 
     void OnKey(const KeyCursor& key)
@@ -30,7 +29,7 @@ public:
             m_out.Write(R"(","subkeys":[)");
         }
         m_isFirst = true;
-        m_prefix = m_depth == Depth::kAllBelow ? ToUtf8(m_path.Text()) + "\\" : std::string();
+        m_prefix = m_depth == Depth::kAllBelow ? ToUtf8(m_path.Text()) + kPathSeparator : std::string();
         ListSubkeys(key);
         if (m_context.json) {
             m_out.Write(R"(],"values":[)");
@@ -38,13 +37,13 @@ public:
         m_isFirst = true;
     }
 
-    void OnValue(const Hive& /*hive*/, const ValueRecord& value, const DataView& /*data*/)
+    void OnValue(const ValueCursor& value)
     {
         if (m_context.json) {
-            WriteJson(value.name);
+            WriteJson(value.Name());
             return;
         }
-        m_out.WriteName(m_prefix + (value.name.empty() ? "(Default)" : value.name.ToUtf8()));
+        m_out.WriteName(m_prefix + (value.Name().empty() ? "(Default)" : value.Name().ToUtf8()));
         m_out.Write("\n");
     }
 
@@ -57,7 +56,7 @@ public:
         m_isDone = m_depth == Depth::kOneKey;
     }
 
-    void OnFault(const Hive& hive, const HiveFault& fault, unsigned /*depth*/) { m_faults.Add(hive, fault); }
+    void OnFault(const KeyFault& fault) { m_faults.Add(fault); }
 
     /// Tells what was met behind the last key.
     void Finish() { m_faults.Tell(); }
@@ -67,40 +66,35 @@ public:
 private:
     void ListSubkeys(const KeyCursor& key)
     {
-        if (key.hive != m_hive) {
+        const Mount* const mount = key.Key().First().mount;
+        if (mount != m_mount) {
             // Each key of a hive is listed once. A hive that lists more of them than it can hold runs in circles, and
             // the walk says so.
-            m_hive = key.hive;
-            m_namesLeft = m_hive != nullptr ? m_hive->Length() / kSmallestKeyCell : 0;
+            m_mount = mount;
+            m_namesLeft = key.MostSubkeys();
         }
-        const Checked<KeyNode> node = key.node != nullptr ? *key.node : Checked<KeyNode>(Fault(Breach::kNone, {}));
-        ForEachSubkey(key.Reference(), node, [&](const Checked<KeyNode>& child, const NamespaceKey* space) {
-            if (space != nullptr) {
-                WriteSubkey(space->name);
-            } else if (m_namesLeft == 0) {
-                return false;
-            } else if (--m_namesLeft; child) {
-                WriteSubkey(child->name);
+        SubkeyRun run(m_names, key.Key());
+        while (const SeenSubkey* subkey = m_namesLeft == 0 || m_out.IsClosed() ? nullptr : run.Next()) {
+            --m_namesLeft;
+            if (subkey->isReadable) {
+                WriteSubkey(subkey->name);
             } else if (m_depth == Depth::kOneKey) { // with all below, the walk comes to it and says so itself
-                m_faults.Add(*key.hive, child.error());
+                m_faults.Add(KeyFault(subkey->key.First().Reader(), subkey->fault));
             }
-            return !m_out.IsClosed();
-        });
+        }
     }
 
-    template <class Name>
-    void WriteSubkey(const Name& name)
+    void WriteSubkey(const NameView& name)
     {
         if (m_context.json) {
             WriteJson(name);
             return;
         }
-        m_out.WriteName(m_prefix + Utf8(name));
+        m_out.WriteName(m_prefix + name.ToUtf8());
         m_out.Write("\\\n");
     }
 
-    template <class Name>
-    void WriteJson(const Name& name)
+    void WriteJson(const NameView& name)
     {
         std::string& out = m_out.Buffer();
         out.append(m_isFirst ? "\"" : ",\"");
@@ -109,16 +103,14 @@ private:
         m_out.Write("\"");
     }
 
-    static std::string Utf8(const NameView& name) { return name.ToUtf8(); }
-    static std::string Utf8(const std::u16string& name) { return ToUtf8(name); }
-
     CommandContext& m_context;
     Output& m_out;
+    const NameSpace& m_names;
     WalkPath m_path;
     HeldFaults m_faults;
     Depth m_depth;
     std::string m_prefix; ///< of the names that are printed
-    const Hive* m_hive = nullptr;
+    const Mount* m_mount = nullptr;
     std::uint32_t m_namesLeft = 0;
     bool m_isFirst = true;
     bool m_isDone = false;
@@ -136,13 +128,13 @@ public:
 
     void Run(CommandContext& context) override
     {
-        const std::optional<KeyReference> key = FindForCommand(context, m_path);
+        const std::optional<KeyRef> key = FindForCommand(context, m_path);
         if (!key) {
             return;
         }
-        const std::shared_lock lock(context.registry.Lock());
-        ListWriter writer(context, m_path, m_isRecursive ? Depth::kAllBelow : Depth::kOneKey);
-        KeyWalk(writer).Run(*key);
+        WalkPermit permit(context.registry);
+        ListWriter writer(context, permit.Names(), m_path, m_isRecursive ? Depth::kAllBelow : Depth::kOneKey);
+        KeyWalk(permit, writer).Run(*key);
         writer.Finish();
     }
 

@@ -1,11 +1,11 @@
 #include <csignal>
 #include <cstdio>
-#include <shared_mutex>
 
 #include <CLI/CLI.hpp>
 #include <unistd.h>
 
 #include "cli/command.h"
+#include "platform/registry/walk_permit.h"
 #include "platform/system/standard_streams.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
@@ -33,13 +33,9 @@ void PrintLine(std::string_view text)
 /// code. Nothing where the way is free.
 std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::string& path)
 {
-    const std::shared_lock lock(registry.Lock());
-    const Result<KeyReference> key = registry.Find(path);
-    if (!key) {
-        return key.error();
-    }
-    const Checked<KeyNode> node = key->HasHive() ? key->Node() : Checked<KeyNode>();
-    return node ? std::nullopt : std::optional(key->hive->ToError(node.error()));
+    const WalkPermit permit(registry);
+    const Result<KeyRef> key = permit.Find(path);
+    return key ? std::nullopt : std::optional(key.error());
 }
 
 /// How the hives of the source are opened for a command. A crash may have left changes open, which the journal settles
@@ -119,14 +115,14 @@ HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM acc
     return key;
 }
 
-std::optional<KeyReference> FindForCommand(CommandContext& context, const std::string& path)
+std::optional<KeyRef> FindForCommand(CommandContext& context, const std::string& path)
 {
     const RegKey opened(OpenForCommand(context, path, KEY_READ));
     if (!opened) {
         return std::nullopt;
     }
-    const std::shared_lock lock(context.registry.Lock());
-    const Result<KeyReference> key = context.registry.Find(path);
+    const WalkPermit permit(context.registry);
+    const Result<KeyRef> key = permit.Find(path);
     if (!key) {
         context.Report(key.error());
         return std::nullopt;

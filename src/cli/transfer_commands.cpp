@@ -96,7 +96,7 @@ public:
         }
         if (IsText()) {
             ImportText(context);
-        } else if (const RegKey key(OpenForCommand(context, m_path, KEY_READ)); key) {
+        } else if (const RegKey key(OpenForCommand(context, m_path, KEY_ALL_ACCESS)); key) {
             ReportCode(context, RegRestoreKeyA(key.Get(), m_file.c_str(), 0), m_path + ", file " + m_file);
         }
     }

@@ -3,35 +3,33 @@
 #include <fmt/format.h>
 
 #include "platform/system/text.h"
+#include "registry/key_path.h"
 
 namespace tolvar {
 
 WalkPath::WalkPath(std::string_view top)
 {
-    while (top.ends_with('\\')) {
-        top.remove_suffix(1);
-    }
-    m_text = ToUtf16(top).value_or(std::u16string());
+    m_text = ToUtf16(TrimPathEnd(top)).value_or(std::u16string());
     m_ends.push_back(m_text.size());
 }
 
 void WalkPath::Enter(const KeyCursor& key)
 {
-    if (key.depth == 0) {
+    if (key.Depth() == 0) {
         return;
     }
-    m_ends.resize(key.depth);
+    m_ends.resize(key.Depth());
     m_text.resize(m_ends.back());
-    m_text.push_back(u'\\');
-    m_text.append(key.mountName != nullptr ? *key.mountName : key.node->name.ToUtf16());
+    m_text.push_back(char16_t{kPathSeparator});
+    m_text.append(key.Name().ToUtf16());
     m_ends.push_back(m_text.size());
 }
 
-void HeldFaults::Add(const Hive& hive, const HiveFault& fault)
+void HeldFaults::Add(const KeyFault& fault)
 {
     constexpr std::size_t kTold = 100;
     if (m_faults.size() < kTold) {
-        m_faults.push_back(hive.ToError(fault));
+        m_faults.push_back(fault.ToError());
     } else {
         ++m_untold;
     }

@@ -29,7 +29,7 @@ class HeldFaults {
 public:
     explicit HeldFaults(CommandContext& context) : m_context(context) {}
 
-    void Add(const Hive& hive, const HiveFault& fault);
+    void Add(const KeyFault& fault);
     void Tell();
 
 private:

@@ -152,8 +152,8 @@ Result<ChangeSnapshot> ChangeSnapshot::Open(FileStore& files, const std::filesys
     }
     snapshot.m_seal = std::move(view->seal);
     if (!view->image.empty()) {
-        Result<Hive> image = Hive::FromBytes(view->image, path.string());
-        if (image && !image->Damage()) {
+        Result<KeyImage> image = KeyImage::FromBytes(view->image, path.string());
+        if (image) {
             snapshot.m_image.emplace(*std::move(image));
         }
     }

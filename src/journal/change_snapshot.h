@@ -7,7 +7,7 @@
 
 #include "journal/change_record.h"
 #include "platform/files/file_store.h"
-#include "platform/hive/hive.h"
+#include "platform/registry/key_image.h"
 
 namespace tolvar {
 
@@ -49,12 +49,12 @@ public:
 
     [[nodiscard]] const SnapshotSeal& Seal() const noexcept { return m_seal; }
     /// The image; null where it was altered or cut.
-    [[nodiscard]] const Hive* Image() const noexcept { return m_image ? &*m_image : nullptr; }
+    [[nodiscard]] const KeyImage* Image() const noexcept { return m_image ? &*m_image : nullptr; }
 
 private:
     MappedFile m_file;
     SnapshotSeal m_seal;
-    std::optional<Hive> m_image; ///< over `m_file`
+    std::optional<KeyImage> m_image; ///< over `m_file`
 };
 
 } // namespace tolvar

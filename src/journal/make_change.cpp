@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "platform/registry/key_image.h"
-#include "platform/registry/key_text.h"
+#include "platform/registry/caller_data.h"
 #include "platform/registry/stored_value.h"
 #include "platform/system/text.h"
+#include "registry/key_path.h"
 #include "registry/root_keys.h"
 #include "registry/value_text.h"
 
@@ -42,14 +42,6 @@ bool HasSubkey(HKEY parent, const std::string& name)
 
 } // namespace
 
-std::optional<SplitKeyPath> SplitLastName(const std::string& path)
-{
-    const std::size_t slash = path.rfind('\\');
-    return slash == std::string::npos || slash + 1 == path.size()
-               ? std::nullopt
-               : std::optional(SplitKeyPath{path.substr(0, slash), path.substr(slash + 1)});
-}
-
 bool HasValue(HKEY key, const std::string& name)
 {
     DWORD size = 0;
@@ -80,11 +72,14 @@ LSTATUS PreparedChange::PrepareKey()
     if (m_change.kind == ChangeKind::kModify) {
         return ERROR_INVALID_PARAMETER;
     }
-    const std::optional<SplitKeyPath> split = SplitLastName(m_change.path);
+    const std::optional<ParentAndName> split = SplitLast(m_change.path);
     if (!isNew && !split) {
         return ERROR_ACCESS_DENIED; // a root stays
     }
-    if (const LSTATUS code = OpenKeyPath(m_change.path, *m_key.Put(), KEY_ALL_ACCESS); code != ERROR_SUCCESS) {
+    // A key that goes or gets another name may be a link: then it is the link, and not what it leads to.
+    if (const LSTATUS code = isNew ? OpenKeyPath(m_change.path, *m_key.Put(), KEY_ALL_ACCESS)
+                                   : OpenLinkPath(m_change.path, *m_key.Put(), KEY_ALL_ACCESS);
+        code != ERROR_SUCCESS) {
         return code;
     }
     const LSTATUS code = isNew ? CheckWritable(m_key.Get()) : CheckTree(m_key.Get(), KEY_ALL_ACCESS);
@@ -102,7 +97,7 @@ LSTATUS PreparedChange::PrepareKey()
         return ERROR_SUCCESS;
     }
     const std::string& newName = m_change.secondPath;
-    if (newName.empty() || newName.find('\\') != std::string::npos) {
+    if (newName.empty() || HoldsSeparator(newName)) {
         return ERROR_INVALID_PARAMETER; // it would be a path
     }
     const bool isOwnName = !isNew && CompareNames(newName, m_lastName) == 0;
@@ -152,7 +147,7 @@ Result<KeyTextLosses> PreparedChange::WriteText(const KeyTextSink& sink) const
                         m_change.Name(), sink);
 }
 
-bool PreparedChange::IsSameAgain(const Hive& image) const
+bool PreparedChange::IsSameAgain(const KeyImage& image) const
 {
     if (m_change.kind == ChangeKind::kRename) {
         return CompareNames(m_change.IsKey() ? m_lastName : m_change.Name(),
@@ -161,14 +156,7 @@ bool PreparedChange::IsSameAgain(const Hive& image) const
     if (m_change.kind != ChangeKind::kModify) {
         return false;
     }
-    const Checked<KeyNode> root = image.Key(image.Root());
-    const std::optional<std::u16string> name = ToUtf16(m_change.NewName());
-    const auto value = root && name ? image.FindValue(*root, *name) : Checked<std::optional<ValueRecord>>();
-    if (!value || !*value || (*value)->type != m_change.type) {
-        return false;
-    }
-    const auto stored = image.ReadData(**value);
-    return stored && std::ranges::equal(*stored, std::as_bytes(std::span(m_data)));
+    return image.HoldsValue(m_change.NewName(), m_change.type, m_data);
 }
 
 Result<void> PreparedChange::Make()
@@ -217,7 +205,7 @@ namespace {
 ChangeState StateOfKeyChange(const ChangeRecord& change)
 {
     const bool isNew = change.kind == ChangeKind::kNew;
-    const std::optional<SplitKeyPath> split = SplitLastName(change.path);
+    const std::optional<ParentAndName> split = SplitLast(change.path);
     RegKey parent;
     if ((!isNew && !split) || OpenKeyPath(isNew ? change.path : split->parent, *parent.Put(), KEY_READ) != 0 ||
         CheckWritable(parent.Get()) != ERROR_SUCCESS) {
@@ -226,7 +214,7 @@ ChangeState StateOfKeyChange(const ChangeRecord& change)
     if (isNew) {
         return HasSubkey(parent.Get(), change.secondPath) ? ChangeState::kMade : ChangeState::kNotMade;
     }
-    const bool hasOld = HasSubkey(parent.Get(), split->name);
+    const bool hasOld = HasSubkey(parent.Get(), std::string(split->name));
     if (change.kind == ChangeKind::kDelete) {
         return hasOld ? ChangeState::kNotMade : ChangeState::kMade;
     }
@@ -239,7 +227,7 @@ ChangeState StateOfKeyChange(const ChangeRecord& change)
 
 } // namespace
 
-ChangeState StateOfChange(const ChangeRecord& change, const Hive* image)
+ChangeState StateOfChange(const ChangeRecord& change, const KeyImage* image)
 {
     if (change.IsKey()) {
         return StateOfKeyChange(change);
@@ -263,8 +251,7 @@ ChangeState StateOfChange(const ChangeRecord& change, const Hive* image)
     if (!isOneName || image == nullptr) {
         return ChangeState::kUnknown;
     }
-    const Checked<KeyNode> root = image->Key(image->Root());
-    if (root && root->valueCount == 0) { // there was no such value
+    if (!image->HasValues()) { // there was no such value
         return hasOld ? ChangeState::kMade : ChangeState::kNotMade;
     }
     const Result<bool> isAsBefore = HoldsValueImage(key.Get(), *image);

@@ -4,7 +4,7 @@
 
 #include "journal/change_record.h"
 #include "key_text/write_key_text.h"
-#include "platform/hive/hive.h"
+#include "platform/registry/key_image.h"
 #include "platform/system/error.h"
 #include "registry/reg_key.h"
 
@@ -34,7 +34,7 @@ public:
     [[nodiscard]] Result<KeyTextLosses> WriteText(const KeyTextSink& sink) const;
 
     /// Whether the change stores what `image` holds already.
-    [[nodiscard]] bool IsSameAgain(const Hive& image) const;
+    [[nodiscard]] bool IsSameAgain(const KeyImage& image) const;
 
     /// Makes the change in memory, wholly or not at all.
     [[nodiscard]] Result<void> Make();
@@ -65,14 +65,7 @@ enum class ChangeState {
 };
 
 /// `image` is what the change was to overwrite or remove; null for a change that needs no backup.
-[[nodiscard]] ChangeState StateOfChange(const ChangeRecord& change, const Hive* image);
-
-/// Splits a full path at its last backslash. Nothing for a root.
-struct SplitKeyPath {
-    std::string parent;
-    std::string name;
-};
-[[nodiscard]] std::optional<SplitKeyPath> SplitLastName(const std::string& path);
+[[nodiscard]] ChangeState StateOfChange(const ChangeRecord& change, const KeyImage* image);
 
 /// Whether an open key has a value of that name.
 [[nodiscard]] bool HasValue(HKEY key, const std::string& name);

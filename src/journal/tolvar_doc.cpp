@@ -317,7 +317,7 @@ Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::s
         return before ? written : tl::unexpected(before.error());
     }
     image = *std::move(before);
-    if (const Result<Hive> hive = Hive::FromBytes(image, "image"); hive) {
+    if (const Result<KeyImage> hive = KeyImage::FromBytes(image, "image"); hive) {
         seal.isSameAgain = change.IsSameAgain(*hive);
     }
     written = WriteDurably(Snapshot(stamp), image, SealOf(image, seal));
@@ -329,7 +329,8 @@ Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::s
 void CTolvarDoc::TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record,
                           const std::string& stamp)
 {
-    const Result<Hive> before = Hive::FromBytes(image, "image"); // there is none of a change that needs no backup
+    const Result<KeyImage> before =
+        KeyImage::FromBytes(image, "image"); // there is none of a change that needs no backup
     const UndoSource source = before ? UndoSource(&*before) : UndoSource();
     if (UndoChange(change, source) && FlushChange(change)) {
         m_pending->Note(PendingLog::Event::kDropped, record);

@@ -4,6 +4,7 @@
 #include "key_text/read_key_text.h"
 #include "platform/registry/key_image.h"
 #include "platform/system/text.h"
+#include "registry/key_path.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
@@ -25,10 +26,10 @@ public:
             return;
         }
         m_key.Close();
-        const std::optional<SplitKeyPath> split = SplitLastName(m_firstMade);
+        const std::optional<ParentAndName> split = SplitLast(m_firstMade);
         RegKey parent;
         if (split && OpenKeyPath(split->parent, *parent.Put(), KEY_ALL_ACCESS) == ERROR_SUCCESS) {
-            RegDeleteTreeA(parent.Get(), split->name.c_str());
+            RegDeleteTreeA(parent.Get(), std::string(split->name).c_str());
         }
     }
     RestoredKey() = default;
@@ -38,11 +39,11 @@ public:
     /// `spelling`: how the last name is to be written if the key has to be made.
     [[nodiscard]] LSTATUS Open(const std::string& path, const std::string& spelling)
     {
-        const std::optional<SplitKeyPath> split = SplitLastName(path);
+        const std::optional<ParentAndName> split = SplitLast(path);
         const bool isSpelled = split && !spelling.empty() && CompareNames(split->name, spelling) == 0;
         m_firstMade = FirstMissing(path);
         const LSTATUS code =
-            CreateKeyPath(isSpelled ? split->parent + "\\" + spelling : path, *m_key.Put(), KEY_ALL_ACCESS);
+            CreateKeyPath(isSpelled ? JoinPath(split->parent, spelling) : path, *m_key.Put(), KEY_ALL_ACCESS);
         return code == ERROR_SUCCESS ? CheckWritable(m_key.Get()) : code;
     }
     [[nodiscard]] HKEY Get() const noexcept { return m_key.Get(); }
@@ -52,11 +53,12 @@ private:
     /// The topmost key on the way to `path` that is not there; empty where all are.
     static std::string FirstMissing(const std::string& path)
     {
-        for (std::size_t end = path.find('\\'); end != std::string::npos;) {
-            end = path.find('\\', end + 1);
+        std::string above;
+        for (const std::string_view name : PathNames(path)) {
+            AppendPath(above, name);
             RegKey key;
-            if (OpenKeyPath(path.substr(0, end), *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND) {
-                return path.substr(0, end);
+            if (OpenKeyPath(above, *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND) {
+                return above;
             }
         }
         return {};
@@ -70,14 +72,13 @@ private:
 /// The name that an image's key has.
 std::string SpellingOf(const UndoSource& source)
 {
-    const Hive* const* image = std::get_if<const Hive*>(&source);
-    const Checked<KeyNode> root = image != nullptr ? (*image)->Key((*image)->Root()) : Fault(Breach::kNone, {});
-    return root ? ToUtf8(root->name.ToUtf16()) : std::string();
+    const KeyImage* const* image = std::get_if<const KeyImage*>(&source);
+    return image != nullptr ? (*image)->KeyName() : std::string();
 }
 
 Result<void> Restore(HKEY key, const ChangeRecord& change, const UndoSource& source)
 {
-    if (const Hive* const* image = std::get_if<const Hive*>(&source)) {
+    if (const KeyImage* const* image = std::get_if<const KeyImage*>(&source)) {
         return change.IsKey() ? LayKeyImage(key, **image) : LayValueImage(key, **image);
     }
     if (const std::string_view* text = std::get_if<std::string_view>(&source)) {
@@ -130,13 +131,13 @@ Result<void> UndoChange(const ChangeRecord& change, const UndoSource& source)
     if (change.kind == ChangeKind::kNew) {
         return UndoNew(change);
     }
-    const std::optional<SplitKeyPath> split = SplitLastName(change.path);
+    const std::optional<ParentAndName> split = SplitLast(change.path);
     const bool isKeyRename = change.IsKey() && change.kind == ChangeKind::kRename && split &&
                              CompareNames(split->name, change.secondPath) != 0;
     RegKey parent;
     if (isKeyRename && OpenKeyPath(split->parent, *parent.Put(), KEY_ALL_ACCESS) == ERROR_SUCCESS) {
         if (const LSTATUS code = CheckRemovable(parent.Get(), change.secondPath); code != ERROR_SUCCESS) {
-            return Answer(code, split->parent + "\\" + change.secondPath);
+            return Answer(code, JoinPath(split->parent, change.secondPath));
         }
     }
     RestoredKey key;
@@ -166,7 +167,7 @@ Result<void> FlushChange(const ChangeRecord& change)
         if (code == ERROR_SUCCESS) {
             return Answer(RegFlushKey(key.Get()), "write " + path);
         }
-        const std::optional<SplitKeyPath> split = SplitLastName(path);
+        const std::optional<ParentAndName> split = SplitLast(path);
         if (code != ERROR_FILE_NOT_FOUND || !split) {
             return Answer(code, path);
         }

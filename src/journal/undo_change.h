@@ -4,13 +4,13 @@
 #include <variant>
 
 #include "journal/change_record.h"
-#include "platform/hive/hive.h"
+#include "platform/registry/key_image.h"
 #include "platform/system/error.h"
 
 namespace tolvar {
 
 /// What a change is undone from: nothing for one that made something new, else its snapshot's image or its text backup.
-using UndoSource = std::variant<std::monostate, const Hive*, std::string_view>;
+using UndoSource = std::variant<std::monostate, const KeyImage*, std::string_view>;
 
 /// Brings back in memory what the source holds, and takes away what the change made. It is additive: what has come into
 /// a restored key since stays. What the change made and is gone already is no error, so that undoing once more does no

@@ -2,6 +2,7 @@
 
 #include "key_text/key_text_line.h"
 #include "platform/files/mapped_file.h"
+#include "registry/key_path.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
@@ -80,8 +81,7 @@ Result<KeyTextReading> ReadKeyText(std::string_view text)
         if (root == nullptr) {
             return Failure(ErrorCode::kBadCommand, "the section [" + std::string(section->path) + "]");
         }
-        const std::size_t slash = section->path.find('\\');
-        reader.Enter(root, slash == std::string_view::npos ? std::string_view() : section->path.substr(slash + 1));
+        reader.Enter(root, SplitFirst(section->path).rest);
     }
     return reader.Reading();
 }

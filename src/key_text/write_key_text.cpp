@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <shared_mutex>
 
 #include "key_text/key_text_line.h"
 #include "platform/registry/key_cursor.h"
-#include "platform/registry/key_text.h"
 #include "platform/registry/registry.h"
+#include "platform/system/text.h"
+#include "registry/key_path.h"
 #include "registry/root_keys.h"
 #include "registry/value_text.h"
 
@@ -26,7 +26,7 @@ public:
 
     void OnKey(const KeyCursor& key)
     {
-        if (key.depth == 0) {
+        if (key.Depth() == 0) {
             m_section = m_form == KeyTextForm::kAbsolute ? m_top : "";
             m_ends = {m_section.size()};
             m_lostFrom = kNowhere;
@@ -35,15 +35,13 @@ public:
             }
             return;
         }
-        m_ends.resize(key.depth);
+        m_ends.resize(key.Depth());
         m_section.resize(m_ends.back());
-        m_section.append(m_section.empty() ? "" : "\\");
-        const std::size_t nameAt = m_section.size();
-        key.AppendName(m_section);
+        AppendPath(m_section, key.Name().ToUtf8());
         m_ends.push_back(m_section.size());
-        m_lostFrom = key.depth <= m_lostFrom ? kNowhere : m_lostFrom;
-        if (m_lostFrom == kNowhere && !LineHoldsKeyName(std::string_view(m_section).substr(nameAt))) {
-            m_lostFrom = key.depth;
+        m_lostFrom = key.Depth() <= m_lostFrom ? kNowhere : m_lostFrom;
+        if (m_lostFrom == kNowhere && !LineHoldsKeyName(LastName(m_section))) {
+            m_lostFrom = key.Depth();
         }
         if (m_lostFrom != kNowhere) {
             Lose({});
@@ -53,11 +51,10 @@ public:
         Send(kBlock);
     }
 
-    void OnValue(const Hive& hive, const ValueRecord& value, DataView data)
+    void OnValue(const ValueCursor& value)
     {
-        m_name.clear();
-        value.name.AppendUtf8(m_name);
-        if (m_lostFrom != kNowhere || !AppendLine(hive, value, data, m_name.empty() ? "@" : m_name)) {
+        NameValue(value);
+        if (m_lostFrom != kNowhere || !AppendLine(value, m_name.empty() ? "@" : m_name)) {
             Lose(m_name);
             return;
         }
@@ -66,43 +63,38 @@ public:
     }
 
     /// The line of a value, without its end, under a name that may stand for another one. False where it can't be had.
-    bool AppendLine(const Hive& hive, const ValueRecord& value, DataView data, std::string_view writtenName)
+    bool AppendLine(const ValueCursor& value, std::string_view writtenName)
     {
-        m_data.resize(IsTextType(value.type) ? kMaxUtf8 * (data.size / 2) : data.size);
-        const Checked<std::size_t> size = DataForCaller(hive, value, std::as_writable_bytes(std::span(m_data)));
-        if (!size) {
+        if (value.ReadForCaller(m_data)) {
             return false;
         }
-        m_data.resize(*size);
-        const std::string text = ValueToText(value.type, m_data, ExpandStrings::kNo);
-        const bool isHeld = TextHoldsData(hive, value, data);
-        if (!LineHoldsValue(m_name, text) || (!isHeld && !ValueFromText(value.type, text))) {
+        const std::string text = ValueToText(value.Type(), m_data, ExpandStrings::kNo);
+        const bool isHeld = TextHoldsData(value);
+        if (!LineHoldsValue(m_name, text) || (!isHeld && !ValueFromText(value.Type(), text))) {
             return false; // its line would be read as something else, or not at all
         }
         if (!isHeld) {
             Lose(m_name);
         }
         char number[16];
-        const auto end = std::to_chars(std::begin(number), std::end(number), static_cast<std::int32_t>(value.type));
+        const auto end = std::to_chars(std::begin(number), std::end(number), static_cast<std::int32_t>(value.Type()));
         m_block.append(writtenName).append("=").append(number, end.ptr).append(":").append(text);
         return true;
     }
 
     void OnValuesEnd() {}
-    void OnFault(const Hive& /*hive*/, const HiveFault& /*fault*/, unsigned /*depth*/) { Lose({}); }
+    void OnFault(const KeyFault& /*fault*/) { Lose({}); }
     [[nodiscard]] bool IsStopped() const { return !m_result; }
 
-    void NameValue(const ValueRecord& value)
+    void NameValue(const ValueCursor& value)
     {
         m_name.clear();
-        value.name.AppendUtf8(m_name);
+        value.Name().AppendUtf8(m_name);
     }
     void Lose(std::string_view name)
     {
         if (m_losses.count++ == 0) {
-            const std::string key = m_form == KeyTextForm::kAbsolute ? m_section
-                                    : m_section.empty()              ? m_top
-                                                                     : m_top + "\\" + m_section;
+            const std::string key = m_form == KeyTextForm::kAbsolute ? m_section : JoinPath(m_top, m_section);
             m_losses.first = key + ", value \"" + std::string(name) + "\"";
         }
     }
@@ -116,15 +108,14 @@ public:
 private:
     static constexpr std::size_t kBlock = 1 << 18; // bytes
     static constexpr unsigned kNowhere = ~0U;
-    static constexpr std::size_t kMaxUtf8 = 3; // bytes that one unit takes at most
 
-    static bool TextHoldsData(const Hive& hive, const ValueRecord& value, DataView data)
+    static bool TextHoldsData(const ValueCursor& value)
     {
-        if (!data.IsSegmented()) {
-            return TextFormHolds(value.type, data.size, data.flat);
+        if (const auto flat = value.FlatData(); flat) {
+            return TextFormHolds(value.Type(), flat->size(), *flat);
         }
-        const Checked<std::vector<std::byte>> all = hive.ReadData(value);
-        return all && TextFormHolds(value.type, all->size(), *all);
+        const auto all = value.StoredData();
+        return all && TextFormHolds(value.Type(), all->size(), *all);
     }
 
     void Send(std::size_t full)
@@ -149,20 +140,20 @@ private:
 };
 
 /// The one value of that name, where there is one.
-void WriteOne(const KeyReference& key, const std::string& name, TextVisitor& visitor)
+void WriteOne(const KeyRef& key, const std::string& name, TextVisitor& visitor)
 {
-    const Checked<KeyNode> node = key.HasHive() ? key.Node() : Fault(Breach::kNone, {});
     const std::optional<std::u16string> wanted = ToUtf16(name);
-    const auto value = node && wanted ? key.hive->FindValue(*node, *wanted) : Checked<std::optional<ValueRecord>>();
-    if (!value || !*value) {
+    if (!wanted) {
         return;
     }
-    visitor.NameValue(**value);
-    const Checked<DataView> data = key.hive->Data(**value);
-    std::string written;
-    (*value)->name.AppendUtf8(written);
-    if (!data || !visitor.AppendLine(*key.hive, **value, *data, written)) {
-        visitor.Lose(written);
+    const tl::expected<bool, KeyFault> found = VisitValue(key, *wanted, [&visitor](const ValueCursor& value) {
+        visitor.NameValue(value);
+        if (const std::string written = value.Name().ToUtf8(); !visitor.AppendLine(value, written)) {
+            visitor.Lose(written);
+        }
+    });
+    if (!found) {
+        visitor.Lose(name);
     }
 }
 
@@ -175,8 +166,8 @@ Result<KeyTextLosses> WriteKeyText(const std::string& path, KeyTextForm form, co
     if (RootKeyFromName(path) == nullptr || registry == nullptr) {
         return Failure(ErrorCode::kBadCommand, path + " begins with no root key");
     }
-    const std::shared_lock lock(registry->Lock());
-    const Result<KeyReference> key = registry->Find(path);
+    WalkPermit permit(*registry);
+    const Result<KeyRef> key = permit.Find(path);
     if (!key) {
         return tl::unexpected(key.error());
     }
@@ -184,7 +175,7 @@ Result<KeyTextLosses> WriteKeyText(const std::string& path, KeyTextForm form, co
     if (form == KeyTextForm::kSingleValue) {
         WriteOne(*key, valueName, visitor);
     } else {
-        KeyWalk<TextVisitor>(visitor).Run(*key);
+        KeyWalk(permit, visitor).Run(*key);
     }
     return visitor.Finish();
 }

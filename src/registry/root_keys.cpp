@@ -9,14 +9,6 @@ namespace tolvar {
 
 namespace {
 
-/// In the order in which a text is compared with them.
-const RootKey kRootKeys[] = {
-    {"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},       {"HKEY_USERS", HKEY_USERS},
-    {"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},         {"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG},
-    {"HKEY_CURRENT_USER", HKEY_CURRENT_USER},         {"HKEY_DYN_DATA", HKEY_DYN_DATA},
-    {"HKEY_PERFORMANCE_DATA", HKEY_PERFORMANCE_DATA},
-};
-
 char ToUpper(char c)
 {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
@@ -29,29 +21,27 @@ LSTATUS WithRoot(std::string_view fullPath, HKEY& outKey, const std::function<LS
     if (root == nullptr) {
         return ERROR_FILE_NOT_FOUND;
     }
-    const std::size_t slash = fullPath.find('\\');
-    if (slash == std::string_view::npos) {
+    if (!HoldsSeparator(fullPath)) {
         outKey = root;
         return ERROR_SUCCESS;
     }
-    return open(root, std::string(fullPath.substr(slash + 1)).c_str());
+    return open(root, std::string(SplitFirst(fullPath).rest).c_str());
 }
 
 } // namespace
 
 bool RootKeyName(std::string& out, HKEY handle)
 {
-    const auto found = std::ranges::find(kRootKeys, handle, &RootKey::handle);
-    if (found == std::end(kRootKeys)) {
-        return false;
+    const RootKey* root = FindRoot(handle);
+    if (root != nullptr) {
+        out = root->name;
     }
-    out = found->name;
-    return true;
+    return root != nullptr;
 }
 
 HKEY RootKeyFromName(std::string_view text)
 {
-    for (const RootKey& root : kRootKeys) {
+    for (const RootKey& root : RootKeys()) {
         const std::string_view name = root.name;
         if (std::ranges::equal(text.substr(0, name.size()), name, {}, ToUpper)) {
             return root.handle;
@@ -66,6 +56,13 @@ LSTATUS OpenKeyPath(std::string_view fullPath, HKEY& outKey, REGSAM access)
                     [&](HKEY root, const char* rest) { return RegOpenKeyExA(root, rest, 0, access, &outKey); });
 }
 
+LSTATUS OpenLinkPath(std::string_view fullPath, HKEY& outKey, REGSAM access)
+{
+    return WithRoot(fullPath, outKey, [&](HKEY root, const char* rest) {
+        return RegOpenKeyExA(root, rest, REG_OPTION_OPEN_LINK, access, &outKey);
+    });
+}
+
 LSTATUS CreateKeyPath(std::string_view fullPath, HKEY& outKey, REGSAM access)
 {
     return WithRoot(fullPath, outKey, [&](HKEY root, const char* rest) {
@@ -76,16 +73,17 @@ LSTATUS CreateKeyPath(std::string_view fullPath, HKEY& outKey, REGSAM access)
 
 std::vector<RootKey> ShownRootKeys()
 {
-    std::vector<RootKey> roots = {{"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
-                                  {"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-                                  {"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
-                                  {"HKEY_USERS", HKEY_USERS},
-                                  {"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG}};
+    std::vector<RootKey> roots;
+    for (const RootKey& root : RootKeys()) {
+        if (root.handle != HKEY_DYN_DATA && root.handle != HKEY_PERFORMANCE_DATA) {
+            roots.push_back(root);
+        }
+    }
     const PlatformVersion version = GetPlatformVersion();
     if (!version.IsNT()) {
-        roots.push_back({"HKEY_DYN_DATA", HKEY_DYN_DATA});
+        roots.push_back(*FindRoot(HKEY_DYN_DATA));
     } else if (version.major < 5) {
-        roots.push_back({"HKEY_PERFORMANCE_DATA", HKEY_PERFORMANCE_DATA});
+        roots.push_back(*FindRoot(HKEY_PERFORMANCE_DATA));
     }
     return roots;
 }

@@ -4,14 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/registry/winreg.h"
+#include "registry/key_path.h"
 
 namespace tolvar {
-
-struct RootKey {
-    const char* name;
-    HKEY handle;
-};
 
 /// Stores the name of a predefined handle in `out` and answers true; false, and `out` as it was, for any other handle.
 bool RootKeyName(std::string& out, HKEY handle);
@@ -24,6 +19,9 @@ bool RootKeyName(std::string& out, HKEY handle);
 /// key, whichever way it came. Answers 2, with a null key, for a text that begins with no root; otherwise as
 /// RegOpenKeyExA.
 LSTATUS OpenKeyPath(std::string_view fullPath, HKEY& outKey, REGSAM access);
+
+/// OpenKeyPath, but that a link at the end of the path is opened itself.
+LSTATUS OpenLinkPath(std::string_view fullPath, HKEY& outKey, REGSAM access);
 
 /// OpenKeyPath through RegCreateKeyExA.
 LSTATUS CreateKeyPath(std::string_view fullPath, HKEY& outKey, REGSAM access);

@@ -13,7 +13,7 @@
 #include "forms/string_form.h"
 #include "hexctrl/ui/hex_classes.h"
 #include "hexctrl/ui/hex_editor.h"
-#include "platform/registry/key_text.h"
+#include "platform/registry/caller_data.h"
 #include "platform/registry/stored_value.h"
 #include "registry/editable_value.h"
 #include "registry/reg_key.h"

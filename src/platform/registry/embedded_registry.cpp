@@ -7,6 +7,7 @@
 #include "platform/files/durable_write.h"
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/scratch_hive.h"
+#include "platform/registry/key_path.h"
 #include "platform/system/clock.h"
 #include "platform/system/text.h"
 
@@ -101,10 +102,7 @@ std::vector<std::byte> DataOf(const SkeletonValue& value)
 Result<CellOffset> MakeKeys(const Hive& hive, HiveWriter& writer, std::u16string_view path)
 {
     CellOffset at = hive.Root();
-    while (!path.empty()) {
-        const std::size_t end = std::min(path.find(u'\\'), path.size());
-        const std::u16string_view name = path.substr(0, end);
-        path.remove_prefix(std::min(end + 1, path.size()));
+    for (const std::u16string_view name : PathUnits(path)) {
         const Checked<KeyNode> node = hive.Key(at);
         const Checked<CellOffset> found = node ? hive.FindSubkey(*node, name) : tl::unexpected(node.error());
         if (!found) {
@@ -120,16 +118,16 @@ Result<CellOffset> MakeKeys(const Hive& hive, HiveWriter& writer, std::u16string
 }
 
 /// The content of a new hive, made in memory.
-Result<std::vector<std::byte>> ComposeEmbedded(const EmbeddedHive& embedded)
+Result<std::vector<std::byte>> ComposeEmbedded(const EmbeddedHive& embedded, const Clock& clock)
 {
     constexpr std::size_t kRoom = std::size_t{1} << 20; // a skeleton takes some pages
-    Result<MappedFile> copy = MappedFile::CopyOf(EmptyHive(embedded.rootName, SystemClock().Now()), kRoom);
+    Result<MappedFile> copy = MappedFile::CopyOf(EmptyHive(embedded.rootName, clock.Now()), kRoom);
     Result<Hive> hive = copy ? Hive::FromCopy(std::move(*copy), embedded.file) : tl::unexpected(copy.error());
     if (!hive) {
         return tl::unexpected(std::move(hive.error()));
     }
     HiveEditor editor(*hive);
-    HiveWriter writer(editor, SystemClock());
+    HiveWriter writer(editor, clock);
     for (const SkeletonValue& value : embedded.skeleton) {
         const Result<CellOffset> key = MakeKeys(*hive, writer, value.key);
         if (!key) {
@@ -157,23 +155,21 @@ std::filesystem::path EmbeddedRegistryFolder()
     return base / "tolvar" / "registry";
 }
 
-Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder)
+Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder, FileStore& files, const Clock& clock)
 {
-    std::error_code error;
     for (const char* path :
          {"", "drive_c/WINDOWS/system32", "drive_c/WINDOWS/TEMP", "drive_c/Program Files/Common Files"}) {
-        std::filesystem::create_directories(folder / path, error);
-        if (error) {
-            return Failure(ErrorCodeFromErrno(error.value()), "make " + (folder / path).string());
+        if (auto made = files.MakeFolder(*path != '\0' ? folder / path : folder); !made) {
+            return made;
         }
     }
     for (const EmbeddedHive& hive : EmbeddedHives()) {
-        if (!std::filesystem::exists(folder / hive.file, error)) {
-            const Result<std::vector<std::byte>> content = ComposeEmbedded(hive);
+        if (!files.Exists(folder / hive.file)) {
+            const Result<std::vector<std::byte>> content = ComposeEmbedded(hive, clock);
             if (!content) {
                 return tl::unexpected(content.error());
             }
-            if (auto written = WriteNewFile(SystemFiles(), folder / hive.file, *content); !written) {
+            if (auto written = WriteNewFile(files, folder / hive.file, *content); !written) {
                 return written;
             }
         }
@@ -192,8 +188,7 @@ std::vector<MountRequest> EmbeddedMounts(const std::filesystem::path& folder)
 
 Result<void> MountEmbeddedRegistry(Registry& registry, const std::filesystem::path& folder, MountMode mode)
 {
-    std::error_code error;
-    if (!std::filesystem::exists(folder / EmbeddedHives().front().file, error)) {
+    if (!registry.Files().Exists(folder / EmbeddedHives().front().file)) {
         return {};
     }
     for (const MountRequest& request : EmbeddedMounts(folder)) {

@@ -12,7 +12,8 @@ namespace tolvar {
 
 /// Makes what is missing of the embedded registry: its hives with a standard skeleton, and a small drive C. Every hive
 /// is durable before it gets its name. Errors: the file system's.
-[[nodiscard]] Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder);
+[[nodiscard]] Result<void> MakeEmbeddedRegistry(const std::filesystem::path& folder, FileStore& files = SystemFiles(),
+                                                const Clock& clock = SystemClock());
 
 /// The hives that make up the embedded registry of `folder`, and the keys that they are shown at.
 [[nodiscard]] std::vector<MountRequest> EmbeddedMounts(const std::filesystem::path& folder);

@@ -3,26 +3,11 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <vector>
 
-#include "platform/hive/subkey_cursor.h"
-#include "platform/registry/key_reference.h"
-#include "platform/registry/winreg.h"
+#include "platform/registry/open_key.h"
 
 namespace tolvar {
-
-/// What stands behind an open handle.
-struct OpenKey {
-    KeyReference key;
-    REGSAM access = 0;
-    std::string path;            ///< full path of the key, for messages and the access check
-    std::mutex enumerationMutex; ///< guards `enumeration`: two threads may enumerate through one handle
-    SubkeyCursor enumeration;    ///< where the last enumeration stood, so that one in ascending order needs no search
-    std::uint32_t enumerationIndex = 0; ///< of the subkey that it answers next, in the session's counting
-    bool isEnumerating = false;
-    bool isDeleted = false; ///< the key is gone; the handle answers nothing but that
-};
 
 /// The open handles of a session. A handle holds its slot's number and age, so that a stale or made-up one is found
 /// out.

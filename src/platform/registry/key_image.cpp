@@ -7,7 +7,9 @@
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
 #include "platform/hive/scratch_hive.h"
+#include "platform/registry/key_path.h"
 #include "platform/registry/writing_call.h"
+#include "platform/system/text.h"
 
 namespace tolvar {
 
@@ -30,10 +32,9 @@ struct AccessWalk {
     {
         if (depth > 0) {
             paths.resize(depth);
-            paths.push_back(paths.back() + "\\");
-            node.name.AppendUtf8(paths.back());
+            paths.push_back(JoinPath(paths.back(), node.name.ToUtf8()));
         }
-        code = state.Grants(paths.back(), {nullptr, &hive, node.offset}, access) ? code : ERROR_ACCESS_DENIED;
+        code = state.Grant(paths.back(), hive, node, access) != 0 ? code : ERROR_ACCESS_DENIED;
         return true;
     }
     void OnValue(const ValueRecord& /*value*/, DataView /*data*/) {}
@@ -106,36 +107,85 @@ Result<std::optional<ImagedValue>> FindImaged(const Hive& hive, const KeyNode& n
     return ImagedValue{value.name.ToUtf16(), value.type, *std::move(data), (*found)->place};
 }
 
-/// Runs `change` with the writer of the key's hive and the key's cell.
+/// The one stored key of a call that works on images.
+tl::expected<KeyPart, LSTATUS> StoredKey(const RegistryCall& call)
+{
+    if (call.Code() != ERROR_SUCCESS) {
+        return tl::unexpected(call.Code());
+    }
+    const KeyRef& key = call.Key().key;
+    if (key.IsMerged() || key.First().mount->IsVolatile()) {
+        return tl::unexpected(key.IsMerged() ? ERROR_NOT_SUPPORTED : ERROR_ACCESS_DENIED);
+    }
+    return key.First();
+}
+
+/// Runs `change` with the writer of the key's mount and the key's cell.
 template <class Change>
 Result<void> Write(HKEY key, const char* what, KeyChange changes, Change&& change)
 {
-    WritingCall call(key, 0);
+    WritingCall call(key, Call::kLayImage);
     if (call.Code() != ERROR_SUCCESS) {
         return FailureOf(call.Code(), what);
     }
-    const tl::expected<HiveWriter*, LSTATUS> writer = call.WriterOf(call.Key().key);
+    const KeyPart part = call.Key().key.ForValues();
+    const Result<HiveWriter*> writer = part.mount->Writer();
     if (!writer) {
-        return FailureOf(writer.error(), call.Key().path);
+        return Failure(writer.error().code, call.State().names.PathOf(part));
     }
-    auto changed = change(**writer, call.Key().key.cell);
-    call.NoteChange(call.Key().path, changes); // also where only a part of it was done
+    auto changed = change(**writer, part.cell);
+    call.NoteChange(part, changes); // also where only a part of it was done
     return changed;
 }
 
 } // namespace
 
+KeyImage::KeyImage(std::unique_ptr<Hive> hive) noexcept : m_hive(std::move(hive)) {}
+KeyImage::~KeyImage() = default;
+KeyImage::KeyImage(KeyImage&& other) noexcept = default;
+KeyImage& KeyImage::operator=(KeyImage&& other) noexcept = default;
+
+Result<KeyImage> KeyImage::FromBytes(std::span<const std::byte> bytes, std::string name)
+{
+    Result<Hive> hive = Hive::FromBytes(bytes, std::move(name));
+    if (!hive || hive->Damage()) {
+        return tl::unexpected(hive ? *hive->Damage() : hive.error());
+    }
+    return KeyImage(std::make_unique<Hive>(*std::move(hive)));
+}
+
+std::string KeyImage::KeyName() const
+{
+    const Checked<NameView> name = m_hive->KeyName(m_hive->Root());
+    return name ? name->ToUtf8() : std::string();
+}
+
+bool KeyImage::HasValues() const
+{
+    const Checked<KeyNode> root = m_hive->Key(m_hive->Root());
+    return root && root->valueCount != 0;
+}
+
+bool KeyImage::HoldsValue(const std::string& name, DWORD type, std::span<const BYTE> data) const
+{
+    const Checked<KeyNode> root = m_hive->Key(m_hive->Root());
+    const std::optional<std::u16string> units = ToUtf16(name);
+    const auto value = root && units ? m_hive->FindValue(*root, *units) : Checked<std::optional<ValueRecord>>();
+    if (!value || !*value || (*value)->type != type) {
+        return false;
+    }
+    const auto stored = m_hive->ReadData(**value);
+    return stored && std::ranges::equal(*stored, std::as_bytes(data));
+}
+
 LSTATUS CheckWritable(HKEY key)
 {
-    const RegistryCall call(key, 0);
-    if (call.Code() != ERROR_SUCCESS) {
-        return call.Code();
+    const RegistryCall call(key, Call::kInspect);
+    LSTATUS code = call.Code();
+    for (std::size_t i = 0; code == ERROR_SUCCESS && i < call.Key().key.Parts().size(); ++i) {
+        code = CodeOf(call.Key().key.parts[i].mount->Writer());
     }
-    const KeyReference& reference = call.Key().key;
-    if (!reference.HasHive()) {
-        return ERROR_ACCESS_DENIED;
-    }
-    return call.State().WriterOf(reference.hive) != nullptr ? ERROR_SUCCESS : ERROR_WRITE_PROTECT;
+    return code;
 }
 
 LSTATUS CheckTree(HKEY key, REGSAM access)
@@ -143,58 +193,58 @@ LSTATUS CheckTree(HKEY key, REGSAM access)
     if (const LSTATUS code = CheckWritable(key); code != ERROR_SUCCESS) {
         return code;
     }
-    const RegistryCall call(key, 0);
+    const RegistryCall call(key, Call::kInspect);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }
-    const KeyReference& reference = call.Key().key;
-    if (reference.space != nullptr || reference.cell == reference.hive->Root()) {
-        return ERROR_ACCESS_DENIED;
+    for (const KeyPart& part : call.Key().key.Parts()) {
+        if (call.Key().key.IsOfSession() || part.cell == part.Reader().Root()) {
+            return ERROR_ACCESS_DENIED;
+        }
+        if (call.State().accessCheck != nullptr) {
+            AccessWalk walk{call.State(), part.Reader(), access, {call.State().names.PathOf(part)}};
+            HiveWalk(part.Reader(), walk).Run(part.cell);
+            if (walk.code != ERROR_SUCCESS) {
+                return walk.code;
+            }
+        }
     }
-    if (call.State().accessCheck == nullptr) {
-        return ERROR_SUCCESS;
-    }
-    AccessWalk walk{call.State(), *reference.hive, access, {call.Key().path}};
-    HiveWalk(*reference.hive, walk).Run(reference.cell);
-    return walk.code;
+    return ERROR_SUCCESS;
 }
 
 Result<std::string> StoredKeyName(HKEY key)
 {
-    const RegistryCall call(key, 0);
+    const RegistryCall call(key, Call::kInspect);
     const tl::expected<KeyNode, LSTATUS> node =
         call.Code() == ERROR_SUCCESS ? call.Node() : tl::unexpected(call.Code());
-    return node ? Result<std::string>(ToUtf8(node->name.ToUtf16())) : FailureOf(node.error(), "name of a key");
+    return node ? Result<std::string>(node->name.ToUtf8()) : FailureOf(node.error(), "name of a key");
 }
 
 Result<std::vector<std::byte>> ImageOfKey(HKEY key)
 {
-    const RegistryCall call(key, 0);
-    if (call.Code() != ERROR_SUCCESS) {
-        return FailureOf(call.Code(), "image of a key");
-    }
-    const KeyReference& reference = call.Key().key;
-    if (!reference.HasHive()) {
-        return FailureOf(ERROR_ACCESS_DENIED, call.Key().path);
+    const RegistryCall call(key, Call::kTakeImage);
+    const tl::expected<KeyPart, LSTATUS> part = StoredKey(call);
+    if (!part) {
+        return FailureOf(part.error(), "image of a key");
     }
     std::optional<HiveFault> first;
-    HiveComposer composer(*reference.hive, {}, [&first](const HiveFault& fault) { first = first.value_or(fault); });
-    Result<std::vector<std::byte>> content = composer.Compose(reference.cell);
+    HiveComposer composer(part->Reader(), {}, [&first](const HiveFault& fault) { first = first.value_or(fault); });
+    Result<std::vector<std::byte>> content = composer.Compose(part->cell);
     if (content && first) {
-        return tl::unexpected(reference.hive->ToError(*first));
+        return tl::unexpected(part->Reader().ToError(*first));
     }
     return content;
 }
 
 Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::string> names)
 {
-    const RegistryCall call(key, 0);
-    const tl::expected<KeyNode, LSTATUS> node =
-        call.Code() == ERROR_SUCCESS ? call.Node() : tl::unexpected(call.Code());
+    const RegistryCall call(key, Call::kTakeImage);
+    const tl::expected<KeyPart, LSTATUS> part = StoredKey(call);
+    const tl::expected<KeyNode, LSTATUS> node = part ? call.Node() : tl::unexpected(part.error());
     if (!node) {
         return FailureOf(node.error(), "image of values");
     }
-    const Hive& source = *call.Key().key.hive;
+    const Hive& source = part->Reader();
     std::vector<ImagedValue> values;
     std::unordered_set<std::uint32_t> taken; // places: a name may be there twice
     std::size_t room = std::size_t{1} << 20;
@@ -208,8 +258,9 @@ Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::stri
             values.push_back(**std::move(found));
         }
     }
+    const Clock& clock = call.State().clock;
     const Result<std::unique_ptr<ScratchHive>> made =
-        ScratchHive::Make(EmptyHive(u"BEFORE", SystemClock().Now()), room, "image", SystemClock());
+        ScratchHive::Make(EmptyHive(u"BEFORE", clock.Now()), room, "image", clock);
     if (!made) {
         return tl::unexpected(made.error());
     }
@@ -227,15 +278,16 @@ Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::stri
     return HiveComposer(image.hive, {}, [](const HiveFault&) {}).Compose(image.hive.Root());
 }
 
-Result<void> LayKeyImage(HKEY key, const Hive& image)
+Result<void> LayKeyImage(HKEY key, const KeyImage& image)
 {
-    return Write(key, "restore a key", KeyChange::kAll,
-                 [&image](HiveWriter& writer, CellOffset cell) { return writer.Merge(cell, image, image.Root()); });
+    return Write(key, "restore a key", KeyChange::kAll, [&image](HiveWriter& writer, CellOffset cell) {
+        return writer.Merge(cell, image.Inside(), image.Inside().Root());
+    });
 }
 
-Result<void> LayValueImage(HKEY key, const Hive& image)
+Result<void> LayValueImage(HKEY key, const KeyImage& image)
 {
-    const Result<std::vector<ImagedValue>> values = ValuesOf(image);
+    const Result<std::vector<ImagedValue>> values = ValuesOf(image.Inside());
     if (!values) {
         return tl::unexpected(values.error());
     }
@@ -248,20 +300,20 @@ Result<void> LayValueImage(HKEY key, const Hive& image)
     });
 }
 
-Result<bool> HoldsValueImage(HKEY key, const Hive& image)
+Result<bool> HoldsValueImage(HKEY key, const KeyImage& image)
 {
-    const Result<std::vector<ImagedValue>> values = ValuesOf(image);
+    const Result<std::vector<ImagedValue>> values = ValuesOf(image.Inside());
     if (!values) {
         return tl::unexpected(values.error());
     }
-    const RegistryCall call(key, 0);
+    const RegistryCall call(key, Call::kQueryValue);
     const tl::expected<KeyNode, LSTATUS> node =
         call.Code() == ERROR_SUCCESS ? call.Node() : tl::unexpected(call.Code());
     if (!node) {
         return FailureOf(node.error(), "compare values");
     }
     for (const ImagedValue& value : *values) {
-        const auto found = FindImaged(*call.Key().key.hive, *node, ToUtf8(value.name));
+        const auto found = FindImaged(call.Key().key.First().Reader(), *node, ToUtf8(value.name));
         if (!found) {
             return tl::unexpected(found.error());
         }

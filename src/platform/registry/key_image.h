@@ -1,17 +1,48 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
-#include "platform/hive/hive.h"
 #include "platform/registry/winreg.h"
 #include "platform/system/error.h"
 
 namespace tolvar {
 
+class Hive;
+
 // Exact images of what is about to be changed: small hives in memory, with classes, times, security, names and data of
 // any kind as they are stored. All work on the session's registry, through open handles.
+
+/// An image that is at hand as bytes.
+class KeyImage {
+public:
+    /// Over bytes that must outlive it. `name` stands for the file in messages. Errors: as Hive::Open;
+    /// kRegistryCorrupt for an image that is cut short.
+    [[nodiscard]] static Result<KeyImage> FromBytes(std::span<const std::byte> bytes, std::string name);
+    ~KeyImage();
+    KeyImage(KeyImage&& other) noexcept;
+    KeyImage& operator=(KeyImage&& other) noexcept;
+
+    /// The name that the imaged key has; empty where it can't be read.
+    [[nodiscard]] std::string KeyName() const;
+
+    /// Whether it holds any value of the key itself.
+    [[nodiscard]] bool HasValues() const;
+
+    /// Whether it holds a value of that name with this type and exactly these bytes.
+    [[nodiscard]] bool HoldsValue(const std::string& name, DWORD type, std::span<const BYTE> data) const;
+
+    /// The inside, for the calls below.
+    [[nodiscard]] const Hive& Inside() const noexcept { return *m_hive; }
+
+private:
+    explicit KeyImage(std::unique_ptr<Hive> hive) noexcept;
+
+    std::unique_ptr<Hive> m_hive;
+};
 
 /// What stands against changing a key: 5 for one that lies in no hive, or is a root or a place where something is
 /// mounted; 19 in a hive that is mounted read only. A key may hold mounts and still take values and subkeys: see
@@ -26,7 +57,8 @@ namespace tolvar {
 [[nodiscard]] Result<std::string> StoredKeyName(HKEY key);
 
 /// A hive with the key and all below it. Its root keeps the key's name.
-/// Errors: kAccessDenied for a key that lies in no hive; kRegistryCorrupt where a record can't be read.
+/// Errors: kAccessDenied for a key that lies in no hive; kNotSupported for a merged one, whose stored keys have images
+/// each; kRegistryCorrupt where a record can't be read.
 [[nodiscard]] Result<std::vector<std::byte>> ImageOfKey(HKEY key);
 
 /// A hive whose root holds those of the named values that the key has, and in its class their places in the key's list,
@@ -34,12 +66,12 @@ namespace tolvar {
 [[nodiscard]] Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::string> names);
 
 /// Lays the content of an image that ImageOfKey made over a key: see HiveWriter::Merge.
-[[nodiscard]] Result<void> LayKeyImage(HKEY key, const Hive& image);
+[[nodiscard]] Result<void> LayKeyImage(HKEY key, const KeyImage& image);
 
 /// Puts the values of an image that ImageOfValues made back into a key, each in its place in the list.
-[[nodiscard]] Result<void> LayValueImage(HKEY key, const Hive& image);
+[[nodiscard]] Result<void> LayValueImage(HKEY key, const KeyImage& image);
 
 /// Whether the key holds every value of such an image, with the same bytes.
-[[nodiscard]] Result<bool> HoldsValueImage(HKEY key, const Hive& image);
+[[nodiscard]] Result<bool> HoldsValueImage(HKEY key, const KeyImage& image);
 
 } // namespace tolvar

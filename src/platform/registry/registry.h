@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <memory>
-#include <shared_mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -10,13 +9,15 @@
 
 #include "platform/files/file_store.h"
 #include "platform/registry/change_feed.h"
+#include "platform/registry/key_ref.h"
+#include "platform/registry/mount.h"
 #include "platform/registry/winreg.h"
+#include "platform/system/clock.h"
 #include "platform/system/error.h"
 
 namespace tolvar {
 
 class AccessCheck;
-struct KeyReference;
 
 /// One hive file and the key that it is to be seen at.
 struct MountRequest {
@@ -31,12 +32,6 @@ struct MountRequest {
     [[nodiscard]] std::string KeyPath() const;
 };
 
-/// What a session may do to a hive.
-enum class MountMode {
-    kReadOnly, ///< nothing is written and nothing locked; what the logs hold is applied in memory alone
-    kWritable, ///< locked against other programs, and recovered in the file where that is needed
-};
-
 /// A mount that stands but is not all well: what a person should be told.
 struct MountNotice {
     std::filesystem::path file;
@@ -45,11 +40,13 @@ struct MountNotice {
 };
 
 /// The registry of one session: the predefined roots and the hives mounted below them. Roots without a mount are empty
-/// keys. Handles of winreg.h refer to the session that is current (see Session).
+/// keys. Handles of winreg.h refer to the session that is current (see Session). One lock stands over all of it: the
+/// calls here and those of winreg.h take it themselves, and walkers take a WalkPermit.
 class Registry {
 public:
-    /// Hives are read and written through `files`, which must outlive the registry.
-    explicit Registry(FileStore& files = SystemFiles());
+    /// All files, saved and restored ones too, go through `files`, and all times come from `clock`; both must outlive
+    /// the registry.
+    explicit Registry(FileStore& files = SystemFiles(), const Clock& clock = SystemClock());
     ~Registry();
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;
@@ -60,8 +57,12 @@ public:
     [[nodiscard]] Result<void> Mount(const MountRequest& request, MountMode mode = MountMode::kReadOnly);
 
     /// Shows at the full key path `link` whatever lies at `target`, at each look anew. Missing keys on the way to the
-    /// link appear as empty ones. Errors: kInvalidParameter for a path that begins with no root.
+    /// link appear as empty ones. Errors: as NameSpace::Link.
     [[nodiscard]] Result<void> Link(std::string_view link, std::string_view target);
+
+    /// Shows at the full key path `view` the trees at `first` and `second` as one, the first before the second.
+    /// Errors: as NameSpace::View.
+    [[nodiscard]] Result<void> View(std::string_view view, std::string_view first, std::string_view second);
 
     /// Makes the changes to all hives durable. Every hive is tried; the first error is answered.
     [[nodiscard]] Result<void> Flush();
@@ -83,12 +84,8 @@ public:
     /// Replaces the check that RegOpenKeyExA runs. The default grants everything. `check` must outlive the registry.
     void SetAccessCheck(const AccessCheck* check) noexcept;
 
-    /// Held shared by whoever reads, alone by whoever writes. The calls of winreg.h take it themselves.
-    [[nodiscard]] std::shared_mutex& Lock() const noexcept;
-
-    /// The key at a full key path, for walks that need no handle. The root's name is compared without regard to case.
-    /// Errors: kFileNotFound for an unknown root or a missing key; otherwise as FollowPath.
-    [[nodiscard]] Result<KeyReference> Find(std::string_view fullPath) const;
+    /// Where its files lie.
+    [[nodiscard]] FileStore& Files() const noexcept;
 
     /// The inside, for the calls of winreg.h.
     struct State;
@@ -99,7 +96,7 @@ public:
 
 private:
     friend class ChangeScope;
-    friend class WritingCall;
+    friend class WalkPermit;
     void OpenChangeScope();
     void CloseChangeScope();
 
@@ -115,14 +112,16 @@ public:
     Session& operator=(const Session&) = delete;
 };
 
-/// Decides whether the session's user gets `desired` rights on a key.
+/// Decides which rights the session's user gets on a key.
 class AccessCheck {
 public:
     virtual ~AccessCheck() = default;
 
-    /// `path`: the key's full path. `descriptor`: its security descriptor as stored, empty where it has none.
-    [[nodiscard]] virtual bool Grants(std::string_view path, std::span<const std::byte> descriptor,
-                                      REGSAM desired) const = 0;
+    /// The rights out of `desired` that are granted; for MAXIMUM_ALLOWED, all that can be. Whoever asks tests whether
+    /// that is enough. `path`: the key's own full path. `descriptor`: its security descriptor as stored, empty where it
+    /// has none.
+    [[nodiscard]] virtual REGSAM Granted(std::string_view path, std::span<const std::byte> descriptor,
+                                         REGSAM desired) const = 0;
 };
 
 } // namespace tolvar

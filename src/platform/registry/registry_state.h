@@ -1,55 +1,41 @@
 #pragma once
 
-#include <array>
-#include <deque>
-#include <memory>
-#include <optional>
+#include <string>
+#include <vector>
 
-#include "platform/hive/writable_hive.h"
 #include "platform/registry/handle_table.h"
-#include "platform/registry/key_reference.h"
+#include "platform/registry/name_space.h"
 #include "platform/registry/registry.h"
-#include "platform/system/text.h"
+#include "platform/registry/registry_lock.h"
 
 namespace tolvar {
 
-inline constexpr std::size_t kRootCount = 7;
-
-/// One mounted hive, open in one of two ways.
-struct MountedHive {
-    std::optional<Hive> readOnly;
-    std::unique_ptr<WritableHive> writable;
-
-    [[nodiscard]] const Hive& Reader() const { return writable ? writable->Reader() : *readOnly; }
-};
-
-/// A link of the session, by full paths.
-struct SessionLink {
-    std::string path;
-    std::string target;
-};
-
 /// What a Registry holds; seen by the calls of winreg.h only.
 struct Registry::State {
-    std::array<NamespaceKey, kRootCount> roots;
-    FileStore* files = nullptr;
-    std::deque<MountedHive> hives; ///< in place for good: keys point to them
+    State(FileStore& fileStore, const Clock& time) : files(fileStore), clock(time) {}
+
+    FileStore& files;
+    const Clock& clock;
+    NameSpace names;
     std::vector<MountNotice> notices;
     const AccessCheck* accessCheck = nullptr;
     RegistryObserver* observer = nullptr;
     ChangeFeed feed;
-    std::vector<SessionLink> links;
     HandleTable handles;
-    mutable std::shared_mutex lock;
+    std::uint64_t generation = 1; ///< another one after each write; under the lock
+    mutable RegistryLock lock;
 
-    /// The root that a predefined handle stands for; null for any other handle.
-    [[nodiscard]] const NamespaceKey* RootOf(HKEY handle) const noexcept;
+    /// The rights out of `desired` that the session's user gets on a key, for MAXIMUM_ALLOWED all that can be had.
+    /// Nothing where any right that was asked for is refused.
+    [[nodiscard]] REGSAM Grant(const KeyPart& part, REGSAM desired) const;
 
-    /// The writing side of a mounted hive; null for one that is read only.
-    [[nodiscard]] WritableHive* WriterOf(const Hive* hive) const noexcept;
+    /// The same for a key whose path is known.
+    [[nodiscard]] REGSAM Grant(const std::string& path, const Hive& hive, const KeyNode& node, REGSAM desired) const;
 
-    /// Whether the session's user gets `access` on a key.
-    [[nodiscard]] bool Grants(const std::string& path, const KeyReference& key, REGSAM access) const;
+    [[nodiscard]] bool IsRefused(const KeyPart& part, REGSAM desired) const
+    {
+        return accessCheck != nullptr && desired != 0 && Grant(part, desired) == 0;
+    }
 };
 
 } // namespace tolvar

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "platform/registry/subkey_run.h"
 #include "platform/registry/winreg_access.h"
 
 namespace tolvar {
@@ -25,40 +24,52 @@ bool HasSubkeys(const Hive& hive, const KeyNode& node)
     return false;
 }
 
+bool HasSubkeys(const NameSpace& names, const KeyRef& key)
+{
+    const Checked<KeyNode> place = key.IsOfSession() ? names.Places().Key(key.place) : Fault(Breach::kNone, {});
+    if (place && place->subkeyCount != 0) {
+        return true;
+    }
+    return std::ranges::any_of(key.Parts(), [](const KeyPart& part) {
+        const Checked<KeyNode> node = part.Node();
+        return node && HasSubkeys(part.Reader(), *node);
+    });
+}
+
 } // namespace
 
 LSTATUS ListSubkeys(HKEY key, REGSAM access, const std::function<void(const ListedSubkey&)>& visit)
 {
-    const RegistryCall call(key, KEY_ENUMERATE_SUB_KEYS);
+    const RegistryCall call(key, Call::kEnumerateSubkeys);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }
-    const KeyReference& parent = call.Key().key;
-    const Checked<KeyNode> parentNode = NodeOf(parent);
-    if (parent.HasHive() && !parentNode) {
-        return RegistryCall::CodeOf(parentNode.error());
+    const Registry::State& state = call.State();
+    const KeyRef& parent = call.Key().key;
+    for (const KeyPart& part : parent.Parts()) {
+        if (const Checked<KeyNode> node = part.Node(); !node) {
+            return RegistryCall::CodeOf(node.error());
+        }
     }
     std::string name;
-    ForEachSubkey(parent, parentNode, [&](const Checked<KeyNode>& child, const NamespaceKey* space) {
-        if (!child && space == nullptr) {
-            return true;
+    SubkeyRun run(state.names, parent);
+    while (const SeenSubkey* subkey = run.Next()) {
+        if (!subkey->isReadable) {
+            continue;
         }
         name.clear();
-        KeyReference reference{nullptr, parent.hive, child ? child->offset : CellOffset{}};
-        Checked<KeyNode> node = child;
-        if (space != nullptr) {
-            AppendUtf8(name, space->name);
-            reference = parent.Child(*space);
-            node = NodeOf(reference);
-        } else {
-            child->name.AppendUtf8(name);
+        subkey->name.AppendUtf8(name);
+        KeyRef seen = subkey->key;
+        if (subkey->key.IsOfSession()) {
+            seen = state.names.At(subkey->key.place, parent);
+        } else if (subkey->node.Is(key_flags::kSymbolicLink)) {
+            unsigned links = 0;
+            seen = state.names.Subkey(parent, subkey->name.ToUtf16(), LastLink::kFollow, links).value_or(seen);
         }
-        const bool isGranted = call.State().Grants(call.Key().path + "\\" + name, reference, access);
-        const bool hasSubkeys = isGranted && ((space != nullptr && !space->children.empty()) ||
-                                              (node && HasSubkeys(*reference.hive, *node)));
-        visit({name, !isGranted, hasSubkeys, node ? node->lastWrite : 0});
-        return true;
-    });
+        const bool isRefused = state.IsRefused(seen.First(), access);
+        const Checked<KeyNode> node = seen.First().Node();
+        visit({name, isRefused, !isRefused && HasSubkeys(state.names, seen), node ? node->lastWrite : 0});
+    }
     return ERROR_SUCCESS;
 }
 

@@ -36,6 +36,7 @@ inline constexpr LSTATUS ERROR_FILE_NOT_FOUND = 2;
 inline constexpr LSTATUS ERROR_ACCESS_DENIED = 5;
 inline constexpr LSTATUS ERROR_INVALID_HANDLE = 6;
 inline constexpr LSTATUS ERROR_WRITE_PROTECT = 19;
+inline constexpr LSTATUS ERROR_NOT_SUPPORTED = 50;
 inline constexpr LSTATUS ERROR_INVALID_PARAMETER = 87;
 inline constexpr LSTATUS ERROR_INSUFFICIENT_BUFFER = 122;
 inline constexpr LSTATUS ERROR_ALREADY_EXISTS = 183;
@@ -45,6 +46,7 @@ inline constexpr LSTATUS ERROR_REGISTRY_CORRUPT = 1015;
 inline constexpr LSTATUS ERROR_REGISTRY_IO_FAILED = 1016;
 inline constexpr LSTATUS ERROR_KEY_DELETED = 1018;
 inline constexpr LSTATUS ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr LSTATUS ERROR_CANT_RESOLVE_FILENAME = 1921;
 
 inline constexpr REGSAM KEY_QUERY_VALUE = 0x0001;
 inline constexpr REGSAM KEY_SET_VALUE = 0x0002;
@@ -74,6 +76,7 @@ inline constexpr DWORD REG_RESOURCE_REQUIREMENTS_LIST = 10;
 inline constexpr DWORD REG_QWORD = 11;
 
 inline constexpr DWORD REG_OPTION_CREATE_LINK = 2;
+inline constexpr DWORD REG_OPTION_OPEN_LINK = 8;
 
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
@@ -85,10 +88,11 @@ inline constexpr SECURITY_INFORMATION SACL_SECURITY_INFORMATION = 8;
 
 /// Opens the key `subKey` below `key`, without regard to case. A null or empty `subKey` opens a new handle to `key`
 /// itself, or answers a predefined handle as it is. Components are split at backslashes; one backslash at the end is
-/// passed over. `options` must be 0.
-/// Answers 2 if a component is missing, 5 if the rights are refused, 6 for a handle that is not open, 87 for a null
-/// `result` or other options, 1113 for a path that is no UTF-8, 1015 or 1016 where the hive is damaged or its file
-/// failed. On failure `*result` is null. The caller closes what it gets.
+/// passed over. Links are followed; with REG_OPTION_OPEN_LINK in `options`, which is 0 otherwise, one at the end of the
+/// path is opened itself. The handle keeps the rights that it is granted here.
+/// Answers 2 if a component is missing or a link leads nowhere, 5 if the rights are refused, 6 for a handle that is not
+/// open, 87 for a null `result` or other options, 1921 behind 32 links, 1113 for a path that is no UTF-8, 1015 or 1016
+/// where the hive is damaged or its file failed. On failure `*result` is null. The caller closes what it gets.
 LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access, HKEY* result);
 
 /// RegOpenKeyExA with MAXIMUM_ALLOWED.
@@ -96,10 +100,9 @@ LSTATUS RegOpenKeyA(HKEY key, const char* subKey, HKEY* result);
 
 /// Opens the key, or makes it and all that is missing on the way to it. `disposition` (may be null) tells 1 for a new
 /// key and 2 for one that was there. A new key has `className` (may be null) and shares the security of its parent.
-/// `reserved` must be 0, and `options` 0 or REG_OPTION_CREATE_LINK, with which a new key is a link; `security` is not
-/// looked at. Answers 19 where the hive is mounted read only, 5
-/// where no hive is mounted or the right to make subkeys is refused; otherwise as RegOpenKeyExA and
-/// HiveWriter::CreateKey.
+/// `reserved` must be 0, and `options` 0, REG_OPTION_OPEN_LINK, or REG_OPTION_CREATE_LINK, with which a new key is a
+/// link, and is opened itself; `security` is not looked at. Answers 19 where the hive is mounted read only, 5 where no
+/// hive is mounted or the right to make subkeys is refused; otherwise as RegOpenKeyExA and HiveWriter::CreateKey.
 LSTATUS RegCreateKeyExA(HKEY key, const char* subKey, DWORD reserved, const char* className, DWORD options,
                         REGSAM access, const void* security, HKEY* result, DWORD* disposition);
 
@@ -144,8 +147,9 @@ LSTATUS RegGetKeySecurity(HKEY key, SECURITY_INFORMATION information, BYTE* desc
 /// on the handle. Answers 5, 6, 19, 87, 1015, 1018, and 1113 for a text that is no UTF-8.
 LSTATUS RegSetValueExA(HKEY key, const char* name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 
-/// Deletes a key without subkeys; on the older platform a key with all below it. An empty `subKey` deletes the key of
-/// the handle, which then answers 1018 to everything but RegCloseKey. Answers 2, 5 for a key with subkeys or one that
+/// Deletes a key without subkeys; on the older platform a key with all below it, as RegDeleteTreeA. A link that is
+/// named goes itself. An empty `subKey` deletes the key of the handle, which then answers 1018 to everything but
+/// RegCloseKey; it needs DELETE on the handle. Answers 2, 5 for a key with subkeys or one that
 /// is marked undeletable or the root of a hive, 19, 87 for a null `subKey`.
 LSTATUS RegDeleteKeyA(HKEY key, const char* subKey);
 
@@ -170,7 +174,7 @@ LSTATUS RegFlushKey(HKEY key);
 
 /// Saves the key and all below it, but nothing that is mounted there, as a new hive file, durable when this returns.
 /// `file` is a path of this system; `security` is not looked at. Answers 183 where there is such a file, 5 for a key
-/// that lies in no hive.
+/// that lies in no hive, 50 for a merged one.
 LSTATUS RegSaveKeyA(HKEY key, const char* file, const void* security);
 
 /// Puts the content of a hive file in the place of the key's: values, subkeys, classes, times and security. The file is

@@ -5,9 +5,21 @@
 #include <shared_mutex>
 #include <string_view>
 
+#include "platform/registry/call_rights.h"
 #include "platform/registry/registry_state.h"
 
 namespace tolvar {
+
+[[nodiscard]] inline LSTATUS CodeOf(const Error& error)
+{
+    return static_cast<LSTATUS>(error.code);
+}
+
+template <class T>
+[[nodiscard]] LSTATUS CodeOf(const Result<T>& result)
+{
+    return result ? ERROR_SUCCESS : CodeOf(result.error());
+}
 
 /// One call's look at the current session: holds its lock, and knows the key behind the caller's handle.
 class RegistryCall {
@@ -18,14 +30,15 @@ public:
     };
 
     /// Looks `handle` up. Afterwards Code answers ERROR_SUCCESS, or what the call has to answer: 6 for a handle that is
-    /// not open or no session, 5 where the handle lacks one of the rights in `needed`, 1018 for a key that was deleted.
-    RegistryCall(HKEY handle, REGSAM needed, Purpose purpose = Purpose::kRead);
+    /// not open or no session, 5 where the rights of the handle don't allow `call`, or for a predefined handle those
+    /// that the user has on the root now, 1018 for a key that was deleted.
+    RegistryCall(HKEY handle, Call call, Purpose purpose = Purpose::kRead);
 
     [[nodiscard]] LSTATUS Code() const noexcept { return m_code; }
     [[nodiscard]] Registry::State& State() const noexcept { return *m_state; }
     [[nodiscard]] OpenKey& Key() const noexcept { return *m_key; }
 
-    /// The hive's side of the key: its node, or a fault's code.
+    /// The stored key, of a merged one the first: its node, or a fault's code.
     [[nodiscard]] tl::expected<KeyNode, LSTATUS> Node() const noexcept;
 
     /// The code that a fault of a hive answers.
@@ -36,8 +49,8 @@ public:
 
 private:
     Registry::State* m_state = nullptr;
-    std::shared_lock<std::shared_mutex> m_shared;
-    std::unique_lock<std::shared_mutex> m_alone;
+    std::shared_lock<RegistryLock> m_shared;
+    std::unique_lock<RegistryLock> m_alone;
     std::shared_ptr<OpenKey> m_key;
     LSTATUS m_code = ERROR_SUCCESS;
 };

@@ -4,16 +4,14 @@
 #include <cstring>
 #include <optional>
 
-#include "platform/registry/key_path.h"
-#include "platform/registry/key_text.h"
-#include "platform/registry/subkey_run.h"
+#include "platform/registry/caller_data.h"
 #include "platform/registry/winreg_access.h"
 
 using namespace tolvar;
 
 namespace tolvar {
 
-RegistryCall::RegistryCall(HKEY handle, REGSAM needed, Purpose purpose)
+RegistryCall::RegistryCall(HKEY handle, Call call, Purpose purpose)
 {
     Registry* registry = Registry::Current();
     if (registry == nullptr || handle == nullptr) {
@@ -26,11 +24,14 @@ RegistryCall::RegistryCall(HKEY handle, REGSAM needed, Purpose purpose)
     } else {
         m_shared = std::shared_lock(m_state->lock);
     }
-    if (const NamespaceKey* root = m_state->RootOf(handle); root != nullptr) {
+    const REGSAM needed = RightsFor(call);
+    if (const RootKey* root = FindRoot(handle); root != nullptr) {
+        const Result<KeyRef> key = m_state->names.Resolve(root->name);
         m_key = std::make_shared<OpenKey>();
-        m_key->key = KeyReference::Of(*root);
-        AppendUtf8(m_key->path, root->name);
-        m_key->access = KEY_ALL_ACCESS;
+        m_key->key = key.value_or(KeyRef());
+        m_code = !key                                             ? tolvar::CodeOf(key)
+                 : m_state->IsRefused(m_key->key.First(), needed) ? ERROR_ACCESS_DENIED
+                                                                  : ERROR_SUCCESS;
         return;
     }
     m_key = m_state->handles.Find(handle);
@@ -38,14 +39,14 @@ RegistryCall::RegistryCall(HKEY handle, REGSAM needed, Purpose purpose)
         m_code = ERROR_INVALID_HANDLE;
     } else if (m_key->isDeleted) {
         m_code = ERROR_KEY_DELETED;
-    } else if ((m_key->access & needed) != needed) {
+    } else if ((m_key->granted & needed) != needed) {
         m_code = ERROR_ACCESS_DENIED;
     }
 }
 
 tl::expected<KeyNode, LSTATUS> RegistryCall::Node() const noexcept
 {
-    const Checked<KeyNode> node = m_key->key.Node();
+    const Checked<KeyNode> node = m_key->key.First().Node();
     return node ? tl::expected<KeyNode, LSTATUS>(*node) : tl::unexpected(CodeOf(node.error()));
 }
 
@@ -62,7 +63,7 @@ LSTATUS StoreName(std::string_view name, char* buffer, DWORD* size)
 
 namespace {
 
-/// A subkey as an enumeration meets it.
+/// A subkey as an enumeration tells it.
 struct ListedKey {
     std::string name;
     std::string className; ///< only where it is asked for
@@ -78,76 +79,47 @@ std::string ClassOf(const Hive& hive, const KeyNode& node)
     return name ? name->ToUtf8() : std::string();
 }
 
-ListedKey Describe(const Hive& hive, const KeyNode& node, WithClass withClass)
-{
-    return {node.name.ToUtf8(), withClass == WithClass::kYes ? ClassOf(hive, node) : std::string(), node.lastWrite};
-}
+/// What is seen at a subkey, and its node.
+struct SeenKey {
+    KeyRef key;
+    KeyNode node;
+};
 
-ListedKey Describe(const KeyReference& key, WithClass withClass)
+SeenKey Look(const NameSpace& names, const SeenSubkey& subkey, const KeyRef& parent)
 {
-    ListedKey listed;
-    if (const Checked<KeyNode> node = NodeOf(key); node) {
-        listed = Describe(*key.hive, *node, withClass);
-    }
-    listed.name = ToUtf8(key.space->name);
-    return listed;
-}
-
-/// Goes to subkey number `index` among those of the hive that are not told as keys of the name space, from where the
-/// last enumeration stood. Answers its offset; nil behind the last, and `open.enumerationIndex` is then their number.
-CellOffset SeekSubkey(OpenKey& open, const KeyNode& node, DWORD index)
-{
-    const Hive& hive = *open.key.hive;
-    const bool hasMounts = open.key.space != nullptr && !open.key.space->children.empty();
-    if (!open.isEnumerating || index < open.enumerationIndex) {
-        open.enumeration = hive.Subkeys(node);
-        open.enumerationIndex = 0;
-        open.isEnumerating = true;
-    }
-    if (!hasMounts) {
-        open.enumeration.Seek(index);
-        open.enumerationIndex = open.enumeration.Index();
-    }
-    while (true) {
-        const Checked<CellOffset> next = open.enumeration.Next();
-        if (!next) { // a damaged leaf has no subkeys to count
-            continue;
-        }
-        if (next->IsNil()) {
-            return {};
-        }
-        const Checked<NameView> name = hasMounts ? hive.KeyName(*next) : tl::unexpected(HiveFault{});
-        if (name && open.key.IsHidden(*name)) {
-            continue;
-        }
-        if (open.enumerationIndex++ == index) {
-            return *next;
-        }
-    }
+    const KeyRef key = subkey.key.IsOfSession() ? names.At(subkey.key.place, parent) : subkey.key;
+    const Checked<KeyNode> node = subkey.key.IsOfSession() ? key.First().Node() : Checked<KeyNode>(subkey.node);
+    return {key, node.value_or(subkey.node)};
 }
 
 tl::expected<ListedKey, LSTATUS> SubkeyAt(const RegistryCall& call, DWORD index, WithClass withClass)
 {
     OpenKey& open = call.Key();
-    const KeyReference& key = open.key;
-    DWORD inHive = 0;
-    if (key.HasHive()) {
-        const Checked<KeyNode> node = key.Node();
-        if (!node) {
+    const NameSpace& names = call.State().names;
+    for (const KeyPart& part : open.key.Parts()) {
+        if (const Checked<KeyNode> node = part.Node(); !node) {
             return tl::unexpected(RegistryCall::CodeOf(node.error()));
         }
-        const std::lock_guard lock(open.enumerationMutex);
-        if (const CellOffset found = SeekSubkey(open, *node, index); !found.IsNil()) {
-            const Checked<KeyNode> child = key.hive->Key(found);
-            return child ? tl::expected<ListedKey, LSTATUS>(Describe(*key.hive, *child, withClass))
-                         : tl::unexpected(RegistryCall::CodeOf(child.error()));
-        }
-        inHive = open.enumerationIndex;
     }
-    if (key.space == nullptr || index - inHive >= key.space->children.size()) {
+    const std::lock_guard lock(open.enumerationMutex);
+    if (open.generation != call.State().generation) {
+        open.enumeration = SubkeyRun(names, open.key);
+        open.generation = call.State().generation;
+    }
+    if (open.enumeration.Index() != index) {
+        open.enumeration.Seek(index);
+    }
+    const SeenSubkey* subkey = open.enumeration.Next();
+    if (subkey == nullptr) {
         return tl::unexpected(ERROR_NO_MORE_ITEMS);
     }
-    return Describe(key.Child(*key.space->children[index - inHive]), withClass);
+    if (!subkey->isReadable) {
+        return tl::unexpected(RegistryCall::CodeOf(subkey->fault));
+    }
+    const SeenKey seen = Look(names, *subkey, open.key);
+    return ListedKey{subkey->name.ToUtf8(),
+                     withClass == WithClass::kYes ? ClassOf(seen.key.First().Reader(), seen.node) : std::string(),
+                     seen.node.lastWrite};
 }
 
 /// The longest of many texts in UTF-8. It is exact as long as the texts can lie in the hive one beside the other. Where
@@ -185,39 +157,40 @@ struct SubkeyTotals {
     DWORD longestClass = 0;
 };
 
-SubkeyTotals CountSubkeys(const KeyReference& key, const Checked<KeyNode>& node, bool wantsNames, bool wantsClasses)
+/// The room that all stores of a key take: more text than that does not lie in them.
+std::uint64_t LengthOf(const KeyRef& key)
+{
+    std::uint64_t length = 0;
+    for (const KeyPart& part : key.Parts()) {
+        length += part.Reader().Length();
+    }
+    return length;
+}
+
+SubkeyTotals CountSubkeys(const NameSpace& space, const KeyRef& key, bool wantsNames, bool wantsClasses)
 {
     SubkeyTotals totals;
-    const bool hasMounts = key.space != nullptr && !key.space->children.empty();
-    if (!wantsNames && !wantsClasses && !hasMounts && node) {
-        SubkeyCursor cursor = key.hive->Subkeys(*node);
-        cursor.Seek(0xFFFFFFFF);
-        totals.count = cursor.Index();
+    SubkeyRun run(space, key);
+    if (!wantsNames && !wantsClasses) {
+        run.Seek(0xFFFFFFFF);
+        totals.count = run.Index();
         return totals;
     }
-    LongestText names(node ? key.hive->Length() : 0);
-    LongestText classes(node ? key.hive->Length() : 0);
-    const auto addClass = [&](const Hive& hive, const KeyNode& child) {
-        const Checked<NameView> name = wantsClasses ? hive.ClassName(child) : Checked<NameView>();
-        if (name) {
-            classes.Add(*name);
-        }
-    };
-    ForEachSubkey(key, node, [&](const Checked<KeyNode>& child, const NamespaceKey* space) {
+    LongestText names(LengthOf(key));
+    LongestText classes(LengthOf(key));
+    while (const SeenSubkey* subkey = run.Next()) {
         ++totals.count;
-        if (space != nullptr) {
-            const std::size_t size = ToUtf8(space->name).size();
-            names.Add(0, size, [size] { return size; });
-            const KeyReference reference = key.Child(*space);
-            if (const Checked<KeyNode> mounted = NodeOf(reference); mounted) {
-                addClass(*reference.hive, *mounted);
-            }
-        } else if (child) {
-            names.Add(child->name);
-            addClass(*key.hive, *child);
+        if (!subkey->isReadable) {
+            continue;
         }
-        return true;
-    });
+        names.Add(subkey->name);
+        if (wantsClasses) {
+            const SeenKey seen = Look(space, *subkey, key);
+            if (const Checked<NameView> name = seen.key.First().Reader().ClassName(seen.node); name) {
+                classes.Add(*name);
+            }
+        }
+    }
     totals.longestName = names.Size();
     totals.longestClass = classes.Size();
     return totals;
@@ -229,29 +202,30 @@ struct ValueTotals {
     DWORD longestData = 0;
 };
 
-ValueTotals CountValues(const KeyReference& key, const Checked<KeyNode>& node, bool wantsNames, bool wantsData)
+ValueTotals CountValues(const KeyRef& key, bool wantsNames, bool wantsData)
 {
     ValueTotals totals;
-    const auto values = node ? key.hive->Values(*node) : Checked<ValueListView>(ValueListView{});
-    totals.count = values ? values->count : 0;
+    const Checked<ValueRun> values = ValueRun::Of(key);
+    totals.count = values ? values->Count() : 0;
     if (totals.count == 0 || (!wantsNames && !wantsData)) {
         return totals;
     }
-    LongestText names(key.hive->Length());
-    LongestText data(key.hive->Length());
+    LongestText names(LengthOf(key));
+    LongestText data(LengthOf(key));
     for (DWORD i = 0; i < totals.count; ++i) {
-        const Checked<ValueRecord> value = key.hive->Value((*values)[i]);
-        if (!value) {
+        const Checked<SeenValue> seen = values->At(i);
+        if (!seen) {
             continue;
         }
+        const ValueRecord& value = seen->record;
         if (wantsNames) {
-            names.Add(value->name);
+            names.Add(value.name);
         }
-        const bool isText = IsTextType(value->type);
-        const std::size_t atMost = isText ? value->size / 2 * std::size_t{3} : value->size;
-        if (wantsData && atMost > data.Size() && key.hive->Data(*value)) { // what can't be had needs no room
-            data.Add(isText ? value->size : 0, atMost,
-                     [&] { return DataForCaller(*key.hive, *value, {}).value_or(0); });
+        const bool isText = IsTextType(value.type);
+        const std::size_t atMost = isText ? value.size / 2 * std::size_t{3} : value.size;
+        if (wantsData && atMost > data.Size() && seen->hive->Data(value)) { // what can't be had needs no room
+            data.Add(isText ? value.size : 0, atMost,
+                     [&] { return DataForCaller(*seen->hive, value, {}).value_or(0); });
         }
     }
     totals.longestName = names.Size();
@@ -283,37 +257,34 @@ LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access
         return ERROR_INVALID_PARAMETER;
     }
     *result = nullptr;
-    if (options != 0) {
+    if (options != 0 && options != REG_OPTION_OPEN_LINK) {
         return ERROR_INVALID_PARAMETER;
     }
     const std::string_view path = subKey != nullptr ? subKey : "";
-    const RegistryCall call(key, 0);
+    const RegistryCall call(key, Call::kReach);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }
-    if (path.empty() && call.State().RootOf(key) != nullptr) {
+    if (path.empty() && FindRoot(key) != nullptr) {
         *result = key;
         return ERROR_SUCCESS;
     }
-    const Result<KeyReference> found = FollowPath(call.Key().key, path);
+    Registry::State& state = call.State();
+    const Result<KeyRef> found = state.names.Resolve(
+        call.Key().key, path, options == REG_OPTION_OPEN_LINK ? LastLink::kOpen : LastLink::kFollow);
     if (!found) {
-        return static_cast<LSTATUS>(found.error().code);
+        return CodeOf(found);
     }
-    const Checked<KeyNode> node = NodeOf(*found);
-    if (found->HasHive() && !node) {
+    if (const Checked<KeyNode> node = found->First().Node(); !node) {
         return RegistryCall::CodeOf(node.error());
     }
     auto open = std::make_shared<OpenKey>();
     open->key = *found;
-    open->path = call.Key().path;
-    for (const std::string_view name : PathNames(path)) {
-        AppendPath(open->path, name);
-    }
-    open->access = (access & MAXIMUM_ALLOWED) != 0 ? KEY_ALL_ACCESS : access;
-    if (!call.State().Grants(open->path, *found, access)) {
+    open->granted = state.Grant(found->First(), access);
+    if (open->granted == 0 && access != 0) {
         return ERROR_ACCESS_DENIED;
     }
-    *result = call.State().handles.Insert(std::move(open));
+    *result = state.handles.Insert(std::move(open));
     return ERROR_SUCCESS;
 }
 
@@ -329,7 +300,7 @@ LSTATUS RegCloseKey(HKEY key)
         return ERROR_INVALID_HANDLE;
     }
     Registry::State& state = registry->Inside();
-    return state.RootOf(key) != nullptr || state.handles.Remove(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+    return FindRoot(key) != nullptr || state.handles.Remove(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
 }
 
 LSTATUS RegQueryInfoKeyA(HKEY key, char* className, DWORD* classSize, DWORD* /*reserved*/, DWORD* subKeys,
@@ -339,33 +310,34 @@ LSTATUS RegQueryInfoKeyA(HKEY key, char* className, DWORD* classSize, DWORD* /*r
     if (className != nullptr && classSize == nullptr) {
         return ERROR_INVALID_PARAMETER;
     }
-    const RegistryCall call(key, KEY_QUERY_VALUE);
+    const RegistryCall call(key, Call::kQueryInfo);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }
-    const KeyReference& reference = call.Key().key;
-    const Checked<KeyNode> node = NodeOf(reference);
-    if (reference.HasHive() && !node) {
-        return RegistryCall::CodeOf(node.error());
+    const KeyRef& reference = call.Key().key;
+    const tl::expected<KeyNode, LSTATUS> node = call.Node();
+    if (!node) {
+        return node.error();
     }
-    const SubkeyTotals keyTotals = CountSubkeys(reference, node, longestSubKey != nullptr, longestClass != nullptr);
-    const ValueTotals valueTotals = CountValues(reference, node, longestValueName != nullptr, longestData != nullptr);
+    const Hive& hive = reference.First().Reader();
+    const SubkeyTotals keyTotals =
+        CountSubkeys(call.State().names, reference, longestSubKey != nullptr, longestClass != nullptr);
+    const ValueTotals valueTotals = CountValues(reference, longestValueName != nullptr, longestData != nullptr);
     Store(subKeys, keyTotals.count);
     Store(longestSubKey, keyTotals.longestName);
     Store(longestClass, keyTotals.longestClass);
     Store(values, valueTotals.count);
     Store(longestValueName, valueTotals.longestName);
     Store(longestData, valueTotals.longestData);
-    Store(lastWrite, node ? node->lastWrite : 0);
+    Store(lastWrite, node->lastWrite);
     if (securitySize != nullptr) {
-        const auto descriptor =
-            node ? reference.hive->SecurityDescriptor(*node) : Checked<std::span<const std::byte>>();
+        const auto descriptor = hive.SecurityDescriptor(*node);
         *securitySize = descriptor ? static_cast<DWORD>(descriptor->size()) : 0;
     }
     if (classSize == nullptr) {
         return ERROR_SUCCESS;
     }
-    const std::string name = node ? ClassOf(*reference.hive, *node) : std::string();
+    const std::string name = ClassOf(hive, *node);
     if (className == nullptr) {
         *classSize = static_cast<DWORD>(name.size());
         return ERROR_SUCCESS;
@@ -379,7 +351,7 @@ LSTATUS RegEnumKeyExA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD*
     if (name == nullptr || nameSize == nullptr || (className != nullptr && classSize == nullptr)) {
         return ERROR_INVALID_PARAMETER;
     }
-    const RegistryCall call(key, KEY_ENUMERATE_SUB_KEYS);
+    const RegistryCall call(key, Call::kEnumerateSubkeys);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }

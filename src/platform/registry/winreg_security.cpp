@@ -12,18 +12,15 @@ LSTATUS RegGetKeySecurity(HKEY key, SECURITY_INFORMATION information, BYTE* desc
     if (size == nullptr) {
         return ERROR_INVALID_PARAMETER;
     }
-    const RegistryCall call(key, READ_CONTROL);
+    const RegistryCall call(key, Call::kReadSecurity);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
-    }
-    if (!call.Key().key.HasHive()) {
-        return ERROR_FILE_NOT_FOUND;
     }
     const auto node = call.Node();
     if (!node) {
         return node.error();
     }
-    const auto stored = call.Key().key.hive->SecurityDescriptor(*node);
+    const auto stored = call.Key().key.First().Reader().SecurityDescriptor(*node);
     if (!stored) {
         return RegistryCall::CodeOf(stored.error());
     }

@@ -1,7 +1,8 @@
-#include "platform/registry/key_text.h"
+#include "platform/registry/caller_data.h"
 #include "platform/registry/stored_value.h"
 #include "platform/registry/winreg.h"
 #include "platform/registry/winreg_access.h"
+#include "platform/system/text.h"
 
 using namespace tolvar;
 
@@ -34,34 +35,26 @@ LSTATUS RegEnumValueA(HKEY key, DWORD index, char* name, DWORD* nameSize, DWORD*
     if (name == nullptr || nameSize == nullptr || (data != nullptr && dataSize == nullptr)) {
         return ERROR_INVALID_PARAMETER;
     }
-    const RegistryCall call(key, KEY_QUERY_VALUE);
+    const RegistryCall call(key, Call::kQueryValue);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }
-    if (!call.Key().key.HasHive()) {
-        return ERROR_NO_MORE_ITEMS;
-    }
-    const auto node = call.Node();
-    if (!node) {
-        return node.error();
-    }
-    const Hive& hive = *call.Key().key.hive;
-    const Checked<ValueListView> values = hive.Values(*node);
+    const Checked<ValueRun> values = ValueRun::Of(call.Key().key);
     if (!values) {
         return RegistryCall::CodeOf(values.error());
     }
-    if (index >= values->count) {
+    if (index >= values->Count()) {
         return ERROR_NO_MORE_ITEMS;
     }
-    const Checked<ValueRecord> value = hive.Value((*values)[index]);
+    const Checked<SeenValue> value = values->At(index);
     if (!value) {
         return RegistryCall::CodeOf(value.error());
     }
-    const std::string text = value->name.ToUtf8();
+    const std::string text = value->record.name.ToUtf8();
     if (*nameSize <= text.size()) {
         return ERROR_MORE_DATA;
     }
-    if (const LSTATUS code = StoreValue(hive, *value, type, data, dataSize); code != ERROR_SUCCESS) {
+    if (const LSTATUS code = StoreValue(*value->hive, value->record, type, data, dataSize); code != ERROR_SUCCESS) {
         return code;
     }
     return StoreName(text, name, nameSize);
@@ -73,7 +66,7 @@ namespace {
 template <class Take>
 LSTATUS WithValue(HKEY key, const char* name, Take&& take)
 {
-    const RegistryCall call(key, KEY_QUERY_VALUE);
+    const RegistryCall call(key, Call::kQueryValue);
     if (call.Code() != ERROR_SUCCESS) {
         return call.Code();
     }
@@ -81,19 +74,11 @@ LSTATUS WithValue(HKEY key, const char* name, Take&& take)
     if (!text) {
         return ERROR_NO_UNICODE_TRANSLATION;
     }
-    if (!call.Key().key.HasHive()) {
-        return ERROR_FILE_NOT_FOUND;
-    }
-    const auto node = call.Node();
-    if (!node) {
-        return node.error();
-    }
-    const Hive& hive = *call.Key().key.hive;
-    const auto value = hive.FindValue(*node, *text);
+    const Checked<std::optional<SeenValue>> value = FindValue(call.Key().key, *text);
     if (!value) {
         return RegistryCall::CodeOf(value.error());
     }
-    return *value ? take(hive, **value) : ERROR_FILE_NOT_FOUND;
+    return *value ? take(*(*value)->hive, (*value)->record) : ERROR_FILE_NOT_FOUND;
 }
 
 } // namespace

@@ -80,6 +80,8 @@ const char* TextOf(ErrorCode code)
         return "The security ID structure is invalid.";
     case ErrorCode::kInvalidSecurityDescriptor:
         return "The security descriptor structure is invalid.";
+    case ErrorCode::kCantResolveFilename:
+        return "The name of the file cannot be resolved by the system.";
     case ErrorCode::kFileCorrupt:
         return "The file or directory is corrupted and unreadable.";
     }

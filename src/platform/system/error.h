@@ -44,6 +44,7 @@ enum class ErrorCode : std::uint32_t {
     kInvalidSid = 1337,
     kInvalidSecurityDescriptor = 1338,
     kFileCorrupt = 1392,
+    kCantResolveFilename = 1921,
 };
 
 /// A system error code and where it arose. kSuccess is no Error: see Result.

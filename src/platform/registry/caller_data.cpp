@@ -1,4 +1,4 @@
-#include "platform/registry/key_text.h"
+#include "platform/registry/caller_data.h"
 
 #include <algorithm>
 #include <cstring>
