@@ -76,6 +76,9 @@ public:
 
     /// Makes what was created, removed and renamed in a folder durable.
     [[nodiscard]] virtual Result<void> SyncFolder(const std::filesystem::path& folder) = 0;
+
+    /// Makes files durable with their names, all of them together: many cost little more than a few.
+    [[nodiscard]] virtual Result<void> SyncAll(std::span<const std::filesystem::path> files);
 };
 
 /// The files of this system.
