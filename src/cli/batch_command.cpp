@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <fstream>
 #include <optional>
 
@@ -40,36 +41,37 @@ std::optional<std::vector<std::string>> SplitWords(std::string_view line)
 /// One line that was understood.
 struct Step {
     std::size_t line;
-    std::unique_ptr<CLI::App> syntax; ///< the command's options refer to it
     std::unique_ptr<Command> command;
 };
+
+/// The commands that a line may hold.
+struct LineCommand {
+    std::string_view name;
+    std::unique_ptr<Command> (*make)();
+};
+constexpr LineCommand kLineCommands[] = {
+    {"set", MakeSetCommand}, {"new", MakeNewCommand}, {"rm", MakeRmCommand}, {"mv", MakeMvCommand}};
 
 /// A command that changes something, from its words. Answers what is wrong with them.
 std::string ParseStep(std::vector<std::string> words, Step& step)
 {
-    step.syntax = std::make_unique<CLI::App>("", "tolvar");
-    std::vector<std::pair<CLI::App*, std::unique_ptr<Command>>> commands;
-    for (auto make : {MakeSetCommand, MakeNewCommand, MakeRmCommand, MakeMvCommand}) {
-        std::unique_ptr<Command> command = make();
-        CLI::App* app = command->Register(*step.syntax);
-        commands.emplace_back(app, std::move(command));
+    const auto known = std::ranges::find(kLineCommands, std::string_view(words.front()), &LineCommand::name);
+    if (known == std::end(kLineCommands)) {
+        return "a line holds one of set, new, rm and mv";
     }
     if (std::ranges::find(words, "--stdin") != words.end()) {
         return "--stdin has no place in a batch";
     }
+    CLI::App syntax("", "tolvar");
+    step.command = known->make();
+    step.command->Register(syntax);
     std::ranges::reverse(words); // the parser takes them from the back
     try {
-        step.syntax->parse(words);
+        syntax.parse(words);
     } catch (const CLI::ParseError& error) {
         return error.what();
     }
-    for (auto& [app, command] : commands) {
-        if (app->parsed()) {
-            step.command = std::move(command);
-            return {};
-        }
-    }
-    return "a line holds one of set, new, rm and mv";
+    return {};
 }
 
 class BatchCommand final : public Command {
@@ -95,18 +97,22 @@ public:
         if (!ReadSteps(context, steps)) { // nothing has been done yet
             return;
         }
-        const std::size_t before = context.journal->Journal().size();
+        ChangeGroup group(*context.journal);
         for (const Step& step : steps) {
             step.command->Run(context);
             if (context.hasFailed) {
-                const std::size_t made = context.journal->Journal().size() - before;
-                UndoFrom(context, before);
-                const std::size_t left = context.journal->Journal().size() - before;
+                const UndoReport undone = group.TakeBack();
+                for (const Error& error : undone.failures) {
+                    context.Report(error);
+                }
                 context.Report({ErrorCode::kInvalidFunction,
                                 fmt::format("{}: line {} failed; {} changes before it were undone, {} could not be",
-                                            m_file, step.line, made - left, left)});
+                                            m_file, step.line, undone.undone, undone.failures.size())});
                 return;
             }
+        }
+        if (const Result<void> committed = group.Commit(); !committed) {
+            context.Report(committed.error());
         }
     }
 
@@ -125,7 +131,7 @@ private:
             if (words && (words->empty() || words->front().starts_with('#'))) {
                 continue;
             }
-            Step step{number, nullptr, nullptr};
+            Step step{number, nullptr};
             const std::string wrong = words ? ParseStep(*words, step) : "a quote is not closed";
             if (!wrong.empty()) {
                 context.Report({ErrorCode::kInvalidParameter, fmt::format("{}: line {}: {}", m_file, number, wrong)});

@@ -25,7 +25,4 @@ protected:
     std::string m_path;
 };
 
-/// Undoes the entries of the journal from place `first` on, the newest first, and reports what could not be undone.
-void UndoFrom(CommandContext& context, std::size_t first);
-
 } // namespace tolvar

@@ -49,47 +49,60 @@ protected:
             context.Report({ErrorCode::kAlreadyExists, m_path});
             return;
         }
-        const std::size_t before = context.journal->Journal().size();
+        ChangeGroup group(*context.journal);
         for (; !names.empty(); names.pop_back()) {
             if (!Apply(context, ChangeRecord::NewKey(parent, names.back()))) {
-                UndoFrom(context, before);
+                for (const Error& error : group.TakeBack().failures) {
+                    context.Report(error);
+                }
                 return;
             }
             parent.append("\\").append(names.back());
         }
+        if (const Result<void> committed = group.Commit(); !committed) {
+            context.Report(committed.error());
+        }
     }
 };
 
-class RmCommand final : public ChangeCommand {
+/// A command about a key, or one of its values.
+class KeyOrValueCommand : public ChangeCommand {
+protected:
+    void AddValueOption(CLI::App& app, const char* description)
+    {
+        // An optional text would take an empty one for none.
+        app.add_option_function<std::string>(
+            "--value", [this](const std::string& name) { m_value = name; }, description);
+    }
+
+    std::optional<std::string> m_value;
+};
+
+class RmCommand final : public KeyOrValueCommand {
 public:
     CLI::App* Register(CLI::App& program) override
     {
         CLI::App* app = program.add_subcommand("rm", "Delete a key with all below it, or one of its values");
         app->add_option("KEY", m_path, "Full path of the key")->required();
-        m_valueOption = app->add_option("--value", m_value, "Delete this value; empty for the default value");
+        AddValueOption(*app, "Delete this value; empty for the default value");
         return app;
     }
 
 protected:
     void Change(CommandContext& context) override
     {
-        const bool isValue = m_valueOption->count() != 0;
-        Apply(context, isValue ? ChangeRecord::DeleteValue(m_path, m_value, TypeOf(m_path, m_value))
+        Apply(context, m_value ? ChangeRecord::DeleteValue(m_path, *m_value, TypeOf(m_path, *m_value))
                                : ChangeRecord::DeleteKey(m_path));
     }
-
-private:
-    std::string m_value;
-    CLI::Option* m_valueOption = nullptr;
 };
 
-class MvCommand final : public ChangeCommand {
+class MvCommand final : public KeyOrValueCommand {
 public:
     CLI::App* Register(CLI::App& program) override
     {
         CLI::App* app = program.add_subcommand("mv", "Give a key or one of its values another name");
         app->add_option("KEY", m_path, "Full path of the key")->required();
-        m_valueOption = app->add_option("--value", m_value, "Rename this value, in the place of one of the new name");
+        AddValueOption(*app, "Rename this value, in the place of one of the new name");
         app->add_option("NEWNAME", m_newName, "The new name")->required();
         return app;
     }
@@ -97,15 +110,12 @@ public:
 protected:
     void Change(CommandContext& context) override
     {
-        const bool isValue = m_valueOption->count() != 0;
-        Apply(context, isValue ? ChangeRecord::RenameValue(m_path, m_value, m_newName, TypeOf(m_path, m_value))
+        Apply(context, m_value ? ChangeRecord::RenameValue(m_path, *m_value, m_newName, TypeOf(m_path, *m_value))
                                : ChangeRecord::RenameKey(m_path, m_newName));
     }
 
 private:
-    std::string m_value;
     std::string m_newName;
-    CLI::Option* m_valueOption = nullptr;
 };
 
 } // namespace
@@ -125,21 +135,10 @@ void ChangeCommand::Run(CommandContext& context)
 bool ChangeCommand::Apply(CommandContext& context, const ChangeRecord& change)
 {
     const Result<void> applied = context.journal->ApplyChange(change);
-    if (!applied) {
-        context.Report(applied.error());
+    if (!applied) { // the way to the key tells of a damaged file and the place in it
+        context.Report(WhyItDoesNotOpen(context.registry, change.path).value_or(applied.error()));
     }
     return applied.has_value();
-}
-
-void UndoFrom(CommandContext& context, std::size_t first)
-{
-    std::vector<std::size_t> indices;
-    for (std::size_t index = first; index < context.journal->Journal().size(); ++index) {
-        indices.push_back(index);
-    }
-    for (const Error& error : context.journal->UndoEntries(indices).failures) {
-        context.Report(error);
-    }
 }
 
 std::unique_ptr<Command> MakeNewCommand()

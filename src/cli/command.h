@@ -60,6 +60,10 @@ public:
     [[nodiscard]] virtual bool UsesRegistry() const { return true; }
 };
 
+/// What the way to a key tells of a failure: a damaged file and the place in it, where the registry's calls have only a
+/// code. Nothing where the way is free.
+[[nodiscard]] std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::string& path);
+
 /// Opens a key for a command. Reports, and answers null, if that fails.
 [[nodiscard]] HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM access);
 

@@ -29,15 +29,6 @@ void PrintLine(std::string_view text)
     static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr)); // there is nowhere left to say that it failed
 }
 
-/// What the way to a key tells of a failure: a damaged file and the place in it, where the registry's calls have only a
-/// code. Nothing where the way is free.
-std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::string& path)
-{
-    const WalkPermit permit(registry);
-    const Result<KeyRef> key = permit.Find(path);
-    return key ? std::nullopt : std::optional(key.error());
-}
-
 /// How the hives of the source are opened for a command. A crash may have left changes open, which the journal settles
 /// in the registry: whoever opens the journal opens the hives for writing too, though a look at it can do without.
 SourceAccess AccessFor(const Command& command)
@@ -102,6 +93,13 @@ void CommandContext::Tell(std::string_view text)
 {
     out.Flush();
     PrintLine(text);
+}
+
+std::optional<Error> WhyItDoesNotOpen(const Registry& registry, const std::string& path)
+{
+    const WalkPermit permit(registry);
+    const Result<KeyRef> key = permit.Find(path);
+    return key ? std::nullopt : std::optional(key.error());
 }
 
 HKEY OpenForCommand(CommandContext& context, const std::string& path, REGSAM access)

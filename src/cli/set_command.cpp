@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include "cli/change_command.h"
-#include "registry/reg_key.h"
 #include "registry/value_text.h"
 
 namespace tolvar {
@@ -51,14 +50,14 @@ public:
         app->add_option("KEY", m_path, "Full path of the key")->required();
         app->add_option("NAME", m_name, "Name of the value; empty for the default value")->required();
         app->add_option("--type", m_type, "Type by name (REG_SZ) or number (1)")->required();
-        m_textOption = app->add_option("TEXT", m_text, "The data in the text form that get prints");
+        auto* text = app->add_option("TEXT", m_text, "The data in the text form that get prints");
         auto* input = app->add_flag("--stdin", m_isFromInput, "Read the data's bytes from standard input");
         auto* number = app->add_option("--number", m_number,
                                        "The data as a number, decimal or 0x and hexadecimal digits, "
                                        "for the types of numbers (REG_DWORD, REG_QWORD)");
-        m_textOption->excludes(input);
+        text->excludes(input);
         number->excludes(input);
-        number->excludes(m_textOption);
+        number->excludes(text);
         return app;
     }
 
@@ -94,10 +93,7 @@ protected:
                 {ErrorCode::kInvalidParameter, "this is no text form of " + ValueTypeName(*type) + ": " + m_text});
             return;
         }
-        if (RegKey(
-                OpenForCommand(context, m_path, KEY_SET_VALUE))) { // which tells of a damaged file and the place in it
-            Apply(context, change);
-        }
+        Apply(context, change);
     }
 
 private:
@@ -105,7 +101,6 @@ private:
     std::string m_type;
     std::string m_text;
     std::optional<std::string> m_number;
-    CLI::Option* m_textOption = nullptr;
     bool m_isFromInput = false;
 };
 

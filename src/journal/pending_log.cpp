@@ -1,6 +1,7 @@
 #include "journal/pending_log.h"
 
 #include <cstring>
+#include <unordered_map>
 
 #include "journal/content_hash.h"
 
@@ -9,6 +10,7 @@ namespace tolvar {
 namespace {
 
 constexpr std::string_view kBegin = "TVPEND01";
+constexpr std::string_view kEvents = "bmdBGM";
 constexpr std::size_t kHead = 12; // bytes of an entry before its content
 
 std::string_view Characters(std::span<const std::byte> bytes)
@@ -48,7 +50,7 @@ std::vector<PendingLog::Entry> PendingLog::Parse(std::span<const std::byte> byte
         }
         const auto content = bytes.subspan(end + kHead, size);
         const auto event = static_cast<Event>(content.front());
-        const bool isKnown = event == Event::kBegun || event == Event::kMade || event == Event::kDropped;
+        const bool isKnown = kEvents.find(static_cast<char>(event)) != std::string_view::npos;
         if (!isKnown || ContentHash::Of(content) != sum) {
             break;
         }
@@ -131,11 +133,11 @@ Result<void> PendingLog::AppendAll(Event event, const std::vector<std::string>& 
     return synced;
 }
 
-void PendingLog::Note(Event event, std::string_view record)
+Result<void> PendingLog::AppendLater(Event event, std::string_view record)
 {
     std::vector<std::byte> bytes;
     AppendEntry(bytes, event, record);
-    static_cast<void>(Write(bytes));
+    return Write(bytes);
 }
 
 Result<void> PendingLog::Remove()
@@ -149,6 +151,49 @@ Result<void> PendingLog::Remove()
         return removed;
     }
     return m_files->SyncFolder(m_path.parent_path());
+}
+
+std::vector<PendingRecord> ReplayPending(const std::vector<PendingLog::Entry>& entries)
+{
+    using Event = PendingLog::Event;
+    using State = PendingRecord::State;
+    std::vector<PendingRecord> records;
+    std::unordered_map<std::string_view, std::size_t> places;
+    for (const PendingLog::Entry& entry : entries) {
+        const auto known = places.find(entry.record);
+        switch (entry.event) {
+        case Event::kBegun:
+        case Event::kMember:
+        case Event::kMade: {
+            const bool isMade = entry.event == Event::kMade;
+            if (known == places.end()) {
+                places.emplace(entry.record, records.size());
+                records.push_back({entry.record, entry.event == Event::kMember ? State::kNotMade : State::kOpen});
+            }
+            PendingRecord& record = known == places.end() ? records.back() : records[known->second];
+            record.state = isMade ? State::kMade : record.state;
+            break;
+        }
+        case Event::kDropped:
+            if (known != places.end()) {
+                records[known->second].state = State::kGone;
+                places.erase(known);
+            } else {
+                records.push_back({entry.record, State::kGone});
+            }
+            break;
+        case Event::kGroupBegun:
+        case Event::kGroupMade:
+            for (std::size_t i = known != places.end() ? known->second : records.size(); i < records.size(); ++i) {
+                const bool isMember = records[i].state == State::kNotMade || records[i].state == State::kCut;
+                records[i].state = !isMember                           ? records[i].state
+                                   : entry.event == Event::kGroupBegun ? State::kCut
+                                                                       : State::kMade;
+            }
+            break;
+        }
+    }
+    return records;
 }
 
 } // namespace tolvar

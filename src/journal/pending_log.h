@@ -21,6 +21,10 @@ public:
         kBegun = 'b',   ///< the change of this record is about to be made
         kMade = 'm',    ///< it was made, and is durable
         kDropped = 'd', ///< the record is gone: undone, removed, expired, or its change failed
+        kMember = 'B',  ///< the change of this record is about to be made in memory, as one of a group
+        kGroupBegun =
+            'G',          ///< the members from this record on, with their backups, are durable: they are about to be so
+        kGroupMade = 'M', ///< the members from this record on are durable
     };
     struct Entry {
         Event event;
@@ -40,9 +44,11 @@ public:
     /// An error leaves the log as it was.
     [[nodiscard]] Result<void> Append(Event event, std::string_view record);
 
-    /// Adds an entry that may be lost in a power cut, or reach the medium with the next one that is not. A failure to
-    /// write it is no more than that.
-    void Note(Event event, std::string_view record);
+    /// Adds an entry that may be lost in a power cut, or reach the medium with the next one that is not.
+    [[nodiscard]] Result<void> AppendLater(Event event, std::string_view record);
+
+    /// The same where a failure is no more than such a loss.
+    void Note(Event event, std::string_view record) { static_cast<void>(AppendLater(event, record)); }
 
     /// Adds many entries at once, durably together.
     [[nodiscard]] Result<void> AppendAll(Event event, const std::vector<std::string>& records);
@@ -61,5 +67,22 @@ private:
     std::uint64_t m_end = 0;
     std::vector<Entry> m_entries; ///< as Open found them
 };
+
+/// What the entries come to for one record that was begun.
+struct PendingRecord {
+    enum class State {
+        kOpen,    ///< nobody knows whether its change was made
+        kMade,    ///< it was made
+        kNotMade, ///< it belongs to a group that never got as far as the medium
+        kCut,     ///< it belongs to a group of which some hives may have got their changes, and others not
+        kGone,    ///< it was dropped
+    };
+    std::string record;
+    State state;
+};
+
+/// The records that `entries` tell of, in the order in which they were begun. The same text may come again after it was
+/// dropped, where the clock was set back.
+[[nodiscard]] std::vector<PendingRecord> ReplayPending(const std::vector<PendingLog::Entry>& entries);
 
 } // namespace tolvar

@@ -45,6 +45,23 @@ bool IsStamp(std::string_view text)
     return text.size() == kStampLength && std::ranges::all_of(text, IsDigit);
 }
 
+std::string TakenStamps::TakeNext(std::uint64_t now, const std::function<bool(const std::string&)>& isTaken)
+{
+    std::uint64_t millisecond = now / kTicksPerMillisecond;
+    if (millisecond >= m_first && millisecond <= m_last) {
+        millisecond = m_last + 1;
+    } else {
+        m_first = millisecond;
+    }
+    std::string stamp = FormatStamp(millisecond * kTicksPerMillisecond);
+    while (isTaken(stamp)) {
+        ++millisecond;
+        stamp = FormatStamp(millisecond * kTicksPerMillisecond);
+    }
+    m_last = millisecond;
+    return stamp;
+}
+
 std::optional<StampDate> DateOf(std::string_view name)
 {
     constexpr std::size_t kDateLength = 8;

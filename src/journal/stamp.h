@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,5 +25,18 @@ struct StampDate {
 
 /// The date that a name begins with; nothing where it begins with none.
 [[nodiscard]] std::optional<StampDate> DateOf(std::string_view name);
+
+/// Times in a row of which every millisecond has its stamp taken: where many changes are made in one millisecond, the
+/// search for the next one that is free goes on where the last one ended.
+class TakenStamps {
+public:
+    /// The stamp of `now` (100 ns since 1601-01-01 UTC), or of the first millisecond after it, of which `isTaken` says
+    /// no. From then on it is taken. Cost: one question, unless others have taken what comes next.
+    [[nodiscard]] std::string TakeNext(std::uint64_t now, const std::function<bool(const std::string&)>& isTaken);
+
+private:
+    std::uint64_t m_first = 1; ///< milliseconds
+    std::uint64_t m_last = 0;
+};
 
 } // namespace tolvar

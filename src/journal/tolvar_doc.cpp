@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <future>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "journal/change_snapshot.h"
@@ -46,6 +45,12 @@ std::filesystem::path CTolvarDoc::Snapshot(std::string_view stamp) const
 Result<void> CTolvarDoc::CheckUsable() const
 {
     return m_failure ? tl::unexpected(*m_failure) : Result<void>();
+}
+
+Result<void> CTolvarDoc::CheckFree() const
+{
+    return m_group.depth != 0 ? Failure(ErrorCode::kInvalidFunction, "a group of changes is being made")
+                              : CheckUsable();
 }
 
 Result<void> CTolvarDoc::MakeFolders()
@@ -98,47 +103,39 @@ Result<void> CTolvarDoc::ReadIndex()
     return {};
 }
 
-/// Brings the journal up to what happened since `index` was written. `open` gets the records of changes that were begun
-/// and neither made nor given up.
-void CTolvarDoc::TakePendingOver(const std::vector<PendingLog::Entry>& entries, std::vector<std::string>& open)
+/// Brings the journal up to what happened since `index` was written.
+CTolvarDoc::Unsettled CTolvarDoc::TakePendingOver(const std::vector<PendingLog::Entry>& entries)
 {
-    // The same text may come again after it was dropped, where the clock was set back.
-    std::vector<const PendingLog::Entry*> begun; // null where it was dropped afterwards
-    std::unordered_map<std::string_view, std::size_t> places;
+    Unsettled unsettled;
+    if (entries.empty()) {
+        return unsettled;
+    }
+    m_isIndexStale = true;
+    const std::vector<PendingRecord> records = ReplayPending(entries);
     std::unordered_set<std::string_view> dropped;
-    std::unordered_set<std::string_view> made;
-    for (const PendingLog::Entry& entry : entries) {
-        const auto [known, isNew] = places.try_emplace(entry.record, begun.size());
-        if (entry.event == PendingLog::Event::kDropped) {
-            if (!isNew) {
-                begun[known->second] = nullptr;
-            }
-            places.erase(known);
-            made.erase(entry.record);
-            dropped.insert(entry.record);
-            continue;
-        }
-        if (isNew) {
-            begun.push_back(&entry);
-        }
-        if (entry.event == PendingLog::Event::kMade) {
-            made.insert(entry.record);
+    for (const PendingRecord& record : records) {
+        if (record.state == PendingRecord::State::kGone) {
+            dropped.insert(record.record);
         }
     }
     std::erase_if(m_journal, [&dropped](const std::string& record) { return dropped.contains(record); });
-    std::unordered_set<std::string> held;
-    if (!entries.empty()) {
-        held.insert(m_journal.begin(), m_journal.end());
-    }
-    for (const PendingLog::Entry* entry : begun) {
-        if (entry != nullptr && !held.contains(entry->record)) {
-            m_journal.push_back(entry->record);
-            if (!made.contains(entry->record)) {
-                open.push_back(entry->record);
-            }
+    const std::unordered_set<std::string> held(m_journal.begin(), m_journal.end());
+    for (const PendingRecord& record : records) {
+        if (record.state == PendingRecord::State::kGone || held.contains(record.record)) {
+            continue;
+        }
+        if (record.state == PendingRecord::State::kNotMade) {
+            unsettled.notMade.push_back(record.record);
+            continue;
+        }
+        m_journal.push_back(record.record);
+        if (record.state == PendingRecord::State::kOpen) {
+            unsettled.open.push_back(record.record);
+        } else if (record.state == PendingRecord::State::kCut) {
+            unsettled.cut.push_back(record.record);
         }
     }
-    m_isIndexStale = m_isIndexStale || !entries.empty();
+    return unsettled;
 }
 
 /// Drops the records of changes that a crash kept from being made. Where the registry can't tell, the record stays:
@@ -192,20 +189,25 @@ Result<void> CTolvarDoc::OnNewDocument()
         return failed(pending.error());
     }
     m_pending.emplace(*std::move(pending));
-    std::vector<std::string> open;
-    TakePendingOver(m_pending->Entries(), open);
+    const Unsettled unsettled = TakePendingOver(m_pending->Entries());
     m_pending->ForgetEntries();
+    for (const std::string& record : m_journal) {
+        RememberStamp(StampOf(record));
+    }
     if (m_options.isReadOnly) {
         m_failure = Error{ErrorCode::kWriteProtect, "the journal is open for reading only"};
         return {};
     }
-    SettleOpen(open);
+    SettleOpen(unsettled.open);
+    if (auto settled = SettleCut(unsettled); !settled) {
+        return failed(settled.error()); // later changes would be taken back with it
+    }
     static_cast<void>(ExpireBackups(m_options.keepDays)); // what can't be dropped today can be tomorrow
     return {};
 }
 
-Result<void> CTolvarDoc::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes,
-                                      std::string_view behind) const
+Result<void> CTolvarDoc::WriteFile(const std::filesystem::path& file, std::span<const std::byte> bytes,
+                                   std::string_view behind) const
 {
     Result<std::unique_ptr<StoredFile>> stored = m_options.files->Open(file, FileStore::Mode::kCreate);
     if (!stored) {
@@ -213,8 +215,13 @@ Result<void> CTolvarDoc::WriteDurably(const std::filesystem::path& file, std::sp
     }
     Result<void> done = (*stored)->Resize(0);
     done = done ? (*stored)->Write(0, bytes) : done;
-    done = done && !behind.empty() ? (*stored)->Write(bytes.size(), std::as_bytes(std::span(behind))) : done;
-    return done ? (*stored)->Sync() : done;
+    return done && !behind.empty() ? (*stored)->Write(bytes.size(), std::as_bytes(std::span(behind))) : done;
+}
+
+Result<void> CTolvarDoc::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
+{
+    auto written = WriteFile(file, bytes);
+    return written ? m_options.files->SyncAll({&file, 1}) : written;
 }
 
 Result<void> CTolvarDoc::WriteIndex()
@@ -230,7 +237,6 @@ Result<void> CTolvarDoc::WriteIndex()
     if (m_isIndexDamaged) { // a copy for someone to look at; without it the file is not replaced
         const Result<MappedFile> damaged = files.Map(index, 0);
         auto kept = damaged ? WriteDurably(Beside("index.damaged"), damaged->Bytes()) : tl::unexpected(damaged.error());
-        kept = kept ? files.SyncFolder(m_options.dataFolder.parent_path()) : kept;
         if (!kept) {
             return kept;
         }
@@ -261,21 +267,28 @@ void CTolvarDoc::SetBookmarks(std::vector<std::string> paths, std::vector<std::s
     m_bookmarkTargets = std::move(targets);
 }
 
-/// The time, or the first millisecond after it whose stamp no file and no record has.
-std::string CTolvarDoc::NewStamp() const
+void CTolvarDoc::RememberStamp(std::string_view stamp)
 {
-    constexpr std::uint64_t kMillisecond = 10'000;
-    std::uint64_t time = m_options.clock->Now();
-    while (true) {
-        const std::string stamp = FormatStamp(time);
-        const bool isTaken =
-            m_options.files->Exists(TextBackup(stamp)) || m_options.files->Exists(Snapshot(stamp)) ||
-            std::ranges::any_of(m_journal, [&stamp](const std::string& record) { return record.ends_with(stamp); });
-        if (!isTaken) {
-            return stamp;
-        }
-        time += kMillisecond;
+    if (IsStamp(stamp) && stamp > m_latestStamp) {
+        m_latestStamp = stamp;
     }
+}
+
+/// Whether a file or a record has this stamp. Records are looked through only where the clock was set back.
+bool CTolvarDoc::IsTaken(const std::string& stamp) const
+{
+    const auto has = [&stamp](const std::string& record) { return record.ends_with(stamp); };
+    const bool hasRecord =
+        stamp <= m_latestStamp && (std::ranges::any_of(m_journal, has) || std::ranges::any_of(m_group.records, has));
+    return hasRecord || m_options.files->Exists(TextBackup(stamp)) || m_options.files->Exists(Snapshot(stamp));
+}
+
+std::string CTolvarDoc::NewStamp()
+{
+    std::string stamp =
+        m_takenStamps.TakeNext(m_options.clock->Now(), [this](const std::string& text) { return IsTaken(text); });
+    RememberStamp(stamp);
+    return stamp;
 }
 
 /// Writes the text backup, and what it came to into the seal.
@@ -299,12 +312,11 @@ Result<void> CTolvarDoc::WriteTextBackup(const PreparedChange& change, const std
     seal.textSize = sum.Size();
     seal.textSum = sum.Value();
     seal.isTextWhole = losses->count == 0;
-    auto synced = (*text)->Sync();
-    return synced ? m_options.files->SyncFolder(m_options.dataFolder) : synced;
+    return {};
 }
 
-/// Writes the text backup and the snapshot of a change, durably. `image` gets the snapshot's hive. A key's image is
-/// made beside the writing of its text: both of them only look at the registry.
+/// Writes the text backup and the snapshot of a change, not yet durably. `image` gets the snapshot's hive. A key's
+/// image is made beside the writing of its text: both of them only look at the registry.
 Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::string& stamp, const std::string& record,
                                       std::vector<std::byte>& image) const
 {
@@ -320,8 +332,7 @@ Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::s
     if (const Result<KeyImage> hive = KeyImage::FromBytes(image, "image"); hive) {
         seal.isSameAgain = change.IsSameAgain(*hive);
     }
-    written = WriteDurably(Snapshot(stamp), image, SealOf(image, seal));
-    return written ? m_options.files->SyncFolder(Beside("snapshots")) : written;
+    return WriteFile(Snapshot(stamp), image, SealOf(image, seal));
 }
 
 /// Takes a change back that was made in memory and could not be made durable. Where the file can't be had either, the
@@ -332,9 +343,11 @@ void CTolvarDoc::TakeBack(const ChangeRecord& change, const std::vector<std::byt
     const Result<KeyImage> before =
         KeyImage::FromBytes(image, "image"); // there is none of a change that needs no backup
     const UndoSource source = before ? UndoSource(&*before) : UndoSource();
-    if (UndoChange(change, source) && FlushChange(change)) {
+    if (UndoChange(change, source) && (m_group.depth != 0 || FlushChange(change))) {
         m_pending->Note(PendingLog::Event::kDropped, record);
         RemoveBackups(stamp);
+    } else if (m_group.depth != 0) { // it stays half made, and is undone with its group
+        m_group.records.push_back(record);
     } else {
         m_hasOpenChange = true;
     }
@@ -349,28 +362,32 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
     if (!prepared) {
         return tl::unexpected(prepared.error());
     }
+    if (m_user.empty()) {
+        m_user = SessionUserName();
+    }
     const std::string stamp = NewStamp();
     ChangeRecord written = change; // as it came, but for what it turned out to be
     written.kind = prepared->Change().kind;
-    std::string record = FormatRecord(written, change.user.value_or(SessionUserName()), stamp);
+    std::string record = FormatRecord(written, change.user.value_or(m_user), stamp);
     std::vector<std::byte> image;
-    const bool isPlain = ParseRecord(record).isPlain;
+    std::vector<std::filesystem::path> backups;
     Result<void> done;
     if (prepared->NeedsBackup()) {
+        backups = {TextBackup(stamp), Snapshot(stamp)};
         done = WriteBackups(*prepared, stamp, record, image);
-    } else if (!isPlain) { // the fields of such a record are told by a seal alone
-        done = WriteDurably(Snapshot(stamp), {}, SealOf({}, {record, prepared->Change()}));
-        done = done ? m_options.files->SyncFolder(Beside("snapshots")) : done;
+    } else if (!ParseRecord(record).isPlain) { // the fields of such a record are told by a seal alone
+        backups = {Snapshot(stamp)};
+        done = WriteFile(Snapshot(stamp), {}, SealOf({}, {record, prepared->Change()}));
     }
     m_isIndexStale = true;
-    done = done ? m_pending->Append(PendingLog::Event::kBegun, record) : done;
+    done = done ? Announce(record, backups) : done;
     if (!done) {
         RemoveBackups(stamp);
         return done;
     }
     done = prepared->Make();
     const bool isMade = done.has_value();
-    done = done ? prepared->Flush() : done;
+    done = done && m_group.depth == 0 ? prepared->Flush() : done;
     if (!done) {
         if (isMade || prepared->Change().kind == ChangeKind::kRename) { // a rename takes more than one step
             TakeBack(prepared->Change(), image, record, stamp);
@@ -380,12 +397,33 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
         }
         return done;
     }
+    if (m_group.depth != 0) {
+        m_group.records.push_back(std::move(record));
+        return done;
+    }
     m_pending->Note(PendingLog::Event::kMade, record);
+    Show(std::move(record));
+    return done;
+}
+
+/// Says in the pending log that a change is about to be made: durably, and its backups before it. A group's comes
+/// later.
+Result<void> CTolvarDoc::Announce(const std::string& record, std::span<const std::filesystem::path> backups)
+{
+    if (m_group.depth != 0) {
+        m_group.backups.insert(m_group.backups.end(), backups.begin(), backups.end());
+        return m_pending->AppendLater(PendingLog::Event::kMember, record);
+    }
+    auto synced = m_options.files->SyncAll(backups);
+    return synced ? m_pending->Append(PendingLog::Event::kBegun, record) : synced;
+}
+
+void CTolvarDoc::Show(std::string record)
+{
     m_journal.push_back(std::move(record));
     if (m_observer != nullptr) {
         m_observer->OnRecordAdded(m_journal.back());
     }
-    return done;
 }
 
 } // namespace tolvar

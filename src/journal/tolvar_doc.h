@@ -9,6 +9,7 @@
 #include "journal/change_record.h"
 #include "journal/journal_record.h"
 #include "journal/pending_log.h"
+#include "journal/stamp.h"
 #include "platform/files/file_store.h"
 #include "platform/system/clock.h"
 #include "platform/system/error.h"
@@ -47,6 +48,8 @@ struct UndoReport {
     std::vector<Error> failures; ///< of entries that stay, the newest first
 };
 
+class UndoMaterial;
+
 /// The journal of all changes to the registry of the current session, and the only road to make one.
 ///
 /// Three promises. Nothing is lost by a crash: each record is durable before its change is made, in `journal.pending`
@@ -74,10 +77,11 @@ public:
     /// Errors: the file system's; what was to be written is then taken over by the next start.
     [[nodiscard]] Result<void> SaveModified();
 
-    /// Makes a change and journals it. On success both are durable. On an error the registry holds what it held before,
-    /// there is no record, and the code is one of: 5, some key of a subtree can't be had with all rights; 183, a key's
-    /// new name is taken; 1, the value to be renamed is not there; 2, what is to be changed is not there; 19, it is
-    /// mounted read only; that of OnNewDocument; the registry's or the file system's.
+    /// Makes a change and journals it. On success both are durable, unless a ChangeGroup stands: see there. On an error
+    /// the registry holds what it held before, there is no record, and the code is one of: 5, some key of a subtree
+    /// can't be had with all rights; 183, a key's new name is taken; 1, the value to be renamed is not there; 2, what
+    /// is to be changed is not there; 19, it is mounted read only; that of OnNewDocument; the registry's or the file
+    /// system's.
     [[nodiscard]] Result<void> ApplyChange(const ChangeRecord& change);
 
     /// Brings back what the change of an entry overwrote or removed, takes away what it made, and drops the entry with
@@ -100,6 +104,9 @@ public:
     /// The records, the oldest first. Valid until the journal changes.
     [[nodiscard]] std::span<const std::string> Journal() const noexcept { return m_journal; }
 
+    /// What OnNewDocument took back of a group that a crash cut; entries that could not be taken back stay.
+    [[nodiscard]] const UndoReport& TakenBack() const noexcept { return m_takenBack; }
+
     /// For bookmarks that are kept between runs: their paths, and what they lead to.
     [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const noexcept { return m_bookmarkPaths; }
     [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const noexcept { return m_bookmarkTargets; }
@@ -111,8 +118,25 @@ public:
     [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_options.dataFolder; }
 
 private:
-    struct Backups; ///< of one change, while it is made
-    class UndoMaterial;
+    friend class ChangeGroup;
+
+    /// Records that the last run left without an end.
+    struct Unsettled {
+        std::vector<std::string> open;    ///< of changes that were begun, and nobody knows whether they were made
+        std::vector<std::string> notMade; ///< of a group that never got as far as the medium: not in the journal
+        std::vector<std::string> cut;     ///< of a group that may have been made in part
+    };
+    /// The changes of a ChangeGroup, made in memory alone.
+    struct Group {
+        unsigned depth = 0; ///< groups that stand
+        std::vector<std::string> records;
+        std::vector<std::filesystem::path> backups; ///< written, and not yet durable
+    };
+    struct Undone {
+        UndoReport report;
+        std::vector<std::string> gone; ///< records whose changes were undone
+        std::vector<std::string> left; ///< those that could not be, the oldest first
+    };
 
     [[nodiscard]] std::filesystem::path Beside(const char* name) const;
     [[nodiscard]] std::filesystem::path TextBackup(std::string_view stamp) const;
@@ -121,23 +145,35 @@ private:
     [[nodiscard]] Result<void> MakeFolders();
     [[nodiscard]] Result<void> LockFolder();
     [[nodiscard]] Result<void> ReadIndex();
-    void TakePendingOver(const std::vector<PendingLog::Entry>& entries, std::vector<std::string>& open);
+    [[nodiscard]] Unsettled TakePendingOver(const std::vector<PendingLog::Entry>& entries);
     void SettleOpen(const std::vector<std::string>& open);
+    [[nodiscard]] Result<void> SettleCut(const Unsettled& unsettled);
     [[nodiscard]] Result<void> WriteIndex();
 
-    [[nodiscard]] std::string NewStamp() const;
+    void RememberStamp(std::string_view stamp);
+    [[nodiscard]] bool IsTaken(const std::string& stamp) const;
+    [[nodiscard]] std::string NewStamp();
     [[nodiscard]] Result<void> WriteTextBackup(const class PreparedChange& change, const std::string& stamp,
                                                struct SnapshotSeal& seal) const;
     [[nodiscard]] Result<void> WriteBackups(const PreparedChange& change, const std::string& stamp,
                                             const std::string& record, std::vector<std::byte>& image) const;
-    [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes,
-                                            std::string_view behind = {}) const;
+    [[nodiscard]] Result<void> WriteFile(const std::filesystem::path& file, std::span<const std::byte> bytes,
+                                         std::string_view behind = {}) const;
+    [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;
+    [[nodiscard]] Result<void> Announce(const std::string& record, std::span<const std::filesystem::path> backups);
+    void Show(std::string record);
     void TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record,
                   const std::string& stamp);
+    [[nodiscard]] Result<UndoMaterial> Material(const std::string& record) const;
+    [[nodiscard]] Undone UndoInMemory(const std::vector<std::string>& records) const;
+    [[nodiscard]] Result<void> CommitGroup();
+    [[nodiscard]] UndoReport TakeGroupBack(std::size_t first);
+    [[nodiscard]] Result<void> DropGroup(const std::vector<std::string>& gone);
     void RemoveBackups(std::string_view stamp) const;
     void RemoveGroupMembers(const JournalRecord& group) const;
     void Forget(const std::vector<std::size_t>& sorted);
     [[nodiscard]] Result<void> CheckUsable() const;
+    [[nodiscard]] Result<void> CheckFree() const;
 
     JournalOptions m_options;
     std::optional<Error> m_failure; ///< why no change can be taken
@@ -147,10 +183,43 @@ private:
     std::vector<std::string> m_journal;
     std::vector<std::string> m_bookmarkTargets;
     JournalObserver* m_observer = nullptr;
+    TakenStamps m_takenStamps;
+    std::string m_latestStamp; ///< of all that the journal ever had; empty: none
+    Group m_group;
+    UndoReport m_takenBack;
+    std::string m_user;            ///< of this session; empty until it is needed
     bool m_isIndexStale = false;   ///< the file does not hold what is here
     bool m_isIndexDamaged = false; ///< the file broke off: what it holds is kept aside before it is written anew
     bool m_hasOpenChange =
         false; ///< a change failed and could not be taken back in the file: the next start settles it
+};
+
+/// Several changes that are made as one: all of them or none, whatever comes between, a power cut too. While it stands,
+/// the document's ApplyChange makes changes in memory, and writes their records and backups; Commit makes them durable
+/// together, for what one flush costs. The document undoes and removes nothing meanwhile, and shows none of the
+/// records.
+///
+/// Groups may stand in each other: what an inner one commits is durable with the outermost one, and goes with it.
+class ChangeGroup {
+public:
+    /// `document` must outlive the group.
+    explicit ChangeGroup(CTolvarDoc& document);
+    ~ChangeGroup(); ///< takes back what was not committed
+    ChangeGroup(const ChangeGroup&) = delete;
+    ChangeGroup& operator=(const ChangeGroup&) = delete;
+
+    /// Makes all changes durable, each with an entry of its own. Once. On an error the registry holds what it held
+    /// before the group, and there are no entries; where that can't be made durable either, the next start sees to it,
+    /// and the document takes no more changes.
+    [[nodiscard]] Result<void> Commit();
+
+    /// Takes back what was changed, in place of Commit. What can't be taken back stays, durably, with its entries.
+    UndoReport TakeBack();
+
+private:
+    CTolvarDoc& m_document;
+    std::size_t m_first; ///< place of its first record among all of the standing groups
+    bool m_isOpen = true;
 };
 
 } // namespace tolvar

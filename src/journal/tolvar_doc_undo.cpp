@@ -1,103 +1,24 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "journal/change_snapshot.h"
-#include "journal/content_hash.h"
 #include "journal/expiry.h"
 #include "journal/index_file.h"
-#include "journal/make_change.h"
 #include "journal/tolvar_doc.h"
 #include "journal/undo_change.h"
-#include "key_text/read_key_text.h"
+#include "journal/undo_material.h"
 
 namespace tolvar {
 
-/// What an entry is undone from, looked at in full before anything is changed.
-class CTolvarDoc::UndoMaterial {
-public:
-    /// Errors: see UndoEntry.
-    [[nodiscard]] static Result<UndoMaterial> Gather(const CTolvarDoc& document, const std::string& record)
-    {
-        UndoMaterial material;
-        const JournalRecord fields = ParseRecord(record);
-        if (!IsStamp(fields.stamp)) {
-            return Failure(ErrorCode::kInvalidData, "the record can't be read: " + record);
-        }
-        FileStore& files = *document.m_options.files;
-        Result<ChangeSnapshot> snapshot = ChangeSnapshot::Open(files, document.Snapshot(fields.stamp));
-        const bool isSealed = snapshot && snapshot->Seal().record == record;
-        if (isSealed) {
-            material.m_snapshot.emplace(*std::move(snapshot));
-            material.m_change = material.m_snapshot->Seal().change;
-        } else {
-            const bool isKind = fields.kind >= static_cast<int>(ChangeKind::kDelete) &&
-                                fields.kind <= static_cast<int>(ChangeKind::kNew);
-            if (!fields.isPlain || !isKind || fields.object < 0 || fields.object > 2) {
-                return Failure(ErrorCode::kInvalidData,
-                               "the record can't be read, and its snapshot is missing: " + record);
-            }
-            material.m_change = ChangeOf(fields, document.m_options.emptyNameLabel);
-        }
-        if (material.m_change.kind == ChangeKind::kNew || (isSealed && material.m_snapshot->Image() != nullptr)) {
-            return material;
-        }
-        const std::filesystem::path text = document.TextBackup(fields.stamp);
-        if (!files.Exists(text)) {
-            return Failure(ErrorCode::kFileNotFound,
-                           "the backups of this change are missing or damaged: " + text.string());
-        }
-        Result<MappedFile> map = files.Map(text, 0);
-        if (!map) {
-            return tl::unexpected(map.error());
-        }
-        material.m_text = *std::move(map);
-        return material.IsTextGood()
-                   ? Result<UndoMaterial>(std::move(material))
-                   : Failure(ErrorCode::kFileCorrupt, "the backups of this change are damaged: " + text.string());
-    }
-
-    [[nodiscard]] const ChangeRecord& Change() const noexcept { return m_change; }
-
-    [[nodiscard]] UndoSource Source() const
-    {
-        if (m_change.kind == ChangeKind::kNew) {
-            return {};
-        }
-        return m_snapshot && m_snapshot->Image() != nullptr ? UndoSource(m_snapshot->Image()) : UndoSource(Text());
-    }
-
-private:
-    [[nodiscard]] std::string_view Text() const
-    {
-        const auto bytes = m_text->Bytes();
-        return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-    }
-
-    [[nodiscard]] bool IsTextGood() const
-    {
-        const std::string_view text = Text();
-        if (m_text->AnyFailed()) {
-            return false;
-        }
-        if (m_snapshot) {
-            const SnapshotSeal& seal = m_snapshot->Seal();
-            return seal.isTextWhole && seal.textSize == text.size() && seal.textSum == ContentHash::Of(m_text->Bytes());
-        }
-        // Without a seal a text can be judged by its look alone: a value that went was there.
-        const bool isValueGone = !m_change.IsKey() && m_change.kind != ChangeKind::kModify;
-        const bool isKeyCut = m_change.IsKey() && !text.empty() && !text.ends_with('\n');
-        return IsWholeKeyText(text) && !(isValueGone && text.empty()) && !isKeyCut;
-    }
-
-    std::optional<ChangeSnapshot> m_snapshot;
-    std::optional<MappedFile> m_text;
-    ChangeRecord m_change;
-};
+Result<UndoMaterial> CTolvarDoc::Material(const std::string& record) const
+{
+    const std::string_view stamp = StampOf(record);
+    return UndoMaterial::Gather(*m_options.files, TextBackup(stamp), Snapshot(stamp), record, m_options.emptyNameLabel);
+}
 
 Result<UndoOutcome> CTolvarDoc::UndoEntry(std::size_t index)
 {
-    if (auto usable = CheckUsable(); !usable) {
-        return tl::unexpected(usable.error());
+    if (auto free = CheckFree(); !free) {
+        return tl::unexpected(free.error());
     }
     if (index >= m_journal.size()) {
         return Failure(ErrorCode::kInvalidParameter, "the journal has no entry " + std::to_string(index));
@@ -106,7 +27,7 @@ Result<UndoOutcome> CTolvarDoc::UndoEntry(std::size_t index)
     if (ParseRecord(record).IsGroup()) {
         return UndoOutcome::kLeft;
     }
-    const Result<UndoMaterial> material = UndoMaterial::Gather(*this, record);
+    const Result<UndoMaterial> material = Material(record);
     if (!material) {
         return tl::unexpected(material.error());
     }
@@ -187,8 +108,8 @@ void CTolvarDoc::Forget(const std::vector<std::size_t>& sorted)
 
 Result<void> CTolvarDoc::RemoveEntries(const std::vector<std::size_t>& indices)
 {
-    if (auto usable = CheckUsable(); !usable) {
-        return usable;
+    if (auto free = CheckFree(); !free) {
+        return free;
     }
     std::vector<std::size_t> sorted = indices;
     std::erase_if(sorted, [this](std::size_t index) { return index >= m_journal.size(); });
@@ -214,8 +135,8 @@ Result<void> CTolvarDoc::RemoveEntries(const std::vector<std::size_t>& indices)
 
 Result<std::size_t> CTolvarDoc::ExpireBackups(int keepDays)
 {
-    if (auto usable = CheckUsable(); !usable) {
-        return tl::unexpected(usable.error());
+    if (auto free = CheckFree(); !free) {
+        return tl::unexpected(free.error());
     }
     const StampDate today = DateOf(FormatStamp(m_options.clock->Now())).value_or(StampDate{});
     const auto isExpired = [&](std::string_view name) {

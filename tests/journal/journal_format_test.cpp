@@ -1,3 +1,5 @@
+#include <set>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -193,6 +195,75 @@ TEST(PendingLog, EndsAtTheFirstEntryThatDoesNotFit)
         EXPECT_LT(read(altered).size(), read(whole).size()) << at;
         EXPECT_TRUE(read(whole).starts_with(read(std::span(whole).first(at)))) << at;
     }
+}
+
+TEST(PendingLog, TellsWhatBecameOfEachRecord)
+{
+    struct Case {
+        const char* entries; ///< event and record each
+        const char* states;  ///< o: open, m: made, n: not made, c: cut, g: gone
+    };
+    for (const Case& c : {
+             Case{"", ""},
+             Case{"b1", "o1"},
+             Case{"b1 m1", "m1"},
+             Case{"b1 b2 m2", "o1 m2"},
+             Case{"m1", "m1"}, // a start without a clean end wrote no more
+             Case{"b1 m1 d1", "g1"},
+             Case{"d1", "g1"}, // of the index
+             Case{"b1 d1 b1", "g1 o1"},
+             Case{"d1 b1 m1", "g1 m1"},
+             Case{"B1 B2", "n1 n2"},
+             Case{"B1 B2 d2", "n1 g2"},
+             Case{"B1 B2 G1", "c1 c2"},
+             Case{"B1 B2 G1 d2", "c1 g2"},
+             Case{"B1 B2 G1 M1", "m1 m2"},
+             Case{"B1 B2 G1 M1 d1", "g1 m2"},
+             Case{"b1 B2 G2", "o1 c2"},
+             Case{"B1 B2 B3 G2 M2", "n1 m2 m3"},
+             Case{"B1 G1 M1 B2 G2", "m1 c2"},
+             Case{"B1 G1 m1", "m1"},
+             Case{"B1 G9 M9", "n1"}, // of no member
+         }) {
+        SCOPED_TRACE(c.entries);
+        std::vector<PendingLog::Entry> entries;
+        for (std::string_view rest = c.entries; rest.size() >= 2;
+             rest.remove_prefix(std::min<std::size_t>(3, rest.size()))) {
+            entries.push_back({static_cast<PendingLog::Event>(rest[0]), std::string(1, rest[1])});
+        }
+        std::string states;
+        for (const PendingRecord& record : ReplayPending(entries)) {
+            states +=
+                (states.empty() ? "" : " ") + std::string(1, "omncg"[static_cast<int>(record.state)]) + record.record;
+        }
+        EXPECT_EQ(states, c.states);
+    }
+}
+
+TEST(Stamp, IsTheTimeOrTheNextMillisecondThatIsFree)
+{
+    constexpr std::uint64_t kNow = 127'245'168'000'000'000;
+    constexpr std::uint64_t kMillisecond = 10'000;
+    std::set<std::string> taken = {FormatStamp(kNow + 2 * kMillisecond)};
+    TakenStamps stamps;
+    std::size_t questions = 0;
+    const auto take = [&](std::uint64_t now) {
+        const std::string stamp = stamps.TakeNext(now, [&](const std::string& text) {
+            ++questions;
+            return taken.contains(text);
+        });
+        EXPECT_TRUE(taken.insert(stamp).second);
+        return stamp;
+    };
+    EXPECT_EQ(take(kNow), FormatStamp(kNow));
+    EXPECT_EQ(take(kNow + kMillisecond - 1), FormatStamp(kNow + kMillisecond));
+    EXPECT_EQ(take(kNow), FormatStamp(kNow + 3 * kMillisecond));
+    EXPECT_EQ(questions, 4U);
+    EXPECT_EQ(take(kNow + 3 * kMillisecond), FormatStamp(kNow + 4 * kMillisecond));
+    EXPECT_EQ(questions, 5U) << "the last one is remembered";
+    EXPECT_EQ(take(kNow + 9 * kMillisecond), FormatStamp(kNow + 9 * kMillisecond));
+    EXPECT_EQ(take(kNow - kMillisecond), FormatStamp(kNow - kMillisecond)) << "a clock that was set back";
+    EXPECT_EQ(take(kNow - kMillisecond), FormatStamp(kNow + 5 * kMillisecond));
 }
 
 } // namespace

@@ -416,7 +416,7 @@ void PlayMany(bool isLastFirst)
     const std::uint32_t first = one != nullptr ? static_cast<std::uint32_t>(std::atoi(one)) : 0;
     const std::uint32_t series = one != nullptr     ? 1
                                  : count != nullptr ? static_cast<std::uint32_t>(std::atoi(count))
-                                                    : 150;
+                                                    : 40;
     for (std::uint32_t seed = first; seed < first + series && !testing::Test::HasFailure(); ++seed) {
         SCOPED_TRACE("TOLVAR_JOURNAL_SEED=" + std::to_string(seed));
         Series(seed).Play(isLastFirst);

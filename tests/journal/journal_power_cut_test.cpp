@@ -1,4 +1,6 @@
+#include <cstdlib>
 #include <functional>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -97,13 +99,20 @@ void ExpectWayBack(JournalSession& session, const State& start)
     EXPECT_EQ(fixtures::Findings(session.Reader()), "");
 }
 
+/// How often each power cut is tried, with other chances of what reached the medium; TOLVAR_JOURNAL_CUTS asks for more.
+std::uint32_t CutsPerCall()
+{
+    const char* count = std::getenv("TOLVAR_JOURNAL_CUTS");
+    return count != nullptr ? static_cast<std::uint32_t>(std::atoi(count)) : 1;
+}
+
 TEST(JournalPowerCut, LosesNoAnsweredChangeAndKeepsNoneThatWasNotMade)
 {
     std::vector<Step> steps = AllSteps();
     const std::vector<State> states = StatesOf(steps);
     bool isThrough = false;
     for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
-        for (std::uint32_t chance = 0; chance < 4 && !HasFailure(); ++chance) {
+        for (std::uint32_t chance = 0; chance < CutsPerCall() && !HasFailure(); ++chance) {
             SCOPED_TRACE("call " + std::to_string(call) + ", chance " + std::to_string(chance));
             PowerCutStore store = FreshStore();
             std::size_t answered = 0;
@@ -115,7 +124,7 @@ TEST(JournalPowerCut, LosesNoAnsweredChangeAndKeepsNoneThatWasNotMade)
                 }
             }
             isThrough = answered == steps.size();
-            PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 4 + chance));
+            PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 64 + chance));
             JournalSession session(after);
             ASSERT_TRUE(session.Opened()) << Describe(session.Opened().error());
             const State found = StateOf(session);
@@ -189,6 +198,131 @@ TEST(JournalFullDisk, RefusesAChangeAndLeavesNothingOfIt)
         if (steps[isDone ? 0 : last](session.Document()) || isDone) {
             ExpectWayBack(session, states[0]);
         }
+    }
+}
+
+/// Changes that stand on each other, of every kind.
+std::vector<ChangeRecord> GroupChanges()
+{
+    const std::string odd = kTop + "\\Odd";
+    return {ChangeRecord::NewKey(kTop, "se;mi"),
+            ChangeRecord::NewValue(kTop + "\\se;mi", "v;w", 1, "text"),
+            ChangeRecord::EditValue(odd, "a:b=c", 7, "one;two"),
+            ChangeRecord::EditValue(odd, "a:b=c", 1, "three"),
+            ChangeRecord::DeleteValue(odd, "behind", 1),
+            ChangeRecord::NewValue(odd, "behind", 1, "another"),
+            ChangeRecord::RenameValue(odd, "", "semi;colon", 1),
+            ChangeRecord::RenameKey(odd, "Odder"),
+            ChangeRecord::DeleteKey(kTop + "\\Odder\\[x]:=;"),
+            ChangeRecord::RenameKey(kTop + "\\se;mi", "Odd")};
+}
+
+/// Makes all of them. Whether they were answered for.
+bool MakeGroup(CTolvarDoc& document)
+{
+    ChangeGroup group(document);
+    for (const ChangeRecord& change : GroupChanges()) {
+        if (!document.ApplyChange(change)) {
+            return false;
+        }
+    }
+    return group.Commit().has_value();
+}
+
+std::vector<State> StatesOfGroup()
+{
+    return StatesOf({MakeGroup});
+}
+
+/// Whether a start found all of the group, or nothing of it. Undoes it, then.
+bool ExpectAllOrNothing(JournalSession& session, const std::vector<State>& states)
+{
+    EXPECT_TRUE(session.Opened()) << Describe(session.Opened().error());
+    const State found = StateOf(session);
+    const State& expected = states[found.journal.empty() ? 0 : 1];
+    EXPECT_EQ(found.picture, expected.picture);
+    EXPECT_EQ(found.journal, expected.journal);
+    ExpectWayBack(session, states[0]);
+    return !found.journal.empty();
+}
+
+TEST(JournalGroup, IsAllThereOrNotAtAllAfterAPowerCut)
+{
+    const std::vector<State> states = StatesOfGroup();
+    ASSERT_EQ(states[1].journal.size(), GroupChanges().size());
+    bool isThrough = false;
+    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
+        for (std::uint32_t chance = 0; chance < CutsPerCall() && !HasFailure(); ++chance) {
+            SCOPED_TRACE("call " + std::to_string(call) + ", chance " + std::to_string(chance));
+            PowerCutStore store = FreshStore();
+            {
+                store.FailAt(call);
+                JournalSession session(store);
+                isThrough = session.Opened() && MakeGroup(session.Document());
+            }
+            PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 64 + chance));
+            JournalSession session(after);
+            const bool isThere = ExpectAllOrNothing(session, states);
+            EXPECT_TRUE(isThere || !isThrough) << "it was answered for";
+        }
+    }
+}
+
+TEST(JournalGroup, IsTakenBackAtTheNextStartThroughMorePowerCuts)
+{
+    const std::vector<State> states = StatesOfGroup();
+    std::size_t calls = 0;
+    {
+        PowerCutStore store = FreshStore();
+        JournalSession session(store);
+        store.FailAt(0);
+        ASSERT_TRUE(MakeGroup(session.Document()));
+        calls = store.Calls();
+    }
+    PowerCutStore cut = FreshStore();
+    {
+        JournalSession session(cut);
+        cut.FailAt(calls - 1); // the last mark: the hive is written by then
+        ASSERT_FALSE(MakeGroup(session.Document()));
+    }
+    bool isThrough = false;
+    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
+        SCOPED_TRACE(call);
+        PowerCutStore store = cut.AfterPowerCut(0);
+        {
+            store.FailAt(call);
+            JournalSession session(store);
+            isThrough = session.Opened().has_value() && store.Calls() < call;
+            EXPECT_TRUE(!isThrough || session.Document().TakenBack().undone == GroupChanges().size());
+        }
+        PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call));
+        JournalSession session(after);
+        EXPECT_FALSE(ExpectAllOrNothing(session, states));
+    }
+}
+
+TEST(JournalGroup, LeavesNothingWhereTheDiskIsFull)
+{
+    const std::vector<State> states = StatesOfGroup();
+    for (std::size_t call = 1; !HasFailure(); ++call) {
+        SCOPED_TRACE(call);
+        PowerCutStore store = FreshStore();
+        std::optional<JournalSession> session(store);
+        store.FailAt(call, PowerCutStore::Fault::kDiskFull);
+        const bool isDone = MakeGroup(session->Document());
+        const bool hasFailed = store.Calls() >= call;
+        store.FailAt(0);
+        const State found = StateOf(*session);
+        EXPECT_EQ(found.picture, states[isDone ? 1 : 0].picture);
+        EXPECT_EQ(found.journal, states[isDone ? 1 : 0].journal);
+        if (!hasFailed) {
+            EXPECT_TRUE(isDone);
+            break;
+        }
+        session.reset();
+        PowerCutStore after = store.AfterPowerCut(1);
+        session.emplace(after);
+        EXPECT_EQ(ExpectAllOrNothing(*session, states), isDone);
     }
 }
 

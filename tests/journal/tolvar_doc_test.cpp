@@ -101,10 +101,10 @@ TEST_F(Document, RefusesWithTheRightCodeAndLeavesNoTrace)
     EXPECT_TRUE(Doc().Journal().empty());
 }
 
-TEST_F(Document, BringsBackAMegabyteAndEveryOddValueWithItsPlace)
+TEST_F(Document, BringsBackALargeValueAndEveryOddValueWithItsPlace)
 {
     ChangeRecord large = ChangeRecord::NewValue(kOdd, "large", 12, {});
-    for (int i = 0; i < 1'000'000; ++i) {
+    for (int i = 0; i < 150'000; ++i) {
         large.data->append(i % 3 == 0 ? "0a " : "ff ");
     }
     Make(large);
@@ -354,6 +354,54 @@ TEST_F(Document, PastesTheValueThatATextNames)
     EXPECT_EQ(FreshKeyName(kTop), "New Key N#1");
     Make(ChangeRecord::NewKey(kTop, "new key n#1"));
     EXPECT_EQ(FreshKeyName(kTop), "New Key N#2");
+}
+
+TEST_F(Document, TakesAGroupBackThatIsNotCommitted)
+{
+    Make(ChangeRecord::NewKey(kTop, "kept"));
+    const std::string before = Now();
+    const std::vector<std::string> files = store.List("/d/backups").value();
+    {
+        const ChangeGroup group(Doc());
+        Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
+        Make(ChangeRecord::RenameKey(kOdd, "Odder"));
+        EXPECT_FALSE(Doc().ApplyChange(ChangeRecord::DeleteKey(kTop + "\\none")));
+        EXPECT_NE(Now(), before);
+        EXPECT_EQ(Doc().Journal().size(), 1U) << "its records are not to be seen yet";
+        EXPECT_EQ(Doc().UndoEntry(0).error().code, ErrorCode::kInvalidFunction);
+        EXPECT_EQ(Doc().RemoveEntry(0).error().code, ErrorCode::kInvalidFunction);
+        EXPECT_EQ(Doc().ExpireBackups(0).error().code, ErrorCode::kInvalidFunction);
+    }
+    EXPECT_EQ(Now(), before);
+    EXPECT_EQ(store.List("/d/backups").value(), files);
+    EXPECT_TRUE(store.List("/d/snapshots")->empty());
+    Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
+    Start();
+    EXPECT_EQ(Doc().Journal().size(), 2U);
+}
+
+TEST_F(Document, MakesWhatAnInnerGroupCommitsDurableWithTheOuterOne)
+{
+    ChangeGroup outer(Doc());
+    Make(ChangeRecord::NewKey(kTop, "a"));
+    {
+        ChangeGroup inner(Doc());
+        Make(ChangeRecord::NewKey(kTop, "b"));
+        EXPECT_EQ(inner.TakeBack().undone, 1U);
+        EXPECT_EQ(inner.TakeBack().undone, 0U);
+    }
+    ChangeGroup inner(Doc());
+    Make(ChangeRecord::NewKey(kTop, "c"));
+    EXPECT_TRUE(inner.Commit());
+    EXPECT_TRUE(Doc().Journal().empty());
+    EXPECT_TRUE(outer.Commit());
+    EXPECT_EQ(Doc().Journal().size(), 2U);
+    Start();
+    EXPECT_EQ(Doc().Journal().size(), 2U);
+    EXPECT_EQ(Doc().TakenBack().undone, 0U);
+    EXPECT_NE(Now().find("[a]"), std::string::npos);
+    EXPECT_EQ(Now().find("[b]"), std::string::npos);
+    EXPECT_NE(Now().find("[c]"), std::string::npos);
 }
 
 TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)

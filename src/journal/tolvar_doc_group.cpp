@@ -1,0 +1,151 @@
+#include <algorithm>
+#include <unordered_set>
+
+#include "journal/tolvar_doc.h"
+#include "journal/undo_change.h"
+#include "journal/undo_material.h"
+#include "platform/registry/registry.h"
+
+namespace tolvar {
+
+// A group comes to the medium in three steps, each durable before the next: backups and records; the mark that the
+// hives are about to be written; the hives. A last mark says that it is done. A start that finds no mark drops the
+// records, since no hive was written; one that finds the first mark alone takes all back, from backups that are whole.
+
+namespace {
+
+Result<void> FlushHives()
+{
+    Registry* const registry = Registry::Current();
+    return registry != nullptr ? registry->Flush() : Result<void>();
+}
+
+} // namespace
+
+/// Undoes changes in memory, the newest first.
+CTolvarDoc::Undone CTolvarDoc::UndoInMemory(const std::vector<std::string>& records) const
+{
+    Undone undone;
+    for (auto record = records.rbegin(); record != records.rend(); ++record) {
+        const Result<UndoMaterial> material = Material(*record);
+        const Result<void> done =
+            material ? UndoChange(material->Change(), material->Source()) : tl::unexpected(material.error());
+        (done ? undone.gone : undone.left).push_back(*record);
+        if (!done) {
+            undone.report.failures.push_back(done.error());
+        }
+    }
+    undone.report.undone = undone.gone.size();
+    std::ranges::reverse(undone.left);
+    return undone;
+}
+
+/// Says durably that records of a group are gone, and removes their backups.
+Result<void> CTolvarDoc::DropGroup(const std::vector<std::string>& gone)
+{
+    if (auto dropped = m_pending->AppendAll(PendingLog::Event::kDropped, gone); !dropped) {
+        return dropped;
+    }
+    for (const std::string& record : gone) {
+        RemoveBackups(StampOf(record));
+    }
+    return {};
+}
+
+/// Takes back the records of the standing groups from place `first` on, before any hive was written.
+UndoReport CTolvarDoc::TakeGroupBack(std::size_t first)
+{
+    const auto begin = m_group.records.begin() + static_cast<std::ptrdiff_t>(first);
+    Undone undone = UndoInMemory({begin, m_group.records.end()});
+    m_group.records.erase(begin, m_group.records.end());
+    m_group.records.insert(m_group.records.end(), undone.left.begin(), undone.left.end());
+    if (auto dropped = DropGroup(undone.gone); !dropped) {
+        m_failure = dropped.error(); // a later mark would take these for members of its group
+        undone.report.failures.push_back(dropped.error());
+    }
+    return std::move(undone.report);
+}
+
+Result<void> CTolvarDoc::CommitGroup()
+{
+    std::vector<std::string> records = std::move(m_group.records);
+    std::vector<std::filesystem::path> backups = std::move(m_group.backups);
+    m_group = {};
+    if (records.empty()) {
+        return {};
+    }
+    // Those of changes that failed or were taken back are gone.
+    std::erase_if(backups, [this](const std::filesystem::path& file) { return !m_options.files->Exists(file); });
+    const std::string first = records.front();
+    Result<void> done = CheckUsable();
+    done = done ? m_options.files->SyncAll(backups) : done;
+    done = done ? m_pending->Append(PendingLog::Event::kGroupBegun, first) : done;
+    done = done ? FlushHives() : done;
+    done = done ? m_pending->Append(PendingLog::Event::kGroupMade, first) : done;
+    if (done) {
+        for (std::string& record : records) {
+            Show(std::move(record));
+        }
+        return done;
+    }
+    if (!UndoInMemory(records).left.empty() || !FlushHives() || !DropGroup(records)) {
+        m_hasOpenChange = true; // the next start takes it back, before anything else is changed
+        m_failure = done.error();
+    }
+    return done;
+}
+
+/// Ends what a crash left of a group. Where it can't be taken back its records stay, to be undone one by one.
+Result<void> CTolvarDoc::SettleCut(const Unsettled& unsettled)
+{
+    static_cast<void>(DropGroup(unsettled.notMade)); // else they are dropped at the next start
+    Undone undone = UndoInMemory(unsettled.cut);
+    if (!undone.gone.empty()) {
+        if (auto flushed = FlushHives(); !flushed) {
+            return flushed;
+        }
+    }
+    if (auto dropped = DropGroup(undone.gone); !dropped) {
+        return dropped;
+    }
+    const std::unordered_set<std::string> gone(undone.gone.begin(), undone.gone.end());
+    std::erase_if(m_journal, [&gone](const std::string& record) { return gone.contains(record); });
+    for (const std::string& record : undone.left) {
+        m_pending->Note(PendingLog::Event::kMade, record);
+    }
+    m_takenBack = std::move(undone.report);
+    return {};
+}
+
+ChangeGroup::ChangeGroup(CTolvarDoc& document) : m_document(document), m_first(document.m_group.records.size())
+{
+    ++m_document.m_group.depth;
+}
+
+ChangeGroup::~ChangeGroup()
+{
+    static_cast<void>(TakeBack());
+}
+
+Result<void> ChangeGroup::Commit()
+{
+    m_isOpen = false;
+    return --m_document.m_group.depth == 0 ? m_document.CommitGroup() : Result<void>();
+}
+
+UndoReport ChangeGroup::TakeBack()
+{
+    if (!m_isOpen) {
+        return {};
+    }
+    m_isOpen = false;
+    UndoReport report = m_document.TakeGroupBack(m_first);
+    if (--m_document.m_group.depth == 0) { // what could not be taken back is there, and is journaled
+        if (const Result<void> committed = m_document.CommitGroup(); !committed) {
+            report.failures.push_back(committed.error());
+        }
+    }
+    return report;
+}
+
+} // namespace tolvar
