@@ -16,13 +16,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kImportQuestion = 61577;
-constexpr int kImported = 61579;
-constexpr int kNotImported = 61580;
-constexpr int kOpenFilter = 62030;
-constexpr int kOpenTitle = 62031;
-constexpr int kCanNotOpen = 62032;
-
 /// Success is told when all of it is on the disk.
 Result<KeyTextReading> ImportDurably(const std::filesystem::path& file)
 {
@@ -51,8 +44,8 @@ void CFileOpener::AskAndOpen()
     const QStringList recent =
         m_recent.List().empty() ? QStringList() : QStringList(ToQString(m_recent.List().front()));
     const QString folder = recent.isEmpty() ? QString() : QFileInfo(recent.front()).absolutePath();
-    Open(QFileDialog::getOpenFileNames(&m_frame, m_context.language.String(kOpenTitle), folder,
-                                       m_context.language.String(kOpenFilter)));
+    Open(QFileDialog::getOpenFileNames(&m_frame, m_context.language.String(TextId::kOpenTitle), folder,
+                                       m_context.language.String(TextId::kOpenFilter)));
 }
 
 void CFileOpener::Open(const QStringList& files)
@@ -74,9 +67,9 @@ bool CFileOpener::IsDocument(const QString& file)
 
 void CFileOpener::ImportDocument(const QString& file)
 {
-    const QString title = m_context.language.String(kOpenTitle);
+    const QString title = m_context.language.String(TextId::kOpenTitle);
     const QString name = QFileInfo(file).fileName();
-    if (QMessageBox::question(&m_frame, title, m_context.language.String(kImportQuestion).arg(name)) !=
+    if (QMessageBox::question(&m_frame, title, m_context.language.String(TextId::kImportQuestion).arg(name)) !=
         QMessageBox::Yes) {
         return;
     }
@@ -89,7 +82,7 @@ void CFileOpener::ImportDocument(const QString& file)
     } else {
         m_recent.Remove(FromQString(file));
     }
-    QString text = m_context.language.String(isWhole ? kImported : kNotImported);
+    QString text = m_context.language.String(isWhole ? TextId::kImported : TextId::kNotImported);
     if (!reading) {
         text += QStringLiteral("\n\n") + ToQString(Describe(reading.error()));
     }
@@ -103,8 +96,8 @@ void CFileOpener::OpenHive(const QString& file)
         return;
     }
     m_recent.Remove(FromQString(file));
-    QMessageBox::critical(&m_frame, m_context.language.String(kOpenTitle),
-                          m_context.language.String(kCanNotOpen).arg(file));
+    QMessageBox::critical(&m_frame, m_context.language.String(TextId::kOpenTitle),
+                          m_context.language.String(TextId::kCanNotOpen).arg(file));
 }
 
 void CFileOpener::FillRecent()

@@ -21,8 +21,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kProblemTitle = 62003;
-constexpr int kEmptyName = 61528;
 constexpr std::chrono::seconds kFlushInterval(5);
 constexpr const char* kTitle = "Tolvar Studio";
 
@@ -60,7 +58,7 @@ bool CTolvarApp::InitInstance()
     }
     LoadToolkitTexts();
     m_pContext = std::make_unique<WindowContext>(WindowContext{m_profile, m_language, m_theme, m_bIsNT, m_bThemed});
-    CTolvarDoc& document = m_source.MakeDocument(FromQString(m_language.String(kEmptyName)));
+    CTolvarDoc& document = m_source.MakeDocument(FromQString(m_language.String(TextId::kDefaultName)));
     m_pFrame = std::make_unique<CMainFrame>(*m_pContext, document);
     m_source.OpenRegistry().SetObserver(m_pFrame.get());
     m_pOpener = std::make_unique<CFileOpener>(*m_pContext, *m_pFrame,
@@ -212,7 +210,7 @@ void CTolvarApp::ShowProblem(const Error& error)
 {
     // Beside the window and not before it: the rest of the session goes on.
     auto* box = new QMessageBox(error.code == ErrorCode::kSuccess ? QMessageBox::Warning : QMessageBox::Critical,
-                                m_language.String(kProblemTitle),
+                                m_language.String(TextId::kOpenProblemTitle),
                                 ToQString(error.code == ErrorCode::kSuccess ? error.context : Describe(error)),
                                 QMessageBox::Ok, m_pFrame.get());
     box->setAttribute(Qt::WA_DeleteOnClose);

@@ -6,19 +6,20 @@
 
 #include "cli/command.h"
 #include "cli/json_text.h"
+#include "journal/journal_record.h"
 #include "journal/tolvar_doc.h"
 
 namespace tolvar {
 
 namespace {
 
-constexpr const char* kOperations[] = {"delete", "rename", "modify", "new", "group", "group"};
-constexpr int kFirstOperation = 4;
+/// By JournalOperation.
+constexpr const char* kOperations[] = {"delete", "rename", "modify", "new", "group", "group", "other"};
+static_assert(std::size(kOperations) == static_cast<std::size_t>(JournalOperation::kCount));
 
-const char* OperationName(int kind)
+const char* OperationName(const JournalRecord& record)
 {
-    const bool isKnown = kind >= kFirstOperation && kind < kFirstOperation + static_cast<int>(std::size(kOperations));
-    return isKnown ? kOperations[kind - kFirstOperation] : "other";
+    return kOperations[static_cast<std::size_t>(OperationOf(record))];
 }
 
 class JournalCommand final : public Command {
@@ -103,8 +104,7 @@ private:
     {
         context.out.Write(fmt::format("{:>4}  {}  ", number, row.date));
         context.out.WriteName(row.user);
-        context.out.Write(
-            fmt::format("  {:<6} {:<5}  ", OperationName(record.kind), record.object == 0 ? "key" : "value"));
+        context.out.Write(fmt::format("  {:<6} {:<5}  ", OperationName(record), record.object == 0 ? "key" : "value"));
         context.out.WriteName(row.path);
         const bool isKeyItself = record.object == 0 && record.kind != static_cast<int>(ChangeKind::kNew);
         if (!isKeyItself) {
@@ -124,10 +124,9 @@ private:
         return fmt::format(R"({{"entry":{},"operation":"{}","object":"{}","path":{},"second":{},"type":{},"name":{},)"
                            R"("newName":{},"user":{},"stamp":{}}})"
                            "\n",
-                           number, OperationName(record.kind), record.object == 0 ? "key" : "value",
-                           JsonString(record.path), JsonString(record.secondPath), static_cast<DWORD>(record.type),
-                           JsonString(record.name), JsonString(record.newName), JsonString(record.user),
-                           JsonString(record.stamp));
+                           number, OperationName(record), record.object == 0 ? "key" : "value", JsonString(record.path),
+                           JsonString(record.secondPath), static_cast<DWORD>(record.type), JsonString(record.name),
+                           JsonString(record.newName), JsonString(record.user), JsonString(record.stamp));
     }
 
     CLI::App* m_list = nullptr;

@@ -14,35 +14,42 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kMenu = 106;
-constexpr int kUnusualType = 61723;
-constexpr int kStoredNote = 62050;
-constexpr int kFirstCommandText = 62210;
-constexpr int kFirstReadingText = 62230;
+constexpr std::array kCommandTexts = {
+    TextId::kHexUndo,         TextId::kHexRedo,      TextId::kHexCut,   TextId::kHexCopy,     TextId::kHexPaste,
+    TextId::kHexDelete,       TextId::kHexSelectAll, TextId::kHexFind,  TextId::kHexFindNext, TextId::kHexFindPrevious,
+    TextId::kHexSwitchColumn, TextId::kHexToStart,   TextId::kHexToEnd,
+};
+static_assert(kCommandTexts.size() == static_cast<std::size_t>(HexCommand::kCount));
+
+constexpr std::array kReadingTexts = {
+    TextId::kHex8Bit, TextId::kHex16Bit, TextId::kHex32Bit,    TextId::kHex64Bit,
+    TextId::kHexTime, TextId::kHexGuid,  TextId::kHexWideText,
+};
+static_assert(kReadingTexts.size() == static_cast<std::size_t>(HexReading::kCount));
 
 HexTexts TextsOf(const ResourceLibrary& language)
 {
     HexTexts texts;
-    texts.controlName = language.String(62200);
-    texts.caretAt = language.String(62201);
-    texts.selected = language.String(62202);
-    texts.emptyData = language.String(62203);
+    texts.controlName = language.String(TextId::kHexName);
+    texts.caretAt = language.String(TextId::kHexCaret);
+    texts.selected = language.String(TextId::kHexSelection);
+    texts.emptyData = language.String(TextId::kHexNoBytes);
     for (std::size_t i = 0; i < texts.commands.size(); ++i) {
-        texts.commands[i] = language.String(kFirstCommandText + static_cast<int>(i));
+        texts.commands[i] = language.String(kCommandTexts[i]);
     }
     for (std::size_t i = 0; i < texts.readings.size(); ++i) {
-        texts.readings[i] = language.String(kFirstReadingText + static_cast<int>(i));
+        texts.readings[i] = language.String(kReadingTexts[i]);
     }
-    texts.findPattern = language.String(62240);
-    texts.findHex = language.String(62241);
-    texts.findText = language.String(62242);
-    texts.findWideText = language.String(62243);
-    texts.matchCase = language.String(62244);
-    texts.closeFind = language.String(62245);
-    texts.badHex = language.String(62246);
-    texts.notFound = language.String(62247);
-    texts.wrappedToStart = language.String(62248);
-    texts.wrappedToEnd = language.String(62249);
+    texts.findPattern = language.String(TextId::kHexPattern);
+    texts.findHex = language.String(TextId::kHexFindHex);
+    texts.findText = language.String(TextId::kHexFindText);
+    texts.findWideText = language.String(TextId::kHexFindWideText);
+    texts.matchCase = language.String(TextId::kHexMatchCase);
+    texts.closeFind = language.String(TextId::kHexCloseFind);
+    texts.badHex = language.String(TextId::kHexBadPattern);
+    texts.notFound = language.String(TextId::kHexNotFound);
+    texts.wrappedToStart = language.String(TextId::kHexWrappedToStart);
+    texts.wrappedToEnd = language.String(TextId::kHexWrappedToEnd);
     return texts;
 }
 
@@ -76,9 +83,9 @@ void CBinaryForm::LoadData(const FormRequest& request)
     HexSelection start = {};
     m_pEditor->Control().Send(HexMessage::kLoad, &block);
     m_pEditor->Control().Send(HexMessage::kSetSelection, &start);
-    SetNote(request.isStored && !request.isNew ? m_context.language.String(kStoredNote)
+    SetNote(request.isStored && !request.isNew ? m_context.language.String(TextId::kStoredBytesNote)
             : IsPlainBytes(request.type)       ? QString()
-                                               : m_context.language.String(kUnusualType));
+                                               : m_context.language.String(TextId::kUnusualType));
 }
 
 std::string CBinaryForm::Data()
@@ -105,16 +112,16 @@ void CBinaryForm::ShowHexMenu(const QPoint& at)
                                   {CommandId::kCopy, HexCommand::kCopy},
                                   {CommandId::kPaste, HexCommand::kPaste},
                                   {CommandId::kSelectAll, HexCommand::kSelectAll}};
-    CImageMenu menu(m_context, kMenu, this);
+    CImageMenu menu(m_context, MenuId::kEditField, this);
     m_pEditor->UpdateActions();
     for (const Entry& entry : kEntries) {
         if (!m_pEditor->Action(entry.action)->isEnabled()) {
-            menu.Gray(static_cast<int>(entry.command));
+            menu.Gray(entry.command);
         }
     }
-    const int chosen = menu.Track(at);
+    const CommandId chosen = menu.Track(at);
     for (const Entry& entry : kEntries) {
-        if (chosen == static_cast<int>(entry.command)) {
+        if (chosen == entry.command) {
             m_pEditor->Action(entry.action)->trigger();
         }
     }

@@ -12,27 +12,22 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kDataLabel = 61502;
-constexpr int kDecimalText = 61503;
-constexpr int kHexadecimalText = 61504;
-constexpr int kDecimalTip = 61664;
-constexpr int kHexadecimalTip = 61665;
 constexpr int kNameWidth = 260;
 
 } // namespace
 
 CDwordForm::CDwordForm(const WindowContext& context, QWidget* parent)
     : CValueForm(context, ButtonPlace::kBelowData, parent), m_pNumber(new CRichEditLine(context, this)),
-      m_pDecimal(new QRadioButton(context.language.String(kDecimalText), this)),
-      m_pHexadecimal(new QRadioButton(context.language.String(kHexadecimalText), this))
+      m_pDecimal(new QRadioButton(context.language.String(TextId::kDecimal), this)),
+      m_pHexadecimal(new QRadioButton(context.language.String(TextId::kHexadecimal), this))
 {
     NameField().setMaximumWidth(kNameWidth);
-    m_pNumber->setAccessibleName(context.language.String(kDataLabel));
+    m_pNumber->setAccessibleName(context.language.String(TextId::kData));
     m_pNumber->setMinimumWidth(fontMetrics().horizontalAdvance(QStringLiteral("0")) * 14);
     m_pNumber->setMaximumWidth(fontMetrics().horizontalAdvance(QStringLiteral("0")) * 24);
     if (context.profile.GetInt(kSettingsSection, "Show ToolTips", 1) != 0) {
-        m_pDecimal->setToolTip(context.language.String(kDecimalTip));
-        m_pHexadecimal->setToolTip(context.language.String(kHexadecimalTip));
+        m_pDecimal->setToolTip(context.language.String(TextId::kDecimalTip));
+        m_pHexadecimal->setToolTip(context.language.String(TextId::kHexadecimalTip));
     }
     auto* row = new QHBoxLayout;
     row->addWidget(m_pNumber);

@@ -13,27 +13,24 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kMenu = 106;
-
 /// Opens the menu of an edit field and does what is chosen. Both kinds of field have the same operations by the same
 /// names.
 template <class Field>
 void TrackEditMenu(const WindowContext& context, Field& field, const QPoint& at, bool hasSelection)
 {
-    const auto number = [](CommandId command) { return static_cast<int>(command); };
-    CImageMenu menu(context, kMenu, &field);
+    CImageMenu menu(context, MenuId::kEditField, &field);
     const bool isReadOnly = field.isReadOnly();
     const QMimeData* const clipboard = QGuiApplication::clipboard()->mimeData();
     if (!hasSelection || isReadOnly) {
-        menu.Gray(number(CommandId::kCut));
+        menu.Gray(CommandId::kCut);
     }
     if (!hasSelection) {
-        menu.Gray(number(CommandId::kCopy));
+        menu.Gray(CommandId::kCopy);
     }
     if (isReadOnly || clipboard == nullptr || !clipboard->hasText()) {
-        menu.Gray(number(CommandId::kPaste));
+        menu.Gray(CommandId::kPaste);
     }
-    switch (static_cast<CommandId>(menu.Track(at))) {
+    switch (menu.Track(at)) {
     case CommandId::kCut:
         field.cut();
         break;

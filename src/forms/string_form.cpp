@@ -8,16 +8,12 @@
 
 namespace tolvar {
 
-namespace {
-
-constexpr int kDataLabel = 61502;
-
-} // namespace
+namespace {} // namespace
 
 CStringForm::CStringForm(const WindowContext& context, QWidget* parent)
     : CValueForm(context, ButtonPlace::kCorner, parent), m_pData(new CRichEditField(context, this))
 {
-    m_pData->setAccessibleName(context.language.String(kDataLabel));
+    m_pData->setAccessibleName(context.language.String(TextId::kData));
     m_pData->installEventFilter(this);
     DataLayout().addWidget(m_pData);
     SetFields({m_pData});

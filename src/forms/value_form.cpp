@@ -16,33 +16,27 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kHelpTopic = 229;
-constexpr int kNameLabel = 61501;
-constexpr int kDataLabel = 61502;
-constexpr int kOkText = 61489;
-constexpr int kCancelText = 61490;
-constexpr int kBackColor = 61495;
 constexpr int kMargin = 8;
 constexpr int kMaxName = 16383; // units: the format's own limit for names of values
 
 } // namespace
 
 CValueForm::CValueForm(const WindowContext& context, ButtonPlace buttonPlace, QWidget* parent)
-    : QWidget(parent), Pane(*this, kHelpTopic), m_context(context), m_pName(new CRichEditLine(context, this)),
+    : QWidget(parent), Pane(*this, TopicId::kValueList), m_context(context), m_pName(new CRichEditLine(context, this)),
       m_pNote(new QLabel(this)), m_pDataLayout(new QVBoxLayout),
-      m_pOk(new QPushButton(context.language.String(kOkText), this)),
-      m_pCancel(new QPushButton(context.language.String(kCancelText), this))
+      m_pOk(new QPushButton(context.language.String(TextId::kOk), this)),
+      m_pCancel(new QPushButton(context.language.String(TextId::kCancel), this))
 {
     setFont(ProfileFont(context, "FormFont"));
     setAutoFillBackground(true);
     if (context.m_bThemed) {
         QPalette colors = palette();
-        colors.setColor(QPalette::Window, ColorFromNumber(context.theme.Number(kBackColor)));
+        colors.setColor(QPalette::Window, ColorFromNumber(context.theme.Number(ThemeTextId::kPaneColor)));
         setPalette(colors);
     }
     m_pName->setMaxLength(kMaxName);
-    m_pName->setAccessibleName(context.language.String(kNameLabel));
-    auto* nameLabel = new QLabel(context.language.String(kNameLabel), this);
+    m_pName->setAccessibleName(context.language.String(TextId::kNameLabel));
+    auto* nameLabel = new QLabel(context.language.String(TextId::kNameLabel), this);
     nameLabel->setBuddy(m_pName);
     m_pNote->setWordWrap(true);
     m_pNote->setTextFormat(Qt::PlainText);
@@ -58,7 +52,7 @@ CValueForm::CValueForm(const WindowContext& context, ButtonPlace buttonPlace, QW
     layout->addWidget(nameLabel);
     layout->addWidget(m_pName);
     layout->addWidget(m_pNote);
-    layout->addWidget(new QLabel(context.language.String(kDataLabel), this));
+    layout->addWidget(new QLabel(context.language.String(TextId::kData), this));
     layout->addLayout(m_pDataLayout, isCorner ? 1 : 0);
     layout->addLayout(buttons);
     layout->addStretch(isCorner ? 0 : 1);

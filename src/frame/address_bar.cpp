@@ -11,7 +11,6 @@
 
 #include "panes/command_ids.h"
 #include "registry/path_completion.h"
-#include "ui/image_menu.h"
 #include "ui/native_text.h"
 #include "ui/profile_font.h"
 
@@ -19,12 +18,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kBarName = 62005;
-constexpr int kEditName = 62007;
-constexpr int kGoText = 62008;
-constexpr int kKeyIcon = 160;
-constexpr int kGoIconAtRest = 127;
-constexpr int kGoIcon = 126;
 constexpr std::size_t kMaxOffers = 50;
 
 /// The button's icon: calm at rest, lively under the pointer.
@@ -33,8 +26,8 @@ QIcon GoIcon(const ResourceLibrary& theme)
     constexpr int kSizes[] = {16, 24, 32};
     QIcon icon;
     for (const int size : kSizes) {
-        icon.addPixmap(theme.Icon(kGoIconAtRest).pixmap(size), QIcon::Normal);
-        icon.addPixmap(theme.Icon(kGoIcon).pixmap(size), QIcon::Active);
+        icon.addPixmap(theme.Icon(IconId::kGoAtRest).pixmap(size), QIcon::Normal);
+        icon.addPixmap(theme.Icon(IconId::kGo).pixmap(size), QIcon::Active);
     }
     return icon;
 }
@@ -42,8 +35,8 @@ QIcon GoIcon(const ResourceLibrary& theme)
 } // namespace
 
 CAddressBar::CAddressBar(const WindowContext& context, QWidget* parent)
-    : QToolBar(context.language.String(kBarName), parent), m_pEdit(new QLineEdit(this)), m_btnGo(new QToolButton(this)),
-      m_pOffers(new QStringListModel(this))
+    : QToolBar(context.language.String(TextId::kAddressBarName), parent), m_pEdit(new QLineEdit(this)),
+      m_btnGo(new QToolButton(this)), m_pOffers(new QStringListModel(this))
 {
     setObjectName(QString::number(kId)); // names the bar in the saved state
     setAccessibleName(windowTitle());
@@ -51,16 +44,16 @@ CAddressBar::CAddressBar(const WindowContext& context, QWidget* parent)
     m_pEdit->setFont(font);
     m_pEdit->setMaxLength(kMaxTyped);
     m_pEdit->setClearButtonEnabled(true);
-    m_pEdit->setPlaceholderText(context.language.String(kEditName));
-    m_pEdit->setAccessibleName(context.language.String(kEditName));
-    m_pEdit->addAction(context.theme.Icon(kKeyIcon), QLineEdit::LeadingPosition);
+    m_pEdit->setPlaceholderText(context.language.String(TextId::kAddressFieldName));
+    m_pEdit->setAccessibleName(context.language.String(TextId::kAddressFieldName));
+    m_pEdit->addAction(context.theme.Icon(IconId::kKey), QLineEdit::LeadingPosition);
     m_btnGo->setFont(font);
     m_btnGo->setIcon(GoIcon(context.theme));
-    m_btnGo->setText(context.language.String(kGoText));
+    m_btnGo->setText(context.language.String(TextId::kGo));
     m_btnGo->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     m_btnGo->setAutoRaise(true);
     m_btnGo->setFocusPolicy(Qt::StrongFocus);
-    m_btnGo->setToolTip(context.language.String(static_cast<int>(CommandId::kGo)).section(u'\n', 0, 0));
+    m_btnGo->setToolTip(context.language.String(CommandId::kGo).section(u'\n', 0, 0));
     addWidget(m_pEdit);
     addWidget(m_btnGo);
 

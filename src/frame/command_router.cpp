@@ -4,8 +4,6 @@
 #include <QMenuBar>
 #include <QToolBar>
 
-#include "ui/image_menu.h"
-
 namespace tolvar {
 
 CommandRouter::CommandRouter(const WindowContext& context, CommandHost& host, QWidget* window)
@@ -17,17 +15,16 @@ CommandRouter::CommandRouter(const WindowContext& context, CommandHost& host, QW
 void CommandRouter::MakeActions(QWidget* window)
 {
     for (const CommandId command : AllCommands()) {
-        const int number = static_cast<int>(command);
         auto* action = new QAction(window);
-        const QString texts = m_context.language.String(number);
+        const QString texts = m_context.language.String(command);
         const QString tip = texts.section(u'\n', 1);
-        const QList<QKeySequence> keys = m_context.language.Accelerators(number);
-        action->setObjectName(QString::number(number));
+        const QList<QKeySequence> keys = m_context.language.Accelerators(command);
+        action->setObjectName(QString::number(static_cast<int>(command)));
         action->setText(tip);
         action->setStatusTip(texts.section(u'\n', 0, 0));
         action->setToolTip(
             keys.isEmpty() ? tip : tip + QStringLiteral(" (%1)").arg(keys.first().toString(QKeySequence::NativeText)));
-        action->setIcon(m_context.theme.StripIcon(kMenuStrip, number));
+        action->setIcon(m_context.theme.StripIcon(StripId::kMenus, command));
         action->setShortcuts(keys);
         action->setCheckable(StateOf(command, {}).isChecked.has_value());
         connect(action, &QAction::triggered, this, [this, command] {
@@ -39,7 +36,7 @@ void CommandRouter::MakeActions(QWidget* window)
     }
 }
 
-void CommandRouter::FillMenuBar(QMenuBar& bar, int menu)
+void CommandRouter::FillMenuBar(QMenuBar& bar, MenuId menu)
 {
     for (const MenuItem& popup : m_context.language.Menu(menu)) {
         QMenu* const added = bar.addMenu(popup.text);
@@ -51,7 +48,7 @@ void CommandRouter::FillMenuBar(QMenuBar& bar, int menu)
 void CommandRouter::AddItems(QMenu& menu, const std::vector<MenuItem>& items)
 {
     for (const MenuItem& item : items) {
-        const auto command = static_cast<CommandId>(item.command);
+        const CommandId command = item.command;
         if (item.IsSeparator()) {
             menu.addSeparator();
         } else if (!item.items.empty()) {
@@ -65,13 +62,13 @@ void CommandRouter::AddItems(QMenu& menu, const std::vector<MenuItem>& items)
     }
 }
 
-void CommandRouter::FillToolBar(QToolBar& bar, int toolbar) const
+void CommandRouter::FillToolBar(QToolBar& bar, ToolbarId toolbar) const
 {
-    for (const int command : m_context.theme.Toolbar(toolbar)) {
-        if (command == 0) {
+    for (const CommandId command : m_context.theme.Toolbar(toolbar)) {
+        if (command == CommandId{}) {
             bar.addSeparator();
         } else {
-            bar.addAction(Action(static_cast<CommandId>(command)));
+            bar.addAction(Action(command));
         }
     }
 }

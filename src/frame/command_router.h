@@ -39,10 +39,10 @@ public:
     [[nodiscard]] QAction* Action(CommandId command) const { return m_actions.at(command); }
 
     /// Fills a menu bar from a menu of the language library.
-    void FillMenuBar(QMenuBar& bar, int menu);
+    void FillMenuBar(QMenuBar& bar, MenuId menu);
 
     /// Fills a toolbar from a toolbar of the theme library.
-    void FillToolBar(QToolBar& bar, int toolbar) const;
+    void FillToolBar(QToolBar& bar, ToolbarId toolbar) const;
 
     /// The popup that stands in the menu for a command that is one; null before FillMenuBar.
     [[nodiscard]] QMenu* Popup(CommandId command) const;

@@ -6,29 +6,21 @@
 
 #include "panes/empty_page.h"
 #include "panes/pane_messages.h"
-#include "ui/image_menu.h"
 
 namespace tolvar {
-
-namespace {
-
-constexpr int kAccessibleName = 62011;
-
-} // namespace
 
 CDownTabs::CDownTabs(const PaneContext& paneContext, QWidget* parent)
     : CPaneTabs(paneContext, OutputPages(), "Down Output Tabs", 0, parent)
 {
     const WindowContext& context = paneContext.window;
-    setAccessibleName(context.language.String(kAccessibleName));
+    setAccessibleName(context.language.String(TextId::kDownTabsName));
     tabBar()->setAccessibleName(accessibleName());
     m_pNoPage = new EmptyTabPage(0, accessibleName(), {}, EmptyTabPage::TabKey::kToNextOutput, this);
     m_pNoPage->hide();
-    constexpr int kClose = static_cast<int>(CommandId::kClosePane);
     auto* close = new QToolButton(this);
-    close->setIcon(context.theme.StripIcon(kMenuStrip, kClose));
-    close->setToolTip(context.language.String(kClose).section(u'\n', 1));
-    close->setAccessibleName(context.language.String(kClose).section(u'\n', 0, 0));
+    close->setIcon(context.theme.StripIcon(StripId::kMenus, CommandId::kClosePane));
+    close->setToolTip(context.language.String(CommandId::kClosePane).section(u'\n', 1));
+    close->setAccessibleName(context.language.String(CommandId::kClosePane).section(u'\n', 0, 0));
     close->setAutoRaise(true);
     connect(close, &QToolButton::clicked, this, &CDownTabs::CloseWanted);
     setCornerWidget(close);

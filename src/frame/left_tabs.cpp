@@ -9,14 +9,13 @@ namespace tolvar {
 namespace {
 
 constexpr const char* kTabSetting = "Left Tab";
-constexpr int kAccessibleName = 62010;
 
 } // namespace
 
 CLeftTabs::CLeftTabs(const PaneContext& context, QWidget* parent)
     : CPaneTabs(context, LeftPages(), "Down Left Tabs", 1, parent), m_context(context.window)
 {
-    setAccessibleName(m_context.language.String(kAccessibleName));
+    setAccessibleName(m_context.language.String(TextId::kLeftTabsName));
     tabBar()->setAccessibleName(accessibleName());
     setCurrentIndex(m_context.profile.GetInt(kSettingsSection, kTabSetting, kKeyTreeTab));
     connect(this, &QTabWidget::currentChanged, this, &CLeftTabs::OnTabShown);
@@ -32,11 +31,11 @@ void CLeftTabs::OnTabShown(int index)
 {
     CurrentPane().TakeFocus();
     ShowPageMessage page =
-        index == kKeyTreeTab ? ShowPageMessage(PageId::kValueList) : ShowPageMessage(PageId::kBrowser, 0);
+        index == kKeyTreeTab ? ShowPageMessage(PageId::kValueList) : ShowPageMessage(PageId::kBrowser, TopicId::kNone);
     SendToParent(*this, page);
 }
 
-void CLeftTabs::ShowTopic(int topic)
+void CLeftTabs::ShowTopic(TopicId topic)
 {
     FocusTab(kHelpTab);
     ShowPageMessage page(PageId::kBrowser, topic);

@@ -16,7 +16,7 @@ public:
     ~CLeftTabs() override;
 
     /// Shows the help topics, and a topic's page in the right pane.
-    void ShowTopic(int topic);
+    void ShowTopic(TopicId topic);
 
 protected:
     bool event(QEvent* event) override;

@@ -21,12 +21,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kIcon = 128;
-constexpr int kMenu = 128;
-constexpr int kToolBarId = 128;
-constexpr int kVersionText = 61716;
-constexpr int kToolBarName = 62006;
-constexpr int kMenuName = 62012;
 constexpr QSize kIconSize(16, 16);
 
 /// The rectangle, or one of its size on the first screen where no screen shows any of it.
@@ -45,8 +39,8 @@ QRect OnScreen(const QRect& rect)
 
 CMainFrame::CMainFrame(const WindowContext& context, CTolvarDoc& document) : m_context(context), m_document(document)
 {
-    setWindowTitle(QStringLiteral("Kordo ® Software - Tolvar Studio") + context.language.String(kVersionText));
-    setWindowIcon(context.theme.Icon(kIcon));
+    setWindowTitle(QStringLiteral("Kordo ® Software - Tolvar Studio") + context.language.String(TextId::kVersion));
+    setWindowIcon(context.theme.Icon(IconId::kProgram));
     setIconSize(kIconSize);
     setAcceptDrops(true);
     MakePanes();
@@ -85,17 +79,17 @@ void CMainFrame::MakePanes()
 
 void CMainFrame::MakeBars()
 {
-    menuBar()->setAccessibleName(m_context.language.String(kMenuName));
-    m_pRouter->FillMenuBar(*menuBar(), kMenu);
+    menuBar()->setAccessibleName(m_context.language.String(TextId::kMainMenuName));
+    m_pRouter->FillMenuBar(*menuBar(), MenuId::kMain);
     m_pAddressBar = new CAddressBar(m_context, this);
     addToolBar(m_pAddressBar);
     connect(m_pAddressBar, &CAddressBar::GoWanted, this, &CMainFrame::Go);
     connect(m_pAddressBar, &CAddressBar::Left, this, [this] { FocusView(m_focusPane); });
     addToolBarBreak();
-    m_wndToolBar = new QToolBar(m_context.language.String(kToolBarName), this);
-    m_wndToolBar->setObjectName(QString::number(kToolBarId));
+    m_wndToolBar = new QToolBar(m_context.language.String(TextId::kToolBarName), this);
+    m_wndToolBar->setObjectName(QString::number(static_cast<int>(ToolbarId::kMain)));
     m_wndToolBar->setAccessibleName(m_wndToolBar->windowTitle());
-    m_pRouter->FillToolBar(*m_wndToolBar, kToolBarId);
+    m_pRouter->FillToolBar(*m_wndToolBar, ToolbarId::kMain);
     addToolBar(m_wndToolBar);
     setContextMenuPolicy(Qt::NoContextMenu); // the bars are switched by the View menu
     m_wndStatusBar = new CStatusBar(m_context, this);

@@ -18,8 +18,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kAboutTopic = 240;
-
 /// The views in the order of Next Pane.
 constexpr Receiver kViews[] = {Receiver::kLeftView, Receiver::kRightView, Receiver::kLowerView};
 
@@ -158,7 +156,7 @@ void CMainFrame::RunOwn(CommandId command)
             this, [this] { ShowPage(PageId::kNoPage); }, Qt::QueuedConnection);
         break;
     case CommandId::kAbout:
-        m_pLeftView->Tabs().ShowTopic(kAboutTopic);
+        m_pLeftView->Tabs().ShowTopic(TopicId::kAbout);
         break;
     case CommandId::kUpdateProgram:
         emit ApplicationCommand(command);

@@ -15,18 +15,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kHelpName = 61494;
-constexpr int kBookmarksText = 62020;
-constexpr int kResultsText = 62021;
-constexpr int kNoTopicsText = 62023;
-constexpr int kHelpText = 62024;
-constexpr int kSearchText = 62025;
-constexpr int kEscapeText = 62029;
-constexpr int kTopicsTopic = 196;
-constexpr int kSearchTopic = 198;
-constexpr int kBookmarksTopic = 202;
-constexpr int kListTopic = 229;
-
 Pane& MakeKeyTree(const PaneContext& context, const TabPage& /*page*/, QWidget* parent)
 {
     const auto apply = [&document = context.document](const ChangeRecord& change) {
@@ -40,7 +28,7 @@ Pane& MakeJournalList(const PaneContext& context, const TabPage& /*page*/, QWidg
     return *new CJournalList(context.window, context.document, parent);
 }
 
-template <int text, int topic, EmptyTabPage::TabKey tabKey>
+template <TextId text, TopicId topic, EmptyTabPage::TabKey tabKey>
 Pane& MakeEmptyTab(const PaneContext& context, const TabPage& page, QWidget* parent)
 {
     const ResourceLibrary& language = context.window.language;
@@ -55,28 +43,32 @@ Pane& MakeForm(const PaneContext& context, QWidget* parent)
 
 Pane& MakeSearchForm(const PaneContext& context, QWidget* parent)
 {
-    const QString name = context.window.language.String(kSearchText);
-    return *new EmptyForm(kSearchTopic, name, name + u'\n' + context.window.language.String(kEscapeText), parent);
+    const QString name = context.window.language.String(TextId::kSearch);
+    return *new EmptyForm(TopicId::kSearch, name, name + u'\n' + context.window.language.String(TextId::kEscapeHint),
+                          parent);
 }
 
 Pane& MakeBrowser(const PaneContext& context, QWidget* parent)
 {
     const ResourceLibrary& language = context.window.language;
-    return *new EmptyPage(kListTopic, language.String(kHelpName), language.String(kHelpText), parent);
+    return *new EmptyPage(TopicId::kValueList, language.String(TextId::kHelp), language.String(TextId::kHelpPage),
+                          parent);
 }
 
 constexpr auto kToFirstTab = EmptyTabPage::TabKey::kToFirstTab;
 constexpr auto kToNextOutput = EmptyTabPage::TabKey::kToNextOutput;
 
 constexpr TabPage kLeftPages[] = {
-    {61491, 121, 1000, MakeKeyTree},
-    {61494, 184, 1011, MakeEmptyTab<kNoTopicsText, kTopicsTopic, kToFirstTab>},
+    {TextId::kComputer, IconId::kKeyTree, 1000, MakeKeyTree},
+    {TextId::kHelp, IconId::kHelp, 1011, MakeEmptyTab<TextId::kNoTopics, TopicId::kTopics, kToFirstTab>},
 };
 
 constexpr TabPage kOutputPages[] = {
-    {61572, 179, 1010, MakeEmptyTab<kBookmarksText, kBookmarksTopic, kToNextOutput>},
-    {61573, 106, 1116, MakeEmptyTab<kResultsText, kSearchTopic, kToNextOutput>},
-    {61574, 178, 172, MakeJournalList},
+    {TextId::kBookmarks, IconId::kBookmarks, 1010,
+     MakeEmptyTab<TextId::kNoBookmarks, TopicId::kBookmarks, kToNextOutput>},
+    {TextId::kSearchResults, IconId::kSearchResults, 1116,
+     MakeEmptyTab<TextId::kNoSearchResults, TopicId::kSearch, kToNextOutput>},
+    {TextId::kJournal, IconId::kJournal, 172, MakeJournalList},
 };
 
 constexpr RightPage kRightPages[] = {

@@ -18,8 +18,8 @@ struct PaneContext {
 
 /// A pane on a tab of its own.
 struct TabPage {
-    int title;
-    int icon;
+    TextId title;
+    IconId icon;
     int id; ///< its property "pageId"
     Pane& (*make)(const PaneContext& context, const TabPage& page, QWidget* parent);
 };

@@ -12,18 +12,18 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kPathLabelName = 62002;
-constexpr int kFirstIndicatorText = 59137; // CAPS; NUM and SCRL follow
+constexpr std::array kLockTexts = {TextId::kCapsLock, TextId::kNumLock, TextId::kScrollLock};
 
 } // namespace
 
 CStatusBar::CStatusBar(const WindowContext& context, QWidget* parent)
-    : QStatusBar(parent), m_pPath(new PathLabel(context.language.String(kPathLabelName), this))
+    : QStatusBar(parent), m_pPath(new PathLabel(context.language.String(TextId::kPathLabelName), this))
 {
     setFont(ProfileFont(context, kTabFont));
     addWidget(m_pPath, 1);
+    static_assert(std::tuple_size_v<decltype(m_locks)> == kLockTexts.size());
     for (std::size_t i = 0; i < m_locks.size(); ++i) {
-        m_lockTexts[i] = context.language.String(kFirstIndicatorText + static_cast<int>(i));
+        m_lockTexts[i] = context.language.String(kLockTexts[i]);
         m_locks[i] = new QLabel(this);
         m_locks[i]->setFixedWidth(kPaneWidth);
         m_locks[i]->setAlignment(Qt::AlignCenter);

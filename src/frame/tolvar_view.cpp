@@ -6,12 +6,6 @@
 
 namespace tolvar {
 
-namespace {
-
-constexpr int kBackColor = 61495;
-
-} // namespace
-
 void CTolvarView::DeleteLater::operator()(Pane* form) const
 {
     form->Widget().hide();
@@ -23,7 +17,7 @@ CTolvarView::CTolvarView(const PaneContext& context, QWidget* parent)
 {
     if (context.window.m_bThemed) {
         QPalette colors = palette();
-        colors.setColor(QPalette::Window, ColorFromNumber(context.window.theme.Number(kBackColor)));
+        colors.setColor(QPalette::Window, ColorFromNumber(context.window.theme.Number(ThemeTextId::kPaneColor)));
         setPalette(colors);
         setAutoFillBackground(true);
     }

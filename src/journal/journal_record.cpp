@@ -17,13 +17,6 @@ constexpr int kSecondGroupImage = 14;
 constexpr std::size_t kEmptyNameRoom = 39; // bytes of the label
 constexpr std::ptrdiff_t kSeparators = 8;
 
-struct OperationName {
-    int kind;
-    int text;
-};
-constexpr OperationName kOperations[] = {{4, 61509}, {5, 61510}, {6, 61508}, {7, 61578}, {8, 61581}, {9, 61701}};
-constexpr int kOtherOperation = 61516;
-
 int NumberIn(std::string_view text)
 {
     int number = 0;
@@ -94,6 +87,26 @@ ChangeRecord ChangeOf(const JournalRecord& record, const std::string& emptyNameL
     return change;
 }
 
+JournalOperation OperationOf(const JournalRecord& record)
+{
+    switch (record.kind) {
+    case static_cast<int>(ChangeKind::kDelete):
+        return JournalOperation::kDelete;
+    case static_cast<int>(ChangeKind::kRename):
+        return JournalOperation::kRename;
+    case static_cast<int>(ChangeKind::kModify):
+        return JournalOperation::kModify;
+    case static_cast<int>(ChangeKind::kNew):
+        return JournalOperation::kNew;
+    case kFirstGroup:
+        return JournalOperation::kFirstGroup;
+    case kSecondGroup:
+        return JournalOperation::kSecondGroup;
+    default:
+        return JournalOperation::kOther;
+    }
+}
+
 std::string_view StampOf(std::string_view record)
 {
     return TakeLast(record);
@@ -102,9 +115,7 @@ std::string_view StampOf(std::string_view record)
 JournalRow RowOf(std::string_view text, std::string_view emptyName)
 {
     const JournalRecord record = ParseRecord(text);
-    JournalRow row{ImageOf(record), DateText(record.stamp), record.user, kOtherOperation, {}, record.path};
-    const auto operation = std::ranges::find(kOperations, record.kind, &OperationName::kind);
-    row.operation = operation != std::end(kOperations) ? operation->text : kOtherOperation;
+    JournalRow row{ImageOf(record), DateText(record.stamp), record.user, OperationOf(record), {}, record.path};
     if (record.object == 0) {
         constexpr int kNewKey = 7;
         row.what = record.kind == kNewKey ? record.secondPath : record.path.substr(record.path.rfind('\\') + 1);

@@ -30,6 +30,11 @@ struct JournalRecord {
 /// The change that a record tells of, without its data. `emptyNameLabel`, unless it is empty, stands for an empty name.
 [[nodiscard]] ChangeRecord ChangeOf(const JournalRecord& record, const std::string& emptyNameLabel);
 
+/// What was done, to be named by whoever shows it.
+enum class JournalOperation { kDelete, kRename, kModify, kNew, kFirstGroup, kSecondGroup, kOther, kCount };
+
+[[nodiscard]] JournalOperation OperationOf(const JournalRecord& record);
+
 /// The text behind the last ";" of a record.
 [[nodiscard]] std::string_view StampOf(std::string_view record);
 
@@ -38,8 +43,8 @@ struct JournalRow {
     int image = 0;    ///< 0 to 10 a value by its type, 11 a key, 12 a value of another type, 13 and 14 a group
     std::string date; ///< "23.03.2004 - 21:28"
     std::string user;
-    int operation = 0; ///< the number of the operation's name among the texts of the window
-    std::string what;  ///< the key's or value's name
+    JournalOperation operation = JournalOperation::kOther;
+    std::string what; ///< the key's or value's name
     std::string path;
 };
 

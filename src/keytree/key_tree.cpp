@@ -23,8 +23,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kHelpTopic = 205;
-constexpr int kAccessibleName = 62000;
 constexpr QSize kIconSize(16, 16);
 constexpr int kMaxKeyName = 255; // units: the format's own limit for names of keys
 
@@ -78,7 +76,7 @@ private:
 } // namespace
 
 CKeyTree::CKeyTree(const WindowContext& context, ApplyChange applyChange, QWidget* parent)
-    : QTreeView(parent), Pane(*this, kHelpTopic), m_context(context), m_applyChange(std::move(applyChange)),
+    : QTreeView(parent), Pane(*this, TopicId::kKeyTree), m_context(context), m_applyChange(std::move(applyChange)),
       m_pModel(new KeyTreeModel(context, this)),
       m_bPlaySounds(context.profile.GetInt(kSettingsSection, "sounds", 0) != 0),
       m_bSingleExpand(context.profile.GetInt(kSettingsSection, "Single Expand", 0) != 0)
@@ -86,7 +84,7 @@ CKeyTree::CKeyTree(const WindowContext& context, ApplyChange applyChange, QWidge
     const bool tracks = context.profile.GetInt(kSettingsSection, "Track Selection", 0) != 0;
     setItemDelegate(new KeyNameDelegate(
         this, tracks, [this](const QModelIndex& item, const QString& name) { OnLabelEdited(item, name); }));
-    setAccessibleName(context.language.String(kAccessibleName));
+    setAccessibleName(context.language.String(TextId::kKeyTreeName));
     setFont(ProfileFont(context, "TreeFont"));
     setPalette(ItemViewPalette(context, palette()));
     setIconSize(kIconSize);
@@ -182,23 +180,19 @@ void CKeyTree::contextMenuEvent(QContextMenuEvent* event)
         return;
     }
     Select(item);
-    constexpr int kMenu = 183;
-    CImageMenu menu(m_context, kMenu, this);
-    const auto number = [](CommandId command) { return static_cast<int>(command); };
+    CImageMenu menu(m_context, MenuId::kKey, this);
     if (m_pModel->IsRootKey(item)) {
-        menu.Remove(number(CommandId::kRename));
-        menu.Remove(number(CommandId::kDelete));
+        menu.Remove(CommandId::kRename);
+        menu.Remove(CommandId::kDelete);
         menu.RemoveSeparator(0);
     }
-    menu.Remove(number(isExpanded(item) ? CommandId::kExpand : CommandId::kCollapse));
-    menu.SetDefault(number(isExpanded(item) ? CommandId::kCollapse : CommandId::kExpand));
-    menu.GrayUnless([this](int command) {
-        const auto id = static_cast<CommandId>(command);
-        return Offers(id) && (id != CommandId::kPermissions || m_context.m_bIsNT);
+    menu.Remove(isExpanded(item) ? CommandId::kExpand : CommandId::kCollapse);
+    menu.SetDefault(isExpanded(item) ? CommandId::kCollapse : CommandId::kExpand);
+    menu.GrayUnless([this](CommandId command) {
+        return Offers(command) && (command != CommandId::kPermissions || m_context.m_bIsNT);
     });
     const QPoint middle = visualRect(item).center();
-    const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : middle));
-    Run(static_cast<CommandId>(chosen));
+    Run(menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : middle)));
 }
 
 void CKeyTree::ExpandSelected()

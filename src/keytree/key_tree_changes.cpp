@@ -17,12 +17,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kTitle = 62045;
-constexpr int kNotChanged = 61511;
-constexpr int kNameTaken = 61531;
-constexpr int kNotFoundText = 61535;
-constexpr int kReplaceQuestion = 61536;
-
 /// The code that a message answers.
 int CodeOf(const Result<void>& change)
 {
@@ -42,12 +36,13 @@ Result<void> CKeyTree::Apply(const ChangeRecord& change, const QModelIndex& item
 
 void CKeyTree::ShowFailure(const QString& text)
 {
-    QMessageBox::critical(this, m_context.language.String(kTitle), text);
+    QMessageBox::critical(this, m_context.language.String(TextId::kChangeTitle), text);
 }
 
 void CKeyTree::ShowNotChanged(const Error& failure)
 {
-    ShowFailure(m_context.language.String(kNotChanged) + QStringLiteral("\n\n") + ToQString(Describe(failure)));
+    ShowFailure(m_context.language.String(TextId::kRegistryNotChanged) + QStringLiteral("\n\n") +
+                ToQString(Describe(failure)));
 }
 
 void CKeyTree::ShowSelectionAgain()
@@ -87,7 +82,7 @@ void CKeyTree::OnLabelEdited(const QModelIndex& item, const QString& text)
     const Result<void> renamed = Apply(ChangeRecord::RenameKey(m_pModel->FullPath(item), name), item.parent());
     if (!renamed) {
         const bool isTaken = renamed.error().code == ErrorCode::kAlreadyExists;
-        ShowFailure(isTaken ? m_context.language.String(kNameTaken) : ToQString(Describe(renamed.error())));
+        ShowFailure(isTaken ? m_context.language.String(TextId::kKeyNameTaken) : ToQString(Describe(renamed.error())));
         return;
     }
     m_pModel->SetText(item, name);
@@ -128,13 +123,13 @@ void CKeyTree::PasteValue()
     const Result<ChangeRecord> paste = PasteOf(FromQString(clipboard->text()), m_pModel->FullPath(currentIndex()));
     if (!paste) {
         if (paste.error().code != ErrorCode::kInvalidData) { // any other text is none of ours
-            ShowFailure(m_context.language.String(kNotFoundText));
+            ShowFailure(m_context.language.String(TextId::kClipboardValueNotFound));
         }
         return;
     }
     if (HasValue(m_hSelectedKey.Get(), paste->Name()) &&
-        QMessageBox::question(this, m_context.language.String(kTitle), m_context.language.String(kReplaceQuestion)) !=
-            QMessageBox::Yes) {
+        QMessageBox::question(this, m_context.language.String(TextId::kChangeTitle),
+                              m_context.language.String(TextId::kReplaceValueQuestion)) != QMessageBox::Yes) {
         return;
     }
     if (const Result<void> pasted = Apply(*paste, currentIndex()); !pasted) {

@@ -13,18 +13,16 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kTreeRootText = 61491;
-
 struct ItemIcon {
-    int number;
-    int selectedNumber;
+    IconId atRest;
+    IconId selected;
 };
 
 /// By KeyTreeModel::Image.
 constexpr std::array<ItemIcon, KeyTreeModel::kImageCount> kIcons = {
-    ItemIcon{102, 102},
-    {160, 133},
-    {134, 134},
+    ItemIcon{IconId::kMachine, IconId::kMachine},
+    {IconId::kKey, IconId::kOpenKey},
+    {IconId::kRefusedKey, IconId::kRefusedKey},
 };
 constexpr REGSAM kListAccess = KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 
@@ -45,10 +43,10 @@ KeyTreeModel::KeyTreeModel(const WindowContext& context, QObject* parent)
     : QAbstractItemModel(parent), m_pTop(std::make_unique<Node>())
 {
     for (std::size_t i = 0; i < m_images.size(); ++i) {
-        m_images[i] = context.theme.Icon(kIcons[i].number, kIcons[i].selectedNumber);
+        m_images[i] = context.theme.Icon(kIcons[i].atRest, kIcons[i].selected);
     }
     auto machine = std::make_unique<Node>();
-    machine->text = FromQString(context.language.String(kTreeRootText));
+    machine->text = FromQString(context.language.String(TextId::kComputer));
     machine->parent = m_pTop.get();
     machine->image = kMachine;
     machine->mayHaveChildren = machine->isFilled = true;

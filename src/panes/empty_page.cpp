@@ -6,7 +6,7 @@
 
 namespace tolvar {
 
-EmptyPage::EmptyPage(int helpTopic, const QString& name, const QString& text, QWidget* parent)
+EmptyPage::EmptyPage(TopicId helpTopic, const QString& name, const QString& text, QWidget* parent)
     : QLabel(text, parent), Pane(*this, helpTopic)
 {
     setAccessibleName(name);
@@ -37,7 +37,7 @@ bool EmptyPage::event(QEvent* event)
     return QLabel::event(event);
 }
 
-EmptyTabPage::EmptyTabPage(int helpTopic, const QString& name, const QString& text, TabKey tabKey, QWidget* parent)
+EmptyTabPage::EmptyTabPage(TopicId helpTopic, const QString& name, const QString& text, TabKey tabKey, QWidget* parent)
     : EmptyPage(helpTopic, name, text, parent), m_tabKey(tabKey)
 {}
 

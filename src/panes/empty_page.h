@@ -11,7 +11,7 @@ class EmptyPage : public QLabel, public Pane {
     Q_OBJECT
 
 public:
-    EmptyPage(int helpTopic, const QString& name, const QString& text, QWidget* parent);
+    EmptyPage(TopicId helpTopic, const QString& name, const QString& text, QWidget* parent);
 
 protected:
     bool event(QEvent* event) override;
@@ -28,7 +28,7 @@ class EmptyTabPage final : public EmptyPage {
 
 public:
     enum class TabKey { kToFirstTab, kToNextOutput };
-    EmptyTabPage(int helpTopic, const QString& name, const QString& text, TabKey tabKey, QWidget* parent);
+    EmptyTabPage(TopicId helpTopic, const QString& name, const QString& text, TabKey tabKey, QWidget* parent);
 
 protected:
     void OnTabKey() override;

@@ -7,6 +7,7 @@
 #include <QWidget>
 
 #include "panes/command_ids.h"
+#include "panes/topic_ids.h"
 
 namespace tolvar {
 
@@ -32,8 +33,8 @@ public:
 
     [[nodiscard]] QWidget& Widget() const { return m_widget; }
 
-    /// The page of the help that tells about the pane, by its text.
-    [[nodiscard]] int HelpTopic() const { return m_helpTopic; }
+    /// The page of the help that tells about the pane.
+    [[nodiscard]] TopicId HelpTopic() const { return m_helpTopic; }
 
     /// Whether the pane carries the command out.
     [[nodiscard]] virtual bool Offers(CommandId /*command*/) const { return false; }
@@ -65,7 +66,7 @@ public:
 
 protected:
     /// `widget` is the pane itself, for a class that is both.
-    Pane(QWidget& widget, int helpTopic) : m_widget(widget), m_helpTopic(helpTopic) {}
+    Pane(QWidget& widget, TopicId helpTopic) : m_widget(widget), m_helpTopic(helpTopic) {}
 
     void TellFacts() const
     {
@@ -76,7 +77,7 @@ protected:
 
 private:
     QWidget& m_widget;
-    int m_helpTopic;
+    TopicId m_helpTopic;
     std::function<void()> m_follow;
 };
 

@@ -7,6 +7,7 @@
 #include <QWidget>
 
 #include "panes/command_ids.h"
+#include "panes/topic_ids.h"
 #include "platform/registry/winreg.h"
 
 namespace tolvar {
@@ -111,10 +112,10 @@ class ShowPageMessage final : public NumberedMessage<307> {
 public:
     explicit ShowPageMessage(PageId pageId) : page(pageId) {}
     ShowPageMessage(PageId form, const FormRequest& what) : page(form), request(&what) {}
-    ShowPageMessage(PageId browser, int pageOfHelp) : page(browser), topic(pageOfHelp) {}
+    ShowPageMessage(PageId browser, TopicId pageOfHelp) : page(browser), topic(pageOfHelp) {}
     PageId page;
     const FormRequest* request = nullptr; ///< for the forms of values
-    int topic = 0;                        ///< for the browser: the text that names the page's file; 0: the page it has
+    TopicId topic = TopicId::kNone;       ///< for the browser
 };
 
 /// A form is done: store the value, or nothing where the user has cancelled.

@@ -16,19 +16,25 @@ void AddItems(QMenu& menu, const WindowContext& context, const std::vector<MenuI
             const QList<QKeySequence> keys = context.language.Accelerators(item.command);
             const QString text =
                 keys.isEmpty() ? item.text : item.text + u'\t' + keys.first().toString(QKeySequence::NativeText);
-            menu.addAction(context.theme.StripIcon(kMenuStrip, item.command), text)->setData(item.command);
+            menu.addAction(context.theme.StripIcon(StripId::kMenus, item.command), text)
+                ->setData(QVariant::fromValue(item.command));
         }
     }
 }
 
-QAction* Find(const QMenu& menu, int command)
+CommandId CommandOf(const QAction& action)
+{
+    return action.data().value<CommandId>();
+}
+
+QAction* Find(const QMenu& menu, CommandId command)
 {
     for (QAction* action : menu.actions()) {
         if (action->menu() != nullptr) {
             if (QAction* const found = Find(*action->menu(), command); found != nullptr) {
                 return found;
             }
-        } else if (!action->isSeparator() && action->data().toInt() == command) {
+        } else if (CommandOf(*action) == command) {
             return action;
         }
     }
@@ -37,7 +43,7 @@ QAction* Find(const QMenu& menu, int command)
 
 } // namespace
 
-CImageMenu::CImageMenu(const WindowContext& context, int menu, QWidget* parent) : QMenu(parent)
+CImageMenu::CImageMenu(const WindowContext& context, MenuId menu, QWidget* parent) : QMenu(parent)
 {
     setSeparatorsCollapsible(true);
     if (const std::vector<MenuItem>& popups = context.language.Menu(menu); !popups.empty()) {
@@ -46,12 +52,12 @@ CImageMenu::CImageMenu(const WindowContext& context, int menu, QWidget* parent) 
     }
 }
 
-QAction* CImageMenu::ActionOf(int command) const
+QAction* CImageMenu::ActionOf(CommandId command) const
 {
     return Find(*this, command);
 }
 
-void CImageMenu::Remove(int command)
+void CImageMenu::Remove(CommandId command)
 {
     delete ActionOf(command);
 }
@@ -66,23 +72,23 @@ void CImageMenu::RemoveSeparator(int position)
     }
 }
 
-void CImageMenu::Gray(int command)
+void CImageMenu::Gray(CommandId command)
 {
     if (QAction* const action = ActionOf(command); action != nullptr) {
         action->setEnabled(false);
     }
 }
 
-void CImageMenu::GrayUnless(const std::function<bool(int command)>& isOffered)
+void CImageMenu::GrayUnless(const std::function<bool(CommandId command)>& isOffered)
 {
     for (QAction* action : findChildren<QAction*>()) {
-        if (const int command = action->data().toInt(); command != 0 && !isOffered(command)) {
+        if (const CommandId command = CommandOf(*action); command != CommandId{} && !isOffered(command)) {
             action->setEnabled(false);
         }
     }
 }
 
-void CImageMenu::Check(int command, bool isChecked)
+void CImageMenu::Check(CommandId command, bool isChecked)
 {
     if (QAction* const action = ActionOf(command); action != nullptr) {
         action->setCheckable(true);
@@ -90,15 +96,15 @@ void CImageMenu::Check(int command, bool isChecked)
     }
 }
 
-void CImageMenu::SetDefault(int command)
+void CImageMenu::SetDefault(CommandId command)
 {
     setDefaultAction(ActionOf(command));
 }
 
-int CImageMenu::Track(const QPoint& at)
+CommandId CImageMenu::Track(const QPoint& at)
 {
     const QAction* const chosen = exec(at);
-    return chosen != nullptr ? chosen->data().toInt() : 0;
+    return chosen != nullptr ? CommandOf(*chosen) : CommandId{};
 }
 
 } // namespace tolvar

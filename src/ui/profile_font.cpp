@@ -7,15 +7,7 @@
 
 namespace tolvar {
 
-namespace {
-
-constexpr int kThemeFontName = 61538;
-constexpr int kThemeTabFontName = 61539;
-constexpr int kThemeFontSize = 61540;
-constexpr int kThemeTabFontSize = 61541;
-constexpr int kThemeViewColor = 61505;
-
-} // namespace
+namespace {} // namespace
 
 QFont ProfileFont(const WindowContext& context, std::string_view keys)
 {
@@ -23,18 +15,18 @@ QFont ProfileFont(const WindowContext& context, std::string_view keys)
     const auto number = [&](const char* suffix, int fallback) {
         return context.profile.GetInt(kSettingsSection, std::string(keys) + suffix, fallback);
     };
-    const std::string face =
-        context.profile.GetString(kSettingsSection, std::string(keys) + "Name",
+    const std::string face = context.profile.GetString(
+        kSettingsSection, std::string(keys) + "Name",
 
-                                  context.theme.String(isOfTabs ? kThemeTabFontName : kThemeFontName).toStdString());
+        context.theme.String(isOfTabs ? ThemeTextId::kTabFontName : ThemeTextId::kFontName).toStdString());
     QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
     if (!face.empty()) {
         font.setFamily(QString::fromStdString(face));
     }
     // A negative height is that of the characters, a positive one that of the line: near enough for one to be the
     // other.
-    if (const int height =
-            number("Size", static_cast<int>(context.theme.Number(isOfTabs ? kThemeTabFontSize : kThemeFontSize)));
+    if (const int height = number("Size", static_cast<int>(context.theme.Number(isOfTabs ? ThemeTextId::kTabFontSize
+                                                                                         : ThemeTextId::kFontSize)));
         height != 0) {
         font.setPixelSize(std::abs(height));
     }
@@ -47,7 +39,7 @@ QPalette ItemViewPalette(const WindowContext& context, const QPalette& desktop)
 {
     QPalette palette = desktop;
     if (context.m_bThemed) {
-        const QColor background = ColorFromNumber(context.theme.Number(kThemeViewColor));
+        const QColor background = ColorFromNumber(context.theme.Number(ThemeTextId::kViewColor));
         palette.setColor(QPalette::Base, background);
         palette.setColor(QPalette::Text, background.lightness() > 127 ? Qt::black : Qt::white);
     }
@@ -57,7 +49,7 @@ QPalette ItemViewPalette(const WindowContext& context, const QPalette& desktop)
 std::uint32_t RowTint(const WindowContext& context, const QPalette& palette)
 {
     if (context.m_bThemed) {
-        return context.theme.Number(kThemeViewColor);
+        return context.theme.Number(ThemeTextId::kViewColor);
     }
     const QColor highlight = palette.color(QPalette::Highlight);
     const QColor base = palette.color(QPalette::Base);

@@ -28,7 +28,8 @@ std::vector<MenuItem> MenuItems(const QJsonArray& array)
     std::vector<MenuItem> items;
     for (const QJsonValue& value : array) {
         const QJsonObject item = value.toObject();
-        items.push_back({item.value(QStringLiteral("command")).toInt(), item.value(QStringLiteral("text")).toString(),
+        items.push_back({CommandId{item.value(QStringLiteral("command")).toInt()},
+                         item.value(QStringLiteral("text")).toString(),
                          MenuItems(item.value(QStringLiteral("items")).toArray())});
     }
     return items;
@@ -84,22 +85,23 @@ void ResourceLibrary::Read(const QJsonObject& library)
     ForEachNumber(library, "strings",
                   [this](int number, const QJsonValue& text) { m_strings.insert(number, text.toString()); });
     ForEachNumber(library, "menus", [this](int number, const QJsonValue& popups) {
-        m_menus.insert(number, MenuItems(popups.toArray()));
+        m_menus.insert(MenuId{number}, MenuItems(popups.toArray()));
     });
-    ForEachNumber(library, "accelerators", [this](int command, const QJsonValue& keys) {
+    ForEachNumber(library, "accelerators", [this](int number, const QJsonValue& keys) {
         for (const QJsonValue& key : keys.toArray()) {
-            m_accelerators[command].append(QKeySequence::fromString(key.toString(), QKeySequence::PortableText));
+            m_accelerators[CommandId{number}].append(
+                QKeySequence::fromString(key.toString(), QKeySequence::PortableText));
         }
     });
     ForEachNumber(library, "toolbars", [this](int number, const QJsonValue& commands) {
         for (const QJsonValue& command : commands.toArray()) {
-            m_toolbars[number].append(command.toInt());
+            m_toolbars[ToolbarId{number}].append(CommandId{command.toInt()});
         }
     });
     ForEachNumber(library, "strips", [this](int number, const QJsonValue& strip) {
         const QJsonObject icons = strip.toObject();
         for (auto icon = icons.begin(); icon != icons.end(); ++icon) {
-            m_strips[number].insert(icon.key().toInt(), icon.value().toInt());
+            m_strips[StripId{number}].insert(CommandId{icon.key().toInt()}, IconId{icon.value().toInt()});
         }
     });
 }
@@ -118,29 +120,31 @@ void ResourceLibrary::Free()
     m_strips.clear();
 }
 
-QIcon ResourceLibrary::Icon(int number, int selectedNumber) const
+QIcon ResourceLibrary::Icon(IconId icon, IconId selected) const
 {
-    const auto file = [this](int wanted) { return u':' + m_mountPoint + QStringLiteral("/icons/%1.svg").arg(wanted); };
-    QIcon icon;
-    if (IsLoaded() && QFile::exists(file(number))) {
-        icon.addFile(file(number));
+    const auto file = [this](IconId wanted) {
+        return u':' + m_mountPoint + QStringLiteral("/icons/%1.svg").arg(static_cast<int>(wanted));
+    };
+    QIcon made;
+    if (IsLoaded() && QFile::exists(file(icon))) {
+        made.addFile(file(icon));
         // Named for the selected look as well, so that no style tints it.
-        icon.addFile(file(selectedNumber != 0 ? selectedNumber : number), {}, QIcon::Selected);
+        made.addFile(file(selected != IconId::kNone ? selected : icon), {}, QIcon::Selected);
     }
-    return icon;
+    return made;
 }
 
-const std::vector<MenuItem>& ResourceLibrary::Menu(int number) const
+const std::vector<MenuItem>& ResourceLibrary::Menu(MenuId menu) const
 {
     static const std::vector<MenuItem> none;
-    const auto found = m_menus.constFind(number);
+    const auto found = m_menus.constFind(menu);
     return found != m_menus.constEnd() ? *found : none;
 }
 
-QIcon ResourceLibrary::StripIcon(int number, int command) const
+QIcon ResourceLibrary::StripIcon(StripId strip, CommandId command) const
 {
-    const int icon = m_strips.value(number).value(command);
-    return icon != 0 ? Icon(icon) : QIcon();
+    const IconId icon = m_strips.value(strip).value(command);
+    return icon != IconId::kNone ? Icon(icon) : QIcon();
 }
 
 } // namespace tolvar

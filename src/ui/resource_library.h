@@ -7,11 +7,17 @@
 #include <QKeySequence>
 #include <QString>
 
+#include "ui/menu_ids.h"
+#include "ui/picture_ids.h"
+#include "ui/text_ids.h"
+
 namespace tolvar {
+
+enum class CommandId : int; // the program's: a library knows a command by its number alone
 
 /// One entry of a menu: a command, a popup (it has entries), or a separator (it has no text).
 struct MenuItem {
-    int command = 0;
+    CommandId command{};
     QString text; ///< with "&" before its mnemonic
     std::vector<MenuItem> items;
 
@@ -49,27 +55,31 @@ public:
     /// The language of the texts, as "en"; empty where the library has none.
     [[nodiscard]] const QString& Language() const { return m_language; }
 
-    /// The text with that number; empty for none.
-    [[nodiscard]] QString String(int number) const { return m_strings.value(number); }
+    /// The text of that name; empty for none.
+    [[nodiscard]] QString String(TextId text) const { return m_strings.value(static_cast<int>(text)); }
+    [[nodiscard]] QString String(ThemeTextId text) const { return m_strings.value(static_cast<int>(text)); }
+
+    /// What a command does and, on a line of its own, its name; empty for none.
+    [[nodiscard]] QString String(CommandId command) const { return m_strings.value(static_cast<int>(command)); }
 
     /// The number that a text holds in decimal; 0 for none. Colours are COLORREF numbers: red in the lowest byte.
-    [[nodiscard]] uint Number(int number) const { return String(number).toUInt(); }
+    [[nodiscard]] uint Number(ThemeTextId text) const { return String(text).toUInt(); }
 
-    /// The icon with that number, and another one for selected items where `selectedNumber` is not 0. A null icon for a
-    /// number that is not there.
-    [[nodiscard]] QIcon Icon(int number, int selectedNumber = 0) const;
+    /// The icon of that name, and another one for selected items where `selected` is not kNone. A null icon for one
+    /// that is not there.
+    [[nodiscard]] QIcon Icon(IconId icon, IconId selected = IconId::kNone) const;
 
-    /// The popups of a menu; none for a number that is not there.
-    [[nodiscard]] const std::vector<MenuItem>& Menu(int number) const;
+    /// The popups of a menu; none for one that is not there.
+    [[nodiscard]] const std::vector<MenuItem>& Menu(MenuId menu) const;
 
     /// The key sequences of a command.
-    [[nodiscard]] QList<QKeySequence> Accelerators(int command) const { return m_accelerators.value(command); }
+    [[nodiscard]] QList<QKeySequence> Accelerators(CommandId command) const { return m_accelerators.value(command); }
 
     /// The commands of a toolbar, 0 for a separator.
-    [[nodiscard]] QList<int> Toolbar(int number) const { return m_toolbars.value(number); }
+    [[nodiscard]] QList<CommandId> Toolbar(ToolbarId toolbar) const { return m_toolbars.value(toolbar); }
 
-    /// The icon that strip `number` has for a command; a null icon for none.
-    [[nodiscard]] QIcon StripIcon(int number, int command) const;
+    /// The icon that a strip has for a command; a null icon for none.
+    [[nodiscard]] QIcon StripIcon(StripId strip, CommandId command) const;
 
 private:
     void Read(const QJsonObject& library);
@@ -78,10 +88,10 @@ private:
     QString m_mountPoint;
     QString m_language;
     QHash<int, QString> m_strings;
-    QHash<int, std::vector<MenuItem>> m_menus;
-    QHash<int, QList<QKeySequence>> m_accelerators;
-    QHash<int, QList<int>> m_toolbars;
-    QHash<int, QHash<int, int>> m_strips;
+    QHash<MenuId, std::vector<MenuItem>> m_menus;
+    QHash<CommandId, QList<QKeySequence>> m_accelerators;
+    QHash<ToolbarId, QList<CommandId>> m_toolbars;
+    QHash<StripId, QHash<CommandId, IconId>> m_strips;
 };
 
 } // namespace tolvar

@@ -12,9 +12,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kHelpTopic = 229;
-constexpr int kAccessibleName = 62001;
-constexpr int kHeaderMenu = 105;
 constexpr int kHoverTime = 2000; // milliseconds
 constexpr int kTipDelay = 300;
 
@@ -42,22 +39,26 @@ constexpr int kDataWidth = 800;
 
 RowTipTexts TipTexts(const ResourceLibrary& language)
 {
-    const auto text = [&language](int number) { return FromQString(language.String(number)); };
-    return {text(61517), text(61513), text(61734), text(61502), text(61741), text(61785), text(61786),
-            text(61735), text(61736), text(61740), text(61739), text(61737), text(61738), text(61686),
-            text(61528), text(61715), text(61775), text(61776), text(61491)};
+    const auto text = [&language](TextId id) { return FromQString(language.String(id)); };
+    return {text(TextId::kName),           text(TextId::kType),          text(TextId::kLength),
+            text(TextId::kData),           text(TextId::kTipLastChange), text(TextId::kOwner),
+            text(TextId::kTipGroup),       text(TextId::kTipKey),        text(TextId::kTipClass),
+            text(TextId::kTipValues),      text(TextId::kTipValueNames), text(TextId::kTipSubkeys),
+            text(TextId::kTipSubkeyNames), text(TextId::kNoClass),       text(TextId::kDefaultName),
+            text(TextId::kUnknownTime),    text(TextId::kTipUpToKey),    text(TextId::kTipUpToRoots),
+            text(TextId::kComputer)};
 }
 
 } // namespace
 
 CValueList::CValueList(const WindowContext& context, QWidget* parent)
-    : CThemeListCtrl(parent), Pane(*this, kHelpTopic), m_context(context), m_pModel(new ValueListModel(context, this)),
-      m_tipTexts(TipTexts(context.language)), m_pTip(new CTipWindow(this)),
+    : CThemeListCtrl(parent), Pane(*this, TopicId::kValueList), m_context(context),
+      m_pModel(new ValueListModel(context, this)), m_tipTexts(TipTexts(context.language)), m_pTip(new CTipWindow(this)),
       m_bTips(context.profile.GetInt(kSettingsSection, "Show ToolTips", 1) != 0),
       m_bShowKeys(context.profile.GetInt(kSettingsSection, "ShowListKeys", 0) != 0),
       m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)
 {
-    setAccessibleName(context.language.String(kAccessibleName));
+    setAccessibleName(context.language.String(TextId::kValueListName));
     ApplySettings(context);
     m_crTint = RowTint(context, palette());
     SetHoverTime(kHoverTime);
@@ -203,12 +204,12 @@ ListColor CValueList::SubitemBackColor(const ListCell& cell) const
 
 void CValueList::ShowHeaderMenu(const QPoint& at)
 {
-    CImageMenu menu(m_context, kHeaderMenu, this);
-    menu.Check(static_cast<int>(CommandId::kShowKeys), m_bShowKeys);
+    CImageMenu menu(m_context, MenuId::kListHeader, this);
+    menu.Check(CommandId::kShowKeys, m_bShowKeys);
     for (const ColumnSetting& setting : kColumns) {
-        menu.Check(static_cast<int>(setting.command), m_pModel->IsColumnOn(setting.column));
+        menu.Check(setting.command, m_pModel->IsColumnOn(setting.column));
     }
-    Run(static_cast<CommandId>(menu.Track(header()->mapToGlobal(at))));
+    Run(menu.Track(header()->mapToGlobal(at)));
 }
 
 } // namespace tolvar

@@ -19,10 +19,6 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kRowMenu = 182;
-constexpr int kTitle = 62045;
-constexpr int kNotDeleted = 61496;
-constexpr int kReplaceQuestion = 61506;
 constexpr DWORD kCustomType = 12;
 constexpr DWORD kQwordSize = 8;
 constexpr qsizetype kTipLineUnits = 2000;
@@ -163,7 +159,7 @@ void CValueList::ShowForm(const std::string& name, bool asNumber)
         return;
     }
     if (code != ERROR_SUCCESS) {
-        QMessageBox::critical(this, m_context.language.String(kTitle),
+        QMessageBox::critical(this, m_context.language.String(TextId::kChangeTitle),
                               ToQString(FormatMessageText(static_cast<ErrorCode>(code))));
         return;
     }
@@ -211,8 +207,8 @@ void CValueList::DeleteRows(const std::vector<ValueEdit>& rows)
     for (const ValueEdit& row : rows) {
         if (!Delete(row)) {
             const QString name = ShownText(ToQString(row.name), kTipLineUnits);
-            QMessageBox::information(this, m_context.language.String(kTitle),
-                                     m_context.language.String(kNotDeleted).arg(name));
+            QMessageBox::information(this, m_context.language.String(TextId::kChangeTitle),
+                                     m_context.language.String(TextId::kValueNotDeleted).arg(name));
         }
     }
 }
@@ -251,8 +247,8 @@ void CValueList::OnNameEdited(int row, const QString& name)
     }
     const std::size_t taken = m_pModel->Rows().FindName(newName);
     const bool isTaken = taken != m_pModel->Rows().Count() && taken != 0; // the first row is the parent's
-    if (isTaken && QMessageBox::question(this, m_context.language.String(kTitle),
-                                         m_context.language.String(kReplaceQuestion)) != QMessageBox::Yes) {
+    if (isTaken && QMessageBox::question(this, m_context.language.String(TextId::kChangeTitle),
+                                         m_context.language.String(TextId::kReplaceRowQuestion)) != QMessageBox::Yes) {
         return;
     }
     const ValueEdit edit = {std::nullopt, false, static_cast<std::int32_t>(m_pModel->Rows().Row(place).ItemData()),
@@ -295,28 +291,26 @@ void CValueList::contextMenuEvent(QContextMenuEvent* event)
     if (row == nullptr || row->kind == KeyRow::Kind::kParent || row->kind == KeyRow::Kind::kDenied) {
         return;
     }
-    const auto number = [](CommandId command) { return static_cast<int>(command); };
-    CImageMenu menu(m_context, kRowMenu, this);
-    menu.SetDefault(number(CommandId::kModify));
-    menu.GrayUnless([this](int command) { return Offers(static_cast<CommandId>(command)); });
+    CImageMenu menu(m_context, MenuId::kListRow, this);
+    menu.SetDefault(CommandId::kModify);
+    menu.GrayUnless([this](CommandId command) { return Offers(command); });
     const bool isDefault = m_pModel->Rows().Name(static_cast<std::size_t>(index.row())).empty();
     if (IsValue(row->kind) || !m_context.m_bIsNT) {
-        menu.Gray(number(CommandId::kPermissions));
-        menu.Gray(number(CommandId::kTakeOwnership));
+        menu.Gray(CommandId::kPermissions);
+        menu.Gray(CommandId::kTakeOwnership);
     }
     if (row->kind == KeyRow::Kind::kRootKey || (IsValue(row->kind) && isDefault)) {
-        menu.Gray(number(CommandId::kRename));
+        menu.Gray(CommandId::kRename);
     }
     if (row->kind != KeyRow::Kind::kValue || row->type != REG_QWORD) {
-        menu.Remove(number(CommandId::kModifyNumber));
+        menu.Remove(CommandId::kModifyNumber);
     }
     const QMimeData* const clipboard = QGuiApplication::clipboard()->mimeData();
     if (clipboard == nullptr || !clipboard->hasText()) {
-        menu.Gray(number(CommandId::kPaste));
+        menu.Gray(CommandId::kPaste);
     }
     const QPoint middle(viewport()->width() / 2, visualRect(index).center().y());
-    const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : middle));
-    Run(static_cast<CommandId>(chosen));
+    Run(menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : middle)));
 }
 
 void CValueList::StartTip(const QModelIndex& row)

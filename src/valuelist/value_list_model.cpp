@@ -10,16 +10,33 @@ namespace tolvar {
 namespace {
 
 /// By KeyRow::Image: a key, the types 0 to 11, all other types, and what is refused. Type 11 shares the picture of the
-/// custom types, as it shares their name: icon 160 is the key's, and a number must not look like a subkey.
-constexpr std::array kIcons = {160, 149, 150, 151, 152, 153, 154, 155, 156, 157, 158, 159, 161, 161, 131};
+/// custom types, as it shares their name: a number must not look like a subkey.
+constexpr std::array kIcons = {IconId::kKey,
+                               IconId::kNoType,
+                               IconId::kString,
+                               IconId::kExpandString,
+                               IconId::kBinary,
+                               IconId::kDword,
+                               IconId::kDwordBigEndian,
+                               IconId::kLink,
+                               IconId::kMultiString,
+                               IconId::kResourceList,
+                               IconId::kFullResourceDescriptor,
+                               IconId::kResourceRequirements,
+                               IconId::kOtherType,
+                               IconId::kOtherType,
+                               IconId::kRefused};
 
 /// By KeyColumn.
-constexpr std::array kTitles = {61517, 61513, 61617, 61734, 61785, 61502};
+constexpr std::array kTitles = {TextId::kName,   TextId::kType,  TextId::kLastChange,
+                                TextId::kLength, TextId::kOwner, TextId::kData};
+static_assert(kTitles.size() == kKeyColumnCount);
 
 KeyRowTexts Texts(const ResourceLibrary& language)
 {
-    const auto text = [&language](int number) { return FromQString(language.String(number)); };
-    return {text(61527), text(61528), text(61529), text(61715)};
+    const auto text = [&language](TextId id) { return FromQString(language.String(id)); };
+    return {text(TextId::kEmptyData), text(TextId::kDefaultName), text(TextId::kValueNotSet),
+            text(TextId::kUnknownTime)};
 }
 
 } // namespace
@@ -27,6 +44,7 @@ KeyRowTexts Texts(const ResourceLibrary& language)
 ValueListModel::ValueListModel(const WindowContext& context, QObject* parent)
     : QAbstractTableModel(parent), m_context(context), m_rows(Texts(context.language), context.m_bIsNT)
 {
+    static_assert(kIcons.size() == kImageCount);
     for (std::size_t i = 0; i < m_images.size(); ++i) {
         m_images[i] = context.theme.Icon(kIcons[i]);
     }

@@ -1,10 +1,8 @@
 #include <set>
 
-#include <QCoreApplication>
 #include <gtest/gtest.h>
 
 #include "frame/commands.h"
-#include "ui/resource_library.h"
 
 namespace tolvar {
 namespace {
@@ -153,85 +151,6 @@ TEST(Commands, AreUnknownByAnyOtherNumber)
 {
     EXPECT_EQ(StateOf(static_cast<CommandId>(40029 + 100'000), {}).receiver, Receiver::kNobody);
     EXPECT_FALSE(StateOf(static_cast<CommandId>(1), {}).isEnabled);
-}
-
-/// "12|13 14|" for a popup with the command 12 before a popup with two others.
-void AppendShape(QString& shape, const std::vector<MenuItem>& items)
-{
-    for (const MenuItem& item : items) {
-        shape += item.IsSeparator() ? QStringLiteral("- ") : QString::number(item.command) + u' ';
-        if (!item.items.empty()) {
-            shape += u'(';
-            AppendShape(shape, item.items);
-            shape += u')';
-        }
-        EXPECT_TRUE(item.IsSeparator() || !item.items.empty() ||
-                    StateOf(static_cast<CommandId>(item.command), {}).receiver != Receiver::kNobody ||
-                    StateOf(static_cast<CommandId>(item.command), Facts(Receiver::kRightView, Level::kKey)).receiver !=
-                        Receiver::kNobody)
-            << item.command;
-    }
-}
-
-/// The letters behind "&" of a popup.
-void ExpectOneMnemonicEach(const std::vector<MenuItem>& items)
-{
-    std::set<QChar> letters;
-    for (const MenuItem& item : items) {
-        const qsizetype place = item.text.indexOf(u'&');
-        if (place >= 0) {
-            EXPECT_TRUE(letters.insert(item.text[place + 1].toLower()).second) << item.text.toStdString();
-        }
-        ExpectOneMnemonicEach(item.items);
-    }
-}
-
-TEST(Languages, HaveTheSameTextsMenusAndKeys)
-{
-    const QStringList folders = {QCoreApplication::applicationDirPath()};
-    ResourceLibrary english;
-    ResourceLibrary other;
-    ASSERT_TRUE(english.Load(folders, "lang/rcenu", "/lang"));
-    ASSERT_TRUE(other.Load(folders, "lang/lang", "/other"));
-    EXPECT_EQ(english.Language(), "en");
-    EXPECT_NE(other.Language(), "en");
-    for (int number = 0; number < 70'000; ++number) {
-        EXPECT_EQ(english.String(number).isEmpty(), other.String(number).isEmpty()) << number;
-        EXPECT_EQ(english.String(number).count(u'\n'), other.String(number).count(u'\n')) << number;
-        EXPECT_EQ(english.String(number).contains("%1"), other.String(number).contains("%1")) << number;
-        EXPECT_EQ(english.Accelerators(number), other.Accelerators(number)) << number;
-    }
-    for (const int menu : {105, 128, 180, 181, 182, 183, 264}) {
-        QString shape;
-        QString otherShape;
-        AppendShape(shape, english.Menu(menu));
-        AppendShape(otherShape, other.Menu(menu));
-        EXPECT_FALSE(shape.isEmpty()) << menu;
-        EXPECT_EQ(shape, otherShape) << menu;
-        ExpectOneMnemonicEach(english.Menu(menu));
-        ExpectOneMnemonicEach(other.Menu(menu));
-    }
-}
-
-TEST(Languages, ExplainEveryCommandOfMenuAndToolbar)
-{
-    const QStringList folders = {QCoreApplication::applicationDirPath()};
-    ResourceLibrary english;
-    ResourceLibrary theme;
-    ASSERT_TRUE(english.Load(folders, "lang/rcenu", "/lang"));
-    ASSERT_TRUE(theme.Load(folders, "theme", "/theme"));
-    for (const int command : theme.Toolbar(128)) {
-        if (command != 0) {
-            EXPECT_EQ(english.String(command).count(u'\n'), 1) << command;
-            EXPECT_FALSE(theme.StripIcon(264, command).isNull()) << command;
-        }
-    }
-    std::set<QKeySequence> keys;
-    for (const CommandId command : AllCommands()) {
-        for (const QKeySequence& key : english.Accelerators(static_cast<int>(command))) {
-            EXPECT_TRUE(keys.insert(key).second) << key.toString().toStdString();
-        }
-    }
 }
 
 } // namespace

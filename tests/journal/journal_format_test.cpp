@@ -120,19 +120,20 @@ TEST(JournalRow, ShowsAChangeAsAPersonKnowsIt)
     struct Case {
         const char* record;
         int image;
-        int operation;
+        JournalOperation operation;
         const char* what;
     };
     for (const Case& c : {
-             Case{"4;0;HKEY_CURRENT_USER\\Software\\X;;0;;(null);me;20040323212800123", 11, 61509, "X"},
-             Case{"4;0;HKEY_USERS;;0;;(null);me;20040323212800123", 11, 61509, "HKEY_USERS"},
-             Case{"7;0;HKEY_USERS\\p;new;3;;;me;20040323212800123", 11, 61578, "new"},
-             Case{"6;2;k;k;7;v;v;me;20040323212800123", 7, 61508, "v"},
-             Case{"5;1;k;k;20;v;w;me;20040323212800123", 12, 61510, "v"},
-             Case{"4;1;k;k;-1;;(null);me;20040323212800123", 12, 61509, "(empty)"},
-             Case{"8;0;k;;0;;;me;20040323212800123", 13, 61581, "k"},
-             Case{"9;1;k;;0;v;;me;20040323212800123", 14, 61701, ""},
-             Case{"1;1;k;k;3;v;v;me;20040323212800123", 3, 61516, "v"},
+             Case{"4;0;HKEY_CURRENT_USER\\Software\\X;;0;;(null);me;20040323212800123", 11, JournalOperation::kDelete,
+                  "X"},
+             Case{"4;0;HKEY_USERS;;0;;(null);me;20040323212800123", 11, JournalOperation::kDelete, "HKEY_USERS"},
+             Case{"7;0;HKEY_USERS\\p;new;3;;;me;20040323212800123", 11, JournalOperation::kNew, "new"},
+             Case{"6;2;k;k;7;v;v;me;20040323212800123", 7, JournalOperation::kModify, "v"},
+             Case{"5;1;k;k;20;v;w;me;20040323212800123", 12, JournalOperation::kRename, "v"},
+             Case{"4;1;k;k;-1;;(null);me;20040323212800123", 12, JournalOperation::kDelete, "(empty)"},
+             Case{"8;0;k;;0;;;me;20040323212800123", 13, JournalOperation::kFirstGroup, "k"},
+             Case{"9;1;k;;0;v;;me;20040323212800123", 14, JournalOperation::kSecondGroup, ""},
+             Case{"1;1;k;k;3;v;v;me;20040323212800123", 3, JournalOperation::kOther, "v"},
          }) {
         SCOPED_TRACE(c.record);
         const JournalRow row = RowOf(c.record, "(empty)");

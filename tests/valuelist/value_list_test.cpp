@@ -216,7 +216,7 @@ TEST_F(ValueList, TintsOddRowsOrTheFirstColumn)
     }
     fixture.context.m_bThemed = true;
     const OpenList themed(fixture.context, nullptr);
-    EXPECT_EQ(themed.Tint(), fixture.theme.Number(61505));
+    EXPECT_EQ(themed.Tint(), fixture.theme.Number(ThemeTextId::kViewColor));
 }
 
 TEST_F(ValueList, SelectsARowUnderTheRestingPointer)

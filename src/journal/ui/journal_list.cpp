@@ -20,26 +20,17 @@ namespace tolvar {
 
 namespace {
 
-constexpr int kHelpTopic = 204;
-constexpr int kMenu = 264;
-constexpr int kAccessibleName = 62044;
-constexpr int kEmptyText = 62022;
-constexpr int kTitle = 61574;
-constexpr int kUndoAllQuestion = 62040;
-constexpr int kRemoveAllQuestion = 62041;
-constexpr int kNotUndone = 62043;
-
 constexpr int kWidths[] = {45, 105, 120, 180, 95}; ///< of all columns but the last (see ColumnWidth)
 constexpr int kLeastKeyWidth = 200;
 
 } // namespace
 
 CJournalList::CJournalList(const WindowContext& context, CTolvarDoc& document, QWidget* parent)
-    : CThemeListCtrl(parent), Pane(*this, kHelpTopic), m_context(context), m_document(document),
+    : CThemeListCtrl(parent), Pane(*this, TopicId::kJournal), m_context(context), m_document(document),
       m_pModel(new JournalListModel(context, document, this)),
       m_bRowColors(context.profile.GetInt(kSettingsSection, "Row Colors", 0) != 0)
 {
-    setAccessibleName(context.language.String(kAccessibleName));
+    setAccessibleName(context.language.String(TextId::kJournalListName));
     ApplySettings(context);
     m_crTint = RowTint(context, palette());
     setSelectionMode(ExtendedSelection);
@@ -113,7 +104,7 @@ void CJournalList::UndoSelected()
 
 void CJournalList::UndoAll()
 {
-    if (m_pModel->rowCount() != 0 && Confirms(kUndoAllQuestion)) {
+    if (m_pModel->rowCount() != 0 && Confirms(TextId::kUndoAllQuestion)) {
         Undo(AllRows(), true);
     }
 }
@@ -125,7 +116,7 @@ void CJournalList::RemoveSelected()
 
 void CJournalList::RemoveAll()
 {
-    if (m_pModel->rowCount() != 0 && Confirms(kRemoveAllQuestion)) {
+    if (m_pModel->rowCount() != 0 && Confirms(TextId::kRemoveAllQuestion)) {
         Remove(AllRows());
     }
 }
@@ -148,8 +139,8 @@ void CJournalList::Undo(std::vector<std::size_t> entries, bool showsKeyAgain)
         SendToParent(*this, show);
     }
     if (!report.failures.empty()) {
-        ShowFailure(m_context.language.String(kNotUndone).arg(report.failures.size()) + QStringLiteral("\n\n") +
-                    ToQString(Describe(report.failures.front())));
+        ShowFailure(m_context.language.String(TextId::kChangesNotUndone).arg(report.failures.size()) +
+                    QStringLiteral("\n\n") + ToQString(Describe(report.failures.front())));
     }
 }
 
@@ -162,15 +153,15 @@ void CJournalList::Remove(const std::vector<std::size_t>& entries)
     }
 }
 
-bool CJournalList::Confirms(int question)
+bool CJournalList::Confirms(TextId question)
 {
-    return QMessageBox::question(this, m_context.language.String(kTitle), m_context.language.String(question)) ==
-           QMessageBox::Yes;
+    return QMessageBox::question(this, m_context.language.String(TextId::kJournal),
+                                 m_context.language.String(question)) == QMessageBox::Yes;
 }
 
 void CJournalList::ShowFailure(const QString& text)
 {
-    QMessageBox::critical(this, m_context.language.String(kTitle), text);
+    QMessageBox::critical(this, m_context.language.String(TextId::kJournal), text);
 }
 
 ListColor CJournalList::ItemBackColor(const ListItem& item) const
@@ -232,12 +223,11 @@ void CJournalList::contextMenuEvent(QContextMenuEvent* event)
 {
     const bool isByMouse = event->reason() == QContextMenuEvent::Mouse;
     const QModelIndex row = isByMouse ? indexAt(event->pos()) : currentIndex();
-    CImageMenu menu(m_context, kMenu, this);
-    menu.GrayUnless([this](int command) { return IsEnabled(static_cast<CommandId>(command)); });
+    CImageMenu menu(m_context, MenuId::kJournal, this);
+    menu.GrayUnless([this](CommandId command) { return IsEnabled(command); });
     const QPoint icon =
         visualRect(row.siblingAtColumn(0)).topLeft() + QPoint(iconSize().width() / 2, iconSize().height() / 2);
-    const int chosen = menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : icon));
-    Run(static_cast<CommandId>(chosen));
+    Run(menu.Track(viewport()->mapToGlobal(isByMouse ? event->pos() : icon)));
 }
 
 void CJournalList::paintEvent(QPaintEvent* event)
@@ -246,7 +236,8 @@ void CJournalList::paintEvent(QPaintEvent* event)
     if (m_pModel->rowCount() == 0) {
         QPainter painter(viewport());
         painter.setPen(palette().color(QPalette::PlaceholderText));
-        painter.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextWordWrap, m_context.language.String(kEmptyText));
+        painter.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextWordWrap,
+                         m_context.language.String(TextId::kNoChanges));
     }
 }
 

@@ -54,7 +54,7 @@ private:
     void Remove(const std::vector<std::size_t>& entries);
     [[nodiscard]] std::vector<std::size_t> SelectedRows() const;
     [[nodiscard]] std::vector<std::size_t> AllRows() const;
-    [[nodiscard]] bool Confirms(int question);
+    [[nodiscard]] bool Confirms(TextId question);
     void ShowFailure(const QString& text);
     void FitKeyColumn();
 

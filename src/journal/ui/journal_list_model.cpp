@@ -8,19 +8,39 @@ namespace tolvar {
 namespace {
 
 /// By JournalRow::image.
-constexpr std::array kIcons = {149, 150, 151, 152, 153, 154, 155, 156, 157, 158, 159, 160, 161, 106, 105};
+constexpr std::array kIcons = {IconId::kNoType,
+                               IconId::kString,
+                               IconId::kExpandString,
+                               IconId::kBinary,
+                               IconId::kDword,
+                               IconId::kDwordBigEndian,
+                               IconId::kLink,
+                               IconId::kMultiString,
+                               IconId::kResourceList,
+                               IconId::kFullResourceDescriptor,
+                               IconId::kResourceRequirements,
+                               IconId::kKey,
+                               IconId::kOtherType,
+                               IconId::kSearchResults,
+                               IconId::kSecondGroup};
 
 /// By Column.
-constexpr std::array kTitles = {61513, 61606, 61670, 61514, 61517, 61515};
+constexpr std::array kTitles = {TextId::kType,   TextId::kTime, TextId::kUser,
+                                TextId::kChange, TextId::kName, TextId::kKeyOfChange};
+static_assert(kTitles.size() == JournalListModel::kColumnCount);
 
-constexpr int kEmptyName = 61528;
+/// By JournalOperation.
+constexpr std::array kOperations = {TextId::kDeleted,    TextId::kRenamed,     TextId::kModified,     TextId::kNew,
+                                    TextId::kFirstGroup, TextId::kSecondGroup, TextId::kUnknownChange};
+static_assert(kOperations.size() == static_cast<std::size_t>(JournalOperation::kCount));
 
 } // namespace
 
 JournalListModel::JournalListModel(const WindowContext& context, const CTolvarDoc& document, QObject* parent)
     : QAbstractTableModel(parent), m_context(context), m_document(document),
-      m_emptyName(FromQString(context.language.String(kEmptyName)))
+      m_emptyName(FromQString(context.language.String(TextId::kDefaultName)))
 {
+    static_assert(kIcons.size() == kImageCount);
     for (std::size_t i = 0; i < m_images.size(); ++i) {
         m_images[i] = context.theme.Icon(kIcons[i]);
     }
@@ -59,7 +79,7 @@ QString JournalListModel::Text(int row, int column) const
     case kUser:
         return ToQString(record.user);
     case kOperation:
-        return m_context.language.String(record.operation);
+        return m_context.language.String(kOperations[static_cast<std::size_t>(record.operation)]);
     case kWhat:
         return ToQString(record.what);
     case kKey:
