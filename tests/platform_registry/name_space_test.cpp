@@ -1,0 +1,253 @@
+#include "platform/registry/name_space.h"
+
+#include <thread>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "fixtures/writable_session.h"
+#include "platform/registry/key_cursor.h"
+#include "platform/registry/stored_value.h"
+#include "platform/system/text.h"
+
+namespace tolvar {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+/// A writable hive at HKEY_USERS\W, to be filled by paths below it.
+class NameSpaceTest : public testing::Test {
+protected:
+    static constexpr const char* kTop = "HKEY_USERS\\W\\";
+
+    static HKEY Make(const std::string& path, DWORD options = 0)
+    {
+        HKEY key = nullptr;
+        EXPECT_EQ(RegCreateKeyExA(HKEY_USERS, ("W\\" + path).c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr,
+                                  &key, nullptr),
+                  ERROR_SUCCESS)
+            << path;
+        return key;
+    }
+    static void Set(const std::string& path, const char* name, BYTE data)
+    {
+        EXPECT_EQ(SetStoredValue(Make(path), name, REG_BINARY, {&data, 1}), ERROR_SUCCESS);
+    }
+    /// A stored link to a target in the kernel's spelling.
+    static void MakeLink(const std::string& path, const std::string& target)
+    {
+        HKEY key = nullptr;
+        ASSERT_EQ(RegCreateKeyExA(HKEY_USERS, ("W\\" + path).c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
+                                  KEY_ALL_ACCESS, nullptr, &key, nullptr),
+                  ERROR_SUCCESS);
+        const std::u16string units = ToUtf16(target).value();
+        ASSERT_EQ(SetStoredValue(key, "SymbolicLinkValue", REG_LINK,
+                                 {reinterpret_cast<const BYTE*>(units.data()), 2 * units.size()}),
+                  ERROR_SUCCESS);
+    }
+    static LSTATUS Open(const std::string& path, HKEY& key, DWORD options = 0)
+    {
+        return RegOpenKeyExA(HKEY_USERS, ("W\\" + path).c_str(), options, KEY_READ, &key);
+    }
+    static std::vector<std::string> Names(HKEY key)
+    {
+        std::vector<std::string> names;
+        char name[256];
+        for (DWORD i = 0; RegEnumKeyA(key, i, name, sizeof name) == ERROR_SUCCESS; ++i) {
+            names.emplace_back(name);
+        }
+        return names;
+    }
+    /// The values of a key, "name=byte".
+    static std::vector<std::string> Values(HKEY key)
+    {
+        std::vector<std::string> values;
+        char name[256];
+        BYTE data[8];
+        DWORD length = sizeof name;
+        DWORD size = sizeof data;
+        for (DWORD i = 0; RegEnumValueA(key, i, name, &length, nullptr, nullptr, data, &size) == ERROR_SUCCESS; ++i) {
+            values.push_back(fmt::format("{}={}", name, data[0]));
+            length = sizeof name;
+            size = sizeof data;
+        }
+        return values;
+    }
+
+    fixtures::WritableSession session;
+};
+
+TEST_F(NameSpaceTest, FollowsStoredLinks)
+{
+    Make("target\\below");
+    MakeLink("link", "\\REGISTRY\\USER\\w\\target");
+    MakeLink("twice", "\\Registry\\User\\W\\link");
+    MakeLink("nowhere", "\\Registry\\User\\W\\none");
+    MakeLink("other", "\\Device\\Harddisk0");
+    MakeLink("a", "\\Registry\\User\\W\\b");
+    MakeLink("b", "\\Registry\\User\\W\\a\\c");
+    MakeLink("itself", "\\Registry\\User\\W\\itself");
+    struct Case {
+        const char* path;
+        DWORD options;
+        LSTATUS code;
+        std::vector<std::string> subkeys;
+    };
+    for (const Case& c : {
+             Case{"link", 0, ERROR_SUCCESS, {"below"}},
+             Case{"link\\below", 0, ERROR_SUCCESS, {}},
+             Case{"LINK\\none", 0, ERROR_FILE_NOT_FOUND, {}},
+             Case{"twice", 0, ERROR_SUCCESS, {"below"}},
+             Case{"link", REG_OPTION_OPEN_LINK, ERROR_SUCCESS, {}}, // the link itself has none
+             Case{"twice\\below", REG_OPTION_OPEN_LINK, ERROR_SUCCESS, {}},
+             Case{"nowhere", 0, ERROR_FILE_NOT_FOUND, {}},
+             Case{"nowhere", REG_OPTION_OPEN_LINK, ERROR_SUCCESS, {}},
+             Case{"other", 0, ERROR_FILE_NOT_FOUND, {}},
+             Case{"a", 0, ERROR_CANT_RESOLVE_FILENAME, {}},
+             Case{"b\\x", 0, ERROR_CANT_RESOLVE_FILENAME, {}},
+             Case{"itself", 0, ERROR_CANT_RESOLVE_FILENAME, {}},
+             Case{"itself", REG_OPTION_OPEN_LINK, ERROR_SUCCESS, {}},
+         }) {
+        SCOPED_TRACE(c.path);
+        HKEY key = nullptr;
+        EXPECT_EQ(Open(c.path, key, c.options), c.code);
+        EXPECT_EQ(Names(key), c.subkeys);
+    }
+}
+
+TEST_F(NameSpaceTest, FollowsThirtyTwoLinksAndNoMore)
+{
+    Make("0");
+    for (int i = 1; i <= 33; ++i) {
+        MakeLink(std::to_string(i), fmt::format("\\Registry\\User\\W\\{}", i - 1));
+    }
+    HKEY key = nullptr;
+    EXPECT_EQ(Open("32", key), ERROR_SUCCESS);
+    EXPECT_EQ(Open("33", key), ERROR_CANT_RESOLVE_FILENAME);
+}
+
+TEST_F(NameSpaceTest, LinksOfTheSessionThatGoInACircleLeadNowhere)
+{
+    ASSERT_TRUE(session.registry.Link("HKEY_USERS\\one", "HKEY_USERS\\two"));
+    ASSERT_TRUE(session.registry.Link("HKEY_USERS\\two", "HKEY_USERS\\one\\x"));
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_USERS, "one\\x", 0, KEY_READ, &key), ERROR_CANT_RESOLVE_FILENAME);
+    EXPECT_THAT(Names(HKEY_USERS), UnorderedElementsAre("one", "two", "W"));
+    EXPECT_EQ(session.registry.Link("HKEY_USERS\\W", "HKEY_USERS\\one").error().code, ErrorCode::kAlreadyExists);
+    EXPECT_EQ(session.registry.Link("NO\\W", "HKEY_USERS\\one").error().code, ErrorCode::kInvalidParameter);
+    EXPECT_EQ(session.registry.Link("HKEY_USERS\\W\\l", "nowhere").error().code, ErrorCode::kInvalidParameter);
+}
+
+TEST_F(NameSpaceTest, ShowsTwoTreesAsOne)
+{
+    Make("user\\both\\mine");
+    Make("user\\zebra");
+    Make("machine\\BOTH\\theirs");
+    Make("machine\\apple");
+    Set("user\\both", "same", 1);
+    Set("user\\both", "user", 2);
+    Set("machine\\both", "SAME", 3);
+    Set("machine\\both", "machine", 4);
+    ASSERT_TRUE(session.registry.View("HKEY_CLASSES_ROOT", "HKEY_USERS\\W\\user", "HKEY_USERS\\W\\machine"));
+    EXPECT_THAT(Names(HKEY_CLASSES_ROOT), ElementsAre("apple", "both", "zebra"));
+    HKEY both = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "both", 0, KEY_ALL_ACCESS, &both), ERROR_SUCCESS);
+    EXPECT_THAT(Names(both), ElementsAre("mine", "theirs"));
+    EXPECT_THAT(Values(both), ElementsAre("same=1", "user=2", "machine=4")); // the user's hides the machine's
+    DWORD subkeys = 0;
+    DWORD values = 0;
+    EXPECT_EQ(RegQueryInfoKeyA(both, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr, nullptr,
+                               nullptr, nullptr),
+              ERROR_SUCCESS);
+    EXPECT_EQ(subkeys, 2U);
+    EXPECT_EQ(values, 3U);
+
+    const BYTE data = 9;
+    EXPECT_EQ(SetStoredValue(both, "new", REG_BINARY, {&data, 1}), ERROR_SUCCESS);
+    EXPECT_THAT(Values(Make("user\\both")), ElementsAre("same=1", "user=2", "new=9"));
+    EXPECT_EQ(RegDeleteValueA(both, "same"), ERROR_SUCCESS);
+    EXPECT_THAT(Values(both), ElementsAre("user=2", "new=9", "machine=4")); // gone from both
+    HKEY made = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(both, "made", 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr), ERROR_SUCCESS);
+    EXPECT_THAT(Names(Make("machine\\both")), ElementsAre("made", "theirs"));
+    EXPECT_THAT(Names(Make("user\\both")), ElementsAre("mine"));
+}
+
+TEST_F(NameSpaceTest, NamesEveryOtherPathOfAKey)
+{
+    ASSERT_TRUE(session.registry.Link("HKEY_CURRENT_USER", "HKEY_USERS\\W"));
+    ASSERT_TRUE(session.registry.Link("HKEY_LOCAL_MACHINE\\x\\Current", "HKEY_CURRENT_USER\\sets\\1"));
+    struct Case {
+        const char* path;
+        std::vector<std::string> aliases;
+    };
+    for (const Case& c : {
+             Case{"HKEY_USERS\\W\\a", {"HKEY_CURRENT_USER\\a"}},
+             Case{"HKEY_CURRENT_USER\\a", {"HKEY_USERS\\W\\a"}},
+             Case{"hkey_users\\w\\sets\\1\\k", {"HKEY_CURRENT_USER\\sets\\1\\k", "HKEY_LOCAL_MACHINE\\x\\Current\\k"}},
+             Case{"HKEY_USERS\\Wx", {}},
+             Case{"HKEY_LOCAL_MACHINE\\x", {}},
+         }) {
+        SCOPED_TRACE(c.path);
+        EXPECT_THAT(session.registry.AliasesOf(c.path), testing::UnorderedElementsAreArray(c.aliases));
+    }
+}
+
+/// Collects the names of a walk; the first look at a key lets another thread write.
+class WalkedNames {
+public:
+    std::vector<std::string> names;
+    std::function<void()> onKey;
+
+    void OnKey(const KeyCursor& key)
+    {
+        names.push_back(key.Name().ToUtf8());
+        onKey();
+    }
+    void OnValue(const ValueCursor& /*value*/) {}
+    void OnValuesEnd() {}
+    void OnFault(const KeyFault& /*fault*/) { names.emplace_back("fault"); }
+    [[nodiscard]] bool IsStopped() const { return false; }
+};
+
+TEST_F(NameSpaceTest, AWalkLetsAWriterInAndTellsEachKeyOnce)
+{
+    constexpr int kKeys = 3000; // more than a walk tells between two looks for a writer
+    Make("top");
+    for (int i = 0; i < kKeys; ++i) {
+        Make(fmt::format("top\\k{:05}", i));
+    }
+    std::thread writer;
+    {
+        WalkPermit permit(session.registry);
+        WalkedNames walked;
+        walked.onKey = [&] {
+            if (walked.names.size() == 2) {
+                writer = std::thread([] {
+                    Make("top\\a before"); // behind the walk by now
+                    Make("top\\z behind");
+                });
+            }
+            while (walked.names.size() == 2 && !permit.IsWanted()) {
+                std::this_thread::yield();
+            }
+        };
+        const Result<KeyRef> top = permit.Find("HKEY_USERS\\W\\top");
+        ASSERT_TRUE(top);
+        KeyWalk(permit, walked).Run(*top);
+        std::vector<std::string> sorted = walked.names;
+        std::ranges::sort(sorted);
+        EXPECT_EQ(std::ranges::unique(sorted).begin(), sorted.end());
+        EXPECT_GE(walked.names.size(), std::size_t{kKeys} + 1);
+        EXPECT_THAT(walked.names, testing::Contains(fmt::format("k{:05}", kKeys - 1)));
+        EXPECT_THAT(walked.names, testing::Not(testing::Contains("a before")));
+    }
+    writer.join();
+    EXPECT_EQ(Names(Make("top")).size(), std::size_t{kKeys} + 2);
+}
+
+} // namespace
+} // namespace tolvar
