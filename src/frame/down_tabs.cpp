@@ -15,7 +15,7 @@ CDownTabs::CDownTabs(const PaneContext& paneContext, QWidget* parent)
     const WindowContext& context = paneContext.window;
     setAccessibleName(context.language.String(TextId::kDownTabsName));
     tabBar()->setAccessibleName(accessibleName());
-    m_pNoPage = new EmptyTabPage(0, accessibleName(), {}, EmptyTabPage::TabKey::kToNextOutput, this);
+    m_pNoPage = new EmptyTabPage(TopicId::kNone, accessibleName(), {}, EmptyTabPage::TabKey::kToNextOutput, this);
     m_pNoPage->hide();
     auto* close = new QToolButton(this);
     close->setIcon(context.theme.StripIcon(StripId::kMenus, CommandId::kClosePane));

@@ -4,7 +4,7 @@ namespace tolvar {
 
 /// The menus of the language libraries, by their numbers.
 enum class MenuId : int {
-    kListHeader = 105,
+    kColumnHeads = 105,
     kEditField = 106,
     kMain = 128,
     kBookmarks = 180,

@@ -204,7 +204,7 @@ ListColor CValueList::SubitemBackColor(const ListCell& cell) const
 
 void CValueList::ShowHeaderMenu(const QPoint& at)
 {
-    CImageMenu menu(m_context, MenuId::kListHeader, this);
+    CImageMenu menu(m_context, MenuId::kColumnHeads, this);
     menu.Check(CommandId::kShowKeys, m_bShowKeys);
     for (const ColumnSetting& setting : kColumns) {
         menu.Check(setting.command, m_pModel->IsColumnOn(setting.column));
