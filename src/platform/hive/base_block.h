@@ -10,7 +10,7 @@
 
 namespace tolvar {
 
-/// The fields of the base block that reading needs (hive-format.md, chapter 2).
+/// The fields of the base block that reading needs (docs/hive-format.md, Base block).
 struct BaseBlock {
     std::uint32_t sequence1 = 0;
     std::uint32_t sequence2 = 0;
@@ -29,7 +29,7 @@ struct BaseBlock {
 };
 
 /// The checksum over the first 508 bytes of `block`: their words by exclusive or, with 0 and 0xFFFFFFFF moved to 1 and
-/// 0xFFFFFFFE (hive-format.md, 2.1).
+/// 0xFFFFFFFE (docs/hive-format.md, Checksum).
 [[nodiscard]] std::uint32_t BaseBlockChecksum(std::span<const std::byte> block) noexcept;
 
 /// Stores what a new base block of a hive begins with, but for what StoreBaseBlock does.

@@ -10,8 +10,9 @@
 
 namespace tolvar {
 
-// The records of a hive and of its logs (hive-format.md): where each field lies, what it is, and what is allowed.
-// Fields of cells count from the start of the payload, all others from the start of their record.
+// The records of a hive and of its logs: where each field lies, what it is, and what is allowed. docs/hive-format.md
+// says what they mean, under the titles that the parts have here. Fields of cells count from the start of the payload,
+// all others from the start of their record.
 
 static_assert(std::endian::native == std::endian::little, "hive fields are read as they lie");
 
@@ -75,7 +76,7 @@ template <class Number>
     return (value + unit - 1) / unit * unit;
 }
 
-// The base block, at the start of the file (chapter 2).
+// Base block: the start of the file.
 
 inline constexpr std::size_t kBaseBlockSize = 4096;     ///< bytes before the hive bins data
 inline constexpr std::size_t kBaseBlockChecked = 512;   ///< bytes of it that the checksum covers and logs copy
@@ -117,7 +118,7 @@ inline constexpr Field<std::uint32_t> kChecksum{508};
 
 inline constexpr std::uint32_t kPendingTransactions = 1; ///< the one of the base block's flags that a log brings
 
-// Hive bins (chapter 3).
+// Bins.
 
 inline constexpr std::uint32_t kBinAlignment = 4096; ///< bytes
 inline constexpr std::uint32_t kBinHeaderSize = 32;
@@ -129,7 +130,7 @@ inline constexpr Field<std::uint32_t> kSize{8};
 inline constexpr Field<std::uint64_t> kTimeStamp{20}; ///< in the first bin
 } // namespace bin_fields
 
-// Cells (chapter 4): a size, negative where the cell is allocated, and the payload.
+// Cells: a size, negative where the cell is allocated, and the payload.
 
 inline constexpr std::uint32_t kCellHeader = 4; ///< bytes
 inline constexpr std::uint32_t kCellAlignment = 8;
@@ -144,7 +145,7 @@ inline constexpr std::uint32_t kMaxCell = 1024 * 1024; ///< bytes with the heade
     return size <= kExactCell ? std::max(kLeastCell, size) : std::bit_ceil(size);
 }
 
-// Keys (chapter 5).
+// Key nodes.
 
 inline constexpr std::uint32_t kKeyFixedSize = 76;   ///< bytes before the name
 inline constexpr std::size_t kMaxKeyNameUnits = 256; ///< that are read, one more than writers may use
@@ -179,7 +180,7 @@ inline constexpr Field<std::uint16_t> kClassLength{74};
 inline constexpr std::uint32_t kName = kKeyFixedSize;
 } // namespace key_fields
 
-/// Flags of a key (5.1).
+/// Flags of a key.
 namespace key_flags {
 inline constexpr std::uint16_t kVolatile = 0x0001;
 inline constexpr std::uint16_t kHiveExit = 0x0002;
@@ -194,7 +195,7 @@ inline constexpr std::uint16_t kPredefinedHandle = 0x0040;
 inline constexpr std::uint8_t kVirtualizeBelow = 0x80;
 inline constexpr std::uint8_t kVirtualizationMask = 0xF0;
 
-// Lists of subkeys (chapter 6): a signature, a count, and elements of an offset or of an offset and a tag.
+// Subkey lists: a signature, a count, and elements of an offset or of an offset and a tag.
 
 inline constexpr std::uint32_t kListHeader = 4;    ///< bytes
 inline constexpr std::uint32_t kPlainElement = 4;  ///< bytes
@@ -222,7 +223,7 @@ inline constexpr Field<std::uint16_t> kCount{2};
     return {index * std::uint32_t{sizeof(std::uint32_t)}};
 }
 
-// Values (chapter 8).
+// Values.
 
 inline constexpr std::uint32_t kValueFixedSize = 20;                      ///< bytes before the name
 inline constexpr std::size_t kMaxValueName = 16383;                       ///< UTF-16 units
@@ -241,7 +242,7 @@ inline constexpr Field<std::uint16_t> kFlags{16};
 inline constexpr std::uint32_t kName = kValueFixedSize;
 } // namespace value_fields
 
-// Big data (8.4): a head, a list of segments, and the segments.
+// Big data: a head, a list of segments, and the segments.
 
 inline constexpr std::uint32_t kBigDataHead = 8;            ///< bytes
 inline constexpr std::uint32_t kBigDataSegment = 16344;     ///< bytes that each segment but the last one carries
@@ -254,7 +255,7 @@ inline constexpr Field<std::uint16_t> kCount{2};
 inline constexpr Field<std::uint32_t> kList{4};
 } // namespace big_data_fields
 
-// Security records, a ring of them (9.1).
+// Security records: a ring of them.
 
 inline constexpr std::uint32_t kSecurityFixedSize = 20; ///< bytes before the descriptor
 inline constexpr std::size_t kMaxDescriptor = 65535;    ///< bytes
@@ -268,7 +269,7 @@ inline constexpr Field<std::uint32_t> kLength{16};
 inline constexpr std::uint32_t kDescriptor = kSecurityFixedSize;
 } // namespace security_fields
 
-// Transaction logs (chapter 10). Both formats begin with a sector that is a base block.
+// Transaction logs. Both formats begin with a sector that is a base block.
 
 inline constexpr std::uint32_t kSector = 512;     ///< bytes
 inline constexpr std::uint32_t kPage = 4096;      ///< bytes; what a flush writes

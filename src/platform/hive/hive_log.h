@@ -8,7 +8,7 @@
 
 namespace tolvar {
 
-/// The hash of log entries (hive-format.md, 10.3).
+/// The hash of log entries (docs/hive-format.md, Hash of log entries).
 [[nodiscard]] std::uint64_t Marvin32(std::span<const std::byte> bytes) noexcept;
 
 /// Bytes of a hive that a log holds, and where they belong, from the start of the hive bins data.

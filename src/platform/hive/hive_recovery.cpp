@@ -51,7 +51,8 @@ bool IsOfThisHive(const HiveLog& log, std::span<const std::byte> file)
 
 using Chosen = std::vector<const HiveLogs::Found*>;
 
-/// The logs in the new format that continue the hive, in the order in which they do (hive-format.md, 10.5).
+/// The logs in the new format that continue the hive, in the order in which they do (docs/hive-format.md, Recovery in
+/// the new format).
 Chosen ChooseNewFormat(const HiveLogs& logs, std::span<const std::byte> file, bool isBaseWhole)
 {
     Chosen candidates;
@@ -82,7 +83,7 @@ Chosen ChooseNewFormat(const HiveLogs& logs, std::span<const std::byte> file, bo
 }
 
 /// The log in the old format that belongs to the hive's last flush; of two, the later one, which then holds all of the
-/// earlier (hive-format.md, 10.4).
+/// earlier (docs/hive-format.md, Recovery in the old format).
 Chosen ChooseOldFormat(const HiveLogs& logs, std::span<const std::byte> file, bool isBaseWhole)
 {
     const HiveLogs::Found* best = nullptr;

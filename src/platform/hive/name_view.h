@@ -41,12 +41,13 @@ struct NameView {
 [[nodiscard]] int CompareNames(const NameView& left, std::u16string_view right) noexcept;
 [[nodiscard]] int CompareNames(const NameView& left, const NameView& right) noexcept;
 
-/// The hash that an `lh` list keeps of a name: h = h * 37 + upper case, modulo 2^32 (hive-format.md, 6.5).
+/// The hash that an `lh` list keeps of a name: h = h * 37 + upper case, modulo 2^32 (docs/hive-format.md, Hash of
+/// names).
 [[nodiscard]] std::uint32_t NameHash(std::u16string_view name) noexcept;
 [[nodiscard]] std::uint32_t NameHash(const NameView& name) noexcept;
 
 /// The hint that an `lf` list keeps of a name: its first four units as bytes, or 0 where one of them is none
-/// (hive-format.md, 6.4).
+/// (docs/hive-format.md, Hints).
 [[nodiscard]] std::uint32_t NameHint(std::u16string_view name) noexcept;
 [[nodiscard]] std::uint32_t NameHint(const NameView& name) noexcept;
 

@@ -10,7 +10,7 @@ namespace tolvar {
 
 class Hive;
 
-/// The records that list subkeys (hive-format.md, chapter 7).
+/// The records that list subkeys (docs/hive-format.md, Subkey lists).
 enum class ListKind : std::uint8_t {
     kOffsets, ///< li: offsets alone
     kHints,   ///< lf: with the first four characters

@@ -15,8 +15,8 @@ struct SubkeyPlace {
     std::uint32_t index = 0;     ///< in the leaf
 };
 
-/// Keeps the lists of a key's subkeys sorted while they change (hive-format.md, chapter 7). Leaves are converted and
-/// split at the sizes at which the platform does so, in the version found.
+/// Keeps the lists of a key's subkeys sorted while they change (docs/hive-format.md, Subkey lists). Leaves are
+/// converted and split at the sizes at which the platform does so, in the version found.
 class SubkeyListEditor {
 public:
     explicit SubkeyListEditor(HiveEditor& editor) : m_editor(editor), m_hive(editor.Reader()) {}

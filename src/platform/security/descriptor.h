@@ -11,7 +11,8 @@
 
 namespace tolvar {
 
-/// The parts of a self-relative security descriptor, as bytes that were checked to lie inside it (hive-format.md, 9.2).
+/// The parts of a self-relative security descriptor, as bytes that were checked to lie inside it (docs/hive-format.md,
+/// Security descriptors).
 struct DescriptorParts {
     std::uint16_t control = 0;
     std::span<const std::byte> owner; ///< a security identifier; empty where there is none, like all parts

@@ -10,7 +10,7 @@
 
 namespace tolvar {
 
-/// A security identifier: who owns a key, or whom a right is for (hive-format.md, 9.3).
+/// A security identifier: who owns a key, or whom a right is for (docs/hive-format.md, Security identifiers).
 struct Sid {
     std::uint64_t authority = 0; ///< 48 bits
     std::vector<std::uint32_t> subAuthorities;

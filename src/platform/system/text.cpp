@@ -16,7 +16,7 @@ struct UpCaseRange {
     std::int32_t delta;
 };
 
-/// The kernel's fixed table (hive-format.md, appendix A). No library's case mapping agrees with it.
+/// The kernel's fixed table (docs/hive-format.md, Upper case). No library's case mapping agrees with it.
 constexpr UpCaseRange kUpCaseRanges[] = {
     // clang-format off
     {0x0061, 0x007A, 1, -32},

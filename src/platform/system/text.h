@@ -28,7 +28,7 @@ void AppendUtf8Unit(std::string& out, char16_t unit, NulForm nul = NulForm::kTwo
 [[nodiscard]] std::optional<std::u16string> ToUtf16(std::string_view text);
 
 /// Upper case of one unit by the platform's fixed table: no locale, no change of length, surrogates stay
-/// (hive-format.md, 6.2 and appendix A).
+/// (docs/hive-format.md, Upper case).
 [[nodiscard]] char16_t UpCase(char16_t unit) noexcept;
 
 /// Order of two names without regard to case: below 0, 0 or above 0. Units are compared after UpCase, a prefix comes
