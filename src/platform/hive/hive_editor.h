@@ -16,10 +16,10 @@ namespace tolvar {
 /// written. What lies in a cell is not its business (see HiveWriter).
 ///
 /// Free cells are found as they are needed: opening a hive costs no walk, and a hive that was never walked whole grows
-/// at its end before every gap in it is known. A bin whose cells do not fill it exactly is never written into.
+/// at its end before every gap in it is known. Nothing is allocated in a bin whose cells do not fill it exactly.
 class HiveEditor {
 public:
-    /// `hive` lies in a private copy (see Hive::OpenPrivate) and outlives this.
+    /// `hive` lies in a private copy (see Hive::FromCopy) and outlives this.
     explicit HiveEditor(Hive& hive);
 
     [[nodiscard]] const Hive& Reader() const noexcept { return m_hive; }
