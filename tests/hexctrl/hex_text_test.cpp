@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "fixtures/scratch_folder.h"
 #include "hex_bytes.h"
 #include "hexctrl/hex_charset.h"
 #include "hexctrl/hex_dump.h"
@@ -156,14 +157,6 @@ TEST(HexDump, ReadsHexTextInPairs)
 /// A folder of its own for one test.
 class HexFile : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        std::string name = (std::filesystem::temp_directory_path() / "hex_file_XXXXXX").string();
-        ASSERT_NE(::mkdtemp(name.data()), nullptr);
-        m_folder = name;
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
     [[nodiscard]] std::string Name(const char* name) const { return (m_folder / name).string(); }
     static std::string Content(const std::string& name)
     {
@@ -173,7 +166,7 @@ protected:
 
     [[nodiscard]] std::ptrdiff_t FilesInFolder() const
     {
-        return std::distance(std::filesystem::directory_iterator(m_folder), {});
+        return std::distance(std::filesystem::directory_iterator(m_folder.Path()), {});
     }
     static unsigned ModeOf(const std::string& name)
     {
@@ -182,7 +175,7 @@ protected:
         return status.st_mode & 07777U;
     }
 
-    std::filesystem::path m_folder;
+    fixtures::ScratchFolder m_folder;
     std::shared_ptr<HexClipboard> m_clipboard = std::make_shared<HexClipboard>();
     CHexData m_data{m_clipboard, 4};
 };
@@ -261,7 +254,7 @@ TEST_F(HexFile, TellsWhatCanNotBeReadOrWritten)
     EXPECT_EQ(m_data.Save(), kBad);
     EXPECT_EQ(m_data.SaveAs(Name("x")), kBad) << "what a host gave is not saved to a file";
     EXPECT_EQ(m_data.LoadFile(Name("none")), HexCode::kFileNotFound);
-    EXPECT_EQ(m_data.LoadFile(m_folder.string()), HexCode::kAccessDenied);
+    EXPECT_EQ(m_data.LoadFile(m_folder.Path().string()), HexCode::kAccessDenied);
     ASSERT_EQ(::mkfifo(Name("pipe").c_str(), 0600), 0);
     EXPECT_EQ(m_data.LoadFile(Name("pipe")), HexCode::kAccessDenied);
     std::ofstream(Name("file")) << "abc";

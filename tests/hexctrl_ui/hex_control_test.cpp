@@ -1,5 +1,3 @@
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 #include <QAccessible>
@@ -10,6 +8,7 @@
 #include <QTest>
 #include <gmock/gmock.h>
 
+#include "fixtures/scratch_folder.h"
 #include "hex_window.h"
 
 namespace tolvar {
@@ -145,9 +144,8 @@ TEST(HexMessages, KeepTheLastByteInSightWhenTheWindowChanges)
 
 TEST(HexMessages, AFileIsLoadedAndSavedByThem)
 {
-    std::string folder = testing::TempDir() + "hexXXXXXX";
-    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
-    const std::string name = folder + "/file";
+    const fixtures::ScratchFolder folder;
+    const std::string name = folder / "file";
     std::ofstream(name) << "0123456789";
     HexHost host;
     HexControl& control = *host.control;
@@ -161,9 +159,8 @@ TEST(HexMessages, AFileIsLoadedAndSavedByThem)
     std::string content;
     std::ifstream(name) >> content;
     EXPECT_EQ(content, "89");
-    EXPECT_EQ(control.Send(HexMessage::kLoadFile, (folder + "/none").c_str()), 2);
+    EXPECT_EQ(control.Send(HexMessage::kLoadFile, (folder / "none").c_str()), 2);
     EXPECT_EQ(control.Data().Size(), 2) << "what is there stays";
-    std::filesystem::remove_all(folder);
 }
 
 TEST(HexNotifications, TellOfScrollsSelectionsAndTheByteUnderTheMouse)

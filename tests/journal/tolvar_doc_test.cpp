@@ -2,6 +2,7 @@
 
 #include "fixtures/hive_builder.h"
 #include "fixtures/journal_session.h"
+#include "fixtures/scratch_folder.h"
 #include "journal/index_file.h"
 #include "journal/pasted_value.h"
 #include "registry/reg_key.h"
@@ -409,11 +410,9 @@ TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
     fixtures::PowerCutStore store;
     store.Put(fixtures::kJournalHive, fixtures::OddHive());
     JournalSession session(store);
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() / ("tolvar-doc-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
+    const fixtures::ScratchFolder folder;
     JournalOptions options;
-    options.dataFolder = folder / "a" / "backups";
+    options.dataFolder = folder / "a/backups";
     CTolvarDoc first(options);
     ASSERT_TRUE(first.OnNewDocument());
     CTolvarDoc second(options);
@@ -424,7 +423,7 @@ TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
     options.dataFolder = "/dev/null/backups";
     CTolvarDoc third(options);
     EXPECT_FALSE(third.OnNewDocument());
-    options.fallbackFolder = folder / "b" / "Backups";
+    options.fallbackFolder = folder / "b/Backups";
     CTolvarDoc fourth(options);
     EXPECT_TRUE(fourth.OnNewDocument());
     EXPECT_EQ(fourth.DataFolder(), options.fallbackFolder);
@@ -434,7 +433,6 @@ TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
         EXPECT_TRUE(document->SaveModified());
     }
     EXPECT_EQ(Picture(session.Reader()), before);
-    std::filesystem::remove_all(folder);
 }
 
 } // namespace

@@ -11,19 +11,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "fixtures/scratch_folder.h"
+
 namespace tolvar {
 namespace {
 
 class MappedFileTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        m_folder =
-            std::filesystem::path(testing::TempDir()) / testing::UnitTest::GetInstance()->current_test_info()->name();
-        std::filesystem::create_directories(m_folder);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
     [[nodiscard]] std::filesystem::path Write(const char* name, std::size_t size) const
     {
         const std::filesystem::path file = m_folder / name;
@@ -43,7 +37,7 @@ protected:
         return std::ranges::count(map.Bytes(), std::byte{'x'});
     }
 
-    std::filesystem::path m_folder;
+    fixtures::ScratchFolder m_folder;
 };
 
 TEST_F(MappedFileTest, SaysWhyAFileCanNotBeMapped)
@@ -54,7 +48,7 @@ TEST_F(MappedFileTest, SaysWhyAFileCanNotBeMapped)
         EXPECT_THAT(map.error().context, testing::HasSubstr(file.string()));
         return map.error().code;
     };
-    EXPECT_EQ(codeOf(m_folder), ErrorCode::kDirectory);
+    EXPECT_EQ(codeOf(m_folder.Path()), ErrorCode::kDirectory);
     EXPECT_EQ(codeOf(m_folder / "none"), ErrorCode::kFileNotFound);
     EXPECT_EQ(codeOf(Write("file", 1) / "below"), ErrorCode::kPathNotFound);
     const std::filesystem::path pipe = m_folder / "pipe";

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/hive_builder.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/hive/hive.h"
 
 namespace tolvar {
@@ -99,20 +100,19 @@ TEST(HiveOpen, KnowsAHiveThatNeedsItsLogs)
 
 TEST(HiveOpen, TellsAFolderFromAMissingFile)
 {
-    const std::filesystem::path folder = testing::TempDir();
-    EXPECT_EQ(Hive::Open(folder).error().code, ErrorCode::kDirectory);
+    const fixtures::ScratchFolder folder;
+    EXPECT_EQ(Hive::Open(folder.Path()).error().code, ErrorCode::kDirectory);
     EXPECT_EQ(Hive::Open(folder / "no such file").error().code, ErrorCode::kFileNotFound);
 }
 
 TEST(HiveOpen, LivesOnWhenItsFileIsCutShortWhileOpen)
 {
-    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "cut_while_open.hive";
     BuiltKey root{.name = u"ROOT"};
     for (char16_t c = u'a'; c <= u'z'; ++c) {
         root.subkeys.push_back({.name = std::u16string(1, c), .values = {{u"v", 3, File(3000, std::byte{1})}}});
     }
-    const File file = HiveBuilder().Build(root);
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), std::ssize(file));
+    const fixtures::ScratchFolder folder;
+    const std::filesystem::path path = folder.Write("hive", HiveBuilder().Build(root));
     const Result<Hive> hive = Hive::Open(path);
     ASSERT_TRUE(hive);
     const Checked<KeyNode> key = hive->Key(hive->Root());

@@ -4,9 +4,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "fixtures/hive_model.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/registry/winreg.h"
 
 namespace tolvar {
@@ -14,11 +14,6 @@ namespace {
 
 class EmbeddedRegistry : public testing::Test {
 protected:
-    EmbeddedRegistry()
-        : folder(std::filesystem::temp_directory_path() / ("tolvar-embedded-" + std::to_string(getpid())))
-    {}
-    ~EmbeddedRegistry() override { std::filesystem::remove_all(folder); }
-
     static LSTATUS Open(HKEY root, const char* path)
     {
         HKEY key = nullptr;
@@ -27,7 +22,8 @@ protected:
         return code;
     }
 
-    std::filesystem::path folder;
+    fixtures::ScratchFolder scratch;
+    const std::filesystem::path folder = scratch / "registry";
 };
 
 TEST_F(EmbeddedRegistry, IsMadeAtFirstUseAndFoundAgain)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/hive_builder.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/registry/registry.h"
 #include "registry/environment_strings.h"
 #include "registry/root_keys.h"
@@ -120,15 +121,14 @@ fixtures::BuiltValue Variable(std::u16string_view name, std::u16string_view text
 
 TEST(EnvironmentText, IsExpandedFromTheRegistryThatIsOpen)
 {
-    const std::filesystem::path file = std::filesystem::path(testing::TempDir()) / "environment.hive";
     const fixtures::BuiltKey user{.name = u"ROOT",
                                   .subkeys = {{.name = u"Environment",
                                                .values = {Variable(u"A", u"1"), Variable(u"B", u"%A%", REG_EXPAND_SZ),
                                                           Variable(u"No", u"x", REG_BINARY), Variable(u"Empty", u""),
                                                           Variable(u"Large", std::u16string(30000, u'L')),
                                                           Variable(u"TooLarge", std::u16string(40000, u'T'))}}}};
-    const auto bytes = fixtures::HiveBuilder().Build(user);
-    std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+    const fixtures::ScratchFolder folder;
+    const std::filesystem::path file = folder.Write("hive", fixtures::HiveBuilder().Build(user));
     Registry registry;
     const Session session(registry);
     ASSERT_TRUE(registry.Mount({file, "HKEY_CURRENT_USER"}));

@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "fixtures/hive_builder.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/files/file_store.h"
 #include "registry/root_keys.h"
 #include "session/settings_file.h"
@@ -21,21 +21,12 @@ using testing::IsEmpty;
 class SourceSessionTest : public testing::Test {
 protected:
     SourceSessionTest()
-        : m_folder(std::filesystem::temp_directory_path() / ("tolvar-source-" + std::to_string(getpid())))
     {
-        std::filesystem::create_directories(m_folder);
-        setenv("XDG_DATA_HOME", m_folder.c_str(), 1);
+        setenv("XDG_DATA_HOME", m_folder.Path().c_str(), 1);
         const std::vector<std::byte> bytes = fixtures::HiveBuilder().Build(
             {.name = u"ROOT", .values = {{.name = u"v", .data = std::vector<std::byte>(20'000)}}});
-        Write("good", bytes);
-        Write("short", std::span(bytes).first(8192));
-    }
-    ~SourceSessionTest() override { std::filesystem::remove_all(m_folder); }
-
-    void Write(const char* name, std::span<const std::byte> bytes) const
-    {
-        std::ofstream(m_folder / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+        m_folder.Write("good", bytes);
+        m_folder.Write("short", std::span(bytes).first(8192));
     }
 
     [[nodiscard]] SourceOptions Options(std::initializer_list<const char*> hives, bool isReadOnly = false) const
@@ -65,7 +56,7 @@ protected:
         return isThere;
     }
 
-    std::filesystem::path m_folder;
+    fixtures::ScratchFolder m_folder;
     SettingsFile m_settings{m_folder / "none"};
 };
 
