@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/registry/stored_value.h"
 #include "platform/system/version.h"
 #include "registry/reg_key.h"
 
@@ -47,7 +48,8 @@ LSTATUS DeleteKeyTree(HKEY parent, const std::string& name)
         return RegDeleteKeyA(parent, name.c_str());
     }
     RegKey key;
-    if (const LSTATUS code = RegOpenKeyExA(parent, name.c_str(), 0, KEY_ALL_ACCESS, key.Put()); code != ERROR_SUCCESS) {
+    if (const LSTATUS code = RegOpenKeyExA(parent, name.c_str(), REG_OPTION_OPEN_LINK, KEY_ALL_ACCESS, key.Put());
+        code != ERROR_SUCCESS) {
         return code;
     }
     while (true) {
@@ -71,16 +73,13 @@ LSTATUS CopyKeyValues(HKEY source, HKEY destination)
     std::vector<BYTE> data;
     for (DWORD index = 0; code == ERROR_SUCCESS && index < count; ++index) {
         DWORD type = 0;
-        DWORD size = 0;
         auto nameSize = static_cast<DWORD>(kNameRoom);
-        code = RegEnumValueA(source, index, name.data(), &nameSize, nullptr, &type, nullptr, &size);
-        data.resize(size);
-        if (code == ERROR_SUCCESS && size != 0) {
-            nameSize = static_cast<DWORD>(kNameRoom);
-            code = RegEnumValueA(source, index, name.data(), &nameSize, nullptr, &type, data.data(), &size);
+        code = RegEnumValueA(source, index, name.data(), &nameSize, nullptr, nullptr, nullptr, nullptr);
+        if (code == ERROR_SUCCESS) {
+            code = QueryStoredValue(source, name.c_str(), &type, &data);
         }
         if (code == ERROR_SUCCESS) {
-            static_cast<void>(RegSetValueExA(destination, name.c_str(), 0, type, data.data(), size));
+            static_cast<void>(SetStoredValue(destination, name.c_str(), type, data));
         }
     }
     return code;
@@ -99,7 +98,7 @@ LSTATUS CopyKeyTree(HKEY source, HKEY destinationParent, const std::string& name
         code = subkey.code;
         RegKey child;
         if (code == ERROR_SUCCESS) {
-            code = RegOpenKeyA(source, subkey.name.c_str(), child.Put());
+            code = RegOpenKeyExA(source, subkey.name.c_str(), REG_OPTION_OPEN_LINK, KEY_READ, child.Put());
         }
         if (code == ERROR_SUCCESS) {
             static_cast<void>(CopyKeyTree(child.Get(), destination.Get(), subkey.name));

@@ -5,6 +5,7 @@
 
 #include "fixtures/hive_model.h"
 #include "fixtures/writable_session.h"
+#include "platform/registry/stored_value.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 #include "registry/subtree.h"
@@ -68,6 +69,35 @@ TEST_F(Subtree, CopiesDataOfAnySize)
     EXPECT_EQ(RegQueryValueExA(Open("HKEY_USERS\\W\\to").Get(), "large", nullptr, nullptr, nullptr, &size),
               ERROR_SUCCESS);
     EXPECT_EQ(size, 300'000U);
+}
+
+TEST_F(Subtree, LeavesWhatAStoredLinkLeadsTo)
+{
+    RegKey link;
+    ASSERT_EQ(RegCreateKeyExA(Open("HKEY_USERS\\W").Get(), "gone\\link", 0, nullptr, REG_OPTION_CREATE_LINK,
+                              KEY_ALL_ACCESS, nullptr, link.Put(), nullptr),
+              ERROR_SUCCESS);
+    const std::u16string target = u"\\Registry\\User\\W\\from";
+    ASSERT_EQ(SetStoredValue(link.Get(), "SymbolicLinkValue", REG_LINK,
+                             {reinterpret_cast<const BYTE*>(target.data()), 2 * target.size()}),
+              ERROR_SUCCESS);
+    ASSERT_EQ(Value("HKEY_USERS\\W\\gone\\link\\b"), "two");
+    const RegKey parent = Open("HKEY_USERS\\W");
+    EXPECT_EQ(CopyKeyTree(Open("HKEY_USERS\\W\\gone").Get(), parent.Get(), "copy"), ERROR_NO_MORE_ITEMS);
+    EXPECT_FALSE(Open("HKEY_USERS\\W\\copy\\link\\b"));
+    EXPECT_EQ(DeleteKeyTree(parent.Get(), "gone"), ERROR_SUCCESS);
+    EXPECT_FALSE(Open("HKEY_USERS\\W\\gone"));
+    EXPECT_EQ(Value("HKEY_USERS\\W\\from\\a\\deep"), "one");
+}
+
+TEST_F(Subtree, CopiesTheVeryBytes)
+{
+    const BYTE odd[] = {'x', 0, 'y'}; // the platform's own call would close it
+    ASSERT_EQ(SetStoredValue(Open("HKEY_USERS\\W\\from").Get(), "odd", REG_SZ, odd), ERROR_SUCCESS);
+    EXPECT_EQ(CopyKeyValues(Open("HKEY_USERS\\W\\from").Get(), Open("HKEY_USERS\\W").Get()), ERROR_SUCCESS);
+    std::vector<BYTE> data;
+    EXPECT_EQ(QueryStoredValue(Open("HKEY_USERS\\W").Get(), "odd", nullptr, &data), ERROR_SUCCESS);
+    EXPECT_THAT(data, testing::ElementsAreArray(odd));
 }
 
 TEST_F(Subtree, DeletesAKeyWithAllBelowItOnEitherPlatform)
