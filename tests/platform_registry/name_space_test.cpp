@@ -141,6 +141,21 @@ TEST_F(NameSpaceTest, LinksOfTheSessionThatGoInACircleLeadNowhere)
     EXPECT_EQ(session.registry.Link("HKEY_USERS\\W\\l", "nowhere").error().code, ErrorCode::kInvalidParameter);
 }
 
+TEST_F(NameSpaceTest, RefusesAPlaceThatIsTooDeepBeforeAnythingIsMade)
+{
+    for (const unsigned levels : {kMaxDepth - 2, kMaxDepth - 1}) {
+        SCOPED_TRACE(levels);
+        std::string path = "HKEY_CURRENT_CONFIG";
+        for (unsigned i = 0; i < levels; ++i) {
+            path += fmt::format("\\{}", levels);
+        }
+        const Result<void> made = session.registry.Link(path, "HKEY_USERS");
+        EXPECT_EQ(made.has_value(), levels == kMaxDepth - 2);
+        EXPECT_TRUE(made || made.error().code == ErrorCode::kInvalidParameter);
+    }
+    EXPECT_THAT(Names(HKEY_CURRENT_CONFIG), ElementsAre(std::to_string(kMaxDepth - 2)));
+}
+
 TEST_F(NameSpaceTest, ShowsTwoTreesAsOne)
 {
     Make("user\\both\\mine");

@@ -73,7 +73,7 @@ Result<CellOffset> NameSpace::MakePlace(std::string_view path)
     const std::string own = JoinPath(OwnPath(ParentPath(trimmed)), LastName(trimmed)); // links lead to what is shown
     const std::optional<std::u16string> units = ToUtf16(own);
     if (!units || FindRoot(SplitFirst(own).first) == nullptr ||
-        std::ranges::count(own, kPathSeparator) >= std::ptrdiff_t{kMaxDepth}) {
+        std::ranges::count(own, kPathSeparator) + 1 >= std::ptrdiff_t{kMaxDepth}) {
         return Failure(ErrorCode::kInvalidParameter, std::string(path));
     }
     Result<CellOffset> place = m_own->Reader().Root();
