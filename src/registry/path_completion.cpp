@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "platform/system/text.h"
+#include "registry/key_path.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
@@ -11,14 +12,6 @@ namespace tolvar {
 
 namespace {
 
-struct ShortName {
-    std::string_view shortName;
-    const char* name;
-};
-constexpr ShortName kShortNames[] = {{"HKLM", "HKEY_LOCAL_MACHINE"},  {"HKCU", "HKEY_CURRENT_USER"},
-                                     {"HKCR", "HKEY_CLASSES_ROOT"},   {"HKU", "HKEY_USERS"},
-                                     {"HKCC", "HKEY_CURRENT_CONFIG"}, {"HKPD", "HKEY_PERFORMANCE_DATA"},
-                                     {"HKDD", "HKEY_DYN_DATA"}};
 constexpr std::string_view kMachine = "Computer\\";
 
 bool IsSame(std::string_view left, std::string_view right)
@@ -46,16 +39,13 @@ std::string_view Trimmed(std::string_view text)
 
 std::optional<std::string> RootName(std::string_view text)
 {
-    for (const ShortName& root : kShortNames) {
-        if (IsSame(text, root.shortName) || IsSame(text, root.name)) {
-            return root.name;
-        }
-    }
-    return std::nullopt;
+    const RootKey* const named = FindRoot(text);
+    const RootKey* const root = named != nullptr ? named : FindRootByShortName(text);
+    return root != nullptr ? std::optional<std::string>(root->name) : std::nullopt;
 }
 
-/// The subkeys of an open key by their place. Those that its hive stores stand first and in the order of names;
-/// behind them come the keys that the session has put there, which are few.
+/// The subkeys of an open key by their place, which goes by the order of names; a short list that a damaged hive has in
+/// another order is searched all the same.
 class SubkeyNames {
 public:
     explicit SubkeyNames(const std::string& path)
@@ -82,9 +72,8 @@ public:
                 }
             }
         };
-        const DWORD sorted = m_count > kSearchedInFull ? m_count - kSearchedInFull : 0;
-        take(LowerBound(prefix, sorted), sorted, true);
-        take(sorted, m_count, false);
+        const bool isLong = m_count > kSearchedInFull;
+        take(isLong ? LowerBound(prefix, m_count) : 0, m_count, isLong);
         return names;
     }
 
@@ -100,7 +89,7 @@ public:
     }
 
 private:
-    static constexpr DWORD kSearchedInFull = 256; ///< so many at the end are looked at one by one
+    static constexpr DWORD kSearchedInFull = 256; ///< up to so many are looked at one by one
 
     [[nodiscard]] std::string At(DWORD index) const
     {
@@ -142,20 +131,18 @@ private:
 std::string ResolveKeyPath(std::string_view typed)
 {
     std::string_view rest = Trimmed(typed);
-    while (rest.ends_with('\\')) {
-        rest.remove_suffix(1);
-    }
+    rest = TrimPathEnd(rest);
     std::string path;
     bool isFound = true;
     while (!rest.empty()) {
-        const std::string_view component = rest.substr(0, rest.find('\\'));
-        rest.remove_prefix(std::min(component.size() + 1, rest.size()));
+        const auto [component, behind] = SplitFirst(rest);
+        rest = behind;
         std::optional<std::string> name;
         if (isFound) {
             name = path.empty() ? RootName(component) : SubkeyNames(path).Named(component);
             isFound = name.has_value();
         }
-        path += path.empty() ? "" : "\\";
+        path += path.empty() ? "" : std::string(1, kPathSeparator); // an empty name stays where it was typed
         path += name ? *name : std::string(component);
     }
     return path;
@@ -164,22 +151,18 @@ std::string ResolveKeyPath(std::string_view typed)
 std::vector<std::string> CompleteKeyPath(std::string_view typed, std::size_t limit)
 {
     const std::string_view text = Trimmed(typed);
-    const std::size_t slash = text.rfind('\\');
     std::vector<std::string> paths;
-    if (slash == std::string_view::npos) {
+    if (!HoldsSeparator(text)) {
         for (const RootKey& root : ShownRootKeys()) {
-            const std::string_view name = root.name;
-            const auto shortName = std::ranges::find(kShortNames, name, &ShortName::name);
-            if (HasPrefix(name, text) ||
-                (shortName != std::end(kShortNames) && HasPrefix(shortName->shortName, text))) {
-                paths.emplace_back(name);
+            if (HasPrefix(root.name, text) || HasPrefix(root.shortName, text)) {
+                paths.emplace_back(root.name);
             }
         }
         return paths;
     }
-    const std::string parent = ResolveKeyPath(text.substr(0, slash));
-    for (const std::string& name : SubkeyNames(parent).WithPrefix(text.substr(slash + 1), limit)) {
-        paths.push_back(parent + "\\" + name);
+    const std::string parent = ResolveKeyPath(ParentPath(text));
+    for (const std::string& name : SubkeyNames(parent).WithPrefix(LastName(text), limit)) {
+        paths.push_back(JoinPath(parent, name));
     }
     return paths;
 }
