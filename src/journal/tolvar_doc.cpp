@@ -272,15 +272,25 @@ void CTolvarDoc::RememberStamp(std::string_view stamp)
     if (IsStamp(stamp) && stamp > m_latestStamp) {
         m_latestStamp = stamp;
     }
+    if (m_stamps) {
+        m_stamps->emplace(stamp);
+    }
 }
 
-/// Whether a file or a record has this stamp. Records are looked through only where the clock was set back.
-bool CTolvarDoc::IsTaken(const std::string& stamp) const
+/// Whether a file or a record has this stamp. The records' stamps are collected where one of them is as late: after a
+/// batch that was quicker than the clock, or with a clock that was set back.
+bool CTolvarDoc::IsTaken(const std::string& stamp)
 {
-    const auto has = [&stamp](const std::string& record) { return record.ends_with(stamp); };
-    const bool hasRecord =
-        stamp <= m_latestStamp && (std::ranges::any_of(m_journal, has) || std::ranges::any_of(m_group.records, has));
-    return hasRecord || m_options.files->Exists(TextBackup(stamp)) || m_options.files->Exists(Snapshot(stamp));
+    if (!m_stamps && stamp <= m_latestStamp) {
+        m_stamps.emplace();
+        for (const std::vector<std::string>* const records : {&m_journal, &m_group.records}) {
+            for (const std::string& record : *records) {
+                m_stamps->emplace(StampOf(record));
+            }
+        }
+    }
+    return (m_stamps && m_stamps->contains(stamp)) || m_options.files->Exists(TextBackup(stamp)) ||
+           m_options.files->Exists(Snapshot(stamp));
 }
 
 std::string CTolvarDoc::NewStamp()

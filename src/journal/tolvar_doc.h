@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "journal/change_record.h"
@@ -151,7 +152,7 @@ private:
     [[nodiscard]] Result<void> WriteIndex();
 
     void RememberStamp(std::string_view stamp);
-    [[nodiscard]] bool IsTaken(const std::string& stamp) const;
+    [[nodiscard]] bool IsTaken(const std::string& stamp);
     [[nodiscard]] std::string NewStamp();
     [[nodiscard]] Result<void> WriteTextBackup(const class PreparedChange& change, const std::string& stamp,
                                                struct SnapshotSeal& seal) const;
@@ -184,7 +185,8 @@ private:
     std::vector<std::string> m_bookmarkTargets;
     JournalObserver* m_observer = nullptr;
     TakenStamps m_takenStamps;
-    std::string m_latestStamp; ///< of all that the journal ever had; empty: none
+    std::string m_latestStamp;                               ///< of all that the journal ever had; empty: none
+    std::optional<std::unordered_set<std::string>> m_stamps; ///< of all records, once one is as late as the clock
     Group m_group;
     UndoReport m_takenBack;
     std::string m_user;            ///< of this session; empty until it is needed

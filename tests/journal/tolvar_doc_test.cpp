@@ -1,3 +1,5 @@
+#include <set>
+
 #include <gtest/gtest.h>
 
 #include "fixtures/hive_builder.h"
@@ -379,6 +381,23 @@ TEST_F(Document, TakesAGroupBackThatIsNotCommitted)
     Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
     Start();
     EXPECT_EQ(Doc().Journal().size(), 2U);
+}
+
+TEST_F(Document, GivesNoStampTwiceOverARestartWithTheSameClock)
+{
+    std::set<std::string> stamps;
+    std::size_t made = 0;
+    for (int run = 0; run < 3; ++run) { // each run's clock begins where the first one's did
+        Start();
+        for (int i = 0; i < 5; ++i) {
+            Make(ChangeRecord::NewKey(kTop, "k" + std::to_string(made++)));
+        }
+        for (std::size_t index = 0; index < Doc().Journal().size(); ++index) {
+            stamps.insert(Stamp(index));
+        }
+    }
+    EXPECT_EQ(Doc().Journal().size(), made);
+    EXPECT_EQ(stamps.size(), made);
 }
 
 TEST_F(Document, MakesWhatAnInnerGroupCommitsDurableWithTheOuterOne)
