@@ -75,9 +75,12 @@ bool CTolvarApp::InitInstance()
 void CTolvarApp::OpenDocument()
 {
     const bool isToldAlready = m_source.IsInUse();
-    const Result<void> opened = m_source.OpenDocument();
+    const Result<std::vector<SourceProblem>> opened = m_source.OpenDocument();
     if (!opened && !(isToldAlready && opened.error().code == ErrorCode::kSharingViolation)) {
         ShowProblem(opened.error());
+    }
+    for (const SourceProblem& problem : opened.value_or(std::vector<SourceProblem>())) {
+        ShowProblem(problem.error);
     }
     m_pFrame->OnInitialUpdate();
 }

@@ -39,18 +39,24 @@ SourceAccess AccessFor(const Command& command)
     return command.UsesJournal() == JournalUse::kShow ? SourceAccess::kWriteOrRead : SourceAccess::kRead;
 }
 
+/// What has a code is a failure; all else is good to know.
+void Say(CommandContext& context, const std::vector<SourceProblem>& problems)
+{
+    for (const SourceProblem& problem : problems) {
+        if (problem.error.code == ErrorCode::kSuccess) {
+            context.Tell(problem.error.context);
+        } else {
+            context.Report(problem.error);
+        }
+    }
+}
+
 /// Opens what the command works on. A hive that can't be had is reported, and the others stay. False: the journal that
 /// the command asks for can't be had.
 bool OpenFor(CommandContext& context, const Command& command, SourceSession& source)
 {
     if (command.UsesRegistry()) {
-        for (const SourceProblem& problem : source.Mount(AccessFor(command))) {
-            if (problem.kind == SourceProblem::Kind::kNotClosedCleanly) {
-                context.Tell(problem.error.context);
-            } else {
-                context.Report(problem.error);
-            }
-        }
+        Say(context, source.Mount(AccessFor(command)));
     }
     const JournalUse use = command.UsesJournal();
     if (use == JournalUse::kNone || (use == JournalUse::kChange && source.Options().isReadOnly)) {
@@ -61,10 +67,12 @@ bool OpenFor(CommandContext& context, const Command& command, SourceSession& sou
     }
     context.journal = &source.MakeDocument();
     context.keepDays = source.KeepDays();
-    if (const Result<void> opened = source.OpenDocument(); !opened) {
+    const Result<std::vector<SourceProblem>> opened = source.OpenDocument();
+    if (!opened) {
         context.Report(opened.error());
         return false;
     }
+    Say(context, *opened);
     return true;
 }
 

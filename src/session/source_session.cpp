@@ -2,6 +2,8 @@
 
 #include <set>
 
+#include <fmt/format.h>
+
 #include "session/journal_source.h"
 
 namespace tolvar {
@@ -72,11 +74,24 @@ CTolvarDoc& SourceSession::MakeDocument(std::string emptyNameLabel)
     return *m_document;
 }
 
-Result<void> SourceSession::OpenDocument()
+Result<std::vector<SourceProblem>> SourceSession::OpenDocument()
 {
     Result<void> opened = m_document->OnNewDocument();
-    m_isInUse = m_isInUse || (!opened && opened.error().code == ErrorCode::kSharingViolation);
-    return opened;
+    if (!opened) {
+        m_isInUse = m_isInUse || opened.error().code == ErrorCode::kSharingViolation;
+        return tl::unexpected(std::move(opened.error()));
+    }
+    std::vector<SourceProblem> problems;
+    const UndoReport& takenBack = m_document->TakenBack();
+    if (takenBack.undone != 0) {
+        problems.push_back({SourceProblem::Kind::kTakenBack,
+                            {ErrorCode::kSuccess,
+                             fmt::format("the last command did not finish: {} changes undone", takenBack.undone)}});
+    }
+    for (const Error& failure : takenBack.failures) {
+        problems.push_back({SourceProblem::Kind::kNotTakenBack, failure});
+    }
+    return problems;
 }
 
 std::vector<Error> SourceSession::Close()

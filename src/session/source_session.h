@@ -24,6 +24,8 @@ struct SourceProblem {
         kRefused,          ///< a hive is not there, or only for reading
         kDamaged,          ///< part of a hive is missing or unreadable
         kNotClosedCleanly, ///< a hive's last changes came from its logs, or may be missing; `error` has no code
+        kTakenBack,        ///< changes of one command that a crash cut were undone; `error` has no code
+        kNotTakenBack,     ///< such a change could not be undone, and has its entry in the journal
     };
     Kind kind;
     Error error;
@@ -44,8 +46,8 @@ public:
     /// around it first. `emptyNameLabel`: see JournalOptions. Once.
     CTolvarDoc& MakeDocument(std::string emptyNameLabel = {});
 
-    /// Reads the journal, after Mount: see CTolvarDoc::OnNewDocument.
-    [[nodiscard]] Result<void> OpenDocument();
+    /// Reads the journal, after Mount: see CTolvarDoc::OnNewDocument. What that settled of a crash is in the answer.
+    [[nodiscard]] Result<std::vector<SourceProblem>> OpenDocument();
 
     /// Makes every change durable and closes the document. What failed, in that order; a document that could not be
     /// closed is taken over by the next start.

@@ -5,6 +5,7 @@
 
 #include "fixtures/hive_builder.h"
 #include "fixtures/scratch_folder.h"
+#include "journal/pending_log.h"
 #include "platform/files/file_store.h"
 #include "registry/root_keys.h"
 #include "session/settings_file.h"
@@ -126,6 +127,38 @@ TEST_F(SourceSessionTest, HasADocumentFromItsMakingToItsEnd)
     second.MakeDocument();
     ASSERT_TRUE(second.OpenDocument());
     EXPECT_EQ(second.Document()->Journal().size(), 1U);
+}
+
+TEST_F(SourceSessionTest, SaysWhatItTookBackOfACommandThatACrashCut)
+{
+    std::filesystem::path pending;
+    {
+        SourceSession session(Options({"good"}), m_settings);
+        ASSERT_THAT(session.Mount(SourceAccess::kWrite), IsEmpty());
+        CTolvarDoc& document = session.MakeDocument();
+        ASSERT_TRUE(session.OpenDocument());
+        pending = document.DataFolder().parent_path() / "journal.pending";
+        ChangeGroup group(document);
+        for (const char* name : {"one", "two"}) {
+            ASSERT_TRUE(document.ApplyChange(ChangeRecord::NewKey("HKEY_USERS\\good", name)));
+        }
+        ASSERT_TRUE(group.Commit());
+    } // ends as in a crash
+    const auto mark = PendingLog::Open(SystemFiles(), pending);
+    ASSERT_TRUE(mark && mark->Entries().back().event == PendingLog::Event::kGroupMade);
+    constexpr std::size_t kHead = 13; // bytes of an entry before its record
+    std::filesystem::resize_file(pending,
+                                 std::filesystem::file_size(pending) - kHead - mark->Entries().back().record.size());
+
+    SourceSession session(Options({"good"}), m_settings);
+    ASSERT_THAT(session.Mount(SourceAccess::kWrite), IsEmpty());
+    session.MakeDocument();
+    const Result<std::vector<SourceProblem>> opened = session.OpenDocument();
+    ASSERT_TRUE(opened);
+    EXPECT_THAT(Kinds(*opened), ElementsAre(Kind::kTakenBack));
+    EXPECT_THAT(opened->front().error.context, testing::HasSubstr("2 changes undone"));
+    EXPECT_FALSE(IsKey("HKEY_USERS\\good\\one"));
+    EXPECT_TRUE(session.Document()->Journal().empty());
 }
 
 } // namespace
