@@ -73,7 +73,7 @@ int TimeJournal(const char* hive)
 {
     const QTemporaryDir folder;
     JournalOptions options;
-    options.dataFolder = folder.path().toStdString();
+    options.place.dataFolder = folder.path().toStdString();
     options.isReadOnly = true;
     JournalIndex index;
     for (int number = 0; number < kRecords; ++number) {
@@ -81,7 +81,7 @@ int TimeJournal(const char* hive)
                                 ";HKEY_CURRENT_USER\\Software;1;Name;Name;somebody;20261124221508123");
     }
     const std::vector<std::byte> bytes = EncodeIndex(index);
-    std::ofstream(options.dataFolder / "index", std::ios::binary)
+    std::ofstream(options.place.dataFolder / "index", std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
     BenchWindow window(hive, MountMode::kReadOnly, options);
     constexpr int kJournalOutput = 3;

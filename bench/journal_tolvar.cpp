@@ -61,7 +61,7 @@ int Delete(const std::filesystem::path& folder)
     Registry registry;
     const Session session(registry);
     JournalOptions options;
-    options.dataFolder = folder / "data" / "backups";
+    options.place.dataFolder = folder / "data" / "backups";
     CTolvarDoc document(options);
     if (!registry.Mount({folder / "hive", "HKEY_USERS\\W"}, MountMode::kWritable) || !document.OnNewDocument()) {
         return 1;
@@ -92,19 +92,19 @@ int Open(const std::filesystem::path& folder)
 {
     constexpr unsigned kRecords = 100'000;
     JournalOptions options;
-    options.dataFolder = folder / "data" / "backups";
+    options.place.dataFolder = folder / "data" / "backups";
     options.keepDays = 100'000;
-    std::filesystem::create_directories(options.dataFolder);
+    std::filesystem::create_directories(options.place.dataFolder);
     JournalIndex index;
     for (unsigned i = 0; i < kRecords; ++i) {
         const std::string stamp = "20260101" + std::to_string(100'000'000 + i);
         index.journal.push_back("6;2;HKEY_CURRENT_USER\\Software\\Vendor\\Product\\Key" + std::to_string(i) +
                                 ";HKEY_CURRENT_USER\\Software\\Vendor\\Product\\Key" + std::to_string(i) +
                                 ";1;Value;Value;user;" + stamp);
-        std::ofstream(options.dataFolder / stamp) << "Value=1:before";
+        std::ofstream(options.place.dataFolder / stamp) << "Value=1:before";
     }
     const std::vector<std::byte> bytes = EncodeIndex(index);
-    std::ofstream(options.dataFolder / "index", std::ios::binary)
+    std::ofstream(options.place.dataFolder / "index", std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
     for (int round = 0; round < 6; ++round) {
         const auto start = Watch::now();

@@ -1,31 +1,22 @@
 #pragma once
 
 #include <filesystem>
-#include <memory>
+#include <optional>
 #include <span>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "journal/change_record.h"
-#include "journal/journal_record.h"
-#include "journal/pending_log.h"
-#include "journal/stamp.h"
-#include "platform/files/file_store.h"
-#include "platform/system/clock.h"
+#include "journal/journal_store.h"
 #include "platform/system/error.h"
 
 namespace tolvar {
 
 /// Where a journal lies, and how it is kept.
 struct JournalOptions {
-    std::filesystem::path dataFolder;     ///< holds `index` and the text backups
-    std::filesystem::path fallbackFolder; ///< taken where `dataFolder` can't be made; empty: none
-    int keepDays = 20;                    ///< for how long records and backups are kept
-    std::string emptyNameLabel;           ///< what a list shows for an empty value name; empty: nothing stands for it
-    bool isReadOnly = false;              ///< show the journal, lock and write nothing, take no changes
-    FileStore* files = &SystemFiles();    ///< outlives the document
-    const Clock* clock = &SystemClock();  ///< outlives the document
+    JournalPlace place;
+    int keepDays = 20;          ///< for how long records and backups are kept
+    std::string emptyNameLabel; ///< what a list shows for an empty value name; empty: nothing stands for it
 };
 
 /// Is told when the journal grew.
@@ -103,35 +94,31 @@ public:
     Result<std::size_t> ExpireBackups(int keepDays);
 
     /// The records, the oldest first. Valid until the journal changes.
-    [[nodiscard]] std::span<const std::string> Journal() const noexcept { return m_journal; }
+    [[nodiscard]] std::span<const std::string> Journal() const noexcept { return m_store.Records(); }
 
     /// What OnNewDocument took back of a group that a crash cut; entries that could not be taken back stay.
     [[nodiscard]] const UndoReport& TakenBack() const noexcept { return m_takenBack; }
 
     /// For bookmarks that are kept between runs: their paths, and what they lead to.
-    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const noexcept { return m_bookmarkPaths; }
-    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const noexcept { return m_bookmarkTargets; }
-    void SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets);
+    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const noexcept { return m_store.BookmarkPaths(); }
+    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const noexcept { return m_store.BookmarkTargets(); }
+    void SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets)
+    {
+        m_store.SetBookmarks(std::move(paths), std::move(targets));
+    }
 
     /// `observer` must outlive the document; null for nobody.
     void SetObserver(JournalObserver* observer) noexcept { m_observer = observer; }
 
-    [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_options.dataFolder; }
+    [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_store.DataFolder(); }
 
 private:
     friend class ChangeGroup;
 
-    /// Records that the last run left without an end.
-    struct Unsettled {
-        std::vector<std::string> open;    ///< of changes that were begun, and nobody knows whether they were made
-        std::vector<std::string> notMade; ///< of a group that never got as far as the medium: not in the journal
-        std::vector<std::string> cut;     ///< of a group that may have been made in part
-    };
     /// The changes of a ChangeGroup, made in memory alone.
     struct Group {
         unsigned depth = 0; ///< groups that stand
         std::vector<std::string> records;
-        std::vector<std::filesystem::path> backups; ///< written, and not yet durable
     };
     struct Undone {
         UndoReport report;
@@ -139,61 +126,32 @@ private:
         std::vector<std::string> left; ///< those that could not be, the oldest first
     };
 
-    [[nodiscard]] std::filesystem::path Beside(const char* name) const;
-    [[nodiscard]] std::filesystem::path TextBackup(std::string_view stamp) const;
-    [[nodiscard]] std::filesystem::path Snapshot(std::string_view stamp) const;
-
-    [[nodiscard]] Result<void> MakeFolders();
-    [[nodiscard]] Result<void> LockFolder();
-    [[nodiscard]] Result<void> ReadIndex();
-    [[nodiscard]] Unsettled TakePendingOver(const std::vector<PendingLog::Entry>& entries);
     void SettleOpen(const std::vector<std::string>& open);
-    [[nodiscard]] Result<void> SettleCut(const Unsettled& unsettled);
-    [[nodiscard]] Result<void> WriteIndex();
+    [[nodiscard]] Result<void> SettleCut(const JournalStore::Unsettled& unsettled);
 
-    void RememberStamp(std::string_view stamp);
-    [[nodiscard]] bool IsTaken(const std::string& stamp);
-    [[nodiscard]] std::string NewStamp();
     [[nodiscard]] Result<void> WriteTextBackup(const class PreparedChange& change, const std::string& stamp,
-                                               struct SnapshotSeal& seal) const;
+                                               SnapshotSeal& seal);
     [[nodiscard]] Result<void> WriteBackups(const PreparedChange& change, const std::string& stamp,
-                                            const std::string& record, std::vector<std::byte>& image) const;
-    [[nodiscard]] Result<void> WriteFile(const std::filesystem::path& file, std::span<const std::byte> bytes,
-                                         std::string_view behind = {}) const;
-    [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;
-    [[nodiscard]] Result<void> Announce(const std::string& record, std::span<const std::filesystem::path> backups);
+                                            const std::string& record, std::vector<std::byte>& image);
+    [[nodiscard]] Result<void> Announce(const std::string& record);
     void Show(std::string record);
-    void TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record,
-                  const std::string& stamp);
+    void TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record);
     [[nodiscard]] Result<UndoMaterial> Material(const std::string& record) const;
     [[nodiscard]] Undone UndoInMemory(const std::vector<std::string>& records) const;
     [[nodiscard]] Result<void> CommitGroup();
     [[nodiscard]] UndoReport TakeGroupBack(std::size_t first);
-    [[nodiscard]] Result<void> DropGroup(const std::vector<std::string>& gone);
-    void RemoveBackups(std::string_view stamp) const;
-    void RemoveGroupMembers(const JournalRecord& group) const;
-    void Forget(const std::vector<std::size_t>& sorted);
     [[nodiscard]] Result<void> CheckUsable() const;
     [[nodiscard]] Result<void> CheckFree() const;
 
-    JournalOptions m_options;
+    std::string m_emptyNameLabel;
+    int m_keepDays;
     std::optional<Error> m_failure; ///< why no change can be taken
-    std::unique_ptr<StoredFile> m_lock;
-    std::optional<PendingLog> m_pending;
-    std::vector<std::string> m_bookmarkPaths;
-    std::vector<std::string> m_journal;
-    std::vector<std::string> m_bookmarkTargets;
+    JournalStore m_store;
     JournalObserver* m_observer = nullptr;
-    TakenStamps m_takenStamps;
-    std::string m_latestStamp;                               ///< of all that the journal ever had; empty: none
-    std::optional<std::unordered_set<std::string>> m_stamps; ///< of all records, once one is as late as the clock
     Group m_group;
     UndoReport m_takenBack;
-    std::string m_user;            ///< of this session; empty until it is needed
-    bool m_isIndexStale = false;   ///< the file does not hold what is here
-    bool m_isIndexDamaged = false; ///< the file broke off: what it holds is kept aside before it is written anew
-    bool m_hasOpenChange =
-        false; ///< a change failed and could not be taken back in the file: the next start settles it
+    std::string m_user;           ///< of this session; empty until it is needed
+    bool m_hasOpenChange = false; ///< one that failed could not be taken back in the file: the next start settles it
 };
 
 /// Several changes that are made as one: all of them or none, whatever comes between, a power cut too. While it stands,

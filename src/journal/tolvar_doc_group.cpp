@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <unordered_set>
 
 #include "journal/tolvar_doc.h"
 #include "journal/undo_change.h"
@@ -40,18 +39,6 @@ CTolvarDoc::Undone CTolvarDoc::UndoInMemory(const std::vector<std::string>& reco
     return undone;
 }
 
-/// Says durably that records of a group are gone, and removes their backups.
-Result<void> CTolvarDoc::DropGroup(const std::vector<std::string>& gone)
-{
-    if (auto dropped = m_pending->AppendAll(PendingLog::Event::kDropped, gone); !dropped) {
-        return dropped;
-    }
-    for (const std::string& record : gone) {
-        RemoveBackups(StampOf(record));
-    }
-    return {};
-}
-
 /// Takes back the records of the standing groups from place `first` on, before any hive was written.
 UndoReport CTolvarDoc::TakeGroupBack(std::size_t first)
 {
@@ -59,7 +46,7 @@ UndoReport CTolvarDoc::TakeGroupBack(std::size_t first)
     Undone undone = UndoInMemory({begin, m_group.records.end()});
     m_group.records.erase(begin, m_group.records.end());
     m_group.records.insert(m_group.records.end(), undone.left.begin(), undone.left.end());
-    if (auto dropped = DropGroup(undone.gone); !dropped) {
+    if (auto dropped = m_store.Drop(undone.gone); !dropped) {
         m_failure = dropped.error(); // a later mark would take these for members of its group
         undone.report.failures.push_back(dropped.error());
     }
@@ -69,26 +56,22 @@ UndoReport CTolvarDoc::TakeGroupBack(std::size_t first)
 Result<void> CTolvarDoc::CommitGroup()
 {
     std::vector<std::string> records = std::move(m_group.records);
-    std::vector<std::filesystem::path> backups = std::move(m_group.backups);
     m_group = {};
     if (records.empty()) {
         return {};
     }
-    // Those of changes that failed or were taken back are gone.
-    std::erase_if(backups, [this](const std::filesystem::path& file) { return !m_options.files->Exists(file); });
     const std::string first = records.front();
     Result<void> done = CheckUsable();
-    done = done ? m_options.files->SyncAll(backups) : done;
-    done = done ? m_pending->Append(PendingLog::Event::kGroupBegun, first) : done;
+    done = done ? m_store.BeginGroup(first) : done;
     done = done ? FlushHives() : done;
-    done = done ? m_pending->Append(PendingLog::Event::kGroupMade, first) : done;
+    done = done ? m_store.EndGroup(first) : done;
     if (done) {
         for (std::string& record : records) {
             Show(std::move(record));
         }
         return done;
     }
-    if (!UndoInMemory(records).left.empty() || !FlushHives() || !DropGroup(records)) {
+    if (!UndoInMemory(records).left.empty() || !FlushHives() || !m_store.Drop(records)) {
         m_hasOpenChange = true; // the next start takes it back, before anything else is changed
         m_failure = done.error();
     }
@@ -96,22 +79,20 @@ Result<void> CTolvarDoc::CommitGroup()
 }
 
 /// Ends what a crash left of a group. Where it can't be taken back its records stay, to be undone one by one.
-Result<void> CTolvarDoc::SettleCut(const Unsettled& unsettled)
+Result<void> CTolvarDoc::SettleCut(const JournalStore::Unsettled& unsettled)
 {
-    static_cast<void>(DropGroup(unsettled.notMade)); // else they are dropped at the next start
+    static_cast<void>(m_store.Drop(unsettled.notMade)); // else they are dropped at the next start
     Undone undone = UndoInMemory(unsettled.cut);
     if (!undone.gone.empty()) {
         if (auto flushed = FlushHives(); !flushed) {
             return flushed;
         }
     }
-    if (auto dropped = DropGroup(undone.gone); !dropped) {
+    if (auto dropped = m_store.Drop(undone.gone); !dropped) {
         return dropped;
     }
-    const std::unordered_set<std::string> gone(undone.gone.begin(), undone.gone.end());
-    std::erase_if(m_journal, [&gone](const std::string& record) { return gone.contains(record); });
     for (const std::string& record : undone.left) {
-        m_pending->Note(PendingLog::Event::kMade, record);
+        m_store.NoteMade(record);
     }
     m_takenBack = std::move(undone.report);
     return {};

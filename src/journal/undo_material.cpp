@@ -8,7 +8,7 @@
 namespace tolvar {
 
 Result<UndoMaterial> UndoMaterial::Gather(FileStore& files, const std::filesystem::path& text,
-                                          const std::filesystem::path& snapshot, const std::string& record,
+                                          Result<ChangeSnapshot> snapshot, const std::string& record,
                                           const std::string& emptyNameLabel)
 {
     UndoMaterial material;
@@ -16,9 +16,8 @@ Result<UndoMaterial> UndoMaterial::Gather(FileStore& files, const std::filesyste
     if (!IsStamp(fields.stamp)) {
         return Failure(ErrorCode::kInvalidData, "the record can't be read: " + record);
     }
-    Result<ChangeSnapshot> opened = ChangeSnapshot::Open(files, snapshot);
-    if (opened && opened->Seal().record == record) {
-        material.m_snapshot.emplace(*std::move(opened));
+    if (snapshot && snapshot->Seal().record == record) {
+        material.m_snapshot.emplace(*std::move(snapshot));
         material.m_change = material.m_snapshot->Seal().change;
     } else {
         const bool isKind =

@@ -14,12 +14,12 @@ namespace tolvar {
 /// What an entry of the journal is undone from, looked at in full before anything is changed.
 class UndoMaterial {
 public:
-    /// `text` and `snapshot`: the backups of the record. The snapshot is taken where it belongs to the record and is
-    /// whole, else the text, if it holds all. `emptyNameLabel`: see ChangeOf.
+    /// `text` and `snapshot`: the backups of the record, the latter as it could be opened. The snapshot is taken where
+    /// it belongs to the record and is whole, else the text, if it holds all. `emptyNameLabel`: see ChangeOf.
     /// Errors: kFileNotFound or kFileCorrupt where neither backup can be used; kInvalidData for a record that can't be
     /// read; the file system's.
     [[nodiscard]] static Result<UndoMaterial> Gather(FileStore& files, const std::filesystem::path& text,
-                                                     const std::filesystem::path& snapshot, const std::string& record,
+                                                     Result<ChangeSnapshot> snapshot, const std::string& record,
                                                      const std::string& emptyNameLabel);
 
     [[nodiscard]] const ChangeRecord& Change() const noexcept { return m_change; }

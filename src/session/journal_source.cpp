@@ -54,13 +54,13 @@ JournalOptions JournalOptionsFor(std::span<const MountRequest> mounts, Profile& 
     options.keepDays = profile.GetInt(kSection, "Keep Undo", kKeepDays);
     const std::filesystem::path base = ProgramDataFolder();
     if (SourceId(mounts) != SourceId(EmbeddedMounts(EmbeddedRegistryFolder()))) {
-        options.dataFolder = base / "sources" / SourceId(mounts) / "backups";
+        options.place.dataFolder = base / "sources" / SourceId(mounts) / "backups";
         return options;
     }
     const std::string folder = profile.GetString(kSection, "Data Path", (base / "backups").string());
     profile.WriteString(kSection, "Data Path", folder);
-    options.dataFolder = folder;
-    options.fallbackFolder = base / "Backups";
+    options.place.dataFolder = folder;
+    options.place.fallbackFolder = base / "Backups";
     return options;
 }
 

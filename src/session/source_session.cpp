@@ -67,7 +67,7 @@ Result<void> SourceSession::MountEmbedded(MountMode mode)
 CTolvarDoc& SourceSession::MakeDocument(std::string emptyNameLabel)
 {
     JournalOptions options = JournalOptionsFor(m_options.Mounts(), m_profile);
-    options.isReadOnly = m_options.isReadOnly;
+    options.place.isReadOnly = m_options.isReadOnly;
     options.emptyNameLabel = std::move(emptyNameLabel);
     m_keepDays = options.keepDays;
     m_document = std::make_unique<CTolvarDoc>(std::move(options));

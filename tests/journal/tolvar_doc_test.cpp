@@ -140,8 +140,8 @@ TEST_F(Document, RenamesAKeyInAnotherSpellingWithoutTouchingItsSisters)
 TEST_F(Document, TakesALabelForTheEmptyName)
 {
     JournalOptions options;
-    options.dataFolder = "/e/backups";
-    options.files = &store;
+    options.place.dataFolder = "/e/backups";
+    options.place.files = &store;
     options.emptyNameLabel = "(Default)";
     CTolvarDoc labelled(options);
     ASSERT_TRUE(labelled.OnNewDocument());
@@ -311,9 +311,9 @@ TEST_F(Document, TakesNoChangesForReadingOnly)
 {
     Make(ChangeRecord::NewKey(kTop, "a"));
     JournalOptions options;
-    options.dataFolder = "/d/backups";
-    options.files = &store;
-    options.isReadOnly = true;
+    options.place.dataFolder = "/d/backups";
+    options.place.files = &store;
+    options.place.isReadOnly = true;
     CTolvarDoc reader(options);
     ASSERT_TRUE(reader.OnNewDocument());
     EXPECT_EQ(reader.Journal().size(), 1U);
@@ -431,7 +431,7 @@ TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
     JournalSession session(store);
     const fixtures::ScratchFolder folder;
     JournalOptions options;
-    options.dataFolder = folder / "a/backups";
+    options.place.dataFolder = folder / "a/backups";
     CTolvarDoc first(options);
     ASSERT_TRUE(first.OnNewDocument());
     CTolvarDoc second(options);
@@ -439,13 +439,13 @@ TEST(DataFolder, ThatCannotBeHadRefusesEveryChangeBeforeAnythingIsTouched)
     ASSERT_FALSE(opened);
     EXPECT_EQ(opened.error().code, ErrorCode::kSharingViolation);
     EXPECT_NE(opened.error().context.find("process " + std::to_string(getpid())), std::string::npos);
-    options.dataFolder = "/dev/null/backups";
+    options.place.dataFolder = "/dev/null/backups";
     CTolvarDoc third(options);
     EXPECT_FALSE(third.OnNewDocument());
-    options.fallbackFolder = folder / "b/Backups";
+    options.place.fallbackFolder = folder / "b/Backups";
     CTolvarDoc fourth(options);
     EXPECT_TRUE(fourth.OnNewDocument());
-    EXPECT_EQ(fourth.DataFolder(), options.fallbackFolder);
+    EXPECT_EQ(fourth.DataFolder(), options.place.fallbackFolder);
     const std::string before = Picture(session.Reader());
     for (CTolvarDoc* document : {&second, &third}) {
         EXPECT_FALSE(document->ApplyChange(ChangeRecord::NewKey(kTop, "a")));

@@ -1,0 +1,188 @@
+#include "journal/journal_store.h"
+
+#include <algorithm>
+
+#include "journal/index_file.h"
+
+namespace tolvar {
+
+namespace {
+
+constexpr const char* kIndex = "index";
+constexpr const char* kFreshIndex = "index.new";
+
+} // namespace
+
+std::filesystem::path JournalStore::Beside(const char* name) const
+{
+    return m_place.dataFolder.parent_path() / name;
+}
+
+Result<void> JournalStore::MakeFolders()
+{
+    auto made = m_place.files->MakeFolder(m_place.dataFolder);
+    if (!made && !m_place.fallbackFolder.empty()) {
+        m_place.dataFolder = m_place.fallbackFolder;
+        made = m_place.files->MakeFolder(m_place.dataFolder);
+    }
+    return made ? m_place.files->MakeFolder(Beside("snapshots")) : made;
+}
+
+Result<void> JournalStore::LockFolder()
+{
+    Result<std::unique_ptr<StoredFile>> lock = m_place.files->Open(Beside("journal.lock"), FileStore::Mode::kCreate);
+    if (!lock) {
+        return tl::unexpected(lock.error());
+    }
+    if (auto locked = (*lock)->Lock(); !locked) {
+        return locked;
+    }
+    m_lock = *std::move(lock);
+    return {};
+}
+
+Result<void> JournalStore::ReadIndex()
+{
+    const std::filesystem::path file = m_place.dataFolder / kIndex;
+    if (!m_place.files->Exists(file)) {
+        m_isIndexStale = true;
+        if (m_place.isReadOnly) {
+            return {};
+        }
+        const Result<std::unique_ptr<StoredFile>> made = m_place.files->Open(file, FileStore::Mode::kCreate);
+        return made ? Result<void>() : tl::unexpected(made.error());
+    }
+    const Result<MappedFile> map = m_place.files->Map(file, 0);
+    if (!map) {
+        return tl::unexpected(map.error());
+    }
+    DecodedIndex index = DecodeIndex(map->Bytes());
+    if (map->AnyFailed()) {
+        return Failure(ErrorCode::kReadFault, "read " + file.string());
+    }
+    m_isIndexStale = map->Bytes().empty();
+    m_isIndexDamaged = !index.isWhole;
+    m_bookmarkPaths = std::move(index.lists.bookmarkPaths);
+    m_records = std::move(index.lists.journal);
+    m_bookmarkTargets = std::move(index.lists.bookmarkTargets);
+    return {};
+}
+
+/// Brings the records up to what happened since `index` was written.
+Result<JournalStore::Unsettled> JournalStore::ReadPending()
+{
+    Result<PendingLog> log = PendingLog::Open(*m_place.files, Beside("journal.pending"));
+    if (!log) {
+        return tl::unexpected(log.error());
+    }
+    m_pending.emplace(*std::move(log));
+    Unsettled unsettled;
+    if (m_pending->Entries().empty()) {
+        return unsettled;
+    }
+    m_isIndexStale = true;
+    const std::vector<PendingRecord> records = ReplayPending(m_pending->Entries());
+    m_pending->ForgetEntries();
+    std::unordered_set<std::string_view> dropped;
+    for (const PendingRecord& record : records) {
+        if (record.state == PendingRecord::State::kGone) {
+            dropped.insert(record.record);
+        }
+    }
+    std::erase_if(m_records, [&dropped](const std::string& record) { return dropped.contains(record); });
+    const std::unordered_set<std::string> held(m_records.begin(), m_records.end());
+    for (const PendingRecord& record : records) {
+        if (record.state == PendingRecord::State::kGone || held.contains(record.record)) {
+            continue;
+        }
+        if (record.state == PendingRecord::State::kNotMade) {
+            unsettled.notMade.push_back(record.record);
+            continue;
+        }
+        m_records.push_back(record.record);
+        if (record.state == PendingRecord::State::kOpen) {
+            unsettled.open.push_back(record.record);
+        } else if (record.state == PendingRecord::State::kCut) {
+            unsettled.cut.push_back(record.record);
+        }
+    }
+    return unsettled;
+}
+
+Result<JournalStore::Unsettled> JournalStore::Open()
+{
+    for (const auto step : {&JournalStore::MakeFolders, &JournalStore::LockFolder, &JournalStore::ReadIndex}) {
+        if (m_place.isReadOnly && step != &JournalStore::ReadIndex) {
+            continue;
+        }
+        if (auto done = (this->*step)(); !done) {
+            return tl::unexpected(done.error());
+        }
+    }
+    Result<Unsettled> unsettled = ReadPending();
+    for (const std::string& record : m_records) {
+        RememberStamp(StampOf(record));
+    }
+    return unsettled;
+}
+
+Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
+{
+    Result<std::unique_ptr<StoredFile>> stored = m_place.files->Open(file, FileStore::Mode::kCreate);
+    if (!stored) {
+        return tl::unexpected(stored.error());
+    }
+    Result<void> done = (*stored)->Resize(0);
+    done = done ? (*stored)->Write(0, bytes) : done;
+    stored->reset();
+    return done ? m_place.files->SyncAll({&file, 1}) : done;
+}
+
+Result<void> JournalStore::WriteIndex()
+{
+    FileStore& files = *m_place.files;
+    const std::filesystem::path index = m_place.dataFolder / kIndex;
+    const std::filesystem::path fresh = m_place.dataFolder / kFreshIndex;
+    const std::vector<std::byte> bytes = EncodeIndex({m_bookmarkPaths, m_records, m_bookmarkTargets});
+    if (auto written = WriteDurably(fresh, bytes); !written) {
+        static_cast<void>(files.Remove(fresh));
+        return written;
+    }
+    if (m_isIndexDamaged) { // a copy for someone to look at; without it the file is not replaced
+        const Result<MappedFile> damaged = files.Map(index, 0);
+        auto kept = damaged ? WriteDurably(Beside("index.damaged"), damaged->Bytes()) : tl::unexpected(damaged.error());
+        if (!kept) {
+            return kept;
+        }
+        m_isIndexDamaged = false;
+    }
+    auto renamed = files.Rename(fresh, index);
+    return renamed ? files.SyncFolder(m_place.dataFolder) : renamed;
+}
+
+Result<void> JournalStore::Save(bool hasOpenChange)
+{
+    if (m_isIndexStale) {
+        if (auto written = WriteIndex(); !written) {
+            return written;
+        }
+    }
+    m_isIndexStale = false;
+    return hasOpenChange ? Result<void>() : m_pending->Remove();
+}
+
+void JournalStore::ShowNothing()
+{
+    m_records.clear();
+    m_bookmarkPaths.clear();
+    m_bookmarkTargets.clear();
+}
+
+void JournalStore::SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets)
+{
+    m_isIndexStale = m_isIndexStale || paths != m_bookmarkPaths || targets != m_bookmarkTargets;
+    m_bookmarkPaths = std::move(paths);
+    m_bookmarkTargets = std::move(targets);
+}
+
+} // namespace tolvar

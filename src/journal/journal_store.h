@@ -1,0 +1,144 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "journal/change_snapshot.h"
+#include "journal/journal_record.h"
+#include "journal/pending_log.h"
+#include "journal/stamp.h"
+#include "platform/files/file_store.h"
+#include "platform/system/clock.h"
+#include "platform/system/error.h"
+
+namespace tolvar {
+
+/// Where a journal lies on the disk.
+struct JournalPlace {
+    std::filesystem::path dataFolder;     ///< holds `index` and the text backups
+    std::filesystem::path fallbackFolder; ///< taken where `dataFolder` can't be made; empty: none
+    bool isReadOnly = false;              ///< lock and write nothing
+    FileStore* files = &SystemFiles();    ///< outlives the store
+    const Clock* clock = &SystemClock();  ///< outlives the store
+};
+
+/// The files of one journal: the records in `index`, what happened since it was written in `journal.pending`, and for
+/// each record its backups. It knows when what has to be durable, and nothing of the registry.
+///
+/// One program at a time works with a data folder. Not thread safe.
+class JournalStore {
+public:
+    /// Records that the last run left without an end.
+    struct Unsettled {
+        std::vector<std::string> open;    ///< of changes that were begun, and nobody knows whether they were made
+        std::vector<std::string> notMade; ///< of a group that never got as far as the medium: not among the records
+        std::vector<std::string> cut;     ///< of a group that may have been made in part
+    };
+
+    explicit JournalStore(JournalPlace place) : m_place(std::move(place)) {}
+
+    /// Makes and locks the data folder and reads the journal. Once, before all else.
+    /// Errors: kSharingViolation where another program has the data folder, with its process; the file system's.
+    [[nodiscard]] Result<Unsettled> Open();
+
+    /// Writes `index` and lets go of what it replaces, unless a change stays open in `journal.pending`.
+    [[nodiscard]] Result<void> Save(bool hasOpenChange);
+
+    [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_place.dataFolder; }
+    [[nodiscard]] FileStore& Files() const noexcept { return *m_place.files; }
+    [[nodiscard]] bool IsReadOnly() const noexcept { return m_place.isReadOnly; }
+
+    // Records.
+
+    /// The oldest first. Valid until the journal changes.
+    [[nodiscard]] std::span<const std::string> Records() const noexcept { return m_records; }
+
+    /// A stamp that no record and no backup of this journal has, and that is later than the last one.
+    [[nodiscard]] std::string NewStamp();
+
+    /// Adds a record whose change was made. The answer is valid until the journal changes.
+    const std::string& Add(std::string record);
+
+    /// Forgets records and bookmarks, in memory alone: for a journal that can't be used.
+    void ShowNothing();
+
+    /// Takes records out of the list, whatever the disk says of them.
+    void Forget(std::span<const std::string> records);
+
+    /// Takes records out, durably, and then their backups.
+    [[nodiscard]] Result<void> Drop(std::span<const std::string> records);
+
+    /// The same for the records at some places, those of a group with its members' backups. Places that don't exist
+    /// are passed over.
+    [[nodiscard]] Result<void> DropAt(std::vector<std::size_t> places);
+
+    /// Drops what is older than `keepDays` days. Entries of the data folder that don't begin with a date stay, and of
+    /// the records without a backup one goes at a time. Answers how many records went.
+    [[nodiscard]] Result<std::size_t> Expire(int keepDays);
+
+    // Backups, which are durable with the mark that needs them.
+
+    [[nodiscard]] std::filesystem::path TextBackup(std::string_view stamp) const { return m_place.dataFolder / stamp; }
+    [[nodiscard]] Result<std::unique_ptr<StoredFile>> MakeTextBackup(std::string_view stamp);
+    [[nodiscard]] Result<void> WriteSnapshot(std::string_view stamp, std::span<const std::byte> image,
+                                             const SnapshotSeal& seal);
+    /// Errors: as ChangeSnapshot::Open; kInvalidData for a text that is no stamp.
+    [[nodiscard]] Result<ChangeSnapshot> OpenSnapshot(std::string_view stamp) const;
+    void RemoveBackups(std::string_view stamp);
+
+    // Marks: where a change stands. A change that no mark is left of never was.
+
+    /// Its backups are durable, and it is about to be made.
+    [[nodiscard]] Result<void> Begin(const std::string& record);
+    /// It is durable. Nothing waits for this mark.
+    void NoteMade(const std::string& record) { m_pending->Note(PendingLog::Event::kMade, record); }
+    /// It failed and left nothing. Its backups go.
+    void NoteFailed(const std::string& record);
+    /// It is about to be made in memory, as one of a group.
+    [[nodiscard]] Result<void> BeginMember(const std::string& record);
+    /// The members from `first` on are about to be made durable, and their backups are so.
+    [[nodiscard]] Result<void> BeginGroup(const std::string& first);
+    [[nodiscard]] Result<void> EndGroup(const std::string& first);
+
+    /// For bookmarks that are kept between runs: their paths, and what they lead to.
+    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const noexcept { return m_bookmarkPaths; }
+    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const noexcept { return m_bookmarkTargets; }
+    void SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets);
+
+private:
+    [[nodiscard]] std::filesystem::path Beside(const char* name) const;
+    [[nodiscard]] std::filesystem::path Snapshot(std::string_view stamp) const { return Beside("snapshots") / stamp; }
+    [[nodiscard]] Result<void> MakeFolders();
+    [[nodiscard]] Result<void> LockFolder();
+    [[nodiscard]] Result<void> ReadIndex();
+    [[nodiscard]] Result<Unsettled> ReadPending();
+    [[nodiscard]] Result<void> WriteIndex();
+    [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;
+    [[nodiscard]] Result<void> SyncBackups();
+    void RememberStamp(std::string_view stamp);
+    [[nodiscard]] bool IsTaken(const std::string& stamp);
+    void RemoveGroupMembers(const JournalRecord& group);
+    void ForgetAt(std::span<const std::size_t> sorted);
+
+    JournalPlace m_place;
+    std::unique_ptr<StoredFile> m_lock;
+    std::optional<PendingLog> m_pending;
+    std::vector<std::string> m_bookmarkPaths;
+    std::vector<std::string> m_records;
+    std::vector<std::string> m_bookmarkTargets;
+    std::vector<std::filesystem::path> m_unsynced; ///< backups that are written, and not yet durable
+    bool m_hasUnsyncedGone = false;                ///< some of them were removed
+    TakenStamps m_takenStamps;
+    std::string m_latestStamp;                               ///< of all that the journal ever had; empty: none
+    std::vector<std::string> m_givenStamps;                  ///< by NewStamp, until there is a set of all
+    std::optional<std::unordered_set<std::string>> m_stamps; ///< all of them, once one is as late as the clock
+    bool m_isIndexStale = false;                             ///< the file does not hold what is here
+    bool m_isIndexDamaged = false; ///< the file broke off: what it holds is kept aside before it is written anew
+};
+
+} // namespace tolvar
