@@ -94,18 +94,28 @@ std::string SealOf(std::span<const std::byte> image, const SnapshotSeal& seal)
 
 Result<SnapshotView> ParseSnapshot(std::span<const std::byte> bytes)
 {
-    if (bytes.size() < kEnd || std::memcmp(bytes.last(kMagic.size()).data(), kMagic.data(), kMagic.size()) != 0) {
+    if (bytes.size() < kEnd) {
         return Broken();
     }
-    FieldReader end(bytes.last(kEnd));
+    const auto size = FieldReader(bytes.last(kEnd)).Number<std::uint32_t>();
+    return size > bytes.size() - kEnd ? Broken()
+                                      : ParseSnapshot(bytes.first(bytes.size() - kEnd - size), bytes.last(kEnd + size));
+}
+
+Result<SnapshotView> ParseSnapshot(std::span<const std::byte> image, std::span<const std::byte> seal)
+{
+    if (seal.size() < kEnd || std::memcmp(seal.last(kMagic.size()).data(), kMagic.data(), kMagic.size()) != 0) {
+        return Broken();
+    }
+    FieldReader end(seal.last(kEnd));
     const auto size = end.Number<std::uint32_t>();
     const auto sum = end.Number<std::uint64_t>();
-    if (size > bytes.size() - kEnd || ContentHash::Of(bytes.last(kEnd + size).first(size)) != sum) {
+    if (size != seal.size() - kEnd || ContentHash::Of(seal.first(size)) != sum) {
         return Broken();
     }
     SnapshotView view;
     ChangeRecord& change = view.seal.change;
-    FieldReader fields(bytes.last(kEnd + size).first(size));
+    FieldReader fields(seal.first(size));
     const auto format = fields.Number<std::uint32_t>();
     change.kind = static_cast<ChangeKind>(fields.Number<std::uint32_t>());
     change.object = static_cast<ChangeObject>(fields.Number<std::uint32_t>());
@@ -127,7 +137,6 @@ Result<SnapshotView> ParseSnapshot(std::span<const std::byte> bytes)
     if (!fields.IsGood() || format != kFormat || !isKind || !isObject) {
         return Broken();
     }
-    const auto image = bytes.first(bytes.size() - kEnd - size);
     if (image.size() == imageSize && ContentHash::Of(image) == imageSum) {
         view.image = image;
     }
@@ -150,14 +159,30 @@ Result<ChangeSnapshot> ChangeSnapshot::Open(FileStore& files, const std::filesys
         view.error().context = path.string();
         return tl::unexpected(view.error());
     }
-    snapshot.m_seal = std::move(view->seal);
-    if (!view->image.empty()) {
-        Result<KeyImage> image = KeyImage::FromBytes(view->image, path.string());
-        if (image) {
-            snapshot.m_image.emplace(*std::move(image));
+    snapshot.Take(*std::move(view), path.string());
+    return snapshot;
+}
+
+Result<ChangeSnapshot> ChangeSnapshot::FromParts(std::vector<std::byte> image, std::span<const std::byte> seal)
+{
+    ChangeSnapshot snapshot;
+    snapshot.m_bytes = std::move(image);
+    Result<SnapshotView> view = ParseSnapshot(snapshot.m_bytes, seal);
+    if (!view) {
+        return tl::unexpected(view.error());
+    }
+    snapshot.Take(*std::move(view), "snapshot");
+    return snapshot;
+}
+
+void ChangeSnapshot::Take(SnapshotView view, const std::string& name)
+{
+    m_seal = std::move(view.seal);
+    if (!view.image.empty()) {
+        if (Result<KeyImage> image = KeyImage::FromBytes(view.image, name)) {
+            m_image.emplace(*std::move(image));
         }
     }
-    return snapshot;
 }
 
 } // namespace tolvar

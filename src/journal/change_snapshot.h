@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "journal/change_record.h"
 #include "platform/files/file_store.h"
@@ -32,29 +33,39 @@ struct SnapshotSeal {
 /// What belongs behind the image.
 [[nodiscard]] std::string SealOf(std::span<const std::byte> image, const SnapshotSeal& seal);
 
-/// The seal and the image of any bytes, which must outlive it. `image` is empty where it was altered or cut.
+/// The seal and the image of a snapshot, which must outlive it. `image` is empty where it was altered or cut.
 struct SnapshotView {
     SnapshotSeal seal;
     std::span<const std::byte> image;
 };
 
 /// Errors: kFileCorrupt, where there is no seal or a broken one.
+[[nodiscard]] Result<SnapshotView> ParseSnapshot(std::span<const std::byte> image, std::span<const std::byte> seal);
+
+/// The same for a snapshot in one piece.
 [[nodiscard]] Result<SnapshotView> ParseSnapshot(std::span<const std::byte> bytes);
 
-/// An open snapshot file.
+/// An open snapshot.
 class ChangeSnapshot {
 public:
     /// Errors: the file's; as ParseSnapshot. `path` need not exist: kFileNotFound.
     [[nodiscard]] static Result<ChangeSnapshot> Open(FileStore& files, const std::filesystem::path& path);
+
+    /// Of an image in memory and its seal. Errors: as ParseSnapshot.
+    [[nodiscard]] static Result<ChangeSnapshot> FromParts(std::vector<std::byte> image,
+                                                          std::span<const std::byte> seal);
 
     [[nodiscard]] const SnapshotSeal& Seal() const noexcept { return m_seal; }
     /// The image; null where it was altered or cut.
     [[nodiscard]] const KeyImage* Image() const noexcept { return m_image ? &*m_image : nullptr; }
 
 private:
-    MappedFile m_file;
+    void Take(SnapshotView view, const std::string& name);
+
+    MappedFile m_file;              ///< of a snapshot in a file of its own
+    std::vector<std::byte> m_bytes; ///< the image of any other one
     SnapshotSeal m_seal;
-    std::optional<KeyImage> m_image; ///< over `m_file`
+    std::optional<KeyImage> m_image; ///< over one of them
 };
 
 } // namespace tolvar

@@ -23,9 +23,10 @@ Result<void> JournalStore::MakeFolders()
     auto made = m_place.files->MakeFolder(m_place.dataFolder);
     if (!made && !m_place.fallbackFolder.empty()) {
         m_place.dataFolder = m_place.fallbackFolder;
+        m_snapshots = SnapshotLog(*m_place.files, Beside("snapshots"));
         made = m_place.files->MakeFolder(m_place.dataFolder);
     }
-    return made ? m_place.files->MakeFolder(Beside("snapshots")) : made;
+    return made ? m_place.files->MakeFolder(m_snapshots.Folder()) : made;
 }
 
 Result<void> JournalStore::LockFolder()

@@ -11,6 +11,7 @@
 #include "journal/change_snapshot.h"
 #include "journal/journal_record.h"
 #include "journal/pending_log.h"
+#include "journal/snapshot_log.h"
 #include "journal/stamp.h"
 #include "platform/files/file_store.h"
 #include "platform/system/clock.h"
@@ -40,7 +41,9 @@ public:
         std::vector<std::string> cut;     ///< of a group that may have been made in part
     };
 
-    explicit JournalStore(JournalPlace place) : m_place(std::move(place)) {}
+    explicit JournalStore(JournalPlace place)
+        : m_place(std::move(place)), m_snapshots(*m_place.files, Beside("snapshots"))
+    {}
 
     /// Makes and locks the data folder and reads the journal. Once, before all else.
     /// Errors: kSharingViolation where another program has the data folder, with its process; the file system's.
@@ -85,11 +88,9 @@ public:
 
     [[nodiscard]] std::filesystem::path TextBackup(std::string_view stamp) const { return m_place.dataFolder / stamp; }
     [[nodiscard]] Result<std::unique_ptr<StoredFile>> MakeTextBackup(std::string_view stamp);
-    [[nodiscard]] Result<void> WriteSnapshot(std::string_view stamp, std::span<const std::byte> image,
-                                             const SnapshotSeal& seal);
-    /// Errors: as ChangeSnapshot::Open; kInvalidData for a text that is no stamp.
-    [[nodiscard]] Result<ChangeSnapshot> OpenSnapshot(std::string_view stamp) const;
-    void RemoveBackups(std::string_view stamp);
+    [[nodiscard]] SnapshotLog& Snapshots() noexcept { return m_snapshots; }
+    [[nodiscard]] const SnapshotLog& Snapshots() const noexcept { return m_snapshots; }
+    void RemoveBackups(std::span<const std::string> records);
 
     // Marks: where a change stands. A change that no mark is left of never was.
 
@@ -112,7 +113,6 @@ public:
 
 private:
     [[nodiscard]] std::filesystem::path Beside(const char* name) const;
-    [[nodiscard]] std::filesystem::path Snapshot(std::string_view stamp) const { return Beside("snapshots") / stamp; }
     [[nodiscard]] Result<void> MakeFolders();
     [[nodiscard]] Result<void> LockFolder();
     [[nodiscard]] Result<void> ReadIndex();
@@ -126,12 +126,13 @@ private:
     void ForgetAt(std::span<const std::size_t> sorted);
 
     JournalPlace m_place;
+    SnapshotLog m_snapshots;
     std::unique_ptr<StoredFile> m_lock;
     std::optional<PendingLog> m_pending;
     std::vector<std::string> m_bookmarkPaths;
     std::vector<std::string> m_records;
     std::vector<std::string> m_bookmarkTargets;
-    std::vector<std::filesystem::path> m_unsynced; ///< backups that are written, and not yet durable
+    std::vector<std::filesystem::path> m_unsynced; ///< text backups that are written, and not yet durable
     bool m_hasUnsyncedGone = false;                ///< some of them were removed
     TakenStamps m_takenStamps;
     std::string m_latestStamp;                               ///< of all that the journal ever had; empty: none

@@ -10,36 +10,21 @@ Result<std::unique_ptr<StoredFile>> JournalStore::MakeTextBackup(std::string_vie
     return m_place.files->Open(m_unsynced.back(), FileStore::Mode::kCreate);
 }
 
-Result<void> JournalStore::WriteSnapshot(std::string_view stamp, std::span<const std::byte> image,
-                                         const SnapshotSeal& seal)
+void JournalStore::RemoveBackups(std::span<const std::string> records)
 {
-    m_unsynced.push_back(Snapshot(stamp));
-    Result<std::unique_ptr<StoredFile>> stored = m_place.files->Open(m_unsynced.back(), FileStore::Mode::kCreate);
-    if (!stored) {
-        return tl::unexpected(stored.error());
+    std::vector<std::string> stamps;
+    for (const std::string& record : records) {
+        if (const std::string_view stamp = StampOf(record); IsStamp(stamp)) { // another text is no name of ours
+            stamps.emplace_back(stamp);
+        }
     }
-    const std::string behind = SealOf(image, seal);
-    Result<void> done = (*stored)->Resize(0);
-    done = done ? (*stored)->Write(0, image) : done;
-    return done ? (*stored)->Write(image.size(), std::as_bytes(std::span(behind))) : done;
-}
-
-Result<ChangeSnapshot> JournalStore::OpenSnapshot(std::string_view stamp) const
-{
-    return IsStamp(stamp) ? ChangeSnapshot::Open(*m_place.files, Snapshot(stamp)) : Failure(ErrorCode::kInvalidData);
-}
-
-void JournalStore::RemoveBackups(std::string_view stamp)
-{
-    if (!IsStamp(stamp)) {
-        return; // such a text is no name of ours
-    }
-    for (const std::filesystem::path& file : {TextBackup(stamp), Snapshot(stamp)}) {
-        if (m_place.files->Exists(file)) {
+    for (const std::string& stamp : stamps) {
+        if (const std::filesystem::path file = TextBackup(stamp); m_place.files->Exists(file)) {
             static_cast<void>(m_place.files->Remove(file)); // what stays expires
             m_hasUnsyncedGone = m_hasUnsyncedGone || !m_unsynced.empty();
         }
     }
+    m_snapshots.Remove(stamps);
 }
 
 /// Makes the backups durable that were written since the last time, but those that are gone with a change that failed.
@@ -51,7 +36,7 @@ Result<void> JournalStore::SyncBackups()
     m_hasUnsyncedGone = false;
     auto synced = m_place.files->SyncAll(m_unsynced);
     m_unsynced.clear();
-    return synced;
+    return synced ? m_snapshots.Sync() : synced;
 }
 
 Result<void> JournalStore::Begin(const std::string& record)
@@ -64,7 +49,7 @@ Result<void> JournalStore::Begin(const std::string& record)
 void JournalStore::NoteFailed(const std::string& record)
 {
     m_pending->Note(PendingLog::Event::kDropped, record);
-    RemoveBackups(StampOf(record));
+    RemoveBackups({&record, 1});
 }
 
 Result<void> JournalStore::BeginMember(const std::string& record)

@@ -26,7 +26,7 @@ bool JournalStore::IsTaken(const std::string& stamp)
         }
     }
     return (m_stamps && m_stamps->contains(stamp)) || m_place.files->Exists(TextBackup(stamp)) ||
-           m_place.files->Exists(Snapshot(stamp));
+           m_snapshots.HasFile(stamp);
 }
 
 std::string JournalStore::NewStamp()
@@ -80,9 +80,7 @@ Result<void> JournalStore::Drop(std::span<const std::string> records)
     if (auto dropped = m_pending->AppendAll(PendingLog::Event::kDropped, {records.begin(), records.end()}); !dropped) {
         return dropped;
     }
-    for (const std::string& record : records) {
-        RemoveBackups(StampOf(record));
-    }
+    RemoveBackups(records);
     Forget(records);
     return {};
 }
@@ -104,8 +102,8 @@ Result<void> JournalStore::DropAt(std::vector<std::size_t> places)
         if (fields.IsGroup()) {
             RemoveGroupMembers(fields);
         }
-        RemoveBackups(fields.stamp);
     }
+    RemoveBackups(records);
     ForgetAt(places);
     return {};
 }
@@ -119,9 +117,9 @@ Result<std::size_t> JournalStore::Expire(int keepDays)
     };
     std::vector<std::filesystem::path> files;
     std::unordered_set<std::string> names;
-    for (const std::filesystem::path& folder : {m_place.dataFolder, Beside("snapshots")}) {
+    for (const std::filesystem::path& folder : {m_place.dataFolder, m_snapshots.Folder()}) {
         for (std::string& name : m_place.files->List(folder).value_or(std::vector<std::string>())) {
-            if (isExpired(name)) {
+            if (isExpired(name) && !name.ends_with(".log")) {
                 files.push_back(folder / name);
                 names.insert(std::move(name));
             }
@@ -153,6 +151,11 @@ Result<std::size_t> JournalStore::Expire(int keepDays)
     if (!places.empty()) {
         ForgetAt(places);
     }
+    std::unordered_set<std::string_view> days;
+    for (const std::string& record : m_records) {
+        days.insert(StampOf(record).substr(0, 8));
+    }
+    m_snapshots.RemoveDays([&](std::string_view day) { return days.contains(day) || !isExpired(day); });
     return places.size();
 }
 
@@ -164,9 +167,7 @@ void JournalStore::RemoveGroupMembers(const JournalRecord& group)
         return;
     }
     if (const Result<MappedFile> map = m_place.files->Map(file, 0)) {
-        for (const std::string& member : DecodeTextList(map->Bytes())) {
-            RemoveBackups(StampOf(member));
-        }
+        RemoveBackups(DecodeTextList(map->Bytes()));
     }
 }
 

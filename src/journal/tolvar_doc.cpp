@@ -35,7 +35,7 @@ void CTolvarDoc::SettleOpen(const std::vector<std::string>& open)
 {
     for (const std::string& record : open) {
         const JournalRecord fields = ParseRecord(record);
-        const Result<ChangeSnapshot> snapshot = m_store.OpenSnapshot(fields.stamp);
+        const Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, fields.stamp);
         const bool isSealed = snapshot && snapshot->Seal().record == record;
         const ChangeRecord change = isSealed ? snapshot->Seal().change : ChangeOf(fields, m_emptyNameLabel);
         const bool isSameAgain = isSealed && snapshot->Seal().isSameAgain;
@@ -122,7 +122,7 @@ Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::s
     if (const Result<KeyImage> hive = KeyImage::FromBytes(image, "image"); hive) {
         seal.isSameAgain = change.IsSameAgain(*hive);
     }
-    return m_store.WriteSnapshot(stamp, image, seal);
+    return m_store.Snapshots().Add(FrameKind::kChange, stamp, image, seal);
 }
 
 /// Takes a change back that was made in memory and could not be made durable. Where the file can't be had either, the
@@ -161,12 +161,12 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
     Result<void> done;
     if (prepared->NeedsBackup()) {
         done = WriteBackups(*prepared, stamp, record, image);
-    } else if (!ParseRecord(record).isPlain) { // the fields of such a record are told by a seal alone
-        done = m_store.WriteSnapshot(stamp, {}, {record, prepared->Change()});
+    } else {
+        done = m_store.Snapshots().Add(FrameKind::kChange, stamp, {}, {record, prepared->Change()});
     }
     done = done ? Announce(record) : done;
     if (!done) {
-        m_store.RemoveBackups(stamp);
+        m_store.RemoveBackups({&record, 1});
         return done;
     }
     done = prepared->Make();

@@ -9,8 +9,8 @@ namespace tolvar {
 Result<UndoMaterial> CTolvarDoc::Material(const std::string& record) const
 {
     const std::string_view stamp = StampOf(record);
-    return UndoMaterial::Gather(m_store.Files(), m_store.TextBackup(stamp), m_store.OpenSnapshot(stamp), record,
-                                m_emptyNameLabel);
+    return UndoMaterial::Gather(m_store.Files(), m_store.TextBackup(stamp),
+                                m_store.Snapshots().Find(FrameKind::kChange, stamp), record, m_emptyNameLabel);
 }
 
 Result<UndoOutcome> CTolvarDoc::UndoEntry(std::size_t index)

@@ -2,10 +2,12 @@
 
 #include <stdexcept>
 
+#include "fixtures/power_cut_store.h"
 #include "journal/change_snapshot.h"
 #include "journal/index_file.h"
 #include "journal/journal_record.h"
 #include "journal/pending_log.h"
+#include "journal/snapshot_log.h"
 #include "journal/stamp.h"
 #include "key_text/key_text_line.h"
 #include "platform/hive/hive_walk.h"
@@ -76,6 +78,23 @@ void ReadText(std::string_view text)
     }
 }
 
+void ReadSnapshots(std::span<const std::byte> bytes)
+{
+    fixtures::PowerCutStore store;
+    store.Put("/d/20040323.log", {bytes.begin(), bytes.end()});
+    SnapshotLog log(store, "/d");
+    std::vector<std::string> stamps;
+    log.ForEachSeal([&stamps](const SnapshotSeal& seal) { stamps.emplace_back(StampOf(seal.record)); });
+    for (const std::string& stamp : stamps) {
+        static_cast<void>(log.Find(FrameKind::kChange, stamp));
+    }
+    SnapshotSeal seal;
+    seal.record = "7;0;k;a;0;;;me;20040323120000999";
+    const bool isAdded = log.Add(FrameKind::kChange, StampOf(seal.record), {}, seal).has_value();
+    Must(isAdded && SnapshotLog(store, "/d").Find(FrameKind::kChange, StampOf(seal.record)),
+         "what is added behind anything is found");
+}
+
 } // namespace
 
 void ReadJournalFiles(std::span<const std::byte> bytes)
@@ -93,6 +112,7 @@ void ReadJournalFiles(std::span<const std::byte> bytes)
             HiveWalk(*image, counter).Run(image->Root());
         }
     }
+    ReadSnapshots(bytes);
     ReadText(text);
     ReadRecords({std::string(text)});
     static_cast<void>(ParseValueReference(text));

@@ -1,3 +1,4 @@
+#include <cstring>
 #include <set>
 
 #include <gtest/gtest.h>
@@ -24,6 +25,14 @@ std::string TextOf(fixtures::PowerCutStore& store, const std::string& file)
 {
     const std::vector<std::byte>& bytes = store.Content(file);
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+/// Where the last frame of a day's snapshots begins.
+std::size_t LastFrame(const std::vector<std::byte>& log)
+{
+    std::uint64_t size = 0;
+    std::memcpy(&size, log.data() + log.size() - sizeof size, sizeof size);
+    return log.size() - size;
 }
 
 class Document : public testing::Test {
@@ -149,17 +158,18 @@ TEST_F(Document, TakesALabelForTheEmptyName)
     ASSERT_TRUE(labelled.ApplyChange(ChangeRecord::DeleteValue(kOdd, "(Default)", 1)));
     EXPECT_NE(labelled.Journal()[0].find(";(Default);(null);"), std::string::npos);
     EXPECT_EQ(TextOf(store, "/e/backups/" + std::string(StampOf(labelled.Journal()[0]))), "=1:default");
-    ASSERT_TRUE(store.Remove("/e/snapshots/" + std::string(StampOf(labelled.Journal()[0]))));
+    ASSERT_TRUE(store.Remove("/e/snapshots/20040323.log"));
     EXPECT_TRUE(labelled.UndoEntry(0)) << "from the text alone";
     EXPECT_NE(Now().find(" = 1:640065006600"), std::string::npos);
 }
 
 TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
 {
-    const auto cut = [this](const std::string& file, std::size_t size) { store.Content(file).resize(size); };
-    const auto alter = [this](const std::string& file, std::size_t at) { store.Content(file)[at] ^= std::byte{1}; };
     const std::string text = "/d/backups/";
-    const std::string snapshot = "/d/snapshots/";
+    const std::string log = "/d/snapshots/20040323.log";
+    const auto alter = [this](const std::string& file, std::size_t at) { store.Content(file)[at] ^= std::byte{1}; };
+    const auto alterImage = [&] { alter(log, LastFrame(store.Content(log)) + 300); };
+    const auto cutLog = [&](std::size_t left) { store.Content(log).resize(LastFrame(store.Content(log)) + left); };
     struct Case {
         const char* what;
         std::function<void(const std::string&)> damage;
@@ -167,35 +177,28 @@ TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
     };
     for (const Case& c : {
              Case{"nothing", [](const std::string&) {}, 0},
-             Case{"no snapshot", [&](const std::string& s) { (void)store.Remove(snapshot + s); }, 0},
+             Case{"no snapshot", [&](const std::string&) { cutLog(0); }, 0},
              Case{"no text", [&](const std::string& s) { (void)store.Remove(text + s); }, 0},
-             Case{"an altered image", [&](const std::string& s) { alter(snapshot + s, 5000); }, 0},
-             Case{"a cut snapshot", [&](const std::string& s) { cut(snapshot + s, 4000); }, 0},
-             Case{"an empty snapshot", [&](const std::string& s) { cut(snapshot + s, 0); }, 0},
+             Case{"an altered image", [&](const std::string&) { alterImage(); }, 0},
+             Case{"a cut snapshot", [&](const std::string&) { cutLog(100); }, 0},
              Case{"neither",
                   [&](const std::string& s) {
-                      (void)store.Remove(snapshot + s);
+                      cutLog(0);
                       (void)store.Remove(text + s);
                   },
                   2},
              Case{"both altered",
                   [&](const std::string& s) {
-                      alter(snapshot + s, 5000);
+                      alterImage();
                       alter(text + s, 2);
                   },
                   1392},
              Case{"both cut",
                   [&](const std::string& s) {
-                      cut(snapshot + s, 5000);
-                      cut(text + s, 4);
+                      cutLog(200);
+                      store.Content(text + s).resize(4);
                   },
                   1392},
-             Case{"a snapshot of another record",
-                  [&](const std::string& s) {
-                      store.Content(snapshot + s) = store.Content(snapshot + Stamp(0));
-                      (void)store.Remove(text + s);
-                  },
-                  2},
          }) {
         SCOPED_TRACE(c.what);
         if (Doc().Journal().empty()) {
@@ -208,6 +211,7 @@ TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
         const std::string behind = Now();
         const std::size_t last = Doc().Journal().size() - 1;
         c.damage(Stamp(last));
+        Start();
         const auto undone = Doc().UndoEntry(last);
         EXPECT_EQ(undone ? 0 : static_cast<std::uint32_t>(undone.error().code), c.code);
         EXPECT_EQ(Now(), c.code == 0 ? before : behind);
@@ -223,7 +227,8 @@ TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
 TEST_F(Document, DoesNotTakeATextForWholeThatLeftSomethingOut)
 {
     Make(ChangeRecord::DeleteValue(kOdd, "a:b=c", 3));
-    store.Content("/d/snapshots/" + Stamp(0))[5000] ^= std::byte{1};
+    store.Content("/d/snapshots/20040323.log")[300] ^= std::byte{1};
+    Start();
     const std::string behind = Now();
     EXPECT_FALSE(Doc().UndoEntry(0));
     EXPECT_EQ(Now(), behind);
@@ -377,7 +382,9 @@ TEST_F(Document, TakesAGroupBackThatIsNotCommitted)
     }
     EXPECT_EQ(Now(), before);
     EXPECT_EQ(store.List("/d/backups").value(), files);
-    EXPECT_TRUE(store.List("/d/snapshots")->empty());
+    std::size_t seals = 0;
+    SnapshotLog(store, "/d/snapshots").ForEachSeal([&seals](const SnapshotSeal&) { ++seals; });
+    EXPECT_EQ(seals, 1U);
     Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
     Start();
     EXPECT_EQ(Doc().Journal().size(), 2U);
