@@ -35,7 +35,11 @@ Result<void> WriteNewFile(FileStore& store, const std::filesystem::path& file, s
         static_cast<void>(store.Remove(fresh));
         return renamed;
     }
-    return store.SyncFolder(file.parent_path());
+    auto synced = store.SyncFolder(file.parent_path());
+    if (!synced) {
+        static_cast<void>(store.Remove(file));
+    }
+    return synced;
 }
 
 } // namespace tolvar
