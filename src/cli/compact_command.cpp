@@ -25,7 +25,7 @@ public:
     void Run(CommandContext& context) override
     {
         RecoveryReport recovery;
-        const Result<Hive> hive = OpenForReading(SystemFiles(), m_file, recovery);
+        const Result<Hive> hive = OpenForReading(SystemFiles(), m_file, LogFailure::kRefuse, recovery);
         if (!hive) {
             context.Report(hive.error());
             return;

@@ -241,7 +241,7 @@ void RecoverAndRead(std::span<const std::byte> input)
     if (copy.Bytes().size() < 512 || !NeedsRecovery(copy.Bytes())) {
         return;
     }
-    const HiveLogs logs = HiveLogs::Find(store, kFile);
+    const HiveLogs logs = HiveLogs::Find(store, kFile).value();
     if (const Result<RecoveryReport> report = RecoverHive(copy, logs); report && report->DidAnything()) {
         Expect(!NeedsRecovery(copy.Bytes()), "a recovered hive is clean");
         constexpr std::size_t kMost = std::size_t{1} << 24; // an entry may ask for two gigabytes of zeros

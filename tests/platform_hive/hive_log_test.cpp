@@ -1,9 +1,12 @@
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "fixtures/power_cut_store.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/hive/hive_recovery.h"
 #include "platform/hive/scratch_hive.h"
 #include "platform/hive/writable_hive.h"
@@ -244,7 +247,7 @@ TEST(HiveRecovery, ChoosesAmongLogs)
         store.Put("H.LOG2", c.log2);
         MappedFile copy = store.Map("H", std::size_t{1} << 24).value();
         ASSERT_TRUE(NeedsRecovery(copy.Bytes()));
-        const RecoveryReport report = RecoverHive(copy, HiveLogs::Find(store, "H")).value();
+        const RecoveryReport report = RecoverHive(copy, HiveLogs::Find(store, "H").value()).value();
         std::vector<std::string> applied;
         std::ranges::transform(report.logs, std::back_inserter(applied), [](const auto& log) { return log.string(); });
         EXPECT_EQ(applied, c.applied);
@@ -292,17 +295,108 @@ TEST(HiveRecovery, GrowsAHiveAndBringsTheFlagOfItsLog)
         store.Put("H", hive);
         store.Put("H.LOG", ComposeLog(kind, std::span(grown).first(512), 8, {&run, 1}, std::span(grown).subspan(4096)));
         RecoveryReport report;
-        const Result<Hive> read = OpenForReading(store, "H", report);
+        const Result<Hive> read = OpenForReading(store, "H", LogFailure::kRefuse, report);
         ASSERT_TRUE(read && report.DidAnything());
         EXPECT_FALSE(read->NeedsRecovery());
         EXPECT_EQ(read->Length(), 8192U);
         MappedFile copy = store.Map("H", std::size_t{1} << 24).value();
-        ASSERT_TRUE(RecoverHive(copy, HiveLogs::Find(store, "H")));
+        ASSERT_TRUE(RecoverHive(copy, HiveLogs::Find(store, "H").value()));
         EXPECT_EQ(copy.Bytes().size(), grown.size());
         EXPECT_EQ(BaseBlock::Parse(copy.Bytes()).length, 8192U);
         EXPECT_EQ(BaseBlock::Parse(copy.Bytes()).flags, 1U);
         EXPECT_TRUE(std::ranges::equal(copy.Bytes().subspan(8192), std::span(grown).subspan(8192)));
     }
+}
+
+/// A store in which one file fails as it is read, though it could be opened.
+class CutShortStore final : public PowerCutStore {
+public:
+    std::string cutShort;
+
+    Result<MappedFile> MapForReading(const std::filesystem::path& file) override
+    {
+        if (file != cutShort) {
+            return PowerCutStore::MapForReading(file);
+        }
+        const std::filesystem::path onDisk = m_folder.Write("file", Content(cutShort));
+        Result<MappedFile> map = MappedFile::Open(onDisk);
+        std::filesystem::resize_file(onDisk, 0);
+        return map;
+    }
+
+private:
+    fixtures::ScratchFolder m_folder;
+};
+
+TEST(HiveRecovery, TakesOnlyAnAbsentLogForMissing)
+{
+    for (const char* suffix : {".LOG1", ".LOG2", ".LOG"}) {
+        for (const ErrorCode code : {ErrorCode::kAccessDenied, ErrorCode::kIoDevice, ErrorCode::kReadFault}) {
+            for (const bool isClean : {true, false}) {
+                SCOPED_TRACE(testing::Message()
+                             << suffix << ", code " << static_cast<int>(code) << (isClean ? ", clean" : ""));
+                const File hive = HiveWith(isClean ? 8 : 9, 8);
+                const std::string log = std::string("H") + suffix;
+                CutShortStore store;
+                store.Put("H", hive);
+                store.Put(log, LogWith(Kind::kNewFormat, HiveWith(8, 8), 8, 1));
+                if (code == ErrorCode::kReadFault) {
+                    store.cutShort = log;
+                } else {
+                    store.FailReading(log, code);
+                }
+                const fixtures::FixedClock clock;
+                const auto written = WritableHive::Open(store, "H", clock);
+                ASSERT_FALSE(written);
+                EXPECT_EQ(written.error().code, code);
+                EXPECT_THAT(written.error().context, testing::HasSubstr(log));
+                EXPECT_EQ(store.Content("H"), hive);
+                RecoveryReport report;
+                const Result<Hive> refused = OpenForReading(store, "H", LogFailure::kRefuse, report);
+                EXPECT_EQ(refused.has_value(), isClean);
+                EXPECT_TRUE(refused || refused.error().code == code);
+                ASSERT_TRUE(OpenForReading(store, "H", LogFailure::kReport, report));
+                EXPECT_EQ(report.failure.has_value(), !isClean);
+                EXPECT_FALSE(report.DidAnything());
+
+                store.FailReading(log, ErrorCode::kSuccess);
+                store.cutShort.clear();
+                const auto opened = WritableHive::Open(store, "H", clock).value();
+                EXPECT_EQ(opened->Recovery().DidAnything(), !isClean);
+            }
+        }
+    }
+}
+
+TEST(HiveRecovery, TellsOfALogThatFailsUnderTheHand)
+{
+    const fixtures::ScratchFolder folder;
+    for (const Kind kind : {Kind::kOldFormat, Kind::kNewFormat}) {
+        const std::filesystem::path hive = folder.Write("H", HiveWith(9, 8));
+        const std::filesystem::path log = folder.Write("H.LOG1", LogWith(kind, HiveWith(8, 8), 8, 1));
+        const HiveLogs logs = HiveLogs::Find(SystemFiles(), hive).value();
+        std::filesystem::resize_file(log, 0);
+        MappedFile copy = SystemFiles().Map(hive, std::size_t{1} << 24).value();
+        const Result<RecoveryReport> report = RecoverHive(copy, logs);
+        ASSERT_FALSE(report);
+        EXPECT_EQ(report.error().code, ErrorCode::kReadFault);
+    }
+}
+
+TEST(HiveRecovery, FindsLogsWithoutRegardToCaseOrTellsWhyNot)
+{
+    const fixtures::ScratchFolder folder;
+    std::filesystem::create_directory(folder / "d");
+    std::filesystem::path hive = folder / "d/H";
+    ASSERT_TRUE(HiveLogs::Find(SystemFiles(), hive)->All().empty());
+    std::ofstream(folder / "d/h.log2") << "log";
+    EXPECT_EQ(HiveLogs::Find(SystemFiles(), hive)->All().size(), 1U);
+    std::filesystem::create_directory(folder / "d/H.LOG1");
+    EXPECT_EQ(HiveLogs::Find(SystemFiles(), hive).error().code, ErrorCode::kDirectory);
+    hive = folder / "none/H";
+    EXPECT_TRUE(HiveLogs::Find(SystemFiles(), hive)->All().empty());
+    hive = folder / "d/h.log2/H"; // below a file
+    EXPECT_FALSE(HiveLogs::Find(SystemFiles(), hive));
 }
 
 TEST(HiveFlush, WritesTheFormatOfTheLogThatItFindsAndNumbersThatAreNew)

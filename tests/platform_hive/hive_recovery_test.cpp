@@ -21,8 +21,8 @@ Hive Recovered(const std::filesystem::path& file, RecoveryReport& report)
 {
     MappedFile copy = SystemFiles().Map(file, kRoom).value();
     EXPECT_TRUE(NeedsRecovery(copy.Bytes()));
-    report = RecoverHive(copy, HiveLogs::Find(SystemFiles(), file)).value();
-    return Hive::FromCopy(std::move(copy), file).value();
+    report = RecoverHive(copy, HiveLogs::Find(SystemFiles(), file).value()).value();
+    return Hive::FromMap(std::move(copy), file).value();
 }
 
 TEST(Marvin32, GivesThePublishedNumbers)
@@ -86,7 +86,7 @@ TEST(HiveRecovery, LeavesALogOfAnotherHiveAlone)
     const std::span<std::byte> base = copy.Writable().first(512);
     base[112] ^= std::byte{1}; // its transaction manager's number
     StoreBaseBlock(base, 3, 2, BaseBlock::Parse(base).length, 0);
-    const HiveLogs logs = HiveLogs::Find(SystemFiles(), kLogs / "new-dirty" / "NewDirtyHive");
+    const HiveLogs logs = HiveLogs::Find(SystemFiles(), kLogs / "new-dirty" / "NewDirtyHive").value();
     EXPECT_FALSE(RecoverHive(copy, logs)->DidAnything());
 }
 

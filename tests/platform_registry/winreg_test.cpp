@@ -193,7 +193,7 @@ TEST_F(WinregTest, HandsOutDataByTheRulesOfBuffers)
              QueryCase{"odd", REG_EXPAND_SZ, "x"},
              QueryCase{"lone\xED\xA0\x80", REG_BINARY, "\x01\x02\x03\x04\x05"},
          }) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(testing::PrintToString(c.name)); // one of them is no UTF-8
         DWORD type = 0;
         DWORD size = 0;
         ASSERT_EQ(RegQueryValueExA(key, c.name, nullptr, &type, nullptr, &size), ERROR_SUCCESS);

@@ -57,11 +57,15 @@ public:
     /// A private copy of the file in memory, with address space to grow.
     [[nodiscard]] virtual Result<MappedFile> Map(const std::filesystem::path& file, std::size_t room) = 0;
 
+    /// The file in memory, for looking at it alone. Errors: the file's.
+    [[nodiscard]] virtual Result<MappedFile> MapForReading(const std::filesystem::path& file) = 0;
+
     /// Whether there is a file, folder or anything else of exactly that name.
     [[nodiscard]] virtual bool Exists(const std::filesystem::path& file) = 0;
 
-    /// The file of that name in its folder, without regard to case; nothing if there is none.
-    [[nodiscard]] virtual std::optional<std::filesystem::path> Find(const std::filesystem::path& file) = 0;
+    /// The file of that name in its folder, without regard to case; nothing if there is none. Errors: the folder's,
+    /// where that can't be told.
+    [[nodiscard]] virtual Result<std::optional<std::filesystem::path>> Find(const std::filesystem::path& file) = 0;
 
     [[nodiscard]] virtual Result<void> Remove(const std::filesystem::path& file) = 0;
 

@@ -151,25 +151,31 @@ public:
         return MappedFile::OpenPrivate(file, room);
     }
 
+    Result<MappedFile> MapForReading(const std::filesystem::path& file) override { return MappedFile::Open(file); }
+
     bool Exists(const std::filesystem::path& file) override
     {
         struct stat status = {};
         return lstat(file.c_str(), &status) == 0;
     }
 
-    std::optional<std::filesystem::path> Find(const std::filesystem::path& file) override
+    Result<std::optional<std::filesystem::path>> Find(const std::filesystem::path& file) override
     {
-        std::error_code error;
-        if (std::filesystem::exists(file, error)) {
+        struct stat status = {};
+        if (stat(file.c_str(), &status) == 0) {
             return file;
         }
-        const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
-        for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-            if (strcasecmp(entry.path().filename().c_str(), file.filename().c_str()) == 0) {
-                return entry.path();
-            }
+        if (errno != ENOENT) {
+            return Failure(ErrorCodeFromErrno(errno), "open " + file.string());
         }
-        return std::nullopt;
+        const Result<std::vector<std::string>> names = List(file.has_parent_path() ? file.parent_path() : ".");
+        if (!names) {
+            return tl::unexpected(names.error());
+        }
+        const auto found = std::ranges::find_if(*names, [wanted = file.filename()](const std::string& name) {
+            return strcasecmp(name.c_str(), wanted.c_str()) == 0;
+        });
+        return found != names->end() ? std::optional(file.parent_path() / *found) : std::nullopt;
     }
 
     Result<void> Remove(const std::filesystem::path& file) override
@@ -205,13 +211,16 @@ public:
             return Failure(ErrorCodeFromErrno(errno), "open " + folder.string());
         }
         std::vector<std::string> names;
-        while (const dirent* entry = readdir(opened.get())) {
+        errno = 0;
+        for (const dirent* entry = readdir(opened.get()); entry != nullptr; entry = readdir(opened.get())) {
             const std::string_view name = entry->d_name;
             if (name != "." && name != "..") {
                 names.emplace_back(name);
             }
+            errno = 0;
         }
-        return names;
+        return errno == 0 ? Result<std::vector<std::string>>(std::move(names))
+                          : Failure(ErrorCodeFromErrno(errno), "read " + folder.string());
     }
 
     /// From some number on, what all the file's file systems have to write is less work than one file after the other.

@@ -41,20 +41,10 @@ Breach KeyBreach(const Hive& hive, const CellView& cell) noexcept
 Result<Hive> Hive::Open(const std::filesystem::path& file)
 {
     Result<MappedFile> map = MappedFile::Open(file);
-    if (!map) {
-        return tl::unexpected(std::move(map.error()));
-    }
-    Hive hive;
-    hive.m_file = file;
-    hive.m_map = std::move(*map);
-    hive.m_bytes = hive.m_map.Bytes();
-    if (auto read = hive.ReadBaseBlock(); !read) {
-        return tl::unexpected(std::move(read.error()));
-    }
-    return hive;
+    return map ? FromMap(*std::move(map), file) : tl::unexpected(std::move(map.error()));
 }
 
-Result<Hive> Hive::FromCopy(MappedFile map, const std::filesystem::path& file)
+Result<Hive> Hive::FromMap(MappedFile map, const std::filesystem::path& file)
 {
     Hive hive;
     hive.m_file = file;

@@ -41,8 +41,8 @@ public:
     /// cut short opens all the same with what is there: see Damage.
     [[nodiscard]] static Result<Hive> Open(const std::filesystem::path& file);
 
-    /// The hive in `map`, a private copy of `file` in which a HiveEditor may write. Errors as Open.
-    [[nodiscard]] static Result<Hive> FromCopy(MappedFile map, const std::filesystem::path& file);
+    /// The hive in `map`, the content of `file`. In a private copy a HiveEditor may write. Errors as Open.
+    [[nodiscard]] static Result<Hive> FromMap(MappedFile map, const std::filesystem::path& file);
 
     /// A hive over bytes in memory, which must outlive it. `name` stands for the file in messages. Errors as Open.
     [[nodiscard]] static Result<Hive> FromBytes(std::span<const std::byte> bytes, std::string name);

@@ -19,7 +19,7 @@ namespace tolvar {
 /// at its end before every gap in it is known. Nothing is allocated in a bin whose cells do not fill it exactly.
 class HiveEditor {
 public:
-    /// `hive` lies in a private copy (see Hive::FromCopy) and outlives this.
+    /// `hive` lies in a private copy (see Hive::FromMap) and outlives this.
     explicit HiveEditor(Hive& hive);
 
     [[nodiscard]] const Hive& Reader() const noexcept { return m_hive; }

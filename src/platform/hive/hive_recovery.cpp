@@ -96,17 +96,31 @@ Chosen ChooseOldFormat(const HiveLogs& logs, std::span<const std::byte> file, bo
     return best != nullptr ? Chosen{best} : Chosen{};
 }
 
+Result<void> CheckRead(const HiveLogs::Found& log)
+{
+    return log.bytes.AnyFailed() ? Failure(ErrorCode::kReadFault, "read " + log.file.string()) : Result<void>();
+}
+
 } // namespace
 
-HiveLogs HiveLogs::Find(FileStore& store, const std::filesystem::path& hive)
+Result<HiveLogs> HiveLogs::Find(FileStore& store, const std::filesystem::path& hive)
 {
     HiveLogs logs;
     for (const char* suffix : {".LOG1", ".LOG2", ".LOG"}) {
-        const std::optional<std::filesystem::path> file = store.Find(hive.string() + suffix);
-        Result<MappedFile> bytes = file ? store.Map(*file, 0) : Failure(ErrorCode::kFileNotFound);
-        if (bytes) {
-            logs.m_found.push_back({*file, std::move(*bytes), {}});
-            logs.m_found.back().log = HiveLog::Parse(logs.m_found.back().bytes.Bytes());
+        const Result<std::optional<std::filesystem::path>> file = store.Find(hive.string() + suffix);
+        Result<MappedFile> bytes = !file               ? tl::unexpected(file.error())
+                                   : file->has_value() ? store.MapForReading(**file)
+                                                       : Failure(ErrorCode::kFileNotFound);
+        if (!bytes && bytes.error().code == ErrorCode::kFileNotFound) {
+            continue;
+        }
+        if (!bytes) {
+            return tl::unexpected(std::move(bytes.error()));
+        }
+        Found& found = logs.m_found.emplace_back(Found{**file, *std::move(bytes), {}});
+        found.log = HiveLog::Parse(found.bytes.Bytes());
+        if (auto read = CheckRead(found); !read) {
+            return tl::unexpected(std::move(read.error()));
         }
     }
     return logs;
@@ -184,6 +198,9 @@ Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs)
                 }
             }
         }
+        if (auto read = CheckRead(*found); !read) {
+            return tl::unexpected(std::move(read.error()));
+        }
     }
     const std::span<std::byte> base = hive.Writable().first(kBaseBlockChecked);
     Store(base, base_fields::kFlags,
@@ -193,24 +210,50 @@ Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs)
     return report;
 }
 
-Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, RecoveryReport& report)
+namespace {
+
+/// The hive with what its logs hold, in memory alone; nothing where they hold nothing for it.
+Result<std::optional<Hive>> OpenRecovered(FileStore& store, const std::filesystem::path& file, RecoveryReport& report)
 {
-    Result<Hive> hive = Hive::Open(file);
-    const bool isClean = hive && !hive->NeedsRecovery();
-    const HiveLogs logs = isClean ? HiveLogs() : HiveLogs::Find(store, file);
-    if (logs.All().empty()) {
-        return hive;
+    const Result<HiveLogs> logs = HiveLogs::Find(store, file);
+    if (!logs || logs->All().empty()) {
+        return logs ? Result<std::optional<Hive>>() : tl::unexpected(logs.error());
     }
     Result<MappedFile> copy = store.Map(file, std::size_t{kMaxLength} + kBaseBlockSize);
     if (!copy || !NeedsRecovery(copy->Bytes())) {
+        return copy ? Result<std::optional<Hive>>() : tl::unexpected(std::move(copy.error()));
+    }
+    Result<RecoveryReport> recovered = RecoverHive(*copy, *logs);
+    if (!recovered || !recovered->DidAnything()) {
+        return recovered ? Result<std::optional<Hive>>() : tl::unexpected(std::move(recovered.error()));
+    }
+    report = *std::move(recovered);
+    Result<Hive> hive = Hive::FromMap(*std::move(copy), file);
+    return hive ? Result<std::optional<Hive>>(*std::move(hive)) : tl::unexpected(std::move(hive.error()));
+}
+
+} // namespace
+
+Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, LogFailure logFailure,
+                            RecoveryReport& report)
+{
+    Result<MappedFile> map = store.MapForReading(file);
+    if (!map) {
+        return tl::unexpected(std::move(map.error()));
+    }
+    Result<Hive> hive = Hive::FromMap(*std::move(map), file);
+    if (hive && !hive->NeedsRecovery()) {
         return hive;
     }
-    Result<RecoveryReport> recovered = RecoverHive(*copy, logs);
-    if (!recovered) {
-        return tl::unexpected(std::move(recovered.error()));
+    Result<std::optional<Hive>> recovered = OpenRecovered(store, file, report);
+    if (recovered) {
+        return *recovered ? **std::move(recovered) : std::move(hive);
     }
-    report = std::move(*recovered);
-    return report.DidAnything() ? Hive::FromCopy(std::move(*copy), file) : std::move(hive);
+    if (hive && logFailure == LogFailure::kReport) {
+        report.failure = std::move(recovered.error());
+        return hive;
+    }
+    return tl::unexpected(std::move(recovered.error()));
 }
 
 } // namespace tolvar

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,9 @@ namespace tolvar {
 /// The transaction logs that lie beside a hive, found without regard to case.
 class HiveLogs {
 public:
-    /// Reads NAME.LOG1, NAME.LOG2 and NAME.LOG. One that can't be read counts as missing.
-    [[nodiscard]] static HiveLogs Find(FileStore& store, const std::filesystem::path& hive);
+    /// Reads NAME.LOG1, NAME.LOG2 and NAME.LOG. Errors: the file's for one that is there and can't be read, which may
+    /// hold what the hive lacks; the folder's where it can't be told what is there.
+    [[nodiscard]] static Result<HiveLogs> Find(FileStore& store, const std::filesystem::path& hive);
 
     struct Found {
         std::filesystem::path file;
@@ -40,6 +42,7 @@ struct RecoveryReport {
     std::vector<ChangedRun> runs;            ///< where in the hive bins data bytes came from a log
     bool isBaseFromLog = false;              ///< the base block was broken and comes from a log
     std::uint32_t sequence = 0;              ///< both sequence numbers of the base block afterwards
+    std::optional<Error> failure;            ///< why the logs were not applied: see LogFailure::kReport
 
     [[nodiscard]] bool DidAnything() const noexcept { return !logs.empty(); }
 };
@@ -49,11 +52,19 @@ struct RecoveryReport {
 [[nodiscard]] bool NeedsRecovery(std::span<const std::byte> file) noexcept;
 
 /// Applies what the logs hold to a private copy of a hive: the changes of the platform's last complete flushes, in
-/// either of its log formats. Changes no file. A hive without a usable log stays as it is. Errors: kNotEnoughMemory.
+/// either of its log formats. Changes no file. A hive without a usable log stays as it is. Errors: kNotEnoughMemory;
+/// kReadFault where a log fails under the hand. The copy is of no use then.
 [[nodiscard]] Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs);
 
+/// What becomes of a hive that was not closed cleanly where its logs can't be read or applied.
+enum class LogFailure {
+    kRefuse, ///< an error, for those who make something of the hive's content
+    kReport, ///< it is shown as it lies in its file, and the report says why, for those who only look
+};
+
 /// Opens a hive for reading and touches nothing: one that was not closed cleanly as a copy in memory, with its logs
-/// applied. `report` tells what they gave. Errors as Hive::Open.
-[[nodiscard]] Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, RecoveryReport& report);
+/// applied. `report` tells what they gave. Errors as Hive::Open; those of HiveLogs::Find and RecoverHive.
+[[nodiscard]] Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, LogFailure logFailure,
+                                          RecoveryReport& report);
 
 } // namespace tolvar

@@ -74,7 +74,7 @@ Result<std::unique_ptr<ScratchHive>> ScratchHive::Make(std::span<const std::byte
                                                        const std::string& name, const Clock& clock)
 {
     Result<MappedFile> copy = MappedFile::CopyOf(file, room);
-    Result<Hive> hive = copy ? Hive::FromCopy(std::move(*copy), name) : tl::unexpected(copy.error());
+    Result<Hive> hive = copy ? Hive::FromMap(std::move(*copy), name) : tl::unexpected(copy.error());
     if (!hive) {
         return tl::unexpected(hive.error());
     }

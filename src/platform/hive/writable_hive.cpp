@@ -38,16 +38,19 @@ Result<std::unique_ptr<WritableHive>> WritableHive::Open(FileStore& store, const
     if (!copy) {
         return tl::unexpected(std::move(copy.error()));
     }
-    const HiveLogs logs = HiveLogs::Find(store, file);
+    const Result<HiveLogs> logs = HiveLogs::Find(store, file);
+    if (!logs) {
+        return tl::unexpected(logs.error());
+    }
     RecoveryReport recovery;
     if (NeedsRecovery(copy->Bytes())) {
-        Result<RecoveryReport> recovered = RecoverHive(*copy, logs);
+        Result<RecoveryReport> recovered = RecoverHive(*copy, *logs);
         if (!recovered) {
             return tl::unexpected(std::move(recovered.error()));
         }
         recovery = std::move(*recovered);
     }
-    Result<Hive> hive = Hive::FromCopy(std::move(*copy), file);
+    Result<Hive> hive = Hive::FromMap(std::move(*copy), file);
     if (!hive) {
         return tl::unexpected(std::move(hive.error()));
     }
@@ -56,11 +59,12 @@ Result<std::unique_ptr<WritableHive>> WritableHive::Open(FileStore& store, const
     }
     std::unique_ptr<WritableHive> opened(new WritableHive(store, std::move(*hive), std::move(*stored), clock));
     opened->m_recovery = std::move(recovery);
-    opened->m_logFormat = logs.Format();
+    opened->m_logFormat = logs->Format();
     const BaseBlock& base = opened->m_hive.Base();
     opened->m_sequence = std::max(base.sequence1, base.sequence2);
-    if (logs.HighestSequence() != 0 && static_cast<std::int32_t>(logs.HighestSequence() + 1 - opened->m_sequence) > 0) {
-        opened->m_sequence = logs.HighestSequence() + 1; // no remnant may ever pass for newer than what we write
+    if (logs->HighestSequence() != 0 &&
+        static_cast<std::int32_t>(logs->HighestSequence() + 1 - opened->m_sequence) > 0) {
+        opened->m_sequence = logs->HighestSequence() + 1; // no remnant may ever pass for newer than what we write
     }
     if (opened->m_recovery.DidAnything()) {
         if (auto persisted = opened->PersistRecovery(); !persisted) {
@@ -119,12 +123,15 @@ Result<void> WritableHive::WriteLog(std::span<const ChangedRun> runs)
 {
     if (!m_log) {
         const bool isOld = m_logFormat == HiveLog::Kind::kOldFormat;
-        std::optional<std::filesystem::path> found = m_store.Find(m_hive.File().string() + ".LOG1");
-        if (!found && isOld) {
+        Result<std::optional<std::filesystem::path>> found = m_store.Find(m_hive.File().string() + ".LOG1");
+        if (found && !*found && isOld) {
             found = m_store.Find(m_hive.File().string() + ".LOG");
         }
-        m_ownsLog = !found;
-        m_logPath = found.value_or(m_hive.File().string() + ".LOG1");
+        if (!found) {
+            return tl::unexpected(std::move(found.error()));
+        }
+        m_ownsLog = !*found;
+        m_logPath = found->value_or(m_hive.File().string() + ".LOG1");
         Result<std::unique_ptr<StoredFile>> log = m_store.Open(m_logPath, FileStore::Mode::kCreate);
         if (!log) {
             return tl::unexpected(std::move(log.error()));

@@ -17,7 +17,8 @@ class WritableHive {
 public:
     /// Opens and locks `file`. Where it was not closed cleanly its logs are applied first, and the result is made
     /// durable before this returns; a crash on the way does no harm. Errors: as Hive::Open; kSharingViolation where
-    /// another program has it, with its process; kAccessDenied or kWriteProtect for a file that can't be written.
+    /// another program has it, with its process; kAccessDenied or kWriteProtect for a file that can't be written; those
+    /// of HiveLogs::Find, since what a log holds that can't be read would be lost by the first flush.
     [[nodiscard]] static Result<std::unique_ptr<WritableHive>> Open(FileStore& store, const std::filesystem::path& file,
                                                                     const Clock& clock);
     ~WritableHive();

@@ -122,7 +122,7 @@ Result<std::vector<std::byte>> ComposeEmbedded(const EmbeddedHive& embedded, con
 {
     constexpr std::size_t kRoom = std::size_t{1} << 20; // a skeleton takes some pages
     Result<MappedFile> copy = MappedFile::CopyOf(EmptyHive(embedded.rootName, clock.Now()), kRoom);
-    Result<Hive> hive = copy ? Hive::FromCopy(std::move(*copy), embedded.file) : tl::unexpected(copy.error());
+    Result<Hive> hive = copy ? Hive::FromMap(std::move(*copy), embedded.file) : tl::unexpected(copy.error());
     if (!hive) {
         return tl::unexpected(std::move(hive.error()));
     }

@@ -31,7 +31,7 @@ Result<std::unique_ptr<HiveMount>> HiveMount::Open(FileStore& files, const Clock
         mount->m_writable = *std::move(hive);
         return mount;
     }
-    Result<Hive> hive = OpenForReading(files, file, recovery);
+    Result<Hive> hive = OpenForReading(files, file, LogFailure::kReport, recovery);
     if (!hive) {
         return tl::unexpected(std::move(hive.error()));
     }
@@ -67,7 +67,7 @@ Result<std::unique_ptr<MemoryMount>> MemoryMount::Make()
     constexpr std::size_t kRoom = std::size_t{1}
                                   << 26; // address space alone: far more than a session has keys of its own
     Result<MappedFile> copy = MappedFile::CopyOf(EmptyHive(u"REGISTRY", 0), kRoom);
-    Result<Hive> hive = copy ? Hive::FromCopy(std::move(*copy), "session") : tl::unexpected(copy.error());
+    Result<Hive> hive = copy ? Hive::FromMap(std::move(*copy), "session") : tl::unexpected(copy.error());
     if (!hive) {
         return tl::unexpected(std::move(hive.error()));
     }

@@ -62,6 +62,10 @@ namespace {
 std::string RecoveryNotice(const Hive& hive, const RecoveryReport& recovery, MountMode mode)
 {
     const std::string begin = hive.File().string() + " was not closed cleanly: ";
+    if (recovery.failure) {
+        return begin + "its transaction logs can't be applied, so that its last changes may be missing: " +
+               Describe(*recovery.failure);
+    }
     if (!recovery.DidAnything()) {
         return begin + "it has no transaction log that fits, so that its last changes may be missing";
     }

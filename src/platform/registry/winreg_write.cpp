@@ -413,7 +413,7 @@ LSTATUS RegRestoreKeyA(HKEY key, const char* file, DWORD flags)
         return ERROR_INVALID_HANDLE;
     }
     RecoveryReport recovery;
-    const Result<Hive> source = OpenForReading(registry->Files(), file, recovery);
+    const Result<Hive> source = OpenForReading(registry->Files(), file, LogFailure::kRefuse, recovery);
     if (!source) {
         return CodeOf(source);
     }
