@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/registry/key_image.h"
 #include "platform/registry/stored_value.h"
 #include "platform/system/version.h"
 #include "registry/reg_key.h"
@@ -52,16 +53,8 @@ LSTATUS DeleteKeyTree(HKEY parent, const std::string& name)
         code != ERROR_SUCCESS) {
         return code;
     }
-    while (true) {
-        const EnumeratedName first = SubkeyAt(key.Get(), 0); // each pass removes the first
-        if (first.code == ERROR_NO_MORE_ITEMS) {
-            return RegDeleteKeyA(key.Get(), "");
-        }
-        const LSTATUS code = first.code == ERROR_SUCCESS ? DeleteKeyTree(key.Get(), first.name) : first.code;
-        if (code != ERROR_SUCCESS) {
-            return code;
-        }
-    }
+    const LSTATUS code = CheckTree(key.Get(), KEY_ALL_ACCESS);
+    return code == ERROR_SUCCESS ? RegDeleteTreeA(key.Get(), "") : code;
 }
 
 LSTATUS CopyKeyValues(HKEY source, HKEY destination)

@@ -117,6 +117,31 @@ TEST_F(Subtree, DeletesAKeyWithAllBelowItOnEitherPlatform)
     EXPECT_EQ(fixtures::Findings(Hive::Open(session.File()).value()), "");
 }
 
+/// Refuses the right to delete one key.
+class ProtectingCheck final : public AccessCheck {
+public:
+    REGSAM Granted(std::string_view path, std::span<const std::byte> /*descriptor*/, REGSAM desired) const override
+    {
+        return path.ends_with("\\deep") ? desired & ~DELETE : desired;
+    }
+};
+
+TEST_F(Subtree, DeletesNothingWhereOneKeyRefuses)
+{
+    const RegKey parent = Open("HKEY_USERS\\W");
+    const ProtectingCheck check;
+    session.registry.SetAccessCheck(&check);
+    EXPECT_EQ(DeleteKeyTree(parent.Get(), "from"), ERROR_ACCESS_DENIED);
+    session.registry.SetAccessCheck(nullptr);
+    ASSERT_TRUE(session.registry.Link("HKEY_USERS\\W\\from\\b\\link", "HKEY_LOCAL_MACHINE"));
+    EXPECT_EQ(DeleteKeyTree(parent.Get(), "from"), ERROR_ACCESS_DENIED); // it holds something of the session's
+    EXPECT_EQ(DeleteKeyTree(HKEY_USERS, "W"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(Value("HKEY_USERS\\W\\from\\a\\deep"), "one");
+    EXPECT_EQ(Value("HKEY_USERS\\W\\from\\b"), "two");
+    EXPECT_EQ(DeleteKeyTree(Open("HKEY_USERS\\W\\from").Get(), "a"), ERROR_SUCCESS);
+    EXPECT_FALSE(Open("HKEY_USERS\\W\\from\\a"));
+}
+
 TEST(ValueFromText, IsTheWayBackOfTheTextForm)
 {
     struct Case {
