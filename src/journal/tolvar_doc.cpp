@@ -132,7 +132,7 @@ void CTolvarDoc::TakeBack(const ChangeRecord& change, const std::vector<std::byt
     const Result<KeyImage> before =
         KeyImage::FromBytes(image, "image"); // there is none of a change that needs no backup
     const UndoSource source = before ? UndoSource(&*before) : UndoSource();
-    if (UndoChange(change, source) && (m_group.depth != 0 || FlushChange(change))) {
+    if (TakeChangeBack(change, source) && (m_group.depth != 0 || FlushChange(change))) {
         m_store.NoteFailed(record);
     } else if (m_group.depth != 0) { // it stays half made, and is undone with its group
         m_group.records.push_back(record);

@@ -28,7 +28,7 @@ CTolvarDoc::Undone CTolvarDoc::UndoInMemory(const std::vector<std::string>& reco
     for (auto record = records.rbegin(); record != records.rend(); ++record) {
         const Result<UndoMaterial> material = Material(*record);
         const Result<void> done =
-            material ? UndoChange(material->Change(), material->Source()) : tl::unexpected(material.error());
+            material ? TakeChangeBack(material->Change(), material->Source()) : tl::unexpected(material.error());
         (done ? undone.gone : undone.left).push_back(*record);
         if (!done) {
             undone.report.failures.push_back(done.error());

@@ -156,6 +156,25 @@ Result<void> UndoChange(const ChangeRecord& change, const UndoSource& source)
     return isKeyRename && parent ? Answer(RemoveTree(parent.Get(), change.secondPath), change.path) : Result<void>();
 }
 
+Result<void> TakeChangeBack(const ChangeRecord& change, const UndoSource& source)
+{
+    if (auto undone = UndoChange(change, source); !undone) {
+        return undone;
+    }
+    const std::optional<ParentAndName> split = SplitLast(change.path);
+    if (!change.IsKey() || change.kind != ChangeKind::kRename || CompareNames(split->name, change.secondPath) != 0) {
+        return {};
+    }
+    const std::string stored = SpellingOf(source);
+    RegKey parent;
+    LSTATUS code = OpenKeyPath(split->parent, *parent.Put(), KEY_ALL_ACCESS);
+    if (code == ERROR_SUCCESS) {
+        code = RegRenameKey(parent.Get(), change.secondPath.c_str(),
+                            stored.empty() ? std::string(split->name).c_str() : stored.c_str());
+    }
+    return Answer(code, change.path);
+}
+
 Result<void> FlushChange(const ChangeRecord& change)
 {
     // The key itself may be gone, and so may those above it: the nearest one that is there lies in the same hive, or

@@ -19,6 +19,10 @@ using UndoSource = std::variant<std::monostate, const KeyImage*, std::string_vie
 /// the way go again where restoring fails.
 [[nodiscard]] Result<void> UndoChange(const ChangeRecord& change, const UndoSource& source);
 
+/// UndoChange for a change that is to count as never made: a key that was renamed to its own name in another case gets
+/// the old case back too, which an undo leaves.
+[[nodiscard]] Result<void> TakeChangeBack(const ChangeRecord& change, const UndoSource& source);
+
 /// Makes the hive in which `change` lies durable.
 [[nodiscard]] Result<void> FlushChange(const ChangeRecord& change);
 
