@@ -1,41 +1,69 @@
 #include <algorithm>
-#include <fstream>
 #include <optional>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "cli/change_command.h"
+#include "cli/input.h"
 
 namespace tolvar {
 
 namespace {
 
-/// The words of a line, as a shell splits them but for the backslash, which is part of every path: blanks part them,
-/// single or double quotes keep blanks together. Nothing where a quote is not closed.
-std::optional<std::vector<std::string>> SplitWords(std::string_view line)
+constexpr std::string_view kBlanks = " \t\r";
+constexpr const char* kQuoting =
+    "Blanks part the words of a line. Quotes keep them together: in single quotes all stands for itself; in double "
+    "quotes too, but for two double quotes, which stand for one. A closing quote ends its word. A backslash is always "
+    "itself.";
+
+using Words = tl::expected<std::vector<std::string>, std::string_view>;
+
+/// Takes a quoted text that `line` begins with off it, and appends it to `word`. Answers what is wrong; empty: nothing.
+std::string_view TakeQuoted(std::string_view& line, std::string& word)
 {
+    const char quote = line.front();
+    while (true) {
+        const std::size_t end = line.find(quote, 1);
+        if (end == std::string_view::npos) {
+            return "a quote is not closed";
+        }
+        word.append(line.substr(1, end - 1));
+        line.remove_prefix(end + 1);
+        if (quote != '"' || !line.starts_with('"')) {
+            break;
+        }
+        word.push_back(quote);
+    }
+    const bool isEnd = line.empty() || kBlanks.find(line.front()) != std::string_view::npos;
+    return isEnd ? "" : "a closing quote has to end its word";
+}
+
+/// The words of a line (see kQuoting), or what is wrong with it.
+Words SplitWords(std::string_view line)
+{
+    if (line.find('\0') != std::string_view::npos) {
+        return tl::unexpected(std::string_view("no word can hold a NUL"));
+    }
     std::vector<std::string> words;
-    bool isInWord = false;
-    char quote = '\0';
-    for (const char c : line) {
-        if (quote != '\0' ? c == quote : c == '"' || c == '\'') {
-            quote = quote != '\0' ? '\0' : c;
-            if (!isInWord) {
-                words.emplace_back();
+    while (true) {
+        line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+        if (line.empty()) {
+            return words;
+        }
+        std::string& word = words.emplace_back();
+        while (!line.empty() && kBlanks.find(line.front()) == std::string_view::npos) {
+            if (line.front() == '"' || line.front() == '\'') {
+                if (const std::string_view wrong = TakeQuoted(line, word); !wrong.empty()) {
+                    return tl::unexpected(wrong);
+                }
+                continue;
             }
-            isInWord = true;
-        } else if (quote == '\0' && (c == ' ' || c == '\t' || c == '\r')) {
-            isInWord = false;
-        } else {
-            if (!isInWord) {
-                words.emplace_back();
-            }
-            isInWord = true;
-            words.back().push_back(c);
+            const std::size_t end = std::min(line.find_first_of(" \t\r\"'"), line.size());
+            word.append(line.substr(0, end));
+            line.remove_prefix(end);
         }
     }
-    return quote == '\0' ? std::optional(std::move(words)) : std::nullopt;
 }
 
 /// One line that was understood.
@@ -80,7 +108,9 @@ public:
     {
         CLI::App* app = program.add_subcommand(
             "batch", "Run the set, new, rm and mv commands of a file, one a line: all of them, or none");
-        app->add_option("FILE", m_file, "The file; lines that begin with # are passed over")->required();
+        app->add_option("FILE", m_file, "The file, or - for standard input; lines that begin with # are passed over")
+            ->required();
+        app->footer(kQuoting);
         return app;
     }
 
@@ -89,25 +119,18 @@ public:
 
     void Run(CommandContext& context) override
     {
-        std::vector<Step> steps;
         if (context.journal == nullptr) {
             context.Report({ErrorCode::kWriteProtect, "the registry"});
             return;
         }
-        if (!ReadSteps(context, steps)) { // nothing has been done yet
+        const std::optional<std::vector<Step>> steps = ReadSteps(context);
+        if (!steps) { // nothing has been done yet
             return;
         }
         ChangeGroup group(*context.journal);
-        for (const Step& step : steps) {
-            step.command->Run(context);
-            if (context.hasFailed) {
-                const UndoReport undone = group.TakeBack();
-                for (const Error& error : undone.failures) {
-                    context.Report(error);
-                }
-                context.Report({ErrorCode::kInvalidFunction,
-                                fmt::format("{}: line {} failed; {} changes before it were undone, {} could not be",
-                                            m_file, step.line, undone.undone, undone.failures.size())});
+        for (const Step& step : *steps) {
+            if (!IsDone(context, *step.command)) {
+                ReportTakenBack(context, step, group.TakeBack());
                 return;
             }
         }
@@ -117,29 +140,56 @@ public:
     }
 
 private:
-    bool ReadSteps(CommandContext& context, std::vector<Step>& steps) const
+    [[nodiscard]] std::string Name() const { return m_file == "-" ? "standard input" : m_file; }
+
+    /// Runs a step. What was reported before it, of a hive or of the journal, is no failure of its own.
+    static bool IsDone(CommandContext& context, Command& command)
     {
-        std::ifstream lines(m_file);
-        if (!lines) {
-            context.Report({ErrorCodeFromErrno(errno), "open " + m_file});
-            return false;
+        const bool hadFailed = std::exchange(context.hasFailed, false);
+        command.Run(context);
+        const bool isDone = !context.hasFailed;
+        context.hasFailed = context.hasFailed || hadFailed;
+        return isDone;
+    }
+
+    void ReportTakenBack(CommandContext& context, const Step& failed, const UndoReport& report) const
+    {
+        for (const Error& error : report.failures) {
+            context.Report(error);
         }
+        const std::size_t left = report.failures.size();
+        context.Tell(fmt::format("{}: line {} failed; {} changes undone{}", Name(), failed.line, report.undone,
+                                 left != 0 ? fmt::format(", {} could not be", left) : ""));
+    }
+
+    /// All steps; nothing where one can't be understood, which is reported.
+    [[nodiscard]] std::optional<std::vector<Step>> ReadSteps(CommandContext& context) const
+    {
+        const Result<std::string> text = ReadInput(m_file);
+        if (!text) {
+            context.Report(text.error());
+            return std::nullopt;
+        }
+        std::vector<Step> steps;
         std::size_t number = 0;
-        for (std::string line; std::getline(lines, line);) {
-            ++number;
-            const std::optional<std::vector<std::string>> words = SplitWords(line);
-            if (words && (words->empty() || words->front().starts_with('#'))) {
+        for (std::string_view rest = *text; !rest.empty();) {
+            const std::size_t end = rest.find('\n');
+            const std::string_view line = rest.substr(0, end);
+            rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+            Step step{++number, nullptr};
+            const std::size_t begin = line.find_first_not_of(kBlanks);
+            if (begin == std::string_view::npos || line[begin] == '#') {
                 continue;
             }
-            Step step{number, nullptr};
-            const std::string wrong = words ? ParseStep(*words, step) : "a quote is not closed";
+            const Words words = SplitWords(line);
+            const std::string wrong = words ? ParseStep(*words, step) : std::string(words.error());
             if (!wrong.empty()) {
-                context.Report({ErrorCode::kInvalidParameter, fmt::format("{}: line {}: {}", m_file, number, wrong)});
-                return false;
+                context.Report({ErrorCode::kInvalidParameter, fmt::format("{}: line {}: {}", Name(), number, wrong)});
+                return std::nullopt;
             }
             steps.push_back(std::move(step));
         }
-        return true;
+        return steps;
     }
 
     std::string m_file;

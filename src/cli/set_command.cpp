@@ -1,35 +1,15 @@
-#include <cerrno>
 #include <charconv>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "cli/change_command.h"
+#include "cli/input.h"
 #include "registry/value_text.h"
 
 namespace tolvar {
 
 namespace {
-
-/// All of standard input.
-Result<std::vector<BYTE>> ReadStandardInput()
-{
-    constexpr std::size_t kBlock = 65536;
-    std::vector<BYTE> bytes;
-    while (true) {
-        const std::size_t held = bytes.size();
-        bytes.resize(held + kBlock);
-        const ssize_t got = read(STDIN_FILENO, bytes.data() + held, kBlock);
-        bytes.resize(held + (got > 0 ? static_cast<std::size_t>(got) : 0));
-        if (got == 0) {
-            return bytes;
-        }
-        if (got < 0 && errno != EINTR) {
-            return Failure(ErrorCodeFromErrno(errno), "read standard input");
-        }
-    }
-}
 
 /// Decimal digits, or hexadecimal ones behind "0x". Nothing for another text, or a number of more than 64 bits.
 std::optional<std::uint64_t> ParseNumber(std::string_view text)
@@ -81,12 +61,13 @@ protected:
         }
         ChangeRecord change = ChangeRecord::NewValue(m_path, m_name, *type, m_text);
         if (m_isFromInput) {
-            const Result<std::vector<BYTE>> data = ReadStandardInput();
+            const Result<std::string> data = ReadInput("-");
             if (!data) {
                 context.Report(data.error());
                 return;
             }
-            change.data = ValueToText(REG_BINARY, *data, ExpandStrings::kNo);
+            const auto* const bytes = reinterpret_cast<const BYTE*>(data->data());
+            change.data = ValueToText(REG_BINARY, {bytes, data->size()}, ExpandStrings::kNo);
             change.form = DataForm::kBytes;
         } else if (!ValueFromText(*type, m_text)) {
             context.Report(

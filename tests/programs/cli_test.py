@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Runs the real program on hives that it makes itself: cli_test.py TOLVAR."""
 import fcntl
+import functools
 import json
+import operator
 import os
 import pty
 import shutil
@@ -427,6 +429,47 @@ def a_batch_is_done_as_a_whole_or_not_at_all():
         check("a batch", batch(*steps).returncode == 0 and len(journal_of(*at)) == entries + 5)
         check("what it did", run(*at, "get", user + "\\Made", "a name").stdout == b"a text\n")
         check("no file", run(*at, "batch", folder + "/none").returncode == 1)
+        check("no lines to be had", run(*at, "batch", folder).returncode == 1)  # a read that fails is not the end
+
+
+def a_batch_line_is_split_into_words_as_its_help_says():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder + "/r"]
+
+        def batch(text, *source):
+            return subprocess.run([TOLVAR, *(source or at), "batch", "-"], input=text.encode(), capture_output=True, timeout=60)
+
+        for line, stored in ((r'"say ""hi"""', 'say "hi"'), ("""'say "hi" \\'""", 'say "hi" \\'), ('"a\\"', "a\\"),
+                             ('C:\\"Program Files"', "C:\\Program Files"), ('""', ""), ('""""', '"'), ("'a'\r", "a")):
+            done = batch(f"  # isn't a quote\nset {USER} v --type 1 {line}\n")
+            check(f"the line {line}", done.returncode == 0, done.stderr)
+            got = run(*at, "get", USER, "v").stdout.decode()
+            check(f"what it stores {line}", got == stored + "\n", got)
+        before = run(*at, "dump", USER).stdout
+        for line, why in ((r'"say \"hi\""', "closing quote"), ("'a'b", "closing quote"), ('"a"b', "closing quote"),
+                          ("'a", "not closed"), ('"""', "not closed"), ("a\0b", "NUL")):
+            done = batch(f"set {USER} v --type 1 other\n\nset {USER} v --type 1 {line}\n")
+            check(f"a wrong line {line}", done.returncode == 1 and b"line 3: " in done.stderr and why.encode() in done.stderr,
+                  done.stderr)
+        check("nothing was done before a wrong line", run(*at, "dump", USER).stdout == before)
+        check("the help tells of quotes", b"backslash is always" in run("batch", "--help").stdout)
+
+        check("a case-only rename", batch(f"new {USER}\\Word\nmv {USER}\\Word WORD\nset {USER}\\word v --type 1 x").returncode == 0
+              and b"WORD\\" in run(*at, "ls", USER).stdout)
+        failed = batch(f"mv {USER}\\WORD word\nmv {USER}\\word --value v V\nrm {USER}\\none\n")
+        check("one that is taken back", failed.returncode == 1 and b"line 3 failed; 2 changes undone\n" in failed.stderr and
+              b"WORD\\" in run(*at, "ls", USER).stdout and run(*at, "ls", USER + "\\WORD").stdout == b"v\n", failed.stderr)
+        hive = shutil.copy(TYPES, folder)
+        os.chmod(hive, 0o644)
+        with open(hive, "r+b") as file:  # not closed cleanly, and without a log
+            data = bytearray(file.read(512))
+            struct.pack_into("<I", data, 4, struct.unpack_from("<I", data, 8)[0] + 1)
+            struct.pack_into("<I", data, 508, functools.reduce(operator.xor, struct.unpack_from("<127I", data)))
+            file.seek(0)
+            file.write(data)
+        noticed = batch(f"new {X}\\k\nset {X}\\k v --type 1 x\n", "--hive", f"{hive}@{X}")
+        check("a notice is no failure", noticed.returncode == 0 and b"not closed cleanly" in noticed.stderr and
+              run("--hive", f"{hive}@{X}", "get", X + "\\k", "v").stdout == b"x\n", noticed.stderr)
 
 
 def keys_travel_through_text_files():
@@ -468,6 +511,7 @@ changes_are_journalled_and_undone()
 the_window_s_settings_say_where_the_journal_lies()
 a_journal_in_use_is_said_with_its_process()
 a_batch_is_done_as_a_whole_or_not_at_all()
+a_batch_line_is_split_into_words_as_its_help_says()
 keys_travel_through_text_files()
 names_that_would_steer_a_terminal_are_shown_and_not_obeyed()
 a_hive_that_lies_below_itself_is_listed_once()
