@@ -65,7 +65,7 @@ bool OpenFor(CommandContext& context, const Command& command, SourceSession& sou
     if (source.IsInUse()) {
         return false;
     }
-    context.journal = &source.MakeDocument();
+    context.journal = &source.MakeDocument(true);
     context.keepDays = source.KeepDays();
     const Result<std::vector<SourceProblem>> opened = source.OpenDocument();
     if (!opened) {

@@ -3,6 +3,9 @@
 #include <cstdint>
 #include <optional>
 
+#include "journal/journal_record.h"
+#include "journal/stamp.h"
+
 namespace tolvar {
 
 namespace {
@@ -48,6 +51,12 @@ public:
     /// Appends the texts of the next list. False where it breaks off.
     [[nodiscard]] bool ReadList(std::vector<std::string>& list)
     {
+        return VisitList([&list](std::string_view text) { list.emplace_back(text); });
+    }
+
+    template <class Visit>
+    [[nodiscard]] bool VisitList(const Visit& visit)
+    {
         std::optional<std::uint32_t> count = Number(2);
         if (count == kLongCount) {
             count = Number(4);
@@ -57,7 +66,7 @@ public:
             if (!size || *size > m_rest.size()) {
                 return false;
             }
-            list.emplace_back(reinterpret_cast<const char*>(m_rest.data()), *size);
+            visit(std::string_view(reinterpret_cast<const char*>(m_rest.data()), *size));
             m_rest = m_rest.subspan(*size);
         }
         return count.has_value();
@@ -116,6 +125,25 @@ DecodedIndex DecodeIndex(std::span<const std::byte> bytes)
     index.isWhole = reader.ReadList(index.lists.bookmarkPaths) && reader.ReadList(index.lists.journal) &&
                     reader.ReadList(index.lists.bookmarkTargets) && (reader.IsAtEnd() || reader.ReadList(reserved));
     return index;
+}
+
+IndexSummary SummarizeIndex(std::span<const std::byte> bytes)
+{
+    IndexSummary summary;
+    if (bytes.empty()) {
+        return summary;
+    }
+    std::string_view latest;
+    const auto look = [&latest](std::string_view record) {
+        const std::string_view stamp = StampOf(record);
+        latest = stamp > latest && IsStamp(stamp) ? stamp : latest;
+    };
+    const auto pass = [](std::string_view) {};
+    ListReader reader(bytes);
+    summary.isWhole = reader.VisitList(pass) && reader.VisitList(look) && reader.VisitList(pass) &&
+                      (reader.IsAtEnd() || reader.VisitList(pass));
+    summary.latestStamp = latest;
+    return summary;
 }
 
 std::vector<std::string> DecodeTextList(std::span<const std::byte> bytes)

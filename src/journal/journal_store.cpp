@@ -1,6 +1,7 @@
 #include "journal/journal_store.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "journal/index_file.h"
 
@@ -53,20 +54,53 @@ Result<void> JournalStore::ReadIndex()
         const Result<std::unique_ptr<StoredFile>> made = m_place.files->Open(file, FileStore::Mode::kCreate);
         return made ? Result<void>() : tl::unexpected(made.error());
     }
-    const Result<MappedFile> map = m_place.files->Map(file, 0);
+    Result<MappedFile> map = m_place.files->Map(file, 0);
     if (!map) {
         return tl::unexpected(map.error());
     }
-    DecodedIndex index = DecodeIndex(map->Bytes());
+    IndexSummary summary = SummarizeIndex(map->Bytes());
     if (map->AnyFailed()) {
         return Failure(ErrorCode::kReadFault, "read " + file.string());
     }
     m_isIndexStale = map->Bytes().empty();
-    m_isIndexDamaged = !index.isWhole;
-    m_bookmarkPaths = std::move(index.lists.bookmarkPaths);
-    m_records = std::move(index.lists.journal);
-    m_bookmarkTargets = std::move(index.lists.bookmarkTargets);
+    m_isIndexDamaged = !summary.isWhole;
+    m_latestStamp = std::move(summary.latestStamp);
+    m_index = *std::move(map);
     return {};
+}
+
+/// Puts what `index` holds in front of what happened since. Only who needs the old records pays for them.
+void JournalStore::TakeIndexIn() const
+{
+    if (!m_index) {
+        return;
+    }
+    JournalIndex lists = DecodeIndex(m_index->Bytes()).lists;
+    m_index.reset();
+    std::erase_if(lists.journal, [this](const std::string& record) { return m_dropped.contains(record); });
+    m_dropped.clear();
+    std::ranges::move(m_records, std::back_inserter(lists.journal));
+    m_records = std::move(lists.journal);
+    m_bookmarkPaths = std::move(lists.bookmarkPaths);
+    m_bookmarkTargets = std::move(lists.bookmarkTargets);
+}
+
+std::span<const std::string> JournalStore::Records() const
+{
+    TakeIndexIn();
+    return m_records;
+}
+
+const std::vector<std::string>& JournalStore::BookmarkPaths() const
+{
+    TakeIndexIn();
+    return m_bookmarkPaths;
+}
+
+const std::vector<std::string>& JournalStore::BookmarkTargets() const
+{
+    TakeIndexIn();
+    return m_bookmarkTargets;
 }
 
 /// Brings the records up to what happened since `index` was written.
@@ -84,14 +118,19 @@ Result<JournalStore::Unsettled> JournalStore::ReadPending()
     m_isIndexStale = true;
     const std::vector<PendingRecord> records = ReplayPending(m_pending->Entries());
     m_pending->ForgetEntries();
-    std::unordered_set<std::string_view> dropped;
+    bool mayBeHeld = false; // a crash came between writing `index` and removing this log
     for (const PendingRecord& record : records) {
         if (record.state == PendingRecord::State::kGone) {
-            dropped.insert(record.record);
+            m_dropped.insert(record.record);
+        } else {
+            mayBeHeld = mayBeHeld || StampOf(record.record) <= m_latestStamp;
         }
     }
-    std::erase_if(m_records, [&dropped](const std::string& record) { return dropped.contains(record); });
-    const std::unordered_set<std::string> held(m_records.begin(), m_records.end());
+    std::unordered_set<std::string> held;
+    if (mayBeHeld) {
+        TakeIndexIn();
+        held.insert(m_records.begin(), m_records.end());
+    }
     for (const PendingRecord& record : records) {
         if (record.state == PendingRecord::State::kGone || held.contains(record.record)) {
             continue;
@@ -101,6 +140,7 @@ Result<JournalStore::Unsettled> JournalStore::ReadPending()
             continue;
         }
         m_records.push_back(record.record);
+        RememberStamp(StampOf(record.record));
         if (record.state == PendingRecord::State::kOpen) {
             unsettled.open.push_back(record.record);
         } else if (record.state == PendingRecord::State::kCut) {
@@ -120,11 +160,7 @@ Result<JournalStore::Unsettled> JournalStore::Open()
             return tl::unexpected(done.error());
         }
     }
-    Result<Unsettled> unsettled = ReadPending();
-    for (const std::string& record : m_records) {
-        RememberStamp(StampOf(record));
-    }
-    return unsettled;
+    return ReadPending();
 }
 
 Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
@@ -141,6 +177,7 @@ Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::
 
 Result<void> JournalStore::WriteIndex()
 {
+    TakeIndexIn();
     FileStore& files = *m_place.files;
     const std::filesystem::path index = m_place.dataFolder / kIndex;
     const std::filesystem::path fresh = m_place.dataFolder / kFreshIndex;
@@ -161,8 +198,20 @@ Result<void> JournalStore::WriteIndex()
     return renamed ? files.SyncFolder(m_place.dataFolder) : renamed;
 }
 
+/// Whether the records may stay in `journal.pending`: as long as it is small, or small beside `index`.
+bool JournalStore::CanIndexWait() const
+{
+    constexpr std::uint64_t kSmall = 256 * 1024;
+    constexpr std::uint64_t kPart = 4;
+    return m_place.isBrief && !m_areBookmarksStale && !m_isIndexDamaged && m_index &&
+           m_pending->Size() < std::max<std::uint64_t>(kSmall, m_index->Bytes().size() / kPart);
+}
+
 Result<void> JournalStore::Save(bool hasOpenChange)
 {
+    if (CanIndexWait()) {
+        return {};
+    }
     if (m_isIndexStale) {
         if (auto written = WriteIndex(); !written) {
             return written;
@@ -174,6 +223,7 @@ Result<void> JournalStore::Save(bool hasOpenChange)
 
 void JournalStore::ShowNothing()
 {
+    m_index.reset();
     m_records.clear();
     m_bookmarkPaths.clear();
     m_bookmarkTargets.clear();
@@ -181,7 +231,8 @@ void JournalStore::ShowNothing()
 
 void JournalStore::SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets)
 {
-    m_isIndexStale = m_isIndexStale || paths != m_bookmarkPaths || targets != m_bookmarkTargets;
+    m_areBookmarksStale = m_areBookmarksStale || paths != BookmarkPaths() || targets != BookmarkTargets();
+    m_isIndexStale = m_isIndexStale || m_areBookmarksStale;
     m_bookmarkPaths = std::move(paths);
     m_bookmarkTargets = std::move(targets);
 }

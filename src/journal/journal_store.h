@@ -24,6 +24,7 @@ struct JournalPlace {
     std::filesystem::path dataFolder;     ///< holds `index` and the text backups
     std::filesystem::path fallbackFolder; ///< taken where `dataFolder` can't be made; empty: none
     bool isReadOnly = false;              ///< lock and write nothing
+    bool isBrief = false;                 ///< for a program that makes a change or two: see JournalStore::Save
     FileStore* files = &SystemFiles();    ///< outlives the store
     const Clock* clock = &SystemClock();  ///< outlives the store
 };
@@ -49,7 +50,8 @@ public:
     /// Errors: kSharingViolation where another program has the data folder, with its process; the file system's.
     [[nodiscard]] Result<Unsettled> Open();
 
-    /// Writes `index` and lets go of what it replaces, unless a change stays open in `journal.pending`.
+    /// Writes `index` and lets go of what it replaces, unless a change stays open in `journal.pending`. A brief session
+    /// leaves the records where they are until there are many, so that one change costs no more in a long journal.
     [[nodiscard]] Result<void> Save(bool hasOpenChange);
 
     [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_place.dataFolder; }
@@ -59,7 +61,7 @@ public:
     // Records.
 
     /// The oldest first. Valid until the journal changes.
-    [[nodiscard]] std::span<const std::string> Records() const noexcept { return m_records; }
+    [[nodiscard]] std::span<const std::string> Records() const;
 
     /// A stamp that no record and no backup of this journal has, and that is later than the last one.
     [[nodiscard]] std::string NewStamp();
@@ -107,8 +109,8 @@ public:
     [[nodiscard]] Result<void> EndGroup(const std::string& first);
 
     /// For bookmarks that are kept between runs: their paths, and what they lead to.
-    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const noexcept { return m_bookmarkPaths; }
-    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const noexcept { return m_bookmarkTargets; }
+    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const;
+    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const;
     void SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets);
 
 private:
@@ -116,7 +118,9 @@ private:
     [[nodiscard]] Result<void> MakeFolders();
     [[nodiscard]] Result<void> LockFolder();
     [[nodiscard]] Result<void> ReadIndex();
+    void TakeIndexIn() const;
     [[nodiscard]] Result<Unsettled> ReadPending();
+    [[nodiscard]] bool CanIndexWait() const;
     [[nodiscard]] Result<void> WriteIndex();
     [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;
     [[nodiscard]] Result<void> SyncBackups();
@@ -129,16 +133,19 @@ private:
     SnapshotLog m_snapshots;
     std::unique_ptr<StoredFile> m_lock;
     std::optional<PendingLog> m_pending;
-    std::vector<std::string> m_bookmarkPaths;
-    std::vector<std::string> m_records;
-    std::vector<std::string> m_bookmarkTargets;
-    std::vector<std::filesystem::path> m_unsynced; ///< text backups that are written, and not yet durable
-    bool m_hasUnsyncedGone = false;                ///< some of them were removed
+    mutable std::vector<std::string> m_bookmarkPaths;
+    mutable std::vector<std::string> m_records;
+    mutable std::vector<std::string> m_bookmarkTargets;
+    mutable std::optional<MappedFile> m_index;         ///< until its lists are taken in, in front of what is there
+    mutable std::unordered_set<std::string> m_dropped; ///< of the records in `m_index`
+    std::vector<std::filesystem::path> m_unsynced;     ///< text backups that are written, and not yet durable
+    bool m_hasUnsyncedGone = false;                    ///< some of them were removed
     TakenStamps m_takenStamps;
     std::string m_latestStamp;                               ///< of all that the journal ever had; empty: none
     std::vector<std::string> m_givenStamps;                  ///< by NewStamp, until there is a set of all
     std::optional<std::unordered_set<std::string>> m_stamps; ///< all of them, once one is as late as the clock
-    bool m_isIndexStale = false;                             ///< the file does not hold what is here
+    bool m_areBookmarksStale = false;
+    bool m_isIndexStale = false;   ///< the file does not hold what is here
     bool m_isIndexDamaged = false; ///< the file broke off: what it holds is kept aside before it is written anew
 };
 

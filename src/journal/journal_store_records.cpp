@@ -21,7 +21,7 @@ bool JournalStore::IsTaken(const std::string& stamp)
     if (!m_stamps && stamp <= m_latestStamp) {
         m_stamps.emplace(std::make_move_iterator(m_givenStamps.begin()), std::make_move_iterator(m_givenStamps.end()));
         m_givenStamps.clear();
-        for (const std::string& record : m_records) {
+        for (const std::string& record : Records()) {
             m_stamps->emplace(StampOf(record));
         }
     }
@@ -51,9 +51,11 @@ const std::string& JournalStore::Add(std::string record)
 void JournalStore::Forget(std::span<const std::string> records)
 {
     const std::unordered_set<std::string_view> gone(records.begin(), records.end());
-    if (std::erase_if(m_records, [&gone](const std::string& record) { return gone.contains(record); }) != 0) {
-        m_isIndexStale = true;
+    std::erase_if(m_records, [&gone](const std::string& record) { return gone.contains(record); });
+    if (m_index) {
+        m_dropped.insert(records.begin(), records.end());
     }
+    m_isIndexStale = true;
 }
 
 /// Takes the records at these places out, in one pass.
@@ -87,6 +89,7 @@ Result<void> JournalStore::Drop(std::span<const std::string> records)
 
 Result<void> JournalStore::DropAt(std::vector<std::size_t> places)
 {
+    TakeIndexIn();
     std::erase_if(places, [this](std::size_t place) { return place >= m_records.size(); });
     std::ranges::sort(places);
     places.erase(std::unique(places.begin(), places.end()), places.end());
@@ -125,6 +128,7 @@ Result<std::size_t> JournalStore::Expire(int keepDays)
             }
         }
     }
+    TakeIndexIn();
     std::vector<std::size_t> places;
     std::optional<std::size_t> withoutFile; // the oldest one
     for (std::size_t i = 0; i < m_records.size(); ++i) {

@@ -78,8 +78,9 @@ Result<PendingLog> PendingLog::Open(FileStore& files, std::filesystem::path file
     return log;
 }
 
-Result<void> PendingLog::MakeFile()
+Result<void> PendingLog::OpenFile()
 {
+    const bool isNew = !m_files->Exists(m_path);
     Result<std::unique_ptr<StoredFile>> stored = m_files->Open(m_path, FileStore::Mode::kCreate);
     if (!stored) {
         return tl::unexpected(stored.error());
@@ -91,15 +92,15 @@ Result<void> PendingLog::MakeFile()
         m_end = kBegin.size();
     }
     m_file = *std::move(stored);
-    return m_files->SyncFolder(m_path.parent_path());
+    return isNew ? m_files->SyncFolder(m_path.parent_path()) : Result<void>();
 }
 
 Result<void> PendingLog::Write(std::span<const std::byte> bytes)
 {
     if (m_file == nullptr) {
-        if (auto made = MakeFile(); !made) {
+        if (auto opened = OpenFile(); !opened) {
             m_file.reset();
-            return made;
+            return opened;
         }
     }
     if (auto written = m_file->Write(m_end, bytes); !written) {

@@ -53,13 +53,16 @@ public:
     /// Adds many entries at once, durably together.
     [[nodiscard]] Result<void> AppendAll(Event event, const std::vector<std::string>& records);
 
+    /// In bytes.
+    [[nodiscard]] std::uint64_t Size() const noexcept { return m_end; }
+
     /// Removes the file: `index` holds it all.
     [[nodiscard]] Result<void> Remove();
 
 private:
     PendingLog(FileStore& files, std::filesystem::path file) : m_files(&files), m_path(std::move(file)) {}
     [[nodiscard]] Result<void> Write(std::span<const std::byte> bytes);
-    [[nodiscard]] Result<void> MakeFile();
+    [[nodiscard]] Result<void> OpenFile();
 
     FileStore* m_files;
     std::filesystem::path m_path;

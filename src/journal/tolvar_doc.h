@@ -94,14 +94,14 @@ public:
     Result<std::size_t> ExpireBackups(int keepDays);
 
     /// The records, the oldest first. Valid until the journal changes.
-    [[nodiscard]] std::span<const std::string> Journal() const noexcept { return m_store.Records(); }
+    [[nodiscard]] std::span<const std::string> Journal() const { return m_store.Records(); }
 
     /// What OnNewDocument took back of a group that a crash cut; entries that could not be taken back stay.
     [[nodiscard]] const UndoReport& TakenBack() const noexcept { return m_takenBack; }
 
     /// For bookmarks that are kept between runs: their paths, and what they lead to.
-    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const noexcept { return m_store.BookmarkPaths(); }
-    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const noexcept { return m_store.BookmarkTargets(); }
+    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const { return m_store.BookmarkPaths(); }
+    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const { return m_store.BookmarkTargets(); }
     void SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets)
     {
         m_store.SetBookmarks(std::move(paths), std::move(targets));

@@ -64,9 +64,10 @@ Result<void> SourceSession::MountEmbedded(MountMode mode)
     return MountEmbeddedRegistry(m_registry, m_options.embedded, mode);
 }
 
-CTolvarDoc& SourceSession::MakeDocument(std::string emptyNameLabel)
+CTolvarDoc& SourceSession::MakeDocument(bool isBrief, std::string emptyNameLabel)
 {
     JournalOptions options = JournalOptionsFor(m_options.Mounts(), m_profile);
+    options.place.isBrief = isBrief;
     options.place.isReadOnly = m_options.isReadOnly;
     options.emptyNameLabel = std::move(emptyNameLabel);
     m_keepDays = options.keepDays;

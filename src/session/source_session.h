@@ -43,8 +43,8 @@ public:
     [[nodiscard]] std::vector<SourceProblem> Mount(SourceAccess access);
 
     /// Makes the document of the source's journal. Nothing is read before OpenDocument, so that a window can be built
-    /// around it first. `emptyNameLabel`: see JournalOptions. Once.
-    CTolvarDoc& MakeDocument(std::string emptyNameLabel = {});
+    /// around it first. `isBrief`: see JournalPlace; `emptyNameLabel`: see JournalOptions. Once.
+    CTolvarDoc& MakeDocument(bool isBrief, std::string emptyNameLabel = {});
 
     /// Reads the journal, after Mount: see CTolvarDoc::OnNewDocument. What that settled of a crash is in the answer.
     [[nodiscard]] Result<std::vector<SourceProblem>> OpenDocument();

@@ -1,0 +1,112 @@
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include "fixtures/journal_session.h"
+#include "journal/index_file.h"
+#include "journal/journal_store.h"
+
+namespace tolvar {
+namespace {
+
+constexpr const char* kIndex = "/d/backups/index";
+constexpr const char* kPending = "/d/journal.pending";
+
+class Store : public testing::Test {
+protected:
+    std::unique_ptr<JournalStore> Opened(bool isBrief)
+    {
+        JournalPlace place;
+        place.dataFolder = "/d/backups";
+        place.isBrief = isBrief;
+        place.files = &files;
+        place.clock = &clock;
+        auto store = std::make_unique<JournalStore>(place);
+        EXPECT_TRUE(store->Open());
+        return store;
+    }
+    static std::string Add(JournalStore& store, const std::string& name)
+    {
+        const std::string record = "7;0;HKEY_USERS\\W;" + name + ";0;;;me;" + store.NewStamp();
+        EXPECT_TRUE(store.Begin(record));
+        store.NoteMade(record);
+        return store.Add(record);
+    }
+    static std::vector<std::string> All(const JournalStore& store)
+    {
+        return {store.Records().begin(), store.Records().end()};
+    }
+
+    fixtures::PowerCutStore files;
+    fixtures::SecondsClock clock;
+};
+
+TEST_F(Store, LeavesTheIndexOfABriefSessionAloneUntilThereIsMuchToWrite)
+{
+    std::unique_ptr<JournalStore> store = Opened(true);
+    const std::string first = Add(*store, "a");
+    ASSERT_TRUE(store->Save(false));
+    EXPECT_FALSE(files.Exists(kPending)) << "the first close makes the file whole";
+    const std::vector<std::byte> index = files.Content(kIndex);
+
+    store = Opened(true);
+    const std::string second = Add(*store, "b");
+    ASSERT_TRUE(store->Save(false));
+    store = Opened(true);
+    ASSERT_TRUE(store->Drop({&first, 1}));
+    const std::string third = Add(*store, "c");
+    ASSERT_TRUE(store->Save(false));
+    EXPECT_EQ(files.Content(kIndex), index);
+    EXPECT_EQ(All(*Opened(true)), (std::vector{second, third}));
+
+    store = Opened(true);
+    const std::string large = Add(*store, std::string(300'000, 'x'));
+    ASSERT_TRUE(store->Save(false));
+    EXPECT_FALSE(files.Exists(kPending));
+    EXPECT_EQ(DecodeIndex(files.Content(kIndex)).lists.journal, (std::vector{second, third, large}));
+
+    store = Opened(true);
+    const std::string fourth = Add(*store, "d");
+    store->SetBookmarks({"p"}, {"t"});
+    ASSERT_TRUE(store->Save(false));
+    EXPECT_FALSE(files.Exists(kPending)) << "bookmarks lie nowhere else";
+    store = Opened(false);
+    const std::string last = Add(*store, "e");
+    ASSERT_TRUE(store->Save(false));
+    EXPECT_FALSE(files.Exists(kPending));
+    EXPECT_EQ(All(*Opened(false)), (std::vector{second, third, large, fourth, last}));
+    EXPECT_EQ(Opened(true)->BookmarkPaths(), std::vector<std::string>{"p"});
+}
+
+TEST_F(Store, ListsARecordOnceThatIndexAndPendingLogBothHold)
+{
+    std::unique_ptr<JournalStore> store = Opened(true);
+    const std::string first = Add(*store, "a");
+    const std::vector<std::byte> pending = files.Content(kPending);
+    ASSERT_TRUE(store->Save(false));
+    files.Put(kPending, pending); // a crash came before it was removed
+    EXPECT_EQ(All(*Opened(true)), std::vector{first});
+}
+
+TEST_F(Store, GivesStampsBehindThoseOfTheIndex)
+{
+    std::unique_ptr<JournalStore> store = Opened(true);
+    for (int i = 0; i < 3; ++i) {
+        Add(*store, "a");
+    }
+    ASSERT_TRUE(store->Save(false));
+    clock = {}; // set back
+    store = Opened(true);
+    const std::string record = Add(*store, "b");
+    const std::vector<std::string> all = All(*store);
+    std::vector<std::string_view> stamps;
+    for (const std::string& one : all) {
+        stamps.push_back(StampOf(one));
+    }
+    std::ranges::sort(stamps);
+    EXPECT_EQ(std::ranges::adjacent_find(stamps), stamps.end());
+    EXPECT_EQ(SummarizeIndex(files.Content(kIndex)).latestStamp, StampOf(all[2]));
+}
+
+} // namespace
+} // namespace tolvar
