@@ -110,16 +110,25 @@ LSTATUS PreparedChange::PrepareValue()
     if (const LSTATUS code = OpenKeyPath(m_change.path, *m_key.Put(), KEY_ALL_ACCESS); code != ERROR_SUCCESS) {
         return code;
     }
-    if (const LSTATUS code = CheckWritable(m_key.Get()); code != ERROR_SUCCESS) {
+    LSTATUS code = CheckWritable(m_key.Get());
+    if (code != ERROR_SUCCESS) {
+        return code;
+    }
+    const std::string name = m_change.Name();
+    const std::string newName = m_change.newName.value_or(name);
+    m_isOneName = CompareNames(name, newName) == 0;
+    m_value = OpenValue::Find(m_key.Get(), m_isOneName ? newName : name, code);
+    if (code != ERROR_SUCCESS) {
         return code;
     }
     switch (m_change.kind) {
     case ChangeKind::kDelete:
-        return HasValue(m_key.Get(), m_change.Name()) ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
+        return m_value->IsThere() ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND;
     case ChangeKind::kRename:
-        return HasValue(m_key.Get(), m_change.Name()) ? ERROR_SUCCESS : kInvalidFunction;
+        return m_value->IsThere() ? ERROR_SUCCESS : kInvalidFunction;
     case ChangeKind::kNew:
-        m_change.kind = HasValue(m_key.Get(), m_change.NewName()) ? ChangeKind::kModify : ChangeKind::kNew;
+        m_change.kind = (m_isOneName ? m_value->IsThere() : HasValue(m_key.Get(), newName)) ? ChangeKind::kModify
+                                                                                            : ChangeKind::kNew;
         break;
     case ChangeKind::kModify:
         break;
@@ -132,19 +141,19 @@ LSTATUS PreparedChange::PrepareValue()
     return ERROR_SUCCESS;
 }
 
-Result<std::vector<std::byte>> PreparedChange::Image() const
+Result<std::vector<std::byte>> PreparedChange::Image()
 {
-    if (m_change.IsKey()) {
-        return ImageOfKey(m_key.Get());
+    if (m_change.IsKey() || m_isOneName) {
+        return m_change.IsKey() ? ImageOfKey(m_key.Get()) : m_value->Image();
     }
     const std::vector<std::string> names = {m_change.Name(), m_change.newName.value_or(m_change.Name())};
     return ImageOfValues(m_key.Get(), names);
 }
 
-Result<KeyTextLosses> PreparedChange::WriteText(const KeyTextSink& sink) const
+Result<KeyTextLosses> PreparedChange::WriteText(const KeyTextSink& sink)
 {
-    return WriteKeyText(m_change.path, m_change.IsKey() ? KeyTextForm::kRelative : KeyTextForm::kSingleValue,
-                        m_change.Name(), sink);
+    return m_change.IsKey() ? WriteKeyText(m_change.path, KeyTextForm::kRelative, sink)
+                            : WriteValueText(m_change.path, *m_value, sink);
 }
 
 bool PreparedChange::IsSameAgain(const KeyImage& image) const
@@ -191,7 +200,8 @@ LSTATUS PreparedChange::MakeValueChange()
         const LSTATUS code = isOverwriting ? RegDeleteValueA(m_key.Get(), newName.c_str()) : ERROR_SUCCESS;
         return code == ERROR_SUCCESS ? RegRenameValue(m_key.Get(), name.c_str(), newName.c_str()) : code;
     }
-    return SetStoredValue(m_key.Get(), newName.c_str(), m_change.type, m_data);
+    return m_isOneName ? m_value->Store(m_change.type, m_data)
+                       : SetStoredValue(m_key.Get(), newName.c_str(), m_change.type, m_data);
 }
 
 Result<void> PreparedChange::Flush() const

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "journal/change_record.h"
 #include "key_text/write_key_text.h"
 #include "platform/registry/key_image.h"
+#include "platform/registry/open_value.h"
 #include "platform/system/error.h"
 #include "registry/reg_key.h"
 
@@ -28,10 +30,10 @@ public:
     [[nodiscard]] bool NeedsBackup() const noexcept { return m_change.kind != ChangeKind::kNew; }
 
     /// A hive with all that the change overwrites or removes.
-    [[nodiscard]] Result<std::vector<std::byte>> Image() const;
+    [[nodiscard]] Result<std::vector<std::byte>> Image();
 
-    /// The text backup: see WriteKeyText.
-    [[nodiscard]] Result<KeyTextLosses> WriteText(const KeyTextSink& sink) const;
+    /// The text backup: see WriteKeyText and WriteValueText. A key's may be written while its image is made.
+    [[nodiscard]] Result<KeyTextLosses> WriteText(const KeyTextSink& sink);
 
     /// Whether the change stores what `image` holds already.
     [[nodiscard]] bool IsSameAgain(const KeyImage& image) const;
@@ -51,10 +53,12 @@ private:
     [[nodiscard]] tl::unexpected<Error> FailureOf(LSTATUS code) const;
 
     ChangeRecord m_change;
-    RegKey m_key;             ///< the key at the path
-    RegKey m_parent;          ///< of a key that goes or gets another name
-    std::string m_lastName;   ///< the path's last component
-    std::vector<BYTE> m_data; ///< the new data of a value, as the hive is to hold it
+    RegKey m_key;                     ///< the key at the path
+    RegKey m_parent;                  ///< of a key that goes or gets another name
+    std::string m_lastName;           ///< the path's last component
+    std::optional<OpenValue> m_value; ///< what the key at the path has under the old name of a value
+    bool m_isOneName = false;         ///< the value's new name is the old one, but for case
+    std::vector<BYTE> m_data;         ///< the new data of a value, as the hive is to hold it
 };
 
 /// Whether a change was made, by what the registry holds: for one that a crash left without an answer.

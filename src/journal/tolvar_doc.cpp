@@ -83,7 +83,7 @@ Result<void> CTolvarDoc::SaveModified()
 }
 
 /// Writes the text backup, and what it came to into the seal.
-Result<void> CTolvarDoc::WriteTextBackup(const PreparedChange& change, const std::string& stamp, SnapshotSeal& seal)
+Result<void> CTolvarDoc::WriteTextBackup(PreparedChange& change, const std::string& stamp, SnapshotSeal& seal)
 {
     Result<std::unique_ptr<StoredFile>> text = m_store.MakeTextBackup(stamp);
     if (!text) {
@@ -107,7 +107,7 @@ Result<void> CTolvarDoc::WriteTextBackup(const PreparedChange& change, const std
 
 /// Writes the text backup and the snapshot of a change, not yet durably. `image` gets the snapshot's hive. A key's
 /// image is made beside the writing of its text: both of them only look at the registry.
-Result<void> CTolvarDoc::WriteBackups(const PreparedChange& change, const std::string& stamp, const std::string& record,
+Result<void> CTolvarDoc::WriteBackups(PreparedChange& change, const std::string& stamp, const std::string& record,
                                       std::vector<std::byte>& image)
 {
     const auto how = change.Change().IsKey() ? std::launch::async : std::launch::deferred;

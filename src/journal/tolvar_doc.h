@@ -129,10 +129,10 @@ private:
     void SettleOpen(const std::vector<std::string>& open);
     [[nodiscard]] Result<void> SettleCut(const JournalStore::Unsettled& unsettled);
 
-    [[nodiscard]] Result<void> WriteTextBackup(const class PreparedChange& change, const std::string& stamp,
+    [[nodiscard]] Result<void> WriteTextBackup(class PreparedChange& change, const std::string& stamp,
                                                SnapshotSeal& seal);
-    [[nodiscard]] Result<void> WriteBackups(const PreparedChange& change, const std::string& stamp,
-                                            const std::string& record, std::vector<std::byte>& image);
+    [[nodiscard]] Result<void> WriteBackups(PreparedChange& change, const std::string& stamp, const std::string& record,
+                                            std::vector<std::byte>& image);
     [[nodiscard]] Result<void> Announce(const std::string& record);
     void Show(std::string record);
     void TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record);

@@ -139,28 +139,9 @@ private:
     Result<void> m_result;
 };
 
-/// The one value of that name, where there is one.
-void WriteOne(const KeyRef& key, const std::string& name, TextVisitor& visitor)
-{
-    const std::optional<std::u16string> wanted = ToUtf16(name);
-    if (!wanted) {
-        return;
-    }
-    const tl::expected<bool, KeyFault> found = VisitValue(key, *wanted, [&visitor](const ValueCursor& value) {
-        visitor.NameValue(value);
-        if (const std::string written = value.Name().ToUtf8(); !visitor.AppendLine(value, written)) {
-            visitor.Lose(written);
-        }
-    });
-    if (!found) {
-        visitor.Lose(name);
-    }
-}
-
 } // namespace
 
-Result<KeyTextLosses> WriteKeyText(const std::string& path, KeyTextForm form, const std::string& valueName,
-                                   const KeyTextSink& sink)
+Result<KeyTextLosses> WriteKeyText(const std::string& path, KeyTextForm form, const KeyTextSink& sink)
 {
     Registry* registry = Registry::Current();
     if (RootKeyFromName(path) == nullptr || registry == nullptr) {
@@ -172,10 +153,21 @@ Result<KeyTextLosses> WriteKeyText(const std::string& path, KeyTextForm form, co
         return tl::unexpected(key.error());
     }
     TextVisitor visitor(path, form, sink);
-    if (form == KeyTextForm::kSingleValue) {
-        WriteOne(*key, valueName, visitor);
-    } else {
-        KeyWalk(permit, visitor).Run(*key);
+    KeyWalk(permit, visitor).Run(*key);
+    return visitor.Finish();
+}
+
+Result<KeyTextLosses> WriteValueText(const std::string& path, OpenValue& value, const KeyTextSink& sink)
+{
+    TextVisitor visitor(path, KeyTextForm::kRelative, sink);
+    const LSTATUS code = value.Visit([&visitor](const ValueCursor& cursor) {
+        visitor.NameValue(cursor);
+        if (const std::string name = cursor.Name().ToUtf8(); !visitor.AppendLine(cursor, name)) {
+            visitor.Lose(name);
+        }
+    });
+    if (code != ERROR_SUCCESS && code != ERROR_FILE_NOT_FOUND) {
+        visitor.Lose(ToUtf8(value.Name()));
     }
     return visitor.Finish();
 }
@@ -193,7 +185,7 @@ Result<KeyTextLosses> WriteKeyTextFile(const std::string& path, KeyTextForm form
     if (auto cut = (*stored)->Resize(0); !cut) {
         losses = tl::unexpected(cut.error());
     } else {
-        losses = WriteKeyText(path, form, {}, [&](std::string_view piece) {
+        losses = WriteKeyText(path, form, [&](std::string_view piece) {
             const std::uint64_t at = std::exchange(size, size + piece.size());
             return (*stored)->Write(at, std::as_bytes(std::span(piece)));
         });

@@ -40,11 +40,10 @@ protected:
         }
         return std::to_string(type) + ":" + data.substr(0, size);
     }
-    static std::string Text(const std::string& path, KeyTextForm form, KeyTextLosses* losses = nullptr,
-                            const std::string& value = {})
+    static std::string Text(const std::string& path, KeyTextForm form, KeyTextLosses* losses = nullptr)
     {
         std::string text;
-        const Result<KeyTextLosses> written = WriteKeyText(path, form, value, [&text](std::string_view piece) {
+        const Result<KeyTextLosses> written = WriteKeyText(path, form, [&text](std::string_view piece) {
             text.append(piece);
             return Result<void>();
         });
@@ -52,6 +51,20 @@ protected:
         if (losses != nullptr) {
             *losses = written.value_or(KeyTextLosses{});
         }
+        return text;
+    }
+
+    static std::string ValueLine(const std::string& path, const char* name)
+    {
+        std::string text;
+        const RegKey key = Make(path);
+        LSTATUS code = ERROR_SUCCESS;
+        OpenValue value = OpenValue::Find(key.Get(), name, code);
+        const Result<KeyTextLosses> written = WriteValueText(path, value, [&text](std::string_view piece) {
+            text.append(piece);
+            return Result<void>();
+        });
+        EXPECT_TRUE(code == ERROR_SUCCESS && written && written->count == 0);
         return text;
     }
 
@@ -72,9 +85,9 @@ TEST_F(KeyText, HasOneFormForExportsOneForKeysAndOneForValues)
               "[HKEY_USERS\\W\\a\\b\\c]\r\nlist=7:a;b\r\n[HKEY_USERS\\W\\a\\d]\r\nbytes=-2147483647:01 ff \r\n");
     EXPECT_EQ(Text(top + "\\a", KeyTextForm::kRelative),
               "@=1:x\r\nn=4:00001234\r\n[" + below + "[b\\c]\r\nlist=7:a;b\r\n[d]\r\nbytes=-2147483647:01 ff \r\n");
-    EXPECT_EQ(Text(top + "\\a", KeyTextForm::kSingleValue, nullptr, "N"), "n=4:00001234");
-    EXPECT_EQ(Text(top + "\\a", KeyTextForm::kSingleValue, nullptr, ""), "=1:x");
-    EXPECT_EQ(Text(top + "\\a", KeyTextForm::kSingleValue, nullptr, "none"), "");
+    EXPECT_EQ(ValueLine(top + "\\a", "N"), "n=4:00001234");
+    EXPECT_EQ(ValueLine(top + "\\a", ""), "=1:x");
+    EXPECT_EQ(ValueLine(top + "\\a", "none"), "");
     Make(top + "\\empty");
     EXPECT_EQ(Text(top + "\\empty", KeyTextForm::kRelative), "");
     EXPECT_EQ(Text(top + "\\empty", KeyTextForm::kAbsolute), "[HKEY_USERS\\W\\empty]\r\n");

@@ -41,6 +41,11 @@ public:
     [[nodiscard]] Result<void> SetValue(CellOffset key, std::u16string_view name, std::uint32_t type,
                                         std::span<const std::byte> data);
 
+    /// SetValue for a caller that has just looked the name up: `found` is what Hive::FindValue answers.
+    [[nodiscard]] Result<void> SetFoundValue(CellOffset key, const std::optional<ValueRecord>& found,
+                                             std::u16string_view name, std::uint32_t type,
+                                             std::span<const std::byte> data);
+
     /// Errors: kFileNotFound.
     [[nodiscard]] Result<void> DeleteValue(CellOffset key, std::u16string_view name);
 

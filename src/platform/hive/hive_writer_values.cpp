@@ -214,17 +214,24 @@ Result<void> HiveWriter::SetValue(CellOffset key, std::u16string_view name, std:
     if (!node) {
         return tl::unexpected(node.error());
     }
+    const Checked<std::optional<ValueRecord>> found = m_hive.FindValue(*node, name);
+    return found ? SetFoundValue(key, *found, name, type, data) : tl::unexpected(ToError(found.error()));
+}
+
+Result<void> HiveWriter::SetFoundValue(CellOffset key, const std::optional<ValueRecord>& found,
+                                       std::u16string_view name, std::uint32_t type, std::span<const std::byte> data)
+{
+    const Result<KeyNode> node = Key(key);
+    if (!node) {
+        return tl::unexpected(node.error());
+    }
     if (name.size() > kMaxValueName) {
         return Failure(ErrorCode::kInvalidParameter, "a value's name has at most 16,383 units");
     }
-    const Checked<std::optional<ValueRecord>> found = m_hive.FindValue(*node, name);
-    if (!found) {
-        return tl::unexpected(ToError(found.error()));
-    }
-    if (*found && OverwriteData(**found, data)) {
-        StoreDataField((*found)->offset, type, data, (*found)->dataCell);
+    if (found && OverwriteData(*found, data)) {
+        StoreDataField(found->offset, type, data, found->dataCell);
     } else {
-        const Result<void> stored = *found ? ReplaceData(**found, type, data) : AddValue(*node, name, type, data);
+        const Result<void> stored = found ? ReplaceData(*found, type, data) : AddValue(*node, name, type, data);
         if (!stored) {
             return stored;
         }

@@ -6,8 +6,8 @@
 
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_walk.h"
-#include "platform/hive/scratch_hive.h"
 #include "platform/registry/key_path.h"
+#include "platform/registry/value_image.h"
 #include "platform/registry/writing_call.h"
 #include "platform/system/text.h"
 
@@ -59,13 +59,6 @@ std::vector<std::uint32_t> PlacesOf(const Hive& image, const KeyNode& root)
     return places;
 }
 
-struct ImagedValue {
-    std::u16string name;
-    std::uint32_t type = 0;
-    std::vector<std::byte> data;
-    std::uint32_t place = 0;
-};
-
 /// The values of an image, by their places.
 Result<std::vector<ImagedValue>> ValuesOf(const Hive& image)
 {
@@ -99,25 +92,8 @@ Result<std::optional<ImagedValue>> FindImaged(const Hive& hive, const KeyNode& n
     if (!found || !*found) {
         return found ? Result<std::optional<ImagedValue>>(std::nullopt) : tl::unexpected(hive.ToError(found.error()));
     }
-    const ValueRecord& value = (*found)->record;
-    Checked<std::vector<std::byte>> data = hive.ReadData(value);
-    if (!data) {
-        return tl::unexpected(hive.ToError(data.error()));
-    }
-    return ImagedValue{value.name.ToUtf16(), value.type, *std::move(data), (*found)->place};
-}
-
-/// The one stored key of a call that works on images.
-tl::expected<KeyPart, LSTATUS> StoredKey(const RegistryCall& call)
-{
-    if (call.Code() != ERROR_SUCCESS) {
-        return tl::unexpected(call.Code());
-    }
-    const KeyRef& key = call.Key().key;
-    if (key.IsMerged() || key.First().mount->IsVolatile()) {
-        return tl::unexpected(key.IsMerged() ? ERROR_NOT_SUPPORTED : ERROR_ACCESS_DENIED);
-    }
-    return key.First();
+    Result<ImagedValue> value = ReadImaged(hive, **found);
+    return value ? Result<std::optional<ImagedValue>>(*std::move(value)) : tl::unexpected(std::move(value.error()));
 }
 
 /// Runs `change` with the writer of the key's mount and the key's cell.
@@ -247,35 +223,16 @@ Result<std::vector<std::byte>> ImageOfValues(HKEY key, std::span<const std::stri
     const Hive& source = part->Reader();
     std::vector<ImagedValue> values;
     std::unordered_set<std::uint32_t> taken; // places: a name may be there twice
-    std::size_t room = std::size_t{1} << 20;
     for (const std::string& name : names) {
         Result<std::optional<ImagedValue>> found = FindImaged(source, *node, name);
         if (!found) {
             return tl::unexpected(found.error());
         }
         if (*found && taken.insert((*found)->place).second) {
-            room += 2 * (*found)->data.size();
             values.push_back(**std::move(found));
         }
     }
-    const Clock& clock = call.State().clock;
-    const Result<std::unique_ptr<ScratchHive>> made =
-        ScratchHive::Make(EmptyHive(u"BEFORE", clock.Now()), room, "image", clock);
-    if (!made) {
-        return tl::unexpected(made.error());
-    }
-    ScratchHive& image = **made;
-    std::string places;
-    for (const ImagedValue& value : values) {
-        if (auto set = image.writer.SetValue(image.hive.Root(), value.name, value.type, value.data); !set) {
-            return tl::unexpected(set.error());
-        }
-        places.append(places.empty() ? "" : " ").append(std::to_string(value.place));
-    }
-    if (auto set = image.writer.SetClass(image.hive.Root(), *ToUtf16(places)); !set) {
-        return tl::unexpected(set.error());
-    }
-    return HiveComposer(image.hive, {}, [](const HiveFault&) {}).Compose(image.hive.Root());
+    return ComposeImage(values, call.State().clock);
 }
 
 Result<void> LayKeyImage(HKEY key, const KeyImage& image)
