@@ -58,7 +58,8 @@ bool CTolvarApp::InitInstance()
     }
     LoadToolkitTexts();
     m_pContext = std::make_unique<WindowContext>(WindowContext{m_profile, m_language, m_theme, m_bIsNT, m_bThemed});
-    CTolvarDoc& document = m_source.MakeDocument(false, FromQString(m_language.String(TextId::kDefaultName)));
+    CTolvarDoc& document =
+        m_source.MakeDocument(JournalAccess::kWindow, FromQString(m_language.String(TextId::kDefaultName)));
     m_pFrame = std::make_unique<CMainFrame>(*m_pContext, document);
     m_source.OpenRegistry().SetObserver(m_pFrame.get());
     m_pOpener = std::make_unique<CFileOpener>(*m_pContext, *m_pFrame,

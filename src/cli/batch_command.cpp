@@ -115,7 +115,7 @@ public:
     }
 
     [[nodiscard]] bool IsWriting() const override { return true; }
-    [[nodiscard]] JournalUse UsesJournal() const override { return JournalUse::kChange; }
+    [[nodiscard]] std::optional<JournalAccess> UsesJournal() const override { return JournalAccess::kChange; }
 
     void Run(CommandContext& context) override
     {

@@ -11,7 +11,7 @@ namespace tolvar {
 class ChangeCommand : public Command {
 public:
     [[nodiscard]] bool IsWriting() const override { return true; }
-    [[nodiscard]] JournalUse UsesJournal() const override { return JournalUse::kChange; }
+    [[nodiscard]] std::optional<JournalAccess> UsesJournal() const override { return JournalAccess::kChange; }
 
     void Run(CommandContext& context) final;
 

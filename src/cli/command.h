@@ -9,6 +9,7 @@
 #include "platform/registry/key_ref.h"
 #include "platform/registry/registry.h"
 #include "platform/system/error.h"
+#include "session/source_session.h"
 
 namespace CLI {
 class App;
@@ -18,19 +19,13 @@ namespace tolvar {
 
 class CTolvarDoc;
 
-/// What a command does with the journal.
-enum class JournalUse {
-    kNone,
-    kShow,   ///< it is opened for reading alone where nothing may be written
-    kChange, ///< it is not there where nothing may be written
-};
-
 /// What a command works with. The streams and the registry outlive it.
 struct CommandContext {
     Registry& registry;
     Output& out;
     bool json = false;
-    CTolvarDoc* journal = nullptr; ///< open, for a command that asks for it and may have it
+    CTolvarDoc* journal = nullptr; ///< open, for a command that asks for it; null where nothing may be written and it
+                                   ///< asks for more than to show it
     int keepDays = 0;              ///< of the journal, as it is set
 
     /// One line on standard error. The exit status becomes 1, and the command may go on.
@@ -53,8 +48,8 @@ public:
     /// Whether it changes the registry: hives are then opened for that, and what it did is made durable at its end.
     [[nodiscard]] virtual bool IsWriting() const { return false; }
 
-    /// Whether the journal is opened for it. Asked when the command line was read.
-    [[nodiscard]] virtual JournalUse UsesJournal() const { return JournalUse::kNone; }
+    /// How the journal is opened for it; nothing: not at all. Asked when the command line was read.
+    [[nodiscard]] virtual std::optional<JournalAccess> UsesJournal() const { return std::nullopt; }
 
     /// Whether it works on the registry of the session, and not on a file that it names itself.
     [[nodiscard]] virtual bool UsesRegistry() const { return true; }

@@ -1,13 +1,13 @@
-#include <algorithm>
-#include <numeric>
-
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "cli/command.h"
+#include "cli/journal_choice.h"
+#include "cli/journal_listing.h"
 #include "cli/json_text.h"
-#include "journal/journal_record.h"
-#include "journal/tolvar_doc.h"
+#include "platform/registry/caller_data.h"
+#include "platform/system/text.h"
+#include "registry/value_text.h"
 
 namespace tolvar {
 
@@ -22,6 +22,95 @@ const char* OperationName(const JournalRecord& record)
     return kOperations[static_cast<std::size_t>(OperationOf(record))];
 }
 
+/// "2004-03-23 21:28:00", local time as the stamp has it; a text that is no stamp as it is.
+std::string TimeText(const std::string& stamp)
+{
+    if (!IsStamp(stamp)) {
+        return stamp;
+    }
+    const auto part = [&stamp](std::size_t at, std::size_t size) { return stamp.substr(at, size); };
+    return fmt::format("{}-{}-{} {}:{}:{}", part(0, 4), part(4, 2), part(6, 2), part(8, 2), part(10, 2), part(12, 2));
+}
+
+/// Stored text as the text form takes it.
+std::vector<BYTE> Utf8From(std::span<const BYTE> stored)
+{
+    std::u16string units;
+    for (std::size_t i = 0; i + 1 < stored.size(); i += 2) {
+        units.push_back(static_cast<char16_t>(stored[i] | stored[i + 1] << 8U));
+    }
+    const std::string text = ToUtf8(units, NulForm::kPlain);
+    return {text.begin(), text.end()};
+}
+
+/// The data of a value on one line, cut where it is long.
+std::string DataText(const EntryData& data)
+{
+    constexpr std::size_t kMaxText = 60; // bytes
+    std::string text =
+        ValueToText(data.type, IsTextType(data.type) ? Utf8From(data.bytes) : data.bytes, ExpandStrings::kNo);
+    const bool isCut = text.size() > kMaxText || data.bytes.size() < data.size;
+    if (isCut) {
+        std::size_t end = std::min(text.size(), kMaxText);
+        while (end != 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+            --end; // a character goes whole
+        }
+        text.resize(end);
+    }
+    return fmt::format("{} \"{}\"{}", ValueTypeName(data.type), text,
+                       isCut ? fmt::format("... ({} bytes)", data.size) : "");
+}
+
+std::string PlainLine(const EntryLine& line)
+{
+    const JournalRecord& record = line.record;
+    const bool isKey = record.object == static_cast<int>(ChangeObject::kKey);
+    const bool isNew = record.kind == static_cast<int>(ChangeKind::kNew);
+    std::string text = fmt::format("{:>4}  {}  {}  {:<6} {:<5}  {}", line.number, TimeText(record.stamp), record.user,
+                                   OperationName(record), isKey ? "key" : "value", record.path);
+    if (isKey) {
+        text += isNew ? "  " + record.secondPath : "";
+    } else {
+        const std::string& name = isNew ? record.newName : record.name;
+        text += "  " + (name.empty() ? "(Default)" : name);
+    }
+    if (record.kind == static_cast<int>(ChangeKind::kRename)) {
+        text += " -> " + (isKey ? record.secondPath : record.newName);
+    } else if (line.before || line.after) {
+        text += ": " + (line.before ? DataText(*line.before) : "");
+        text += line.after ? (line.before ? " -> " : "") + DataText(*line.after) : "";
+    }
+    std::string visible; // a name must not begin a line of its own, wherever the list goes
+    AppendVisible(visible, text);
+    return visible + "\n";
+}
+
+std::string JsonData(const char* name, const std::optional<EntryData>& data)
+{
+    if (!data) {
+        return fmt::format(R"(,"{}":null)", name);
+    }
+    std::string text = fmt::format(R"(,"{}":{{"type":{},"size":{})", name, data->type, data->size);
+    if (data->bytes.size() == data->size) {
+        text += R"(,"data":")";
+        AppendHex(text, std::as_bytes(std::span(data->bytes)));
+        text += '"';
+    }
+    return text + "}";
+}
+
+std::string JsonLine(const EntryLine& line)
+{
+    const JournalRecord& record = line.record;
+    return fmt::format(R"({{"entry":{},"operation":"{}","object":"{}","path":{},"second":{},"type":{},"name":{},)"
+                       R"("newName":{},"user":{},"stamp":{}{}{}}})"
+                       "\n",
+                       line.number, OperationName(record), record.object == 0 ? "key" : "value",
+                       JsonString(record.path), JsonString(record.secondPath), static_cast<DWORD>(record.type),
+                       JsonString(record.name), JsonString(record.newName), JsonString(record.user),
+                       JsonString(record.stamp), JsonData("before", line.before), JsonData("after", line.after));
+}
+
 class JournalCommand final : public Command {
 public:
     CLI::App* Register(CLI::App& program) override
@@ -29,22 +118,21 @@ public:
         CLI::App* app =
             program.add_subcommand("journal", "Show the journal of changes, undo them in any order, or drop them");
         app->require_subcommand(1);
-        m_list = app->add_subcommand("list", "Print the entries, the oldest first, each with its number");
+        m_list = app->add_subcommand("list", "Print entries, the oldest first, each with its number; all by default");
         m_undo = app->add_subcommand("undo", "Undo entries, the newest first, and drop them");
         m_remove = app->add_subcommand("remove", "Drop entries with their backups, and leave the registry alone");
         m_expire = app->add_subcommand("expire", "Drop entries and backups that are too old");
-        for (CLI::App* sub : {m_undo, m_remove}) {
-            CLI::Option* numbers = sub->add_option("N", m_entries, "Numbers of the entries, as list prints them");
-            sub->add_flag("--all", m_isAll, "All entries")->excludes(numbers);
-        }
+        m_listed.Register(*m_list, true);
+        m_undone.Register(*m_undo, false);
+        m_removed.Register(*m_remove, false);
         m_expire->add_option("--keep", m_keepDays, "Keep what is this many days old")->check(CLI::Range(0, 36500));
         return app;
     }
 
     [[nodiscard]] bool IsWriting() const override { return m_undo->parsed(); }
-    [[nodiscard]] JournalUse UsesJournal() const override
+    [[nodiscard]] std::optional<JournalAccess> UsesJournal() const override
     {
-        return m_list->parsed() ? JournalUse::kShow : JournalUse::kChange;
+        return m_list->parsed() ? JournalAccess::kShow : JournalAccess::kEdit;
     }
 
     void Run(CommandContext& context) override
@@ -53,89 +141,44 @@ public:
             context.Report({ErrorCode::kWriteProtect, "the journal"});
             return;
         }
-        if (m_isAll) {
-            m_entries.resize(context.journal->Journal().size());
-            std::iota(m_entries.begin(), m_entries.end(), std::size_t{0});
-        }
-        for (const std::size_t entry : m_entries) { // before anything is done to any of them
-            if (entry >= context.journal->Journal().size()) {
-                context.Report({ErrorCode::kInvalidParameter, fmt::format("the journal has no entry {}", entry)});
-                return;
+        if (m_expire->parsed()) {
+            const int keep = m_keepDays.value_or(context.keepDays);
+            if (const Result<std::size_t> expired = context.journal->ExpireBackups(keep); !expired) {
+                context.Report(expired.error());
             }
+            return;
         }
-        if (m_list->parsed()) {
-            List(context);
+        const JournalChoice& choice = m_list->parsed() ? m_listed : m_undo->parsed() ? m_undone : m_removed;
+        const Result<std::vector<std::size_t>> entries = choice.Find(*context.journal);
+        if (!entries) { // before anything is done to any of them
+            context.Report(entries.error());
+        } else if (m_list->parsed()) {
+            List(context, *entries);
         } else if (m_undo->parsed()) {
-            for (const Error& error : context.journal->UndoEntries(m_entries).failures) {
+            for (const Error& error : context.journal->UndoEntries(*entries).failures) {
                 context.Report(error);
             }
-        } else if (m_remove->parsed()) {
-            Report(context, context.journal->RemoveEntries(m_entries));
-        } else {
-            const int keep = m_keepDays.value_or(context.keepDays);
-            const Result<std::size_t> expired = context.journal->ExpireBackups(keep);
-            Report(context, expired ? Result<void>() : tl::unexpected(expired.error()));
+        } else if (const Result<void> removed = context.journal->RemoveEntries(*entries); !removed) {
+            context.Report(removed.error());
         }
     }
 
 private:
-    static void Report(CommandContext& context, const Result<void>& result)
+    static void List(CommandContext& context, const std::vector<std::size_t>& entries)
     {
-        if (!result) {
-            context.Report(result.error());
+        for (const EntryLine& line : JournalListing(*context.journal, context.registry).Lines(entries)) {
+            context.out.Write(context.json ? JsonLine(line) : PlainLine(line));
         }
-    }
-
-    static void List(CommandContext& context)
-    {
-        std::size_t number = 0;
-        for (const std::string& text : context.journal->Journal()) {
-            const JournalRecord record = ParseRecord(text);
-            context.out.Write(context.json ? JsonLine(number, record) : std::string());
-            if (!context.json) {
-                PrintLine(context, number, record, RowOf(text, "(Default)"));
-            }
-            ++number;
-        }
-    }
-
-    static void PrintLine(CommandContext& context, std::size_t number, const JournalRecord& record,
-                          const JournalRow& row)
-    {
-        context.out.Write(fmt::format("{:>4}  {}  ", number, row.date));
-        context.out.WriteName(row.user);
-        context.out.Write(fmt::format("  {:<6} {:<5}  ", OperationName(record), record.object == 0 ? "key" : "value"));
-        context.out.WriteName(row.path);
-        const bool isKeyItself = record.object == 0 && record.kind != static_cast<int>(ChangeKind::kNew);
-        if (!isKeyItself) {
-            context.out.Write("  ");
-            context.out.WriteName(row.what);
-        }
-        const bool isRename = record.kind == static_cast<int>(ChangeKind::kRename);
-        if (isRename) {
-            context.out.Write(" -> ");
-            context.out.WriteName(record.object == 0 ? record.secondPath : record.newName);
-        }
-        context.out.Write("\n");
-    }
-
-    static std::string JsonLine(std::size_t number, const JournalRecord& record)
-    {
-        return fmt::format(R"({{"entry":{},"operation":"{}","object":"{}","path":{},"second":{},"type":{},"name":{},)"
-                           R"("newName":{},"user":{},"stamp":{}}})"
-                           "\n",
-                           number, OperationName(record), record.object == 0 ? "key" : "value", JsonString(record.path),
-                           JsonString(record.secondPath), static_cast<DWORD>(record.type), JsonString(record.name),
-                           JsonString(record.newName), JsonString(record.user), JsonString(record.stamp));
     }
 
     CLI::App* m_list = nullptr;
     CLI::App* m_undo = nullptr;
     CLI::App* m_remove = nullptr;
     CLI::App* m_expire = nullptr;
-    std::vector<std::size_t> m_entries;
+    JournalChoice m_listed;
+    JournalChoice m_undone;
+    JournalChoice m_removed;
     std::optional<int> m_keepDays;
-    bool m_isAll = false;
 };
 
 } // namespace

@@ -30,13 +30,11 @@ void PrintLine(std::string_view text)
 }
 
 /// How the hives of the source are opened for a command. A crash may have left changes open, which the journal settles
-/// in the registry: whoever opens the journal opens the hives for writing too, though a look at it can do without.
+/// in the registry: whoever opens the journal for more than a look opens the hives for writing too.
 SourceAccess AccessFor(const Command& command)
 {
-    if (command.IsWriting() || command.UsesJournal() == JournalUse::kChange) {
-        return SourceAccess::kWrite;
-    }
-    return command.UsesJournal() == JournalUse::kShow ? SourceAccess::kWriteOrRead : SourceAccess::kRead;
+    const bool isSettling = command.UsesJournal().value_or(JournalAccess::kShow) != JournalAccess::kShow;
+    return command.IsWriting() || isSettling ? SourceAccess::kWrite : SourceAccess::kRead;
 }
 
 /// What has a code is a failure; all else is good to know.
@@ -58,14 +56,14 @@ bool OpenFor(CommandContext& context, const Command& command, SourceSession& sou
     if (command.UsesRegistry()) {
         Say(context, source.Mount(AccessFor(command)));
     }
-    const JournalUse use = command.UsesJournal();
-    if (use == JournalUse::kNone || (use == JournalUse::kChange && source.Options().isReadOnly)) {
+    const std::optional<JournalAccess> access = command.UsesJournal();
+    if (!access || (*access != JournalAccess::kShow && source.Options().isReadOnly)) {
         return true;
     }
     if (source.IsInUse()) {
         return false;
     }
-    context.journal = &source.MakeDocument(true);
+    context.journal = &source.MakeDocument(*access);
     context.keepDays = source.KeepDays();
     const Result<std::vector<SourceProblem>> opened = source.OpenDocument();
     if (!opened) {

@@ -103,14 +103,21 @@ const std::vector<std::string>& JournalStore::BookmarkTargets() const
     return m_bookmarkTargets;
 }
 
-/// Brings the records up to what happened since `index` was written.
-Result<JournalStore::Unsettled> JournalStore::ReadPending()
+/// Before the index: a program that closes writes its entries into the index, and then removes the file. Who only looks
+/// on, beside it, sees each of them in one of the two.
+Result<void> JournalStore::OpenPending()
 {
     Result<PendingLog> log = PendingLog::Open(*m_place.files, Beside("journal.pending"));
     if (!log) {
         return tl::unexpected(log.error());
     }
     m_pending.emplace(*std::move(log));
+    return {};
+}
+
+/// Brings the records up to what happened since `index` was written.
+JournalStore::Unsettled JournalStore::TakePendingOver()
+{
     Unsettled unsettled;
     if (m_pending->Entries().empty()) {
         return unsettled;
@@ -152,15 +159,16 @@ Result<JournalStore::Unsettled> JournalStore::ReadPending()
 
 Result<JournalStore::Unsettled> JournalStore::Open()
 {
-    for (const auto step : {&JournalStore::MakeFolders, &JournalStore::LockFolder, &JournalStore::ReadIndex}) {
-        if (m_place.isReadOnly && step != &JournalStore::ReadIndex) {
+    for (const auto step : {&JournalStore::MakeFolders, &JournalStore::LockFolder, &JournalStore::OpenPending,
+                            &JournalStore::ReadIndex}) {
+        if (m_place.isReadOnly && (step == &JournalStore::MakeFolders || step == &JournalStore::LockFolder)) {
             continue;
         }
         if (auto done = (this->*step)(); !done) {
             return tl::unexpected(done.error());
         }
     }
-    return ReadPending();
+    return TakePendingOver();
 }
 
 Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const

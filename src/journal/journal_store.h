@@ -86,6 +86,9 @@ public:
     /// the records without a backup one goes at a time. Answers how many records went.
     [[nodiscard]] Result<std::size_t> Expire(int keepDays);
 
+    /// Whether this is the first call of the day, which "journal.expired" beside the data folder tells.
+    [[nodiscard]] bool IsFirstToday();
+
     // Backups, which are durable with the mark that needs them.
 
     [[nodiscard]] std::filesystem::path TextBackup(std::string_view stamp) const { return m_place.dataFolder / stamp; }
@@ -119,7 +122,8 @@ private:
     [[nodiscard]] Result<void> LockFolder();
     [[nodiscard]] Result<void> ReadIndex();
     void TakeIndexIn() const;
-    [[nodiscard]] Result<Unsettled> ReadPending();
+    [[nodiscard]] Result<void> OpenPending();
+    [[nodiscard]] Unsettled TakePendingOver();
     [[nodiscard]] bool CanIndexWait() const;
     [[nodiscard]] Result<void> WriteIndex();
     [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;

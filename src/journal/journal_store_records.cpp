@@ -163,6 +163,25 @@ Result<std::size_t> JournalStore::Expire(int keepDays)
     return places.size();
 }
 
+bool JournalStore::IsFirstToday()
+{
+    const std::filesystem::path mark = Beside("journal.expired");
+    const std::string today = FormatStamp(m_place.clock->Now()).substr(0, 8);
+    const auto bytes = std::as_bytes(std::span(today));
+    if (m_place.files->Exists(mark)) {
+        const Result<MappedFile> last = m_place.files->Map(mark, 0);
+        if (last && std::ranges::equal(last->Bytes(), bytes)) {
+            return false;
+        }
+    }
+    const Result<std::unique_ptr<StoredFile>> stored = m_place.files->Open(mark, FileStore::Mode::kCreate);
+    if (stored) { // without it the next one counts as the first
+        static_cast<void>((*stored)->Resize(0));
+        static_cast<void>((*stored)->Write(0, bytes));
+    }
+    return true;
+}
+
 /// The backups of the records that a group's backup lists.
 void JournalStore::RemoveGroupMembers(const JournalRecord& group)
 {

@@ -12,7 +12,7 @@
 namespace tolvar {
 
 CTolvarDoc::CTolvarDoc(JournalOptions options)
-    : m_emptyNameLabel(std::move(options.emptyNameLabel)), m_keepDays(options.keepDays),
+    : m_emptyNameLabel(std::move(options.emptyNameLabel)), m_keepDays(options.keepDays), m_expiry(options.expiry),
       m_failure(Error{ErrorCode::kInvalidFunction, "the journal was not opened"}), m_store(std::move(options.place))
 {}
 
@@ -73,7 +73,9 @@ Result<void> CTolvarDoc::OnNewDocument()
     if (auto settled = SettleCut(*unsettled); !settled) {
         return failed(settled.error()); // later changes would be taken back with it
     }
-    static_cast<void>(m_store.Expire(m_keepDays)); // what can't be dropped today can be tomorrow
+    if (m_expiry == JournalExpiry::kAtStart || (m_expiry == JournalExpiry::kOnceADay && m_store.IsFirstToday())) {
+        static_cast<void>(m_store.Expire(m_keepDays)); // what can't be dropped today can be tomorrow
+    }
     return {};
 }
 

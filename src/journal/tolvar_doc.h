@@ -12,10 +12,18 @@
 
 namespace tolvar {
 
+/// When OnNewDocument drops what is too old.
+enum class JournalExpiry {
+    kAtStart,  ///< each time
+    kOnceADay, ///< at the first start of a day, which `journal.expired` beside the data folder tells
+    kNever,    ///< the numbers of the entries stay what they were for whoever has just seen them
+};
+
 /// Where a journal lies, and how it is kept.
 struct JournalOptions {
     JournalPlace place;
-    int keepDays = 20;          ///< for how long records and backups are kept
+    int keepDays = 20; ///< for how long records and backups are kept
+    JournalExpiry expiry = JournalExpiry::kAtStart;
     std::string emptyNameLabel; ///< what a list shows for an empty value name; empty: nothing stands for it
 };
 
@@ -59,7 +67,8 @@ public:
     CTolvarDoc(const CTolvarDoc&) = delete;
     CTolvarDoc& operator=(const CTolvarDoc&) = delete;
 
-    /// Makes and locks the data folder, reads the journal, settles what a crash left open, and drops what is too old.
+    /// Makes and locks the data folder, reads the journal, settles what a crash left open, and drops what is too old
+    /// (see JournalExpiry). A document for reading alone does none of that but read, beside a program that writes too.
     /// Once, when the hives of the session are mounted and before the first change.
     /// Errors: kSharingViolation where another program has the data folder, with its process; the file system's. The
     /// document may be kept after one: it shows an empty journal and answers every change with that error.
@@ -95,6 +104,10 @@ public:
 
     /// The records, the oldest first. Valid until the journal changes.
     [[nodiscard]] std::span<const std::string> Journal() const { return m_store.Records(); }
+
+    /// The snapshot of an entry, sealed for its record. Errors: kFileNotFound where it has none, or for no such entry;
+    /// kFileCorrupt where it is another record's or damaged; the file's.
+    [[nodiscard]] Result<ChangeSnapshot> SnapshotOf(std::size_t index) const;
 
     /// What OnNewDocument took back of a group that a crash cut; entries that could not be taken back stay.
     [[nodiscard]] const UndoReport& TakenBack() const noexcept { return m_takenBack; }
@@ -145,6 +158,7 @@ private:
 
     std::string m_emptyNameLabel;
     int m_keepDays;
+    JournalExpiry m_expiry;
     std::optional<Error> m_failure; ///< why no change can be taken
     JournalStore m_store;
     JournalObserver* m_observer = nullptr;

@@ -13,6 +13,13 @@ Result<UndoMaterial> CTolvarDoc::Material(const std::string& record) const
                                 m_store.Snapshots().Find(FrameKind::kChange, stamp), record, m_emptyNameLabel);
 }
 
+Result<ChangeSnapshot> CTolvarDoc::SnapshotOf(std::size_t index) const
+{
+    const std::string_view record = index < Journal().size() ? Journal()[index] : std::string_view();
+    Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, StampOf(record));
+    return snapshot && snapshot->Seal().record != record ? Failure(ErrorCode::kFileCorrupt) : std::move(snapshot);
+}
+
 Result<UndoOutcome> CTolvarDoc::UndoEntry(std::size_t index)
 {
     if (auto free = CheckFree(); !free) {

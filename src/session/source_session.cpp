@@ -64,11 +64,14 @@ Result<void> SourceSession::MountEmbedded(MountMode mode)
     return MountEmbeddedRegistry(m_registry, m_options.embedded, mode);
 }
 
-CTolvarDoc& SourceSession::MakeDocument(bool isBrief, std::string emptyNameLabel)
+CTolvarDoc& SourceSession::MakeDocument(JournalAccess access, std::string emptyNameLabel)
 {
     JournalOptions options = JournalOptionsFor(m_options.Mounts(), m_profile);
-    options.place.isBrief = isBrief;
-    options.place.isReadOnly = m_options.isReadOnly;
+    options.place.isBrief = access != JournalAccess::kWindow;
+    options.place.isReadOnly = m_options.isReadOnly || access == JournalAccess::kShow;
+    options.expiry = access == JournalAccess::kWindow   ? JournalExpiry::kAtStart
+                     : access == JournalAccess::kChange ? JournalExpiry::kOnceADay
+                                                        : JournalExpiry::kNever;
     options.emptyNameLabel = std::move(emptyNameLabel);
     m_keepDays = options.keepDays;
     m_document = std::make_unique<CTolvarDoc>(std::move(options));

@@ -18,6 +18,14 @@ enum class SourceAccess {
     kWriteOrRead, ///< a hive that can't be written is opened for reading, unless another program is writing it
 };
 
+/// What a session does with the journal of its source.
+enum class JournalAccess {
+    kShow,   ///< it is read; nothing is written and nothing locked
+    kEdit,   ///< entries that somebody has just seen are undone or dropped: none goes by itself before
+    kChange, ///< changes are made; what is too old goes at the first session of a day
+    kWindow, ///< changes are made; what is too old goes at the start
+};
+
 /// Something that a person should be told of a source.
 struct SourceProblem {
     enum class Kind {
@@ -43,8 +51,8 @@ public:
     [[nodiscard]] std::vector<SourceProblem> Mount(SourceAccess access);
 
     /// Makes the document of the source's journal. Nothing is read before OpenDocument, so that a window can be built
-    /// around it first. `isBrief`: see JournalPlace; `emptyNameLabel`: see JournalOptions. Once.
-    CTolvarDoc& MakeDocument(bool isBrief, std::string emptyNameLabel = {});
+    /// around it first. `options.isReadOnly` goes before `access`. `emptyNameLabel`: see JournalOptions. Once.
+    CTolvarDoc& MakeDocument(JournalAccess access, std::string emptyNameLabel = {});
 
     /// Reads the journal, after Mount: see CTolvarDoc::OnNewDocument. What that settled of a crash is in the answer.
     [[nodiscard]] Result<std::vector<SourceProblem>> OpenDocument();

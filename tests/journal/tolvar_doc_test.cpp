@@ -312,6 +312,31 @@ TEST_F(Document, ExpiresBackupsWithTheirRecordsAndOneRecordWithoutABackup)
     EXPECT_EQ(Doc().ExpireBackups(0).value(), 2U);
 }
 
+TEST_F(Document, ExpiresWhenItsOwnerWantsThat)
+{
+    const std::vector<std::string> old = {"7;0;k;a;0;;;me;20040101120000000", "7;0;k;a;0;;;me;20040102120000000",
+                                          "7;0;k;a;0;;;me;20040103120000000"};
+    store.Put("/e/backups/index", EncodeIndex({{}, old, {}}));
+    JournalOptions options;
+    options.place.dataFolder = "/e/backups";
+    options.place.files = &store;
+    const auto left = [&](std::uint64_t day, JournalExpiry expiry, bool isReadOnly = false) {
+        const fixtures::StandingClock clock(127'245'168'000'000'000 + day * 864'000'000'000);
+        options.place.clock = &clock;
+        options.expiry = expiry;
+        options.place.isReadOnly = isReadOnly;
+        CTolvarDoc document(options);
+        EXPECT_TRUE(document.OnNewDocument());
+        return document.Journal().size();
+    };
+    EXPECT_EQ(left(0, JournalExpiry::kNever), 3U);
+    EXPECT_EQ(left(0, JournalExpiry::kOnceADay, true), 3U);
+    EXPECT_EQ(left(0, JournalExpiry::kOnceADay), 2U) << "of those without a backup one goes at a time";
+    EXPECT_EQ(left(0, JournalExpiry::kOnceADay), 2U);
+    EXPECT_EQ(left(1, JournalExpiry::kOnceADay), 1U);
+    EXPECT_EQ(left(1, JournalExpiry::kAtStart), 0U);
+}
+
 TEST_F(Document, TakesNoChangesForReadingOnly)
 {
     Make(ChangeRecord::NewKey(kTop, "a"));

@@ -364,7 +364,8 @@ def changes_are_journalled_and_undone():
         check("another source has another journal", journal_of() == [] and journal_of("--hive", f"{TYPES}@{X}",
                                                                                      "--read-only") == [])
         check("undo of one", run(*at, "journal", "undo", "0").returncode == 0 and len(journal_of(*at)) == 3)
-        check("undo of none", b"(87)" in run(*at, "journal", "undo", "3").stderr and len(journal_of(*at)) == 3)
+        check("undo of one that is not there", b"(87)" in run(*at, "journal", "undo", "0", "1-3").stderr and
+              len(journal_of(*at)) == 3)
         check("undo of all", run(*at, "journal", "undo", "--all").returncode == 0 and journal_of(*at) == [])
         check("all is as it was", without_times(run(*at, "dump", X)) == before)
         check("check afterwards", run("check", hive).stdout.startswith(b"0 errors, 0 warnings"), run("check", hive).stdout)
@@ -372,6 +373,77 @@ def changes_are_journalled_and_undone():
         check("remove", run(*at, "journal", "remove", "0").returncode == 0 and journal_of(*at) == [] and
               b"A\\" in run(*at, "ls", X).stdout)
         check("expire", run(*at, "journal", "expire", "--keep", "0").returncode == 0)
+
+
+def entries_are_named_by_number_range_stamp_or_from_the_end():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder + "/r"]
+        lines = "".join(f"new {USER}\\K\nset {USER}\\K v{n} --type 1 x\n" if n == 0 else f"set {USER}\\K v{n} --type 1 x\n"
+                        for n in range(9))
+        made = subprocess.run([TOLVAR, *at, "batch", "-"], input=lines.encode(), capture_output=True, timeout=60)
+        check("made", made.returncode == 0, made.stderr)
+        stamps = [entry["stamp"] for entry in journal_of(*at)]
+
+        def left():
+            return [stamps.index(entry["stamp"]) for entry in journal_of(*at)]
+
+        for wrong in ([], ["x"], ["3-1"], ["-3"], ["--last", "0"], ["--last", "x"], ["--all", "1"], ["1", "--last"]):
+            for verb in ("undo", "remove"):
+                done = run(*at, "journal", verb, *wrong)
+                check(f"wrong usage: {verb} {wrong}", done.returncode == 2 and done.stderr, done)
+        for missing in (["1", "10"], ["8-10"], ["20260101000000000", "1"], ["--last", "11"]):
+            done = run(*at, "journal", "undo", *missing)
+            check(f"an entry that is not there: {missing}", done.returncode == 1 and b"(87)" in done.stderr, done.stderr)
+        check("nothing was undone", left() == list(range(10)))
+        for verb, names, rest in (("undo", ["8-9", "7"], [0, 1, 2, 3, 4, 5, 6]), ("remove", ["0", "0-1"], [2, 3, 4, 5, 6]),
+                                  ("undo", [stamps[3], "0"], [4, 5, 6]), ("undo", ["--last"], [4, 5]),
+                                  ("undo", ["--last", "1"], [4]), ("remove", ["--all"], []), ("undo", ["--all"], [])):
+            check(f"{verb} {names}", run(*at, "journal", verb, *names).returncode == 0 and left() == rest, left())
+        check("the undone are gone, and the removed stay", run(*at, "get", USER + "\\K").stdout ==
+              b"v0\tREG_SZ\tx\nv3\tREG_SZ\tx\n")
+
+
+def the_list_tells_the_data_before_and_after():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder + "/r"]
+        key = USER + "\\K"
+        lines = [f"new {key}", f"set {key} v --type 1 \u00e4", f"set {key} V --type 4 --number 5", f"mv {key} KK", f"mv {key}K K",
+                 f"set {key} v --type 3 '01 02 '", f"set {key} 'a;b' --type 1 {'z' * 900}", f"mv {key} --value 'a;b' c",
+                 f"rm {key} --value v"]
+        made = subprocess.run([TOLVAR, *at, "batch", "-"], input="\n".join(lines).encode(), capture_output=True, timeout=60)
+        check("made", made.returncode == 0, made.stderr)
+        shown = [line.split("  ", 4)[-1] for line in run(*at, "journal", "list").stdout.decode().splitlines()]
+        expected = [f"new    key    {USER}  K", f'new    value  {key}  v: REG_SZ "\u00e4"',
+                    f'modify value  {key}  V: REG_SZ "\u00e4"', f"rename key    {key} -> KK", f"rename key    {key}K -> K",
+                    f'modify value  {key}  v: REG_DWORD "00000005" -> REG_BINARY "01 02 "',
+                    f"new    value  {key}  a;b: REG_SZ \"{'z' * 60}\"... (1802 bytes)", f"rename value  {key}  a;b -> c",
+                    f'delete value  {key}  v: REG_BINARY "01 02 "']
+        check("the data", [line.strip() for line in shown] == [line.strip() for line in expected], "\n".join(shown))
+        entries = journal_of(*at)
+        check("in JSON", entries[5]["before"] == {"type": 4, "size": 4, "data": "05000000"} and
+              entries[5]["after"] == {"type": 3, "size": 2, "data": "0102"} and entries[0]["after"] is None, entries[5])
+        run(*at, "set", key, "line\n   0  fake", "--type", "1", "a\nb")
+        last = run(*at, "journal", "list", "--last").stdout
+        check("a name stays on its line", last.count(b"\n") == 1 and b"line\\x0a   0  fake" in last, last)
+
+
+def a_look_at_the_journal_needs_no_lock():
+    with tempfile.TemporaryDirectory() as folder:
+        data = {**os.environ, "XDG_DATA_HOME": folder + "/data"}
+
+        def run_here(*arguments):
+            return subprocess.run([TOLVAR, *arguments], capture_output=True, timeout=60, env=data)
+
+        run_here("new", USER + "\\k")
+        before = state_of(folder)
+        held = [open(os.path.join(root, name), "rb+") for root, _, files in os.walk(folder) for name in files]
+        for file in held:
+            fcntl.flock(file, fcntl.LOCK_EX)
+        check("beside a writer", run_here("journal", "list").stdout.count(b"\n") == 1)
+        check("nothing was written", state_of(folder) == before)
+        for file in held:
+            file.close()
+        check("no entry goes by itself before it is undone", run_here("journal", "undo", "0").returncode == 0)
 
 
 def the_window_s_settings_say_where_the_journal_lies():
@@ -382,7 +454,8 @@ def the_window_s_settings_say_where_the_journal_lies():
             file.write(f'[General]\nx=1\n\n[settings]\nData%20Path="{folder}/b\\xe4\\x63kups"\nKeep%20Undo=30\n')
         run("set", "HKEY_CURRENT_USER\\Environment", "x", "--type", "1", "y")
         check("the data folder of the settings", os.listdir(folder + "/b\u00e4ckups") == ["index"], os.listdir(folder))
-        check("beside it", sorted(set(os.listdir(folder)) - {"b\u00e4ckups"}) == ["journal.lock", "snapshots"])
+        check("beside it", sorted(set(os.listdir(folder)) - {"b\u00e4ckups"}) ==
+              ["journal.expired", "journal.lock", "snapshots"], os.listdir(folder))
         os.remove(settings)
 
 
@@ -394,7 +467,7 @@ def a_journal_in_use_is_said_with_its_process():
         held = [open(lock, "rb+") for lock in locks]
         for lock in held:
             fcntl.flock(lock, fcntl.LOCK_EX)
-        for command in (["rm", "HKEY_CURRENT_USER\\k"], ["journal", "list"]):
+        for command in (["rm", "HKEY_CURRENT_USER\\k"], ["journal", "undo", "0"]):
             done = run(*at, *command)
             check("in use", done.returncode == 3 and f"process {os.getpid()}".encode() in done.stderr, done)
         check("reading goes on", run(*at, "ls", "HKEY_CURRENT_USER").stdout.count(b"k\\") == 1)
@@ -508,6 +581,9 @@ keys_travel_through_hive_files()
 the_embedded_registry_is_made_at_first_use()
 sets_that_were_answered_survive_a_kill()
 changes_are_journalled_and_undone()
+entries_are_named_by_number_range_stamp_or_from_the_end()
+the_list_tells_the_data_before_and_after()
+a_look_at_the_journal_needs_no_lock()
 the_window_s_settings_say_where_the_journal_lies()
 a_journal_in_use_is_said_with_its_process()
 a_batch_is_done_as_a_whole_or_not_at_all()

@@ -18,8 +18,8 @@ def examples():
 
 
 def comparable(lines):
-    """The lines without the day, the minute and the user."""
-    return [re.sub(r"\d\d\.\d\d\.\d{4} - \d\d:\d\d  \S+", "DATE", line) for line in lines]
+    """The lines without the time and the user."""
+    return [re.sub(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d  \S+", "DATE", line) for line in lines]
 
 
 with tempfile.TemporaryDirectory() as folder:

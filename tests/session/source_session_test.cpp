@@ -114,7 +114,7 @@ TEST_F(SourceSessionTest, HasADocumentFromItsMakingToItsEnd)
         SourceSession session(Options({"good"}), m_settings);
         ASSERT_THAT(session.Mount(SourceAccess::kWrite), IsEmpty());
         EXPECT_EQ(session.Document(), nullptr);
-        session.MakeDocument(false);
+        session.MakeDocument(JournalAccess::kChange);
         ASSERT_TRUE(session.OpenDocument());
         EXPECT_EQ(session.KeepDays(), 20);
         EXPECT_TRUE(session.Document()->ApplyChange(ChangeRecord::NewKey("HKEY_USERS\\good", "made")));
@@ -124,7 +124,7 @@ TEST_F(SourceSessionTest, HasADocumentFromItsMakingToItsEnd)
     SourceSession second(Options({"good"}, true), m_settings);
     EXPECT_THAT(second.Mount(SourceAccess::kRead), IsEmpty());
     EXPECT_TRUE(IsKey("HKEY_USERS\\good\\made"));
-    second.MakeDocument(false);
+    second.MakeDocument(JournalAccess::kChange);
     ASSERT_TRUE(second.OpenDocument());
     EXPECT_EQ(second.Document()->Journal().size(), 1U);
 }
@@ -135,7 +135,7 @@ TEST_F(SourceSessionTest, SaysWhatItTookBackOfACommandThatACrashCut)
     {
         SourceSession session(Options({"good"}), m_settings);
         ASSERT_THAT(session.Mount(SourceAccess::kWrite), IsEmpty());
-        CTolvarDoc& document = session.MakeDocument(false);
+        CTolvarDoc& document = session.MakeDocument(JournalAccess::kChange);
         ASSERT_TRUE(session.OpenDocument());
         pending = document.DataFolder().parent_path() / "journal.pending";
         ChangeGroup group(document);
@@ -152,7 +152,7 @@ TEST_F(SourceSessionTest, SaysWhatItTookBackOfACommandThatACrashCut)
 
     SourceSession session(Options({"good"}), m_settings);
     ASSERT_THAT(session.Mount(SourceAccess::kWrite), IsEmpty());
-    session.MakeDocument(false);
+    session.MakeDocument(JournalAccess::kChange);
     const Result<std::vector<SourceProblem>> opened = session.OpenDocument();
     ASSERT_TRUE(opened);
     EXPECT_THAT(Kinds(*opened), ElementsAre(Kind::kTakenBack));

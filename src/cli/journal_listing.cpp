@@ -1,0 +1,176 @@
+#include "cli/journal_listing.h"
+
+#include <algorithm>
+
+#include "platform/hive/hive.h"
+#include "platform/registry/stored_value.h"
+#include "platform/system/text.h"
+#include "registry/key_path.h"
+#include "registry/reg_key.h"
+#include "registry/root_keys.h"
+
+namespace tolvar {
+
+namespace {
+
+std::string WithoutCase(const std::string& text)
+{
+    std::u16string units = ToUtf16(text).value_or(std::u16string());
+    std::ranges::transform(units, units.begin(), UpCase);
+    return units.empty() ? text : ToUtf8(units);
+}
+
+EntryData DataFrom(DWORD type, std::span<const BYTE> bytes)
+{
+    const auto held = bytes.first(std::min(bytes.size(), EntryData::kMaxHeld));
+    return {type, bytes.size(), {held.begin(), held.end()}};
+}
+
+/// A value of the imaged key.
+std::optional<EntryData> DataIn(const KeyImage& image, const std::string& name)
+{
+    const Hive& hive = image.Inside();
+    const std::optional<std::u16string> units = ToUtf16(name);
+    const Checked<KeyNode> key = hive.Key(hive.Root());
+    if (!units || !key) {
+        return std::nullopt;
+    }
+    const auto value = hive.FindValue(*key, *units);
+    if (!value || !*value) {
+        return std::nullopt;
+    }
+    const auto data = hive.ReadData(**value);
+    if (!data) {
+        return std::nullopt;
+    }
+    return DataFrom((*value)->type, {reinterpret_cast<const BYTE*>(data->data()), data->size()});
+}
+
+} // namespace
+
+std::vector<EntryLine> JournalListing::Lines(const std::vector<std::size_t>& places)
+{
+    std::vector<EntryLine> lines;
+    auto wanted = places.rbegin();
+    for (std::size_t number = m_journal.Journal().size(); wanted != places.rend() && number-- > 0;) {
+        EntryLine line = GoBackOver(number);
+        if (number == *wanted) {
+            lines.push_back(std::move(line));
+            ++wanted;
+        }
+    }
+    std::ranges::reverse(lines);
+    return lines;
+}
+
+/// What an entry did, with `m_values` as after it; and then as before it.
+EntryLine JournalListing::GoBackOver(std::size_t number)
+{
+    EntryLine line{number, ParseRecord(m_journal.Journal()[number]), {}, {}};
+    const Result<ChangeSnapshot> snapshot = m_journal.SnapshotOf(number);
+    if (snapshot) {
+        const ChangeRecord& change = snapshot->Seal().change;
+        line.record.kind = static_cast<int>(change.kind);
+        line.record.object = static_cast<int>(change.object);
+        line.record.path = change.path;
+        line.record.secondPath = change.secondPath;
+        line.record.type = static_cast<int>(change.type);
+        line.record.name = change.Name();
+        line.record.newName = change.NewName();
+    }
+    const bool isValue = line.record.object == static_cast<int>(ChangeObject::kValue) ||
+                         line.record.object == static_cast<int>(ChangeObject::kEditedValue);
+    if (isValue && !line.record.IsGroup()) {
+        GoBackOverValue(line, snapshot ? &*snapshot : nullptr);
+    } else {
+        GoBackOverKey(line);
+    }
+    return line;
+}
+
+void JournalListing::GoBackOverKey(const EntryLine& line)
+{
+    const JournalRecord& record = line.record;
+    if (record.kind == static_cast<int>(ChangeKind::kNew)) {
+        Cut(JoinPath(record.path, record.secondPath));
+        return;
+    }
+    Cut(record.path);
+    const std::optional<ParentAndName> split = SplitLast(record.path);
+    if (record.kind == static_cast<int>(ChangeKind::kRename) && split) {
+        Cut(JoinPath(split->parent, record.secondPath));
+    }
+}
+
+void JournalListing::GoBackOverValue(EntryLine& line, const ChangeSnapshot* snapshot)
+{
+    const JournalRecord& record = line.record;
+    const KeyImage* const image = snapshot != nullptr ? snapshot->Image() : nullptr;
+    const bool isNew = record.kind == static_cast<int>(ChangeKind::kNew);
+    const bool isDelete = record.kind == static_cast<int>(ChangeKind::kDelete);
+    const std::string& name = isNew ? record.newName : record.name;
+    std::map<std::string, Known>& values = m_values[PlaceOf(record.path)];
+    if (!isDelete) {
+        line.after = After(record.path, record.newName).value_or(std::nullopt);
+    }
+    if (image != nullptr) {
+        line.before = DataIn(*image, record.name);
+    }
+    for (const std::string* touched : {&name, &record.newName}) {
+        values.erase(WithoutCase(*touched));
+        if (isNew || image != nullptr) {
+            values.emplace(WithoutCase(*touched), isNew ? std::nullopt : DataIn(*image, *touched));
+        } else {
+            Cut(record.path); // what was there before is known to nobody
+        }
+    }
+}
+
+/// The one of a key's paths that stands for all of them.
+const std::string& JournalListing::PlaceOf(const std::string& path)
+{
+    const auto known = m_places.find(path);
+    if (known != m_places.end()) {
+        return known->second;
+    }
+    std::string place = WithoutCase(path);
+    for (const std::string& alias : m_registry.AliasesOf(path)) {
+        place = std::min(place, WithoutCase(alias));
+    }
+    return m_places.emplace(path, std::move(place)).first->second;
+}
+
+/// What a value was at the time that is looked at; nothing where that can't be told.
+std::optional<JournalListing::Known> JournalListing::After(const std::string& path, const std::string& name)
+{
+    const std::string& place = PlaceOf(path);
+    const std::map<std::string, Known>& values = m_values[place];
+    if (const auto known = values.find(WithoutCase(name)); known != values.end()) {
+        return known->second;
+    }
+    for (std::size_t end = place.size(); end != std::string::npos && end != 0; end = place.rfind('\\', end - 1)) {
+        if (m_cut.contains(place.substr(0, end))) {
+            return std::nullopt;
+        }
+    }
+    RegKey key;
+    DWORD type = 0;
+    std::vector<BYTE> data;
+    if (OpenKeyPath(path, *key.Put(), KEY_READ) != ERROR_SUCCESS ||
+        QueryStoredValue(key.Get(), name.c_str(), &type, &data) != ERROR_SUCCESS) {
+        return Known();
+    }
+    return Known(DataFrom(type, data));
+}
+
+void JournalListing::Cut(const std::string& path)
+{
+    const std::string& place = PlaceOf(path);
+    for (auto at = m_values.lower_bound(place); at != m_values.end() && at->first.starts_with(place);) {
+        const bool isBelow = at->first.size() == place.size() || at->first[place.size()] == '\\';
+        at = isBelow ? m_values.erase(at) : std::next(at);
+    }
+    m_cut.insert(place);
+}
+
+} // namespace tolvar
