@@ -14,20 +14,14 @@ HKEY MakeHandle(std::size_t slot, std::uint32_t age)
     return reinterpret_cast<HKEY>(std::uintptr_t{age} << (kAgeShift + 6) | slot << 2 | 2U);
 }
 
-std::uint32_t AgeOf(HKEY handle)
-{
-    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle) >> (kAgeShift + 6));
-}
-
 } // namespace
 
-std::size_t HandleTable::IndexOf(HKEY handle) const
+std::optional<std::uint32_t> HandleTable::SlotOf(HKEY handle) const
 {
-    const auto bits = reinterpret_cast<std::uintptr_t>(handle);
-    const std::size_t slot = bits >> 2 & kSlotMask;
-    return slot < m_slots.size() && MakeHandle(slot, AgeOf(handle)) == handle && m_slots[slot].age == AgeOf(handle)
-               ? slot
-               : m_slots.size();
+    const auto slot = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle) >> 2 & kSlotMask);
+    const bool isOpen =
+        slot < m_slots.size() && m_slots[slot].key != nullptr && MakeHandle(slot, m_slots[slot].age) == handle;
+    return isOpen ? std::optional(slot) : std::nullopt;
 }
 
 HKEY HandleTable::Insert(std::shared_ptr<OpenKey> key)
@@ -46,21 +40,20 @@ HKEY HandleTable::Insert(std::shared_ptr<OpenKey> key)
 std::shared_ptr<OpenKey> HandleTable::Find(HKEY handle) const
 {
     const std::lock_guard lock(m_mutex);
-    const std::size_t slot = IndexOf(handle);
-    return slot < m_slots.size() ? m_slots[slot].key : nullptr;
+    const std::optional<std::uint32_t> slot = SlotOf(handle);
+    return slot ? m_slots[*slot].key : nullptr;
 }
 
 bool HandleTable::Remove(HKEY handle)
 {
     const std::lock_guard lock(m_mutex);
-    const std::size_t slot = IndexOf(handle);
-    if (slot == m_slots.size() || m_slots[slot].key == nullptr) {
-        return false;
+    const std::optional<std::uint32_t> slot = SlotOf(handle);
+    if (slot) {
+        m_slots[*slot].key.reset();
+        ++m_slots[*slot].age;
+        m_free.push_back(*slot);
     }
-    m_slots[slot].key.reset();
-    ++m_slots[slot].age;
-    m_free.push_back(static_cast<std::uint32_t>(slot));
-    return true;
+    return slot.has_value();
 }
 
 } // namespace tolvar

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "platform/registry/open_key.h"
@@ -36,8 +37,8 @@ private:
         std::shared_ptr<OpenKey> key;
         std::uint32_t age = 1;
     };
-    /// Index of the slot that `handle` names, whatever its age; the table's size for none.
-    [[nodiscard]] std::size_t IndexOf(HKEY handle) const;
+    /// Number of the slot of a handle that is open.
+    [[nodiscard]] std::optional<std::uint32_t> SlotOf(HKEY handle) const;
 
     mutable std::mutex m_mutex;
     std::vector<Slot> m_slots;
