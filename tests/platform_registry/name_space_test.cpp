@@ -1,15 +1,10 @@
 #include "platform/registry/name_space.h"
 
-#include <thread>
-
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "fixtures/writable_session.h"
-#include "platform/registry/key_cursor.h"
-#include "platform/registry/stored_value.h"
-#include "platform/system/text.h"
+#include "platform_registry/name_space_fixture.h"
 
 namespace tolvar {
 namespace {
@@ -17,68 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
-
-/// A writable hive at HKEY_USERS\W, to be filled by paths below it.
-class NameSpaceTest : public testing::Test {
-protected:
-    static constexpr const char* kTop = "HKEY_USERS\\W\\";
-
-    static HKEY Make(const std::string& path, DWORD options = 0)
-    {
-        HKEY key = nullptr;
-        EXPECT_EQ(RegCreateKeyExA(HKEY_USERS, ("W\\" + path).c_str(), 0, nullptr, options, KEY_ALL_ACCESS, nullptr,
-                                  &key, nullptr),
-                  ERROR_SUCCESS)
-            << path;
-        return key;
-    }
-    static void Set(const std::string& path, const char* name, BYTE data)
-    {
-        EXPECT_EQ(SetStoredValue(Make(path), name, REG_BINARY, {&data, 1}), ERROR_SUCCESS);
-    }
-    /// A stored link to a target in the kernel's spelling.
-    static void MakeLink(const std::string& path, const std::string& target)
-    {
-        HKEY key = nullptr;
-        ASSERT_EQ(RegCreateKeyExA(HKEY_USERS, ("W\\" + path).c_str(), 0, nullptr, REG_OPTION_CREATE_LINK,
-                                  KEY_ALL_ACCESS, nullptr, &key, nullptr),
-                  ERROR_SUCCESS);
-        const std::u16string units = ToUtf16(target).value();
-        ASSERT_EQ(SetStoredValue(key, "SymbolicLinkValue", REG_LINK,
-                                 {reinterpret_cast<const BYTE*>(units.data()), 2 * units.size()}),
-                  ERROR_SUCCESS);
-    }
-    static LSTATUS Open(const std::string& path, HKEY& key, DWORD options = 0)
-    {
-        return RegOpenKeyExA(HKEY_USERS, ("W\\" + path).c_str(), options, KEY_READ, &key);
-    }
-    static std::vector<std::string> Names(HKEY key)
-    {
-        std::vector<std::string> names;
-        char name[256];
-        for (DWORD i = 0; RegEnumKeyA(key, i, name, sizeof name) == ERROR_SUCCESS; ++i) {
-            names.emplace_back(name);
-        }
-        return names;
-    }
-    /// The values of a key, "name=byte".
-    static std::vector<std::string> Values(HKEY key)
-    {
-        std::vector<std::string> values;
-        char name[256];
-        BYTE data[8];
-        DWORD length = sizeof name;
-        DWORD size = sizeof data;
-        for (DWORD i = 0; RegEnumValueA(key, i, name, &length, nullptr, nullptr, data, &size) == ERROR_SUCCESS; ++i) {
-            values.push_back(fmt::format("{}={}", name, data[0]));
-            length = sizeof name;
-            size = sizeof data;
-        }
-        return values;
-    }
-
-    fixtures::WritableSession session;
-};
 
 TEST_F(NameSpaceTest, FollowsStoredLinks)
 {
@@ -209,59 +142,6 @@ TEST_F(NameSpaceTest, NamesEveryOtherPathOfAKey)
         SCOPED_TRACE(c.path);
         EXPECT_THAT(session.registry.AliasesOf(c.path), testing::UnorderedElementsAreArray(c.aliases));
     }
-}
-
-/// Collects the names of a walk; the first look at a key lets another thread write.
-class WalkedNames {
-public:
-    std::vector<std::string> names;
-    std::function<void()> onKey;
-
-    void OnKey(const KeyCursor& key)
-    {
-        names.push_back(key.Name().ToUtf8());
-        onKey();
-    }
-    void OnValue(const ValueCursor& /*value*/) {}
-    void OnValuesEnd() {}
-    void OnFault(const KeyFault& /*fault*/) { names.emplace_back("fault"); }
-    [[nodiscard]] bool IsStopped() const { return false; }
-};
-
-TEST_F(NameSpaceTest, AWalkLetsAWriterInAndTellsEachKeyOnce)
-{
-    constexpr int kKeys = 3000; // more than a walk tells between two looks for a writer
-    Make("top");
-    for (int i = 0; i < kKeys; ++i) {
-        Make(fmt::format("top\\k{:05}", i));
-    }
-    std::thread writer;
-    {
-        WalkPermit permit(session.registry);
-        WalkedNames walked;
-        walked.onKey = [&] {
-            if (walked.names.size() == 2) {
-                writer = std::thread([] {
-                    Make("top\\a before"); // behind the walk by now
-                    Make("top\\z behind");
-                });
-            }
-            while (walked.names.size() == 2 && !permit.IsWanted()) {
-                std::this_thread::yield();
-            }
-        };
-        const Result<KeyRef> top = permit.Find("HKEY_USERS\\W\\top");
-        ASSERT_TRUE(top);
-        KeyWalk(permit, walked).Run(*top);
-        std::vector<std::string> sorted = walked.names;
-        std::ranges::sort(sorted);
-        EXPECT_EQ(std::ranges::unique(sorted).begin(), sorted.end());
-        EXPECT_GE(walked.names.size(), std::size_t{kKeys} + 1);
-        EXPECT_THAT(walked.names, testing::Contains(fmt::format("k{:05}", kKeys - 1)));
-        EXPECT_THAT(walked.names, testing::Not(testing::Contains("a before")));
-    }
-    writer.join();
-    EXPECT_EQ(Names(Make("top")).size(), std::size_t{kKeys} + 2);
 }
 
 } // namespace

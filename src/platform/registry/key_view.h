@@ -16,7 +16,7 @@ struct SeenSubkey {
     NameView name;   ///< as the session calls it
     KeyRef key;      ///< its stored keys. Where `key.place` is set, NameSpace::At tells what is seen there
     KeyNode node;    ///< of the first stored key; of one of the name space, that key's own
-    bool isReadable; ///< false: there is one, but its record is damaged, and nothing of the above is known
+    bool isReadable; ///< otherwise there is one with a damaged record, and nothing of the above is known
     HiveFault fault; ///< then why
 };
 

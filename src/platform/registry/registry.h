@@ -36,7 +36,7 @@ struct MountRequest {
 struct MountNotice {
     std::filesystem::path file;
     Error error;   ///< the code and one line
-    bool isDamage; ///< true: part of the file is missing or unreadable; false: it was not closed cleanly
+    bool isDamage; ///< part of the file is missing or unreadable; otherwise it was not closed cleanly
 };
 
 /// The registry of one session: the predefined roots and the hives mounted below them. Roots without a mount are empty

@@ -11,7 +11,7 @@ namespace tolvar {
 struct ListedSubkey {
     std::string_view name;   ///< UTF-8, valid during the call
     bool isRefused;          ///< the rights asked for are refused
-    bool hasSubkeys;         ///< false also where it is refused or can't be read
+    bool hasSubkeys;         ///< as far as can be told: not of one that is refused or can't be read
     std::uint64_t lastWrite; ///< 100 ns since 1601-01-01 UTC
 };
 
