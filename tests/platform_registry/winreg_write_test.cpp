@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -102,6 +104,108 @@ TEST_F(WinregWrite, TellsWhatTheOutermostCallChanged)
         EXPECT_THAT(notes.told, IsEmpty());
     }
     EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W:2 HKEY_USERS\\W\\a\\b:2 HKEY_USERS\\W\\a\\b\\c:1"));
+}
+
+TEST_F(WinregWrite, TellsKeysInTheOrderOfAWalkAndACrowdAsOne)
+{
+    Notes notes;
+    for (const char* path : {"W\\a\\x", "W\\a!", "W\\crowd"}) {
+        Create(path);
+    }
+    const HKEY crowd = Create("W\\crowd");
+    std::vector<HKEY> many;
+    for (int i = 0; i < 1001; ++i) {
+        many.push_back(Create(("W\\crowd\\" + std::to_string(i)).c_str()));
+    }
+    const auto touch = [](HKEY key) { EXPECT_EQ(Set(key, "v", REG_BINARY, "x"), ERROR_SUCCESS); };
+    session.registry.SetObserver(&notes);
+    {
+        const ChangeScope scope;
+        touch(Create("W\\a!"));
+        touch(Create("W\\a\\x"));
+        touch(Create("W\\a"));
+        EXPECT_EQ(RegRenameValue(Create("W\\a"), "v", "w"), ERROR_SUCCESS);
+    }
+    EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W\\a:1 HKEY_USERS\\W\\a\\x:1 HKEY_USERS\\W\\a!:1"));
+    const std::string saved = session.File().string() + ".crowd";
+    EXPECT_EQ(RegSaveKeyA(Create("W\\a"), saved.c_str(), nullptr), ERROR_SUCCESS);
+    notes.told.clear();
+    {
+        const ChangeScope scope;
+        touch(Create("W\\a\\x"));
+        EXPECT_EQ(RegRestoreKeyA(Create("W\\a"), saved.c_str(), 0), ERROR_SUCCESS);
+    }
+    EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W\\a:4")); // all below it, and so not told again
+    for (const std::size_t count : {std::size_t{1000}, std::size_t{1001}}) {
+        notes.told.clear();
+        {
+            const ChangeScope scope;
+            std::for_each_n(many.begin(), count, touch);
+        }
+        ASSERT_EQ(notes.told.size(), 1U);
+        EXPECT_EQ(std::ranges::count(notes.told[0], ':'), count == 1000 ? 1000 : 1);
+    }
+    EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W\\crowd:5"));
+    EXPECT_EQ(RegCloseKey(crowd), ERROR_SUCCESS);
+    session.registry.SetObserver(nullptr);
+}
+
+TEST_F(WinregWrite, RefusesArgumentsThatCanNotBe)
+{
+    const HKEY key = Create("W\\k");
+    HKEY made = nullptr;
+    DWORD size = 0;
+    BYTE byte = 0;
+    char name[8];
+    const auto create = [&](const char* path, DWORD reserved, DWORD options, HKEY* result) {
+        return RegCreateKeyExA(key, path, reserved, nullptr, options, KEY_READ, nullptr, result, nullptr);
+    };
+    const LSTATUS refused[] = {
+        create(nullptr, 0, 0, &made),
+        create("x", 1, 0, &made),
+        create("x", 0, 4, &made),
+        create("x", 0, 0, nullptr),
+        RegSetValueExA(key, "v", 1, REG_BINARY, &byte, 1),
+        RegSetValueExA(key, "v", 0, REG_BINARY, nullptr, 1),
+        RegDeleteKeyA(key, nullptr),
+        RegDeleteTreeA(key, nullptr),
+        RegRenameKey(key, nullptr, "x"),
+        RegSaveKeyA(key, nullptr, nullptr),
+        RegRestoreKeyA(key, nullptr, 0),
+        RegRestoreKeyA(key, "x", 1),
+        RegEnumKeyExA(key, 0, nullptr, &size, nullptr, nullptr, nullptr, nullptr),
+        RegEnumKeyExA(key, 0, name, nullptr, nullptr, nullptr, nullptr, nullptr),
+        RegEnumKeyExA(key, 0, name, &size, nullptr, name, nullptr, nullptr),
+        RegEnumValueA(key, 0, nullptr, &size, nullptr, nullptr, nullptr, nullptr),
+        RegEnumValueA(key, 0, name, nullptr, nullptr, nullptr, nullptr, nullptr),
+        RegEnumValueA(key, 0, name, &size, nullptr, nullptr, &byte, nullptr),
+        RegQueryInfoKeyA(key, name, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                         nullptr),
+        RegGetKeySecurity(key, OWNER_SECURITY_INFORMATION, &byte, nullptr),
+    };
+    EXPECT_THAT(refused, testing::Each(ERROR_INVALID_PARAMETER));
+    const char* const noText = "\xFF";
+    const LSTATUS untranslated[] = {
+        create(noText, 0, 0, &made),
+        RegCreateKeyExA(key, "x", 0, noText, 0, KEY_READ, nullptr, &made, nullptr),
+        Set(key, noText, REG_BINARY, "x"),
+        RegDeleteValueA(key, noText),
+        RegRenameValue(key, noText, "x"),
+        RegRenameValue(key, "x", noText),
+        RegDeleteKeyA(key, noText),
+        RegRenameKey(key, "", noText),
+        RegQueryValueExA(key, noText, nullptr, nullptr, nullptr, nullptr),
+    };
+    EXPECT_THAT(untranslated, testing::Each(ERROR_NO_UNICODE_TRANSLATION));
+    EXPECT_EQ(RegRestoreKeyA(key, session.File().c_str(), 4), ERROR_SUCCESS);
+    EXPECT_EQ(RegSetValueExA(key, nullptr, 0, REG_BINARY, nullptr, 0), ERROR_SUCCESS);
+    EXPECT_EQ(RegRenameKey(key, "", "K2"), ERROR_SUCCESS);
+    EXPECT_EQ(RegRenameKey(HKEY_USERS, "W", "x"), ERROR_ACCESS_DENIED);
+    Create("W\\taken");
+    EXPECT_EQ(RegRenameKey(key, "", "TAKEN"), ERROR_ALREADY_EXISTS);
+    EXPECT_EQ(RegRenameValue(key, "", "other"), ERROR_SUCCESS);
+    EXPECT_EQ(Set(key, "v", REG_BINARY, "x"), ERROR_SUCCESS);
+    EXPECT_EQ(RegRenameValue(key, "v", "OTHER"), ERROR_ALREADY_EXISTS);
 }
 
 TEST_F(WinregWrite, TellsUnderWhichNamesAKeyIsSeen)
