@@ -124,6 +124,86 @@ TEST_F(NameSpaceTest, ShowsTwoTreesAsOne)
     EXPECT_THAT(Names(Make("user\\both")), ElementsAre("mine"));
 }
 
+TEST_F(NameSpaceTest, KeepsHandlesToTwoTreesGoodAsTheirPartsGo)
+{
+    ASSERT_TRUE(session.registry.View("HKEY_CLASSES_ROOT", "HKEY_USERS\\W\\user", "HKEY_USERS\\W\\machine"));
+    const auto make = [](const std::string& name) {
+        Set("user\\" + name, "user", 1);
+        Set("machine\\" + name, "machine", 2);
+        HKEY merged = nullptr;
+        EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, name.c_str(), 0, KEY_ALL_ACCESS, &merged), ERROR_SUCCESS);
+        return merged;
+    };
+    HKEY merged = make("a");
+    EXPECT_THAT(Values(merged), ElementsAre("user=1", "machine=2"));
+    EXPECT_EQ(RegDeleteKeyA(HKEY_USERS, "W\\user\\a"), ERROR_SUCCESS);
+    EXPECT_THAT(Values(merged), ElementsAre("machine=2"));
+    EXPECT_EQ(RegDeleteTreeA(HKEY_USERS, "W\\machine\\a"), ERROR_SUCCESS);
+    EXPECT_EQ(RegFlushKey(merged), ERROR_KEY_DELETED);
+
+    merged = make("b");
+    EXPECT_EQ(RegDeleteKeyA(HKEY_USERS, "W\\machine\\b"), ERROR_SUCCESS);
+    EXPECT_THAT(Values(merged), ElementsAre("user=1"));
+
+    merged = make("c"); // both parts go with one call, and get another name
+    EXPECT_EQ(RegRenameKey(merged, "", "a name that is longer and needs cells of its own"), ERROR_SUCCESS);
+    EXPECT_THAT(Values(merged), ElementsAre("user=1", "machine=2"));
+    EXPECT_EQ(RegRenameKey(merged, "", "c"), ERROR_SUCCESS);
+    EXPECT_THAT(Names(Make("user")), ElementsAre("b", "c"));
+    EXPECT_THAT(Names(Make("machine")), ElementsAre("c"));
+    EXPECT_EQ(RegRenameValue(merged, "machine", "m"), ERROR_SUCCESS);
+    EXPECT_THAT(Values(merged), ElementsAre("user=1", "m=2"));
+    const std::string file = session.File().string() + ".merged";
+    EXPECT_EQ(RegSaveKeyA(merged, file.c_str(), nullptr), ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(RegSaveKeyA(HKEY_USERS, file.c_str(), nullptr), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegSaveKeyA(Make("machine"), file.c_str(), nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegRestoreKeyA(merged, file.c_str(), 0), ERROR_NOT_SUPPORTED);
+    EXPECT_EQ(RegFlushKey(merged), ERROR_SUCCESS);
+    EXPECT_FALSE(session.registry.IsChanged());
+    Make("machine\\c\\below");
+    EXPECT_EQ(RegDeleteKeyA(HKEY_CLASSES_ROOT, "c"), ERROR_ACCESS_DENIED); // and the user's part stays
+    EXPECT_THAT(Values(merged), ElementsAre("user=1", "m=2"));
+    EXPECT_EQ(RegDeleteTreeA(HKEY_CLASSES_ROOT, "c"), ERROR_SUCCESS);
+    EXPECT_EQ(RegFlushKey(merged), ERROR_KEY_DELETED);
+    EXPECT_THAT(Names(HKEY_CLASSES_ROOT), ElementsAre("b"));
+    merged = make("d");
+    EXPECT_EQ(RegDeleteKeyA(merged, ""), ERROR_SUCCESS);
+    EXPECT_EQ(RegFlushKey(merged), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegDeleteKeyA(HKEY_CLASSES_ROOT, "d"), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(NameSpaceTest, AViewIsNamedByItsTreesAndReplacedByAnother)
+{
+    Make("one\\a");
+    Make("two\\b");
+    Make("three\\c");
+    struct Case {
+        const char* path;
+        const char* first;
+        const char* second;
+        ErrorCode code;
+    };
+    for (const Case& c : {Case{"HKEY_CLASSES_ROOT", "nowhere", "HKEY_USERS", ErrorCode::kInvalidParameter},
+                          Case{"HKEY_CLASSES_ROOT", "HKEY_USERS", "nowhere", ErrorCode::kInvalidParameter},
+                          Case{"nowhere", "HKEY_USERS", "HKEY_USERS", ErrorCode::kInvalidParameter},
+                          Case{"HKEY_USERS\\W", "HKEY_USERS", "HKEY_USERS", ErrorCode::kAlreadyExists}}) {
+        EXPECT_EQ(session.registry.View(c.path, c.first, c.second).error().code, c.code) << c.path;
+    }
+    EXPECT_EQ(session.registry.Link("HKEY_CLASSES_ROOT", "").error().code, ErrorCode::kInvalidParameter);
+    ASSERT_TRUE(session.registry.View("HKEY_CLASSES_ROOT", "HKEY_USERS\\W\\one", "HKEY_USERS\\W\\two"));
+    EXPECT_THAT(Names(HKEY_CLASSES_ROOT), ElementsAre("a", "b"));
+    EXPECT_THAT(session.registry.AliasesOf("HKEY_USERS\\W\\two\\b"), ElementsAre("HKEY_CLASSES_ROOT\\b"));
+    EXPECT_THAT(session.registry.AliasesOf("HKEY_CLASSES_ROOT\\b"),
+                UnorderedElementsAre("HKEY_USERS\\W\\one\\b", "HKEY_USERS\\W\\two\\b"));
+    ASSERT_TRUE(session.registry.View("HKEY_CLASSES_ROOT", "HKEY_USERS\\W\\one", "HKEY_USERS\\W\\three"));
+    EXPECT_THAT(Names(HKEY_CLASSES_ROOT), ElementsAre("a", "c"));
+    EXPECT_EQ(RegDeleteTreeA(HKEY_USERS, "W\\one"), ERROR_SUCCESS);
+    EXPECT_THAT(Names(HKEY_CLASSES_ROOT), ElementsAre("c")); // with one tree it is that tree
+    EXPECT_EQ(RegDeleteTreeA(HKEY_USERS, "W\\three"), ERROR_SUCCESS);
+    EXPECT_THAT(Names(HKEY_CLASSES_ROOT), IsEmpty());
+    EXPECT_THAT(session.registry.AliasesOf("HKEY_USERS\\W\\two\\b"), IsEmpty());
+}
+
 TEST_F(NameSpaceTest, NamesEveryOtherPathOfAKey)
 {
     ASSERT_TRUE(session.registry.Link("HKEY_CURRENT_USER", "HKEY_USERS\\W"));

@@ -5,7 +5,7 @@
 #include "fixtures/power_cut_store.h"
 #include "platform/hive/cell_layout.h"
 #include "platform/hive/scratch_hive.h"
-#include "platform/registry/registry.h"
+#include "platform/registry/embedded_registry.h"
 
 namespace tolvar {
 namespace {
@@ -109,6 +109,39 @@ TEST_F(RegistryFaults, LeaveNoHalfOfASavedKey)
     EXPECT_GT(faults, 3U);
     ASSERT_TRUE(registry.Mount({"copy", "HKEY_USERS\\copy"}));
     EXPECT_EQ(Open(HKEY_USERS, "copy\\below"), ERROR_SUCCESS);
+}
+
+TEST(EmbeddedRegistryFaults, LeaveWholeHivesOrNone)
+{
+    bool isMade = false;
+    for (std::size_t call = 1; !isMade; ++call) {
+        SCOPED_TRACE(call);
+        ASSERT_LT(call, 100U);
+        PowerCutStore store;
+        store.FailAt(call, PowerCutStore::Fault::kDiskFull);
+        const Result<void> made = MakeEmbeddedRegistry("/r", store);
+        isMade = made.has_value();
+        EXPECT_TRUE(isMade || made.error().code == ErrorCode::kDiskFull);
+        store.FailAt(0);
+        for (const MountRequest& hive : EmbeddedMounts("/r")) {
+            EXPECT_FALSE(store.Exists(hive.file.string() + ".new"));
+            if (store.Exists(hive.file)) {
+                Registry registry(store);
+                EXPECT_TRUE(registry.Mount(hive));
+            } else {
+                EXPECT_FALSE(isMade);
+            }
+        }
+        ASSERT_TRUE(MakeEmbeddedRegistry("/r", store)); // what is missing is made
+        Registry registry(store);
+        const Session session(registry);
+        ASSERT_TRUE(MountEmbeddedRegistry(registry, "/r", MountMode::kReadOnly));
+        HKEY key = nullptr;
+        EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, "Environment", 0, KEY_READ, &key), ERROR_SUCCESS);
+        store.FailReading("/r/SAM", ErrorCode::kIoDevice);
+        Registry second(store);
+        EXPECT_EQ(MountEmbeddedRegistry(second, "/r", MountMode::kReadOnly).error().code, ErrorCode::kIoDevice);
+    }
 }
 
 TEST_F(RegistryFaults, AreAnsweredByTheFlushThatMetThem)
