@@ -19,7 +19,6 @@ void SubkeyRun::Start()
     const auto open = [&](std::size_t index, Mount* mount, const Hive& hive, const Checked<KeyNode>& node) {
         Source& source = m_sources[index];
         source.mount = mount;
-        source.isAtEnd = !node;
         if (node) {
             source.cursor = hive.Subkeys(*node);
             m_only = used++ == 0 ? std::optional(index) : std::nullopt;

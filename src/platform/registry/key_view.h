@@ -46,7 +46,7 @@ private:
         SubkeyCursor cursor;
         SeenSubkey next; ///< only while `isLoaded`
         bool isLoaded = false;
-        bool isAtEnd = true;
+        bool isAtEnd = false; ///< the cursor has met its end, as one does at once that was never set
     };
     static constexpr std::size_t kPlaces = 2; ///< index of the source with the keys of the name space
 
