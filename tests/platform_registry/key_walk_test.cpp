@@ -337,7 +337,7 @@ TEST_F(KeyWalks, GoOnBehindTheKeyThatWasToldLast)
         KeyWalk(permit, walked).Run(*top);
         std::vector<std::string> sorted = walked.names;
         std::ranges::sort(sorted);
-        EXPECT_EQ(std::ranges::unique(sorted).begin(), sorted.end());
+        EXPECT_EQ(std::ranges::adjacent_find(sorted), sorted.end());
         EXPECT_GE(walked.names.size(), std::size_t{kKeys} + 1);
         EXPECT_THAT(walked.names, testing::Contains(fmt::format("k{:05}", kKeys - 1)));
         EXPECT_THAT(walked.names, testing::Not(testing::Contains("a before")));
