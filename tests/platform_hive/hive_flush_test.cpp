@@ -11,6 +11,7 @@
 #include "fixtures/hive_builder.h"
 #include "fixtures/hive_model.h"
 #include "fixtures/power_cut_store.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/hive/scratch_hive.h"
 #include "platform/hive/writable_hive.h"
 
@@ -22,6 +23,7 @@ using fixtures::Findings;
 using fixtures::ModelKey;
 using fixtures::PowerCutStore;
 using fixtures::ReadModel;
+using fixtures::ScratchFolder;
 
 constexpr const char* kFile = "folder/HIVE";
 
@@ -194,26 +196,6 @@ TEST(HiveFlush, CanBeTriedAgainAfterAFullDiskOrEndsWithWhatOpensWhole)
     }
     EXPECT_GT(answered, counted.Calls() / 3); // most of a flush comes before its point of no return
 }
-
-/// A folder on the disk, gone after the test.
-class ScratchFolder {
-public:
-    ScratchFolder() : m_path(std::filesystem::temp_directory_path() / ("tolvar-flush-" + std::to_string(getpid())))
-    {
-        std::filesystem::create_directories(m_path);
-    }
-    ~ScratchFolder() { std::filesystem::remove_all(m_path); }
-
-    std::filesystem::path Write(const char* name, std::span<const std::byte> bytes) const
-    {
-        std::ofstream(m_path / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        return m_path / name;
-    }
-
-private:
-    std::filesystem::path m_path;
-};
 
 TEST(WritableHiveOnDisk, KeepsEveryOtherBytesContentWhenOneValueOfARealHiveChanges)
 {

@@ -1,10 +1,10 @@
 #include <filesystem>
-#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "fixtures/hive_builder.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/hive/hive.h"
 #include "platform/hive/hive_validator.h"
 #include "platform/hive/hive_walk.h"
@@ -184,7 +184,7 @@ TEST(HiveLookup, FindsAKeyWhoseLeavesAreOutOfOrder)
 /// A hive that is cut short while it is open, at every page of it in turn: nothing may read as something else.
 TEST(HiveThatIsCutShort, AnswersWhatItHeldOrAFault)
 {
-    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "cut_at_every_page.hive";
+    const fixtures::ScratchFolder folder;
     BuiltKey root{.name = u"ROOT"};
     for (char16_t i = 0; i < 400; ++i) {
         const std::u16string name = u"n" + std::u16string(1, static_cast<char16_t>(0x4E00 + i));
@@ -194,7 +194,7 @@ TEST(HiveThatIsCutShort, AnswersWhatItHeldOrAFault)
     const File file = HiveBuilder(5, fixtures::LeafKind::kHashes, 3).Build(root);
     int faults = 0;
     for (std::size_t size = 2 * 4096; size < file.size(); size += 4096) {
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), std::ssize(file));
+        const std::filesystem::path path = folder.Write("hive", file);
         const Result<Hive> hive = Hive::Open(path);
         ASSERT_TRUE(hive);
         std::filesystem::resize_file(path, size);
@@ -221,12 +221,10 @@ TEST(HiveThatIsCutShort, AnswersWhatItHeldOrAFault)
         EXPECT_THAT(breaches, testing::Not(testing::Contains(Breach::kBinSignature)));
     }
     EXPECT_GT(faults, 0);
-    std::filesystem::remove(path);
 }
 
 TEST(HiveThatIsCutShort, DoesNotSayThatAKeyIsMissingWhichLiesBehindTheCut)
 {
-    const std::filesystem::path path = std::filesystem::path(testing::TempDir()) / "keys_behind_the_cut.hive";
     RawHive raw;
     const std::uint32_t list = raw.AddList("li", std::vector<std::uint32_t>(100));
     for (unsigned i = 0; i < 100; ++i) { // about 9000 bytes of keys behind their list
@@ -234,8 +232,8 @@ TEST(HiveThatIsCutShort, DoesNotSayThatAKeyIsMissingWhichLiesBehindTheCut)
     }
     const std::uint32_t root = raw.AddKey({"root"});
     raw.SetKey(root, {.name = "root", .subkeys = 100, .subkeyList = list});
-    const File file = raw.Finish(root);
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), std::ssize(file));
+    const fixtures::ScratchFolder folder;
+    const std::filesystem::path path = folder.Write("hive", raw.Finish(root));
     const Result<Hive> hive = Hive::Open(path);
     ASSERT_TRUE(hive);
     const Checked<KeyNode> key = hive->Key(hive->Root());
@@ -245,7 +243,6 @@ TEST(HiveThatIsCutShort, DoesNotSayThatAKeyIsMissingWhichLiesBehindTheCut)
     const Checked<CellOffset> behind = hive->FindSubkey(*key, u"1099");
     ASSERT_FALSE(behind);
     EXPECT_EQ(behind.error().breach, Breach::kMediumFailed);
-    std::filesystem::remove(path);
 }
 
 } // namespace
