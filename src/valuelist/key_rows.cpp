@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/registry/subkey_listing.h"
+#include "platform/registry/value_listing.h"
 #include "platform/system/file_time.h"
 #include "registry/key_owner.h"
 #include "registry/root_keys.h"
@@ -41,30 +42,32 @@ void DropCutCharacter(std::vector<BYTE>& text)
 
 } // namespace
 
-/// One value as RegEnumValueA hands it out, its data cut at what there was room for.
+/// One value as RegEnumValueA hands it out.
 struct KeyRows::ReadValue {
     LSTATUS code = ERROR_SUCCESS;
     std::string_view name; ///< valid until the next value is read
     DWORD type = 0;
-    DWORD size = 0; ///< bytes of the whole data
-    std::vector<BYTE> data;
+    DWORD size = 0;         ///< bytes of the whole data; 0 where only the name is wanted
+    std::vector<BYTE> data; ///< where it is wanted, at most kMaxData bytes of it
 };
 
 KeyRows::KeyRows(KeyRowTexts texts, bool isNT) : m_texts(std::move(texts)), m_bIsNT(isNT), m_nameRoom(kNameRoom, '\0')
 {}
 
-KeyRows::ReadValue KeyRows::ValueAt(std::uint32_t index, DWORD dataRoom) const
+/// What is not wanted is not looked at: of a long text already the length takes a look at all of it.
+KeyRows::ReadValue KeyRows::ValueAt(std::uint32_t index, Wanted wanted) const
 {
     ReadValue value;
-    value.data.resize(dataRoom);
+    value.data.resize(wanted == Wanted::kData ? kMaxData : 0);
     DWORD nameSize = kNameRoom;
-    value.size = dataRoom;
+    value.size = static_cast<DWORD>(value.data.size());
     value.code = RegEnumValueA(m_key.Get(), index, m_nameRoom.data(), &nameSize, nullptr, &value.type,
-                               dataRoom != 0 ? value.data.data() : nullptr, &value.size);
+                               wanted == Wanted::kData ? value.data.data() : nullptr,
+                               wanted == Wanted::kName ? nullptr : &value.size);
     if (value.code == ERROR_SUCCESS) {
         value.name = std::string_view(m_nameRoom).substr(0, nameSize);
     }
-    value.data.resize(std::min(value.size, dataRoom));
+    value.data.resize(std::min<std::size_t>(value.size, value.data.size()));
     return value;
 }
 
@@ -127,9 +130,8 @@ LSTATUS KeyRows::ShowKey(HKEY root, const std::string& subpath, bool showsSubkey
     if (code != ERROR_SUCCESS) {
         return code;
     }
-    DWORD values = 0;
     FILETIME written = {};
-    code = RegQueryInfoKeyA(m_key.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &values, nullptr,
+    code = RegQueryInfoKeyA(m_key.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                             nullptr, nullptr, &written);
     if (code != ERROR_SUCCESS) {
         return code;
@@ -139,23 +141,23 @@ LSTATUS KeyRows::ShowKey(HKEY root, const std::string& subpath, bool showsSubkey
     if (showsSubkeys) {
         AddSubkeys();
     }
-    AddValues(values);
-    return ERROR_SUCCESS;
+    return AddValues();
 }
 
-void KeyRows::AddValues(DWORD count)
+LSTATUS KeyRows::AddValues()
 {
     const std::size_t first = m_rows.size();
     bool hasDefault = false;
-    for (DWORD index = 0; index < count; ++index) {
-        if (const ReadValue value = ValueAt(index, 0); value.code == ERROR_SUCCESS) {
+    const LSTATUS code = ListValues(m_key.Get(), [&](const ListedValue& value) {
+        if (value.name.size() < kNameRoom) { // a longer one could not be read for its row
             hasDefault = hasDefault || value.name.empty();
-            m_rows.push_back({KeyRow::Kind::kValue, false, index, value.type});
+            m_rows.push_back({KeyRow::Kind::kValue, false, value.index, value.type});
         }
-    }
+    });
     if (!hasDefault) {
         m_rows.insert(m_rows.begin() + static_cast<std::ptrdiff_t>(first), {KeyRow::Kind::kDefaultValue, false, 0, 0});
     }
+    return code;
 }
 
 void KeyRows::AddSubkeys()
@@ -191,7 +193,7 @@ std::string KeyRows::ValueCell(const KeyRow& row, KeyColumn column) const
 {
     switch (column) {
     case KeyColumn::kName: {
-        const ReadValue value = ValueAt(row.index, 0);
+        const ReadValue value = ValueAt(row.index, Wanted::kName);
         return value.name.empty() && value.code == ERROR_SUCCESS ? m_texts.defaultName : std::string(value.name);
     }
     case KeyColumn::kType:
@@ -199,7 +201,7 @@ std::string KeyRows::ValueCell(const KeyRow& row, KeyColumn column) const
     case KeyColumn::kLastChange:
         return m_keyTime;
     case KeyColumn::kLength: {
-        const ReadValue value = ValueAt(row.index, 0);
+        const ReadValue value = ValueAt(row.index, Wanted::kLength);
         return value.code == ERROR_SUCCESS ? std::to_string(value.size) : std::string();
     }
     case KeyColumn::kOwner:
@@ -215,7 +217,7 @@ std::string KeyRows::ValueCell(const KeyRow& row, KeyColumn column) const
 
 std::string KeyRows::ValueData(const KeyRow& row) const
 {
-    ReadValue value = ValueAt(row.index, kMaxData);
+    ReadValue value = ValueAt(row.index, Wanted::kData);
     if (value.code == ERROR_SUCCESS) {
         return value.size == 0 ? m_texts.emptyData : ValueToListText(value.type, value.data);
     }
@@ -267,7 +269,7 @@ std::string KeyRows::Name(std::size_t row) const
 {
     switch (m_rows[row].kind) {
     case KeyRow::Kind::kValue:
-        return std::string(ValueAt(m_rows[row].index, 0).name);
+        return std::string(ValueAt(m_rows[row].index, Wanted::kName).name);
     case KeyRow::Kind::kDefaultValue:
         return {};
     case KeyRow::Kind::kParent:

@@ -55,7 +55,8 @@ public:
     /// Lists the roots.
     void ShowRoots();
 
-    /// Lists a key. Answers 0; 5 with the one row of a refused key; any other code with no row at all.
+    /// Lists a key. Answers 0; 5 with the one row of a refused key; 1015 or 1016 with no row of a value that is there
+    /// where the list of values is damaged; any other code with no row at all.
     LSTATUS ShowKey(HKEY root, const std::string& subpath, bool showsSubkeys);
 
     [[nodiscard]] std::size_t Count() const noexcept { return m_rows.size(); }
@@ -77,11 +78,12 @@ private:
         std::uint64_t lastWrite = 0;
     };
 
+    enum class Wanted : std::uint8_t { kName, kLength, kData };
     struct ReadValue;
 
     void Clear();
-    [[nodiscard]] ReadValue ValueAt(std::uint32_t index, DWORD dataRoom) const;
-    void AddValues(DWORD count);
+    [[nodiscard]] ReadValue ValueAt(std::uint32_t index, Wanted wanted) const;
+    LSTATUS AddValues();
     void AddSubkeys();
     [[nodiscard]] std::string ValueCell(const KeyRow& row, KeyColumn column) const;
     [[nodiscard]] std::string SubkeyCell(const KeyRow& row, KeyColumn column) const;

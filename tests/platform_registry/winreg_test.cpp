@@ -1,13 +1,15 @@
 #include "platform/registry/winreg.h"
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "fixtures/hive_builder.h"
+#include "fixtures/scratch_folder.h"
 #include "platform/registry/registry.h"
+#include "platform/registry/value_listing.h"
 #include "platform_hive/raw_hive.h"
 
 namespace tolvar {
@@ -48,12 +50,6 @@ protected:
         ASSERT_TRUE(m_registry.Mount({Write("main", main), R"(hkey_local_machine\A\Main)"}));
         ASSERT_TRUE(m_registry.Mount({Write("other", other), R"(HKEY_LOCAL_MACHINE\a\main\HIDDEN)"}));
     }
-    void TearDown() override
-    {
-        for (const std::filesystem::path& file : m_files) {
-            std::filesystem::remove(file);
-        }
-    }
 
     std::filesystem::path Write(const char* name, const BuiltKey& root)
     {
@@ -61,11 +57,7 @@ protected:
     }
     std::filesystem::path Write(const char* name, const std::vector<std::byte>& bytes)
     {
-        const auto file = std::filesystem::path(testing::TempDir()) /
-                          (std::string(testing::UnitTest::GetInstance()->current_test_info()->name()) + name);
-        std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
-        m_files.push_back(file);
-        return file;
+        return m_folder.Write(name, bytes);
     }
 
     [[nodiscard]] static HKEY Open(const char* path, REGSAM access = KEY_READ)
@@ -85,7 +77,7 @@ protected:
         return names;
     }
 
-    std::vector<std::filesystem::path> m_files;
+    fixtures::ScratchFolder m_folder;
     Registry m_registry;
     Session m_session{m_registry};
 };
@@ -101,18 +93,19 @@ TEST_F(WinregTest, ShowsMountsBetweenTheKeysOfHives)
                                nullptr, nullptr, nullptr),
               ERROR_SUCCESS);
     EXPECT_EQ(count, 3U);
-    EXPECT_EQ(m_registry.Mount({m_files[0], R"(HKEY_LOCAL_MACHINE\A\Main)"}).error().code, ErrorCode::kAlreadyExists);
-    EXPECT_EQ(m_registry.Mount({m_files[0], R"(HKEY_NOWHERE\A)"}).error().code, ErrorCode::kInvalidParameter);
+    EXPECT_EQ(m_registry.Mount({m_folder / "main", R"(HKEY_LOCAL_MACHINE\A\Main)"}).error().code,
+              ErrorCode::kAlreadyExists);
+    EXPECT_EQ(m_registry.Mount({m_folder / "main", R"(HKEY_NOWHERE\A)"}).error().code, ErrorCode::kInvalidParameter);
     std::string deep = "HKEY_USERS";
     for (int i = 0; i < 60000; ++i) {
         deep += "\\a";
     }
-    EXPECT_EQ(m_registry.Mount({m_files[0], deep}).error().code, ErrorCode::kInvalidParameter);
+    EXPECT_EQ(m_registry.Mount({m_folder / "main", deep}).error().code, ErrorCode::kInvalidParameter);
 }
 
 TEST_F(WinregTest, KeepsTheKeysOfAHiveOnTheWayToAMountBelowThem)
 {
-    ASSERT_TRUE(m_registry.Mount({m_files[1], R"(HKEY_LOCAL_MACHINE\A\Main\SUB\Deep\Mount)"}));
+    ASSERT_TRUE(m_registry.Mount({m_folder / "other", R"(HKEY_LOCAL_MACHINE\A\Main\SUB\Deep\Mount)"}));
     const HKEY main = Open("A\\Main");
     EXPECT_THAT(Names(main), testing::UnorderedElementsAre("closed", "SUB", "HIDDEN"));
     EXPECT_THAT(Names(Open("A\\Main\\Sub")), testing::UnorderedElementsAre("under", "Deep"));
@@ -334,6 +327,91 @@ TEST_F(WinregTest, NamesAValueWhoseDataCanNotBeRead)
                                nullptr, nullptr),
               ERROR_SUCCESS);
     EXPECT_EQ(size, 0U); // nobody needs room for what can't be had
+    EXPECT_EQ(ListValues(key, [](const ListedValue& listed) { ADD_FAILURE() << listed.index; }), ERROR_SUCCESS);
+}
+
+TEST_F(WinregTest, ListsValuesInTheOrderOfEnumeration)
+{
+    std::vector<std::string> listed;
+    const auto list = [&listed](const ListedValue& value) {
+        listed.push_back(std::to_string(value.index) + " " + std::to_string(value.type) + " " +
+                         std::string(value.name));
+    };
+    EXPECT_EQ(ListValues(Open("A\\Main"), list), ERROR_SUCCESS);
+    EXPECT_THAT(listed, testing::ElementsAre("0 1 ", "1 7 list", "2 2 odd", "3 3 lone\xED\xA0\x80"));
+    EXPECT_EQ(ListValues(Open("A\\Main", KEY_ENUMERATE_SUB_KEYS), list), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(ListValues(nullptr, list), ERROR_INVALID_HANDLE);
+}
+
+TEST_F(WinregTest, ListsTheValuesThatCanBeEnumeratedWithTheirSize)
+{
+    fixtures::RawHive raw;
+    constexpr std::uint32_t kSize = kBigDataSegment + 2;
+    const auto addBig = [&raw](std::uint32_t second) {
+        const std::uint32_t segments = raw.AddOffsets(std::vector{raw.Allocate(kBigDataSegment), second});
+        const std::uint32_t cell = raw.Allocate(kBigDataHead);
+        raw.Put(cell, big_data_fields::kSignature, signatures::kBigData);
+        raw.Put(cell, big_data_fields::kCount, 2);
+        raw.Put(cell, big_data_fields::kList, segments);
+        return cell;
+    };
+    const std::uint32_t whole = addBig(raw.Allocate(8));
+    const std::uint32_t torn = addBig(0x7FFFFFF0); // its second segment lies nowhere
+    const std::vector<std::uint32_t> values = {
+        raw.AddValue("whole", REG_SZ, kSize, whole),     raw.AddValue("torn", REG_SZ, kSize, torn),
+        raw.AddValue("list", REG_MULTI_SZ, kSize, torn), raw.AddValue("bytes", REG_BINARY, kSize, torn),
+        raw.AddValue("none", REG_BINARY, 8, 0x7FFFFFF0), raw.AddKey({}),
+        raw.AddValue("last", REG_SZ, kSize, whole)};
+    const auto count = static_cast<std::uint32_t>(values.size());
+    const std::uint32_t damagedList = raw.AddKey({.name = "lost", .values = 4, .valueList = 0x7FFFFFF0});
+    ASSERT_TRUE(
+        m_registry.Mount({Write("raw", raw.Finish(raw.AddKey({.subkeys = 1,
+                                                              .subkeyList = raw.AddList("li", std::vector{damagedList}),
+                                                              .values = count,
+                                                              .valueList = raw.AddOffsets(values)}))),
+                          R"(HKEY_LOCAL_MACHINE\Raw)"}));
+    const HKEY key = Open("Raw");
+    std::vector<std::string> enumerated;
+    for (DWORD index = 0; index < count; ++index) {
+        char name[16];
+        DWORD nameSize = sizeof name;
+        DWORD size = 0;
+        if (RegEnumValueA(key, index, name, &nameSize, nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS) {
+            enumerated.emplace_back(name);
+        }
+    }
+    std::vector<std::string> listed;
+    const auto list = [&listed](const ListedValue& value) { listed.emplace_back(value.name); };
+    EXPECT_EQ(ListValues(key, list), ERROR_SUCCESS);
+    EXPECT_THAT(listed, testing::ElementsAre("whole", "bytes", "last")); // of bytes, the size is known without a look
+    EXPECT_EQ(listed, enumerated);
+    EXPECT_EQ(ListValues(Open("Raw\\lost"), list), ERROR_REGISTRY_CORRUPT);
+}
+
+TEST_F(WinregTest, CountsATextWithoutRoomAsItIsHandedOut)
+{
+    // Pairs lie across the blocks in which a text is read, and across the segments of a large one.
+    std::u16string text(1, u'x');
+    for (int i = 0; i < 10'000; ++i) {
+        text += u"\xE9\x20AC\xD800\xDC00\xD800";
+    }
+    ASSERT_TRUE(
+        m_registry.Mount({Write("text", BuiltKey{.name = u"ROOT", .values = {{u"t", 1, fixtures::TextData(text)}}}),
+                          R"(HKEY_LOCAL_MACHINE\Text)"}));
+    const HKEY key = Open("Text");
+    DWORD whole = 0;
+    EXPECT_EQ(RegQueryValueExA(key, "t", nullptr, nullptr, nullptr, &whole), ERROR_SUCCESS);
+    EXPECT_EQ(whole, 1 + 10'000U * (2 + 3 + 4 + 3) + 1);
+    std::vector<BYTE> data(whole);
+    DWORD size = whole;
+    EXPECT_EQ(RegQueryValueExA(key, "t", nullptr, nullptr, data.data(), &size), ERROR_SUCCESS);
+    for (const DWORD room : {1U, 2U, 4095U, 4096U, whole - 1}) {
+        std::vector<BYTE> part(room);
+        size = room;
+        EXPECT_EQ(RegQueryValueExA(key, "t", nullptr, nullptr, part.data(), &size), ERROR_MORE_DATA) << room;
+        EXPECT_EQ(size, whole) << room;
+        EXPECT_TRUE(std::equal(part.begin(), part.end(), data.begin())) << room;
+    }
 }
 
 TEST_F(WinregTest, TellsMaximaOfAKeyThatListsOneValueOverAndOver)

@@ -50,6 +50,7 @@ TEST(TextConversion, WritesTheBytesOfUtf8)
          }) {
         EXPECT_EQ(ToUtf8(c.text), c.bytes);
         EXPECT_EQ(ToUtf16(c.bytes), c.text);
+        EXPECT_EQ(Utf8Size(c.text), ToUtf8(c.text, NulForm::kPlain).size()) << c.bytes;
     }
     EXPECT_EQ(ToUtf8(u"a\0b"sv, NulForm::kPlain), "a\0b"sv);
 }

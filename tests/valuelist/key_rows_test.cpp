@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/window_fixture.h"
+#include "platform_hive/raw_hive.h"
 #include "valuelist/key_rows.h"
 
 namespace tolvar {
@@ -65,6 +66,29 @@ TEST_F(KeyRowsTest, TellsRefusedAndMissingKeysApart)
     EXPECT_THAT(Shown(), ElementsAre("ACCESS DENIED||0,14"));
     EXPECT_EQ(rows.ShowKey(HKEY_USERS, "none", true), ERROR_FILE_NOT_FOUND);
     EXPECT_THAT(Shown(), IsEmpty());
+}
+
+TEST_F(KeyRowsTest, ShowsSubkeysAndDefaultOfAKeyWhoseValueListIsDamaged)
+{
+    fixtures::RawHive raw;
+    const std::uint32_t subkeys = raw.AddList("li", std::vector{raw.AddKey({.name = "S"})});
+    const std::uint32_t root = raw.AddKey({.subkeys = 1, .subkeyList = subkeys, .values = 3, .valueList = 0x7FFFFFF0});
+    fixture.Mount("HKEY_USERS\\K", raw.Finish(root));
+    EXPECT_EQ(rows.ShowKey(HKEY_USERS, "K", true), ERROR_REGISTRY_CORRUPT);
+    EXPECT_THAT(Shown(), ElementsAre("../||-2,0", "S||-1,0", "(Default)|(not set)|0,1"));
+}
+
+TEST_F(KeyRowsTest, LeavesOutAValueWhoseNameIsLongerThanAnyMayBe)
+{
+    fixtures::RawHive raw;
+    const std::string tooLong(16384 * 3 / 2, '\xE9'); // two bytes each in UTF-8
+    const std::vector values = {raw.AddValue(tooLong, REG_SZ, 0, 0),
+                                raw.AddValue(std::string_view(tooLong).substr(2), REG_SZ, 0, 0)};
+    const std::uint32_t root = raw.AddKey({.values = 2, .valueList = raw.AddOffsets(values)});
+    fixture.Mount("HKEY_USERS\\K", raw.Finish(root));
+    EXPECT_EQ(rows.ShowKey(HKEY_USERS, "K", true), ERROR_SUCCESS);
+    ASSERT_EQ(rows.Count(), 3U); // "../", the default value, the name that fits
+    EXPECT_EQ(rows.Name(2).size(), 2 * (tooLong.size() - 2));
 }
 
 TEST_F(KeyRowsTest, ListsTheRootsWithNothingButTheirNames)

@@ -39,8 +39,14 @@ public:
 private:
     void Convert(std::size_t count)
     {
+        const std::u16string_view units = std::u16string_view(m_units).substr(0, count);
+        if (m_room.empty()) {
+            m_size += Utf8Size(units);
+            m_units.erase(0, count);
+            return;
+        }
         m_text.clear();
-        AppendUtf8(m_text, std::u16string_view(m_units).substr(0, count), NulForm::kPlain);
+        AppendUtf8(m_text, units, NulForm::kPlain);
         m_units.erase(0, count);
         const std::size_t fits = std::min(m_text.size(), m_room.size());
         std::ranges::copy(std::as_bytes(std::span(m_text)).first(fits), m_room.begin());

@@ -265,6 +265,31 @@ std::string ToUtf8(std::u16string_view text, NulForm nul)
     return out;
 }
 
+std::size_t Utf8Size(std::u16string_view text) noexcept
+{
+    // Each block is counted in 16 bits, so that the compiler takes several units at once.
+    constexpr std::size_t kBlock = 0x3FFF; // units that count at most 4 each
+    std::size_t size = text.size();
+    char16_t before = 0; // the last unit of the previous block
+    while (!text.empty()) {
+        const std::u16string_view block = text.substr(0, kBlock);
+        const auto extra = [](char16_t last, char16_t unit) {
+            const int isPair =
+                static_cast<int>((last & 0xFC00) == 0xD800) & static_cast<int>((unit & 0xFC00) == 0xDC00);
+            // A pair takes four bytes, not two times three.
+            return static_cast<std::uint16_t>((unit >= 0x80 ? 1 : 0) + (unit >= 0x800 ? 1 : 0) + 2 * (1 - isPair));
+        };
+        std::uint16_t more = extra(before, block.front());
+        for (std::size_t i = 1; i < block.size(); ++i) {
+            more = static_cast<std::uint16_t>(more + extra(block[i - 1], block[i]));
+        }
+        size += more - 2 * block.size();
+        before = block.back();
+        text.remove_prefix(block.size());
+    }
+    return size;
+}
+
 std::optional<std::u16string> ToUtf16(std::string_view text)
 {
     std::u16string out;
