@@ -4,6 +4,8 @@
 //   milliseconds
 //                             of selecting the large key, of a page of scrolling in it, and of a selection with the
 //                             arrow key: median and worst
+//   browse_keys texts HIVE    prints the milliseconds of selecting a key with 60 texts of 1 MB, and one with a text of
+//                             100 MB
 //   browse_keys journal HIVE  a journal of 100,000 records is shown; prints the milliseconds of a page of scrolling in
 //   it:
 //                             median and worst
@@ -27,6 +29,7 @@ namespace tolvar::bench {
 namespace {
 
 constexpr int kManyValues = 100'000;
+constexpr int kTexts = 60;
 constexpr int kKeys = 300;
 constexpr int kPages = 200;
 constexpr int kRecords = 100'000;
@@ -66,6 +69,24 @@ int TimeValues(const char* hive)
     const Times scrolling = Sorted(pages);
     std::printf("%.1f %.2f %.2f %.2f %.2f\n", many, scrolling.median, scrolling.worst, selection.median,
                 selection.worst);
+    return 0;
+}
+
+int TimeTexts(const char* hive)
+{
+    BenchWindow window(hive, MountMode::kReadOnly);
+    CKeyTree& tree = *window.frame.findChild<CKeyTree*>();
+    window.frame.GoToKey("HKEY_LOCAL_MACHINE\\X");
+    const QAbstractItemModel& list = window.frame.findChild<CValueList*>()->Model();
+    constexpr int kOtherRows = 2; // the parent, and the default value that is not set
+    const double many = window.Press(tree, Qt::Key_Down);
+    const int manyRows = list.rowCount() - kOtherRows;
+    const double large = window.Press(tree, Qt::Key_Down);
+    if (manyRows != kTexts || list.rowCount() - kOtherRows != 1) {
+        std::fprintf(stderr, "browse_keys: the keys of texts were not reached\n");
+        return 1;
+    }
+    std::printf("%.1f %.1f\n", many, large);
     return 0;
 }
 
@@ -139,12 +160,15 @@ int main(int argc, char** argv)
     if (what == "values") {
         return tolvar::bench::TimeValues(argv[2]);
     }
+    if (what == "texts") {
+        return tolvar::bench::TimeTexts(argv[2]);
+    }
     if (what == "journal") {
         return tolvar::bench::TimeJournal(argv[2]);
     }
     if (what == "memory") {
         return tolvar::bench::MeasureMemory(argv[2]);
     }
-    std::fprintf(stderr, "usage: browse_keys values|journal|memory HIVE\n");
+    std::fprintf(stderr, "usage: browse_keys values|texts|journal|memory HIVE\n");
     return 2;
 }

@@ -320,6 +320,21 @@ void MakeValues(const std::filesystem::path& path)
     WriteFile(path, HiveBuilder().Build(root));
 }
 
+/// A key with 60 texts of one megabyte, and a key with one of a hundred.
+void MakeTexts(const std::filesystem::path& path)
+{
+    constexpr std::size_t kUnits = 512 * 1024; // a megabyte with the terminator
+    BuiltKey many{.name = u"A"};
+    for (std::size_t i = 0; i < 60; ++i) {
+        const std::string name = "Text " + std::to_string(i);
+        many.values.push_back(
+            {std::u16string(name.begin(), name.end()), kRegSz, fixtures::TextData(std::u16string(kUnits - 1, u't'))});
+    }
+    const BuiltKey large{.name = u"B",
+                         .values = {{u"Text", kRegSz, fixtures::TextData(std::u16string(100 * kUnits - 1, u't'))}}};
+    WriteFile(path, HiveBuilder().Build({.name = u"ROOT", .subkeys = {std::move(many), large}}));
+}
+
 } // namespace
 
 } // namespace tolvar::bench
@@ -328,10 +343,10 @@ int main(int argc, char** argv)
 {
     using namespace tolvar::bench;
     const std::map<std::string_view, void (*)(const std::filesystem::path&)> makers = {
-        {"large", MakeLarge}, {"many", MakeMany}, {"values", MakeValues}};
+        {"large", MakeLarge}, {"many", MakeMany}, {"texts", MakeTexts}, {"values", MakeValues}};
     const auto maker = makers.find(argc == 3 ? argv[1] : "");
     if (maker == makers.end()) {
-        std::fprintf(stderr, "usage: make_hive large|many|values FILE\n");
+        std::fprintf(stderr, "usage: make_hive large|many|texts|values FILE\n");
         return EXIT_FAILURE;
     }
     try {
