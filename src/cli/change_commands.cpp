@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "platform/registry/key_path.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
@@ -35,15 +36,11 @@ protected:
     {
         std::vector<std::string> names;
         std::string parent = m_path;
-        for (RegKey key; OpenKeyPath(parent, *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND;) {
-            const std::size_t slash = parent.rfind('\\');
-            if (slash == std::string::npos) {
-                break;
+        for (RegKey key; HoldsSeparator(parent) && OpenKeyPath(parent, *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND;) {
+            if (const std::string_view name = LastName(parent); !name.empty()) {
+                names.emplace_back(name);
             }
-            if (slash + 1 != parent.size()) {
-                names.push_back(parent.substr(slash + 1));
-            }
-            parent.resize(slash);
+            parent.resize(ParentPath(parent).size());
         }
         if (names.empty()) {
             context.Report({ErrorCode::kAlreadyExists, m_path});
@@ -57,7 +54,7 @@ protected:
                 }
                 return;
             }
-            parent.append("\\").append(names.back());
+            AppendPath(parent, names.back());
         }
         if (const Result<void> committed = group.Commit(); !committed) {
             context.Report(committed.error());
@@ -122,9 +119,7 @@ private:
 
 void ChangeCommand::Run(CommandContext& context)
 {
-    while (m_path.ends_with('\\')) {
-        m_path.pop_back();
-    }
+    m_path.resize(TrimPathEnd(m_path).size());
     if (context.journal == nullptr) {
         context.Report({ErrorCode::kWriteProtect, m_path});
         return;

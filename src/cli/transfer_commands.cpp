@@ -4,6 +4,7 @@
 #include "cli/command.h"
 #include "key_text/read_key_text.h"
 #include "key_text/write_key_text.h"
+#include "platform/registry/key_path.h"
 #include "registry/reg_key.h"
 
 namespace tolvar {
@@ -51,9 +52,7 @@ public:
 
     void Run(CommandContext& context) override
     {
-        while (m_path.ends_with('\\')) {
-            m_path.pop_back();
-        }
+        m_path.resize(TrimPathEnd(m_path).size());
         const RegKey key(OpenForCommand(context, m_path, KEY_READ));
         if (!key) {
             return;

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/registry/key_path.h"
+
 namespace tolvar {
 
 namespace {
@@ -118,7 +120,7 @@ JournalRow RowOf(std::string_view text, std::string_view emptyName)
     JournalRow row{ImageOf(record), DateText(record.stamp), record.user, OperationOf(record), {}, record.path};
     if (record.object == 0) {
         constexpr int kNewKey = 7;
-        row.what = record.kind == kNewKey ? record.secondPath : record.path.substr(record.path.rfind('\\') + 1);
+        row.what = record.kind == kNewKey ? record.secondPath : std::string(LastName(record.path));
     } else if (record.kind != kSecondGroup) {
         row.what = record.name.empty() ? std::string(emptyName.substr(0, kEmptyNameRoom)) : record.name;
     }

@@ -1,5 +1,6 @@
 #include "journal/pasted_value.h"
 
+#include "platform/registry/key_path.h"
 #include "registry/editable_value.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
@@ -14,7 +15,7 @@ HKEY ExactRoot(std::string_view path)
 {
     const HKEY root = RootKeyFromName(path);
     std::string name;
-    return root != nullptr && RootKeyName(name, root) && path.substr(0, path.find('\\')) == name ? root : nullptr;
+    return root != nullptr && RootKeyName(name, root) && SplitFirst(path).first == name ? root : nullptr;
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/registry/key_path.h"
 #include "platform/registry/subkey_listing.h"
 #include "platform/system/text.h"
 #include "registry/reg_key.h"
@@ -83,7 +84,7 @@ std::string KeyTreeModel::FullPath(const QModelIndex& item) const
 {
     std::string path;
     for (QModelIndex at = item; at.isValid() && !IsTreeRoot(at); at = at.parent()) {
-        path.insert(0, path.empty() ? Text(at) : Text(at) + "\\");
+        path.insert(0, path.empty() ? Text(at) : Text(at) + kPathSeparator);
     }
     return path;
 }
@@ -91,8 +92,7 @@ std::string KeyTreeModel::FullPath(const QModelIndex& item) const
 KeyPlace KeyTreeModel::Place(const QModelIndex& item) const
 {
     const std::string path = FullPath(item);
-    const std::size_t end = std::min(path.find('\\'), path.size());
-    return {RootKeyFromName(path), path.substr(std::min(end + 1, path.size()))};
+    return {RootKeyFromName(path), std::string(SplitFirst(path).rest)};
 }
 
 QModelIndex KeyTreeModel::Child(const QModelIndex& item, std::string_view text) const

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/registry/key_path.h"
 #include "platform/system/file_time.h"
 #include "registry/key_owner.h"
 #include "registry/root_keys.h"
@@ -55,14 +56,14 @@ Lines ParentTip(const RowTipTexts& texts, const RowTipPlace& place)
     }
     std::string path;
     RootKeyName(path, place.root);
-    path += "\\" + place.subpath;
-    return {texts.upToKey + " ", "   " + path.substr(0, path.rfind('\\'))};
+    AppendPath(path, ParentPath(place.subpath));
+    return {texts.upToKey + " ", "   " + path};
 }
 
 Lines SubkeyTip(const RowTipTexts& texts, bool isNT, const RowTipPlace& place, const std::string& name)
 {
     RegKey key;
-    const std::string path = place.subpath.empty() ? name : place.subpath + "\\" + name;
+    const std::string path = JoinPath(place.subpath, name);
     if (RegOpenKeyExA(place.root, path.c_str(), 0, KEY_READ, key.Put()) != ERROR_SUCCESS) {
         return {};
     }
