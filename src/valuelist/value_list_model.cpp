@@ -4,28 +4,20 @@
 
 #include "ui/native_text.h"
 #include "ui/theme_list_ctrl.h"
+#include "ui/type_icons.h"
 
 namespace tolvar {
 
 namespace {
 
-/// By KeyRow::Image: a key, the types 0 to 11, all other types, and what is refused. Type 11 shares the picture of the
-/// custom types, as it shares their name: a number must not look like a subkey.
-constexpr std::array kIcons = {IconId::kKey,
-                               IconId::kNoType,
-                               IconId::kString,
-                               IconId::kExpandString,
-                               IconId::kBinary,
-                               IconId::kDword,
-                               IconId::kDwordBigEndian,
-                               IconId::kLink,
-                               IconId::kMultiString,
-                               IconId::kResourceList,
-                               IconId::kFullResourceDescriptor,
-                               IconId::kResourceRequirements,
-                               IconId::kOtherType,
-                               IconId::kOtherType,
-                               IconId::kRefused};
+/// By KeyRow::Image.
+IconId IconOf(std::size_t image)
+{
+    constexpr std::size_t kRefusedImage = 14;
+    return image == 0               ? IconId::kKey
+           : image == kRefusedImage ? IconId::kRefused
+                                    : TypeIcon(static_cast<std::uint32_t>(image - 1));
+}
 
 /// By KeyColumn.
 constexpr std::array kTitles = {TextId::kName,   TextId::kType,  TextId::kLastChange,
@@ -44,9 +36,8 @@ KeyRowTexts Texts(const ResourceLibrary& language)
 ValueListModel::ValueListModel(const WindowContext& context, QObject* parent)
     : QAbstractTableModel(parent), m_context(context), m_rows(Texts(context.language), context.m_bIsNT)
 {
-    static_assert(kIcons.size() == kImageCount);
     for (std::size_t i = 0; i < m_images.size(); ++i) {
-        m_images[i] = context.theme.Icon(kIcons[i]);
+        m_images[i] = context.theme.Icon(IconOf(i));
     }
 }
 

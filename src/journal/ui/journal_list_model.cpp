@@ -2,27 +2,29 @@
 
 #include "journal/journal_record.h"
 #include "ui/native_text.h"
+#include "ui/type_icons.h"
 
 namespace tolvar {
 
 namespace {
 
 /// By JournalRow::image.
-constexpr std::array kIcons = {IconId::kNoType,
-                               IconId::kString,
-                               IconId::kExpandString,
-                               IconId::kBinary,
-                               IconId::kDword,
-                               IconId::kDwordBigEndian,
-                               IconId::kLink,
-                               IconId::kMultiString,
-                               IconId::kResourceList,
-                               IconId::kFullResourceDescriptor,
-                               IconId::kResourceRequirements,
-                               IconId::kKey,
-                               IconId::kOtherType,
-                               IconId::kSearchResults,
-                               IconId::kSecondGroup};
+IconId IconOf(std::size_t image)
+{
+    constexpr std::size_t kKey = 11;
+    constexpr std::size_t kFirstGroup = 13;
+    constexpr std::size_t kSecondGroup = 14;
+    switch (image) {
+    case kKey:
+        return IconId::kKey;
+    case kFirstGroup:
+        return IconId::kSearchResults;
+    case kSecondGroup:
+        return IconId::kSecondGroup;
+    default:
+        return TypeIcon(static_cast<std::uint32_t>(image));
+    }
+}
 
 /// By Column.
 constexpr std::array kTitles = {TextId::kType,   TextId::kTime, TextId::kUser,
@@ -40,9 +42,8 @@ JournalListModel::JournalListModel(const WindowContext& context, const CTolvarDo
     : QAbstractTableModel(parent), m_context(context), m_document(document),
       m_emptyName(FromQString(context.language.String(TextId::kDefaultName)))
 {
-    static_assert(kIcons.size() == kImageCount);
     for (std::size_t i = 0; i < m_images.size(); ++i) {
-        m_images[i] = context.theme.Icon(kIcons[i]);
+        m_images[i] = context.theme.Icon(IconOf(i));
     }
 }
 
