@@ -3,10 +3,12 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QTemporaryDir>
 
 #include "app/settings_profile.h"
 #include "frame/main_frame.h"
@@ -23,8 +25,9 @@ class BenchWindow {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// `journal`: a journal to be shown; without a folder there is none.
-    BenchWindow(const char* hive, MountMode mode, JournalOptions journal = {}) : m_document(std::move(journal))
+    /// `journal`: a journal to be shown; without a folder it is an empty one, gone at the end.
+    BenchWindow(const char* hive, MountMode mode, JournalOptions journal = {})
+        : m_document(InFolder(std::move(journal), m_folder.filePath("journal").toStdString()))
     {
         const QStringList folders = {QCoreApplication::applicationDirPath()};
         if (!m_language.Load(folders, QStringLiteral("lang/rcenu"), QStringLiteral("/lang")) ||
@@ -33,7 +36,7 @@ public:
             std::fprintf(stderr, "the resource libraries or the hive can't be opened\n");
             std::exit(1);
         }
-        static_cast<void>(m_document.OnNewDocument()); // without a folder it stays empty, and nothing is changed
+        static_cast<void>(m_document.OnNewDocument()); // one that can't be read is shown as an empty one
         frame.OnInitialUpdate();
         frame.ActivateFrame();
         Settle();
@@ -55,6 +58,15 @@ public:
     Registry registry;
 
 private:
+    static JournalOptions InFolder(JournalOptions journal, std::filesystem::path folder)
+    {
+        if (journal.dataFolder.empty()) {
+            journal.dataFolder = std::move(folder);
+        }
+        return journal;
+    }
+
+    QTemporaryDir m_folder;
     Session m_session{registry};
     SettingsProfile m_profile;
     ResourceLibrary m_language;
