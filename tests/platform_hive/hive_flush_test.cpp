@@ -1,3 +1,4 @@
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -197,6 +198,105 @@ TEST(HiveFlush, CanBeTriedAgainAfterAFullDiskOrEndsWithWhatOpensWhole)
     EXPECT_GT(answered, counted.Calls() / 3); // most of a flush comes before its point of no return
 }
 
+/// The bins and the base block, but for what tells one flush from another.
+std::vector<std::byte> BytesOf(const Hive& hive)
+{
+    return {hive.FileBytes().begin(), hive.FileBytes().begin() + kBaseBlockSize + hive.Length()};
+}
+
+TEST(HiveFlush, RevertsExactlyWhereverItFailsBeforeItsPointOfNoReturn)
+{
+    std::array<std::size_t, 3> fates{};
+    for (const LogFormat format : {LogFormat::kNone, LogFormat::kOld, LogFormat::kNew}) {
+        for (const auto fault : {PowerCutStore::Fault::kDiskFull, PowerCutStore::Fault::kPowerCut}) {
+            for (std::size_t call = 1;; ++call) {
+                SCOPED_TRACE(testing::Message() << "format " << static_cast<int>(format) << ", call " << call);
+                PowerCutStore store = StoreWithHive(format);
+                CountingClock clock;
+                std::mt19937 random(11);
+                auto hive = WritableHive::Open(store, kFile, clock).value();
+                ChangeSome(*hive, random);
+                ASSERT_TRUE(hive->Flush());
+                const std::vector<std::byte> before = BytesOf(hive->Reader());
+                Flushes allowed;
+                allowed.last = ContentOf(hive->Reader());
+                ChangeSome(*hive, random);
+                allowed.next = ContentOf(hive->Reader());
+                store.FailAt(call, fault);
+                if (hive->Flush()) {
+                    break;
+                }
+                const FlushFate fate = hive->FailedFlush();
+                ++fates[static_cast<std::size_t>(fate)];
+                const Result<void> reverted = hive->Revert();
+                EXPECT_EQ(reverted.has_value(), fate == FlushFate::kNotMade);
+                if (reverted) {
+                    EXPECT_TRUE(BytesOf(hive->Reader()) == before);
+                    EXPECT_FALSE(hive->IsChanged());
+                    allowed.next = ContentOf(hive->Reader());
+                } else if (fate == FlushFate::kMade) {
+                    allowed.last = ContentOf(hive->Reader());
+                }
+                if (reverted && fault == PowerCutStore::Fault::kDiskFull) { // and it goes on as if nothing had been
+                    ChangeSome(*hive, random);
+                    ASSERT_TRUE(hive->Flush());
+                    allowed.last = ContentOf(hive->Reader());
+                    allowed.next = ContentOf(hive->Reader());
+                } else {
+                    EXPECT_TRUE(reverted || !hive->Flush());
+                }
+                hive.reset();
+                PowerCutStore medium = store.AfterPowerCut(static_cast<std::uint32_t>(call));
+                ExpectOneOf(medium, allowed);
+            }
+        }
+    }
+    EXPECT_THAT(fates, testing::Each(testing::Gt(0U)));
+    std::printf("%zu not made, %zu made, %zu unknown\n", fates[0], fates[1], fates[2]);
+}
+
+TEST(HiveFlush, RevertsAHiveThatGrewAndThatNoFlushWasTriedOf)
+{
+    PowerCutStore store = StoreWithHive(LogFormat::kNone);
+    CountingClock clock;
+    auto hive = WritableHive::Open(store, kFile, clock).value();
+    const CellOffset root = hive->Reader().Root();
+    const std::vector<std::byte> before = BytesOf(hive->Reader());
+    for (int round = 0; round < 3; ++round) {
+        for (unsigned i = 0; i < 100; ++i) { // so many that lookups are remembered
+            const std::u16string name(1 + i, u'k');
+            ASSERT_TRUE(hive->Writer().SetValue(root, name, 3, std::vector<std::byte>(3'000)));
+            ASSERT_TRUE(*hive->Reader().FindValue(*hive->Reader().Key(root), name));
+        }
+        ASSERT_TRUE(hive->Revert());
+        EXPECT_TRUE(BytesOf(hive->Reader()) == before);
+        EXPECT_FALSE(*hive->Reader().FindValue(*hive->Reader().Key(root), u"kk"));
+    }
+    ASSERT_TRUE(hive->Writer().CreateKey(root, u"kept"));
+    ASSERT_TRUE(hive->Flush());
+    EXPECT_EQ(Findings(hive->Reader()), "");
+}
+
+/// A folder on the disk, gone after the test.
+class ScratchFolder {
+public:
+    ScratchFolder() : m_path(std::filesystem::temp_directory_path() / ("tolvar-flush-" + std::to_string(getpid())))
+    {
+        std::filesystem::create_directories(m_path);
+    }
+    ~ScratchFolder() { std::filesystem::remove_all(m_path); }
+
+    std::filesystem::path Write(const char* name, std::span<const std::byte> bytes) const
+    {
+        std::ofstream(m_path / name, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        return m_path / name;
+    }
+
+private:
+    std::filesystem::path m_path;
+};
+
 TEST(WritableHiveOnDisk, KeepsEveryOtherBytesContentWhenOneValueOfARealHiveChanges)
 {
     const std::filesystem::path hives = std::filesystem::path(TOLVAR_SHARED_DIR) / "hives";
@@ -241,6 +341,13 @@ TEST(WritableHiveOnDisk, TellsOfAFileThatAnotherProgramHasOrChanged)
     EXPECT_EQ(hive->Flush().error().code, ErrorCode::kSharingViolation);
     std::filesystem::remove(file);
     EXPECT_EQ(hive->Flush().error().code, ErrorCode::kFileNotFound);
+    EXPECT_TRUE(hive->Revert()); // from the file that is still open
+    hive.reset();
+    const std::filesystem::path other = folder.Write("OTHER", EmptyHive(u"ROOT", 1));
+    hive = WritableHive::Open(SystemFiles(), other, SystemClock()).value();
+    ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"v", 1, {}));
+    std::ofstream(other, std::ios::binary | std::ios::app) << "x";
+    EXPECT_EQ(hive->Revert().error().code, ErrorCode::kSharingViolation);
 }
 
 } // namespace

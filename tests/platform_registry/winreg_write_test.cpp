@@ -280,6 +280,43 @@ TEST_F(WinregWrite, KeepsHandlesGoodOrTellsThatTheirKeyIsGone)
     EXPECT_EQ(fixtures::Findings(Hive::Open(session.File()).value()), "");
 }
 
+TEST_F(WinregWrite, RevertsToTheLastFlushAndHandlesWithIt)
+{
+    HKEY const stays = Create("W\\stays");
+    HKEY const moves = Create("W\\moves\\below");
+    HKEY const goes = Create("W\\goes");
+    ASSERT_EQ(Set(stays, "v", REG_SZ, "old"), ERROR_SUCCESS);
+    ASSERT_TRUE(session.registry.Flush());
+    HKEY const opened = Create("W\\goes"); // after the flush, and before anything changes
+    Notes notes;
+    session.registry.SetObserver(&notes);
+    HKEY const made = Create("W\\made");
+    ASSERT_EQ(Set(stays, "v", REG_SZ, "new"), ERROR_SUCCESS);
+    ASSERT_EQ(RegRenameKey(HKEY_USERS, "W\\moves", "a longer name than it had"), ERROR_SUCCESS);
+    ASSERT_EQ(RegRenameKey(HKEY_USERS, "W\\a longer name than it had\\below", "another long name"), ERROR_SUCCESS);
+    HKEY const renamed = Create("W\\a longer name than it had\\another long name");
+    ASSERT_EQ(RegDeleteTreeA(HKEY_USERS, "W\\goes"), ERROR_SUCCESS);
+    HKEY const again = Create("W\\goes");
+    notes.told.clear();
+    ASSERT_TRUE(session.registry.IsChanged());
+    ASSERT_TRUE(session.registry.Revert());
+    session.registry.SetObserver(nullptr);
+    EXPECT_FALSE(session.registry.IsChanged());
+    EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W:4"));
+    const auto name = [](HKEY key) { return RegSetValueExA(key, "name", 0, REG_NONE, nullptr, 0); };
+    for (HKEY const key : {stays, moves, goes, opened, again}) {
+        EXPECT_EQ(name(key), ERROR_SUCCESS);
+    }
+    EXPECT_EQ(name(made), ERROR_KEY_DELETED);
+    EXPECT_EQ(name(renamed), ERROR_KEY_DELETED);
+    EXPECT_EQ(RegQueryValueExA(Create("W\\moves\\below"), "name", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExA(Create("W\\goes"), "name", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
+    char text[8];
+    DWORD size = sizeof text;
+    EXPECT_EQ(RegQueryValueExA(stays, "v", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size), ERROR_SUCCESS);
+    EXPECT_STREQ(text, "old");
+}
+
 TEST_F(WinregWrite, EnumeratesToAnEndWhileKeysComeAndGo)
 {
     for (int i = 0; i < 40; ++i) {

@@ -70,6 +70,16 @@ bool Hive::Extend(std::uint32_t size)
     return true;
 }
 
+Result<void> Hive::Shorten(std::uint32_t length)
+{
+    auto resized = m_map.Resize(kBaseBlockSize + length);
+    if (resized) {
+        m_bytes = m_map.Bytes();
+        m_length = length;
+    }
+    return resized;
+}
+
 Result<Hive> Hive::FromBytes(std::span<const std::byte> bytes, std::string name)
 {
     Hive hive;

@@ -160,6 +160,8 @@ private:
 
     /// Makes the hive bins data `size` bytes longer. False at the end of the reserved room.
     [[nodiscard]] bool Extend(std::uint32_t size);
+    /// Takes what lies behind `length` bytes of hive bins data away.
+    [[nodiscard]] Result<void> Shorten(std::uint32_t length);
     [[nodiscard]] Result<void> ReadBaseBlock();
     [[gnu::cold, gnu::noinline]] [[nodiscard]] Checked<CellView> CheckedCell(CellOffset offset) const noexcept;
     [[nodiscard]] Checked<std::optional<PlacedValue>> ReadForValue(const ValueListView& values,

@@ -14,7 +14,9 @@ constexpr std::uint32_t kNoCell = CellOffset::kNil;
 
 } // namespace
 
-HiveEditor::HiveEditor(Hive& hive) : m_hive(hive), m_written((hive.Length() / kPage + 63) / 64) {}
+HiveEditor::HiveEditor(Hive& hive)
+    : m_hive(hive), m_written((hive.Length() / kPage + 63) / 64), m_cleanLength(hive.Length())
+{}
 
 std::int32_t HiveEditor::SizeAt(std::uint32_t cell) const noexcept
 {
@@ -44,6 +46,19 @@ void HiveEditor::MarkClean()
 {
     std::ranges::fill(m_written, 0);
     m_isChanged = false;
+    m_cleanLength = m_hive.Length();
+}
+
+void HiveEditor::Restart()
+{
+    m_written.assign((m_hive.Length() / kPage + 63) / 64, 0);
+    m_isChanged = false;
+    m_cleanLength = m_hive.Length();
+    m_bins.clear();
+    m_scanAt = 0;
+    m_freeByPlace.clear();
+    m_freeBySize.clear();
+    Lookups().Clear();
 }
 
 std::vector<ChangedRun> HiveEditor::WrittenPages() const

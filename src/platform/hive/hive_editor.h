@@ -64,6 +64,13 @@ public:
     [[nodiscard]] bool IsChanged() const noexcept { return m_isChanged; }
     void MarkClean();
 
+    /// Length of the hive at the last MarkClean, or when this was made.
+    [[nodiscard]] std::uint32_t CleanLength() const noexcept { return m_cleanLength; }
+
+    /// Forgets all that it found in the hive and all that was written: for a hive that was put back to what it held at
+    /// the last MarkClean.
+    void Restart();
+
     /// Counts the whole hive as written: for a file that has yet to be made.
     void MarkAllWritten();
 
@@ -88,6 +95,7 @@ private:
 
     Hive& m_hive;
     std::vector<std::uint64_t> m_written; ///< one bit a page
+    std::uint32_t m_cleanLength;
     bool m_isChanged = false;
     std::map<std::uint32_t, Bin> m_bins;                  ///< those that were looked into, by their begin
     std::uint32_t m_scanAt = 0;                           ///< the next bin to look into, from the start of the hive on

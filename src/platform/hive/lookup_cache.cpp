@@ -162,4 +162,11 @@ void LookupCache::Forget(CellOffset key)
     m_orders.erase(key.value);
 }
 
+void LookupCache::Clear()
+{
+    const std::lock_guard lock(m_mutex);
+    m_values.clear();
+    m_orders.clear();
+}
+
 } // namespace tolvar

@@ -52,6 +52,9 @@ public:
     /// The key goes, or moves elsewhere.
     void Forget(CellOffset key);
 
+    /// Everything may be another.
+    void Clear();
+
 private:
     enum class Order : std::uint8_t { kAsked, kBroken, kStrict };
 

@@ -1,7 +1,7 @@
 #include "platform/hive/writable_hive.h"
 
 #include <algorithm>
-#include <functional>
+#include <array>
 
 namespace tolvar {
 
@@ -201,6 +201,7 @@ Result<void> WritableHive::Flush()
         StampOldFormat();
     }
     const std::vector<ChangedRun> runs = m_editor.WrittenPages();
+    m_fate = FlushFate::kNotMade;
     const Result<std::uint64_t> size = m_file->Size();
     if (!size) {
         return tl::unexpected(size.error());
@@ -214,24 +215,95 @@ Result<void> WritableHive::Flush()
     }
     ++m_sequence;
     if (auto logged = WriteLog(runs); !logged) {
+        static_cast<void>(m_file->Resize(*size)); // behind the hive's length it does no harm if it stays
         m_changeStamp = m_file->ChangeStamp().value_or(m_changeStamp);
         return logged;
     }
+    auto committed = CommitFlush(runs);
+    m_changeStamp = m_file->ChangeStamp().value_or(m_changeStamp);
+    return committed;
+}
+
+/// From the log's entry to a clean hive. The point of no return is the base block that tells of the entry.
+Result<void> WritableHive::CommitFlush(std::span<const ChangedRun> runs)
+{
     const bool isOld = m_logFormat == HiveLog::Kind::kOldFormat;
     const std::uint32_t before = isOld ? m_sequence - 1 : m_sequence;
     const std::uint32_t after = isOld ? m_sequence : m_sequence + 1;
-    for (const auto& step :
-         {std::function([&] { return WriteBase(after, before); }), std::function([&] { return WriteHive(runs); }),
-          std::function([&] { return WriteBase(after, after); })}) {
-        if (auto done = step(); !done) {
-            m_failure = done.error();
-            return done;
+    std::array<std::byte, kBaseBlockChecked> base{};
+    if (auto read = m_file->Read(0, base); !read) {
+        return read;
+    }
+    if (auto begun = WriteBase(after, before); !begun) {
+        if (!WithdrawBase(base)) {
+            m_failure = begun.error();
+            m_fate = FlushFate::kUnknown;
         }
+        return begun;
+    }
+    auto done = WriteHive(runs);
+    done = done ? WriteBase(after, after) : done;
+    if (!done) {
+        m_failure = done.error();
+        m_fate = FlushFate::kMade;
+        return done;
     }
     m_sequence = after;
     m_editor.MarkClean();
-    const Result<std::uint64_t> stamp = m_file->ChangeStamp();
-    m_changeStamp = stamp.value_or(m_changeStamp);
+    return {};
+}
+
+/// Puts the base block back that a flush replaced, or was about to replace: nothing reads the log's entry then.
+Result<void> WritableHive::WithdrawBase(std::span<const std::byte> base)
+{
+    auto written = m_file->Write(0, base);
+    written = written ? m_file->Sync() : written;
+    if (written) {
+        const std::uint32_t length = m_hive.Length(); // of the changes, which are still there
+        std::ranges::copy(base, m_hive.m_map.Writable().begin());
+        m_hive.m_base = BaseBlock::Parse(base);
+        m_hive.m_base.length = length;
+    }
+    return written;
+}
+
+/// Fills what was written since the last flush from the file.
+Result<void> WritableHive::ReadBack()
+{
+    const std::uint32_t length = m_editor.CleanLength();
+    if (const Result<std::uint64_t> stamp = m_file->ChangeStamp(); stamp && *stamp != m_changeStamp) {
+        return CheckFile();
+    }
+    for (const ChangedRun& run : m_editor.WrittenPages()) {
+        if (run.begin < length) {
+            const std::span<std::byte> old =
+                m_hive.WritableBins().subspan(run.begin, std::min(run.size, length - run.begin));
+            if (auto read = m_file->Read(kBaseBlockSize + std::uint64_t{run.begin}, old); !read) {
+                return read;
+            }
+        }
+    }
+    const std::span<std::byte> base = m_hive.m_map.Writable().first(kBaseBlockChecked);
+    if (auto read = m_file->Read(0, base); !read) {
+        return read;
+    }
+    m_hive.m_base = BaseBlock::Parse(base);
+    return length < m_hive.Length() ? m_hive.Shorten(length) : Result<void>();
+}
+
+Result<void> WritableHive::Revert()
+{
+    if (m_failure) {
+        return tl::unexpected(*m_failure);
+    }
+    if (!m_editor.IsChanged()) {
+        return {};
+    }
+    if (auto read = ReadBack(); !read) {
+        m_failure = read.error();
+        return read;
+    }
+    m_editor.Restart();
     return {};
 }
 

@@ -8,6 +8,13 @@
 
 namespace tolvar {
 
+/// What the file will hold of the changes that a failed flush was to write.
+enum class FlushFate {
+    kNotMade, ///< none of them: the file holds what the last flush made
+    kMade,    ///< all of them, once the next Open has read the logs
+    kUnknown, ///< all or none: the next Open tells
+};
+
 /// A hive file that is being changed. Changes are made in memory, by the writer; Flush makes them durable.
 ///
 /// The file is locked against other programs. Flush writes a log entry before it touches the hive, in the format of the
@@ -37,6 +44,16 @@ public:
     /// nothing is written then.
     [[nodiscard]] Result<void> Flush();
 
+    /// What came of the last Flush that failed; kNotMade where none did.
+    [[nodiscard]] FlushFate FailedFlush() const noexcept { return m_fate; }
+
+    /// Brings the hive back to exactly what the last flush made, or to what Open found. Cells may be other ones than
+    /// before, and keys may be gone. Cost: by what changed.
+    /// Errors: that of a flush that failed behind its point of no return; kSharingViolation where another program
+    /// changed the file, and the system's. The hive in memory is then of no use, and every later Flush answers the
+    /// error.
+    [[nodiscard]] Result<void> Revert();
+
 private:
     WritableHive(FileStore& store, Hive hive, std::unique_ptr<StoredFile> file, const Clock& clock);
 
@@ -45,6 +62,9 @@ private:
     [[nodiscard]] Result<void> WriteLog(std::span<const ChangedRun> runs);
     [[nodiscard]] Result<void> WriteHive(std::span<const ChangedRun> runs);
     [[nodiscard]] Result<void> WriteBase(std::uint32_t sequence1, std::uint32_t sequence2);
+    [[nodiscard]] Result<void> CommitFlush(std::span<const ChangedRun> runs);
+    [[nodiscard]] Result<void> WithdrawBase(std::span<const std::byte> base);
+    [[nodiscard]] Result<void> ReadBack();
     [[nodiscard]] Result<void> PersistRecovery();
     void StampOldFormat();
 
@@ -62,6 +82,7 @@ private:
     std::uint32_t m_sequence = 0;    ///< of the last flush
     std::uint64_t m_changeStamp = 0; ///< of the file after it
     std::optional<Error> m_failure;  ///< behind the point of no return
+    FlushFate m_fate = FlushFate::kNotMade;
 };
 
 } // namespace tolvar

@@ -55,6 +55,16 @@ Result<void> HiveMount::Flush()
     return m_writable != nullptr ? m_writable->Flush() : Result<void>();
 }
 
+FlushFate HiveMount::FailedFlush() const noexcept
+{
+    return m_writable != nullptr ? m_writable->FailedFlush() : FlushFate::kNotMade;
+}
+
+Result<void> HiveMount::Revert()
+{
+    return m_writable != nullptr ? m_writable->Revert() : Result<void>();
+}
+
 bool HiveMount::IsChanged() const noexcept
 {
     return m_writable != nullptr && m_writable->IsChanged();

@@ -20,7 +20,7 @@ enum class MountMode {
 /// One store of keys and its way to disk. Whatever the store is, its keys are those of a hive image, so that reading,
 /// walking, images and undo are the same for all.
 ///
-/// Thread safety: readers side by side; Writer and what is done with it, and Flush, alone.
+/// Thread safety: readers side by side; Writer and what is done with it, Flush and Revert, alone.
 class Mount {
 public:
     Mount() = default;
@@ -37,6 +37,12 @@ public:
 
     /// Makes all changes durable; nothing to do is success. Errors: the store's.
     [[nodiscard]] virtual Result<void> Flush() = 0;
+
+    /// What came of the last Flush that failed; kNotMade where none did.
+    [[nodiscard]] virtual FlushFate FailedFlush() const noexcept { return FlushFate::kNotMade; }
+
+    /// Brings the image back to exactly what the last flush made: see WritableHive::Revert.
+    [[nodiscard]] virtual Result<void> Revert() = 0;
 
     /// Whether there is anything for Flush to do.
     [[nodiscard]] virtual bool IsChanged() const noexcept = 0;
@@ -56,6 +62,8 @@ public:
     [[nodiscard]] const Hive& Reader() const noexcept override;
     [[nodiscard]] Result<HiveWriter*> Writer() override;
     [[nodiscard]] Result<void> Flush() override;
+    [[nodiscard]] FlushFate FailedFlush() const noexcept override;
+    [[nodiscard]] Result<void> Revert() override;
     [[nodiscard]] bool IsChanged() const noexcept override;
     [[nodiscard]] bool IsVolatile() const noexcept override { return false; }
 
@@ -76,6 +84,7 @@ public:
     [[nodiscard]] const Hive& Reader() const noexcept override { return m_hive; }
     [[nodiscard]] Result<HiveWriter*> Writer() override;
     [[nodiscard]] Result<void> Flush() override { return {}; }
+    [[nodiscard]] Result<void> Revert() override { return {}; }
     [[nodiscard]] bool IsChanged() const noexcept override { return false; }
     [[nodiscard]] bool IsVolatile() const noexcept override { return true; }
 

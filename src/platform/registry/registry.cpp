@@ -4,6 +4,7 @@
 #include <atomic>
 #include <mutex>
 #include <shared_mutex>
+#include <unordered_map>
 
 #include <fmt/format.h>
 
@@ -38,6 +39,46 @@ std::string MountRequest::KeyPath() const
 Registry::Registry(FileStore& files, const Clock& clock) : m_pState(std::make_unique<State>(files, clock)) {}
 
 Registry::~Registry() = default;
+
+Result<void> Registry::State::Flush(tolvar::Mount& mount)
+{
+    const bool isChanged = mount.IsChanged();
+    auto flushed = mount.Flush();
+    if (flushed && isChanged) {
+        handles.ForEach([&mount](OpenKey& open) {
+            if (open.IsIn(mount)) {
+                open.NoteFlushed();
+            }
+        });
+    }
+    return flushed;
+}
+
+Result<void> Registry::State::Revert(tolvar::Mount& mount)
+{
+    ++generation;
+    std::unordered_map<const OpenKey*, std::string> opened; // since the last flush, with their paths
+    handles.ForEach([&](const OpenKey& open) {
+        if (open.IsIn(mount) && !open.flushed && !open.isDeleted) {
+            opened.emplace(&open, names.PathOf(open.key));
+        }
+    });
+    auto reverted = mount.Revert();
+    if (!reverted) {
+        return reverted;
+    }
+    handles.ForEach([&](OpenKey& open) {
+        if (const auto since = opened.find(&open); since != opened.end()) {
+            const Result<KeyRef> found = names.Resolve(since->second, LastLink::kOpen);
+            open.isDeleted = !found;
+            open.key = found.value_or(open.key);
+        } else if (open.IsIn(mount) && open.flushed) {
+            open.key = *open.flushed;
+            open.isDeleted = false;
+        }
+    });
+    return reverted;
+}
 
 REGSAM Registry::State::Grant(const KeyPart& part, REGSAM desired) const
 {
@@ -122,8 +163,37 @@ Result<void> Registry::Flush()
     const std::unique_lock lock(m_pState->lock);
     Result<void> result;
     for (const auto& mount : m_pState->names.Mounts()) {
-        if (auto flushed = mount->Flush(); !flushed && result) {
+        if (auto flushed = m_pState->Flush(*mount); !flushed && result) {
             result = std::move(flushed);
+        }
+    }
+    return result;
+}
+
+FlushFate Registry::FailedFlush() const
+{
+    const std::shared_lock lock(m_pState->lock);
+    FlushFate worst = FlushFate::kNotMade;
+    for (const auto& mount : m_pState->names.Mounts()) {
+        worst = std::max(worst, mount->FailedFlush());
+    }
+    return worst;
+}
+
+Result<void> Registry::Revert()
+{
+    const ChangeScope scope(*this);
+    const std::unique_lock lock(m_pState->lock);
+    Result<void> result;
+    for (const auto& mount : m_pState->names.Mounts()) {
+        if (!mount->IsChanged()) {
+            continue;
+        }
+        if (auto reverted = m_pState->Revert(*mount); !reverted && result) {
+            result = std::move(reverted);
+        }
+        if (m_pState->observer != nullptr) {
+            m_pState->feed.Note(m_pState->names.PathOf(KeyPart{mount.get(), mount->Reader().Root()}), KeyChange::kAll);
         }
     }
     return result;

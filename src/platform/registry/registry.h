@@ -67,6 +67,14 @@ public:
     /// Makes the changes to all hives durable. Every hive is tried; the first error is answered.
     [[nodiscard]] Result<void> Flush();
 
+    /// The worst of what came of failed flushes: see Mount::FailedFlush.
+    [[nodiscard]] FlushFate FailedFlush() const;
+
+    /// Brings every hive back to exactly what its last flush made. A handle stands again for what it stood for then;
+    /// one that was opened since, for the key at its path, and where there is none, for a deleted one. Every hive is
+    /// tried; the first error is answered: see WritableHive::Revert.
+    [[nodiscard]] Result<void> Revert();
+
     /// Whether there is anything for Flush to do.
     [[nodiscard]] bool IsChanged() const;
 

@@ -25,6 +25,12 @@ struct Registry::State {
     std::uint64_t generation = 1; ///< another one after each write; under the lock
     mutable RegistryLock lock;
 
+    /// Makes a store durable, and remembers what handles stand for then.
+    [[nodiscard]] Result<void> Flush(tolvar::Mount& mount);
+
+    /// Brings a store back to what its last flush made, and handles with it.
+    [[nodiscard]] Result<void> Revert(tolvar::Mount& mount);
+
     /// The rights out of `desired` that the session's user gets on a key, for MAXIMUM_ALLOWED all that can be had.
     /// Nothing where any right that was asked for is refused.
     [[nodiscard]] REGSAM Grant(const KeyPart& part, REGSAM desired) const;

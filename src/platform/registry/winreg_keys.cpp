@@ -284,6 +284,7 @@ LSTATUS RegOpenKeyExA(HKEY key, const char* subKey, DWORD options, REGSAM access
     if (open->granted == 0 && access != 0) {
         return ERROR_ACCESS_DENIED;
     }
+    open->NoteFlushed();
     *result = state.handles.Insert(std::move(open));
     return ERROR_SUCCESS;
 }

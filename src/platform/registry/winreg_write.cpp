@@ -375,7 +375,7 @@ LSTATUS RegFlushKey(HKEY key)
     const WritingCall call(key, Call::kFlush);
     LSTATUS code = call.Code();
     for (std::size_t i = 0; code == ERROR_SUCCESS && i < call.Key().key.Parts().size(); ++i) {
-        code = CodeOf(call.Key().key.parts[i].mount->Flush());
+        code = CodeOf(call.State().Flush(*call.Key().key.parts[i].mount));
     }
     return code;
 }
