@@ -277,26 +277,6 @@ TEST(HiveFlush, RevertsAHiveThatGrewAndThatNoFlushWasTriedOf)
     EXPECT_EQ(Findings(hive->Reader()), "");
 }
 
-/// A folder on the disk, gone after the test.
-class ScratchFolder {
-public:
-    ScratchFolder() : m_path(std::filesystem::temp_directory_path() / ("tolvar-flush-" + std::to_string(getpid())))
-    {
-        std::filesystem::create_directories(m_path);
-    }
-    ~ScratchFolder() { std::filesystem::remove_all(m_path); }
-
-    std::filesystem::path Write(const char* name, std::span<const std::byte> bytes) const
-    {
-        std::ofstream(m_path / name, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-        return m_path / name;
-    }
-
-private:
-    std::filesystem::path m_path;
-};
-
 TEST(WritableHiveOnDisk, KeepsEveryOtherBytesContentWhenOneValueOfARealHiveChanges)
 {
     const std::filesystem::path hives = std::filesystem::path(TOLVAR_SHARED_DIR) / "hives";
