@@ -10,6 +10,7 @@
 #include "fixtures/dice.h"
 #include "platform/hive/scratch_hive.h"
 #include "platform/registry/subkey_listing.h"
+#include "platform_hive/raw_hive.h"
 #include "platform_registry/name_space_fixture.h"
 
 namespace tolvar {
@@ -214,6 +215,36 @@ TEST_F(KeyWalks, TellWhatTheCallsTell)
         EXPECT_EQ(seen, data);
     }
     EXPECT_EQ(permit.Find("HKEY_USERS\\W\\none").error().code, ErrorCode::kFileNotFound);
+}
+
+TEST_F(KeyWalks, ComeToAnEndInMergedTreesThatLieAboutThemselves)
+{
+    fixtures::RawHive raw;
+    const auto makeCircle = [&raw](std::string_view name) { // a key that lists itself
+        const std::uint32_t key = raw.Allocate(kKeyFixedSize + name.size());
+        const std::uint32_t list = raw.AddList("li", std::vector{key});
+        raw.SetKey(key, {.name = name, .subkeys = 1, .subkeyList = list});
+        return list;
+    };
+    const std::uint32_t value = raw.AddValue("v", REG_BINARY, 1000, raw.Allocate(1000));
+    const std::uint32_t first = raw.AddKey({.name = "a",
+                                            .subkeys = 1,
+                                            .subkeyList = makeCircle("x"),
+                                            .values = 100,
+                                            .valueList = raw.AddOffsets(std::vector(100, value))});
+    const std::uint32_t second = raw.AddKey({.name = "b", .subkeys = 1, .subkeyList = makeCircle("y")});
+    const std::vector<std::byte> bytes = raw.Finish(
+        raw.AddKey({.name = "root", .subkeys = 2, .subkeyList = raw.AddList("li", std::vector{first, second})}));
+    const std::filesystem::path file = session.File().string() + ".raw";
+    std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+    ASSERT_TRUE(session.registry.Mount({file, "HKEY_USERS\\Raw"}));
+    ASSERT_TRUE(session.registry.View("HKEY_CLASSES_ROOT", "HKEY_USERS\\Raw\\a", "HKEY_USERS\\Raw\\b"));
+    const WalkedLines walked = Walk("HKEY_CLASSES_ROOT");
+    ASSERT_EQ(bytes.size(), 8192U); // four times the value fill its bins
+    EXPECT_EQ(std::ranges::count(walked.lines, "  v=3:1000"), 4);
+    EXPECT_EQ(walked.lines.size(), 3U + 4U); // the top, x and y
+    EXPECT_EQ(walked.faults, 3U);
+    EXPECT_EQ(walked.ends, 3U);
 }
 
 TEST_F(KeyWalks, TellEachKeyThatStaysOnceBesideAWriter)
