@@ -247,6 +247,34 @@ TEST_F(KeyWalks, ComeToAnEndInMergedTreesThatLieAboutThemselves)
     EXPECT_EQ(walked.ends, 3U);
 }
 
+TEST_F(KeyWalks, PassOverADamagedKeyBetweenItsSisters)
+{
+    fixtures::RawHive raw;
+    const std::uint32_t good = raw.AddKey({.name = "x"});
+    const std::uint32_t broken = raw.Allocate(100);
+    const std::vector<std::byte> bytes = raw.Finish(
+        raw.AddKey({.name = "root", .subkeys = 3, .subkeyList = raw.AddList("li", std::vector{broken, good, broken})}));
+    const std::filesystem::path file = session.File().string() + ".raw";
+    std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), std::ssize(bytes));
+    ASSERT_TRUE(session.registry.Mount({file, "HKEY_USERS\\Raw"}));
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_USERS, "Raw", 0, KEY_READ, &key), ERROR_SUCCESS);
+    std::vector<std::string> listed;
+    EXPECT_EQ(ListSubkeys(key, KEY_READ, [&](const ListedSubkey& subkey) { listed.emplace_back(subkey.name); }),
+              ERROR_SUCCESS);
+    EXPECT_THAT(listed, testing::ElementsAre("x"));
+    char name[8];
+    for (const auto& [index, code] : {std::pair{0U, ERROR_REGISTRY_CORRUPT},
+                                      {1U, ERROR_SUCCESS},
+                                      {2U, ERROR_REGISTRY_CORRUPT},
+                                      {3U, ERROR_NO_MORE_ITEMS}}) {
+        EXPECT_EQ(RegEnumKeyA(key, index, name, sizeof name), code) << index;
+    }
+    const WalkedLines walked = Walk("HKEY_USERS\\Raw");
+    EXPECT_EQ(walked.lines.size(), 2U);
+    EXPECT_EQ(walked.faults, 2U);
+}
+
 TEST_F(KeyWalks, TellEachKeyThatStaysOnceBesideAWriter)
 {
     constexpr int kKeys = 2600; // a walk looks for a writer every 1024 keys

@@ -76,6 +76,31 @@ TEST_F(RegistryFaults, ShowAHiveWithoutItsLogToThoseWhoOnlyLook)
     EXPECT_THAT(registry.Notices()[0].error.context, testing::HasSubstr("open saved.LOG1"));
 }
 
+TEST_F(RegistryFaults, ShowWhatIsThereOfAHiveThatIsCut)
+{
+    std::vector<std::byte>& bytes = store.Content("saved");
+    Store(std::span(bytes), base_fields::kLength, static_cast<std::uint32_t>(bytes.size()));
+    HiveBuilder::FixChecksum(bytes); // a page more than there is
+    ASSERT_TRUE(registry.Mount({"saved", "HKEY_USERS\\R"}));
+    ASSERT_EQ(registry.Notices().size(), 1U);
+    EXPECT_TRUE(registry.Notices()[0].isDamage);
+    EXPECT_EQ(registry.Notices()[0].error.code, ErrorCode::kRegistryCorrupt);
+}
+
+TEST(MemoryMountTest, BelongsToTheSessionAlone)
+{
+    const std::unique_ptr<MemoryMount> mount = MemoryMount::Make().value();
+    const CellOffset root = mount->Reader().Root();
+    const CellOffset key = mount->MakeKey(root, u"key").value();
+    EXPECT_EQ(mount->MakeKey(root, u"KEY").value(), key);
+    EXPECT_EQ(mount->Reader().KeyName(key)->ToUtf8(), "key");
+    EXPECT_EQ(mount->Reader().Key(key)->lastWrite, 0U);
+    EXPECT_EQ(mount->Writer().error().code, ErrorCode::kAccessDenied);
+    EXPECT_TRUE(mount->Flush());
+    EXPECT_FALSE(mount->IsChanged());
+    EXPECT_TRUE(mount->IsVolatile());
+}
+
 TEST_F(RegistryFaults, LeaveAKeyThatIsToBeRestoredAsItIs)
 {
     const auto expectRefused = [this] {
