@@ -133,6 +133,26 @@ bool CKeyTree::Offers(CommandId command) const
     return HasCommand(Commands(), command) || IsNewValue(command);
 }
 
+bool CKeyTree::IsEnabled(CommandId command) const
+{
+    const bool isEdit = command == CommandId::kDelete || command == CommandId::kRename || command == CommandId::kCut;
+    return Offers(command) && !(isEdit && isHidden());
+}
+
+void CKeyTree::showEvent(QShowEvent* event)
+{
+    QTreeView::showEvent(event);
+    TellFacts();
+}
+
+void CKeyTree::hideEvent(QHideEvent* event)
+{
+    QTreeView::hideEvent(event);
+    if (isHidden()) { // not where the whole window goes
+        TellFacts();
+    }
+}
+
 void CKeyTree::Run(CommandId command)
 {
     if (IsNewValue(command)) {

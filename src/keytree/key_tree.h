@@ -41,6 +41,7 @@ public:
     [[nodiscard]] KeyTreeModel& Model() { return *m_pModel; }
 
     [[nodiscard]] bool Offers(CommandId command) const override;
+    [[nodiscard]] bool IsEnabled(CommandId command) const override; ///< no edit of a key that another page hides
     void Run(CommandId command) override;
     void AddFacts(PaneFacts& facts) const override;
     void OnKeysChanged(std::span<const ChangedKey> keys) override;
@@ -54,6 +55,8 @@ protected:
     void keyPressEvent(QKeyEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     [[nodiscard]] static std::span<const CommandEntry<CKeyTree>> Commands();

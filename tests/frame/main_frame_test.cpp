@@ -305,6 +305,25 @@ TEST_F(MainFrame, KeepsItsBarsAndTabs)
     EXPECT_EQ(Frame().LowerView().Tabs().currentIndex(), 2);
 }
 
+TEST_F(MainFrame, GraysTheEditsOfAKeyWhileTheTreeIsHidden)
+{
+    using enum CommandId;
+    Frame().GoToKey("HKEY_LOCAL_MACHINE\\X\\Sub");
+    const auto shown = [this] {
+        std::vector<bool> enabled;
+        for (const CommandId command : {kDelete, kRename, kCut, kCopy}) {
+            enabled.push_back(Frame().Router().Action(command)->isEnabled());
+        }
+        return enabled;
+    };
+    EXPECT_THAT(shown(), ElementsAre(true, true, true, true));
+    Frame().LeftView().Tabs().FocusTab(CLeftTabs::kHelpTab);
+    EXPECT_THAT(shown(), ElementsAre(false, false, false, true));
+    EXPECT_FALSE(Run(kDelete));
+    Frame().LeftView().Tabs().FocusTab(CLeftTabs::kKeyTreeTab);
+    EXPECT_THAT(shown(), ElementsAre(true, true, true, true));
+}
+
 TEST_F(MainFrame, NeverOpensBesideTheScreens)
 {
     fixture.profile.WriteString("window size", "rect", "9000 9000 9500 9400");
