@@ -172,6 +172,7 @@ inline constexpr Field<std::uint32_t> kSecurity{44};
 inline constexpr Field<std::uint32_t> kClass{48};
 inline constexpr Field<std::uint16_t> kMaxName{52};
 inline constexpr Field<std::uint8_t> kVirtualization{54};
+inline constexpr Field<std::uint8_t> kDebug{55};
 inline constexpr Field<std::uint32_t> kMaxClass{56};
 inline constexpr Field<std::uint32_t> kMaxValueName{60};
 inline constexpr Field<std::uint32_t> kMaxValueData{64};
@@ -231,6 +232,7 @@ inline constexpr std::uint32_t kMaxValues = (kMaxCell - kCellHeader) / 4; ///< o
 inline constexpr std::uint32_t kInlineFlag = 0x80000000; ///< of the length: the data lies in place of its offset
 inline constexpr std::uint32_t kMaxInline = 4;           ///< bytes
 inline constexpr std::uint16_t kLatin1ValueName = 1;     ///< of the flags
+inline constexpr std::uint16_t kTombstone = 2;           ///< of the flags: hides a value of a layer below
 
 namespace value_fields {
 inline constexpr Field<std::uint16_t> kSignature{0};

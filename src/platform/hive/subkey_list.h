@@ -5,6 +5,7 @@
 #include "platform/hive/breach.h"
 #include "platform/hive/cell.h"
 #include "platform/hive/cell_offset.h"
+#include "platform/hive/name_view.h"
 
 namespace tolvar {
 
@@ -17,6 +18,28 @@ enum class ListKind : std::uint8_t {
     kHashes,  ///< lh: with a hash of the name
     kIndex,   ///< ri: of leaves, one level deep
 };
+
+/// What a list of that kind begins with.
+[[nodiscard]] constexpr std::uint16_t SignatureOf(ListKind kind)
+{
+    switch (kind) {
+    case ListKind::kOffsets:
+        return signatures::kOffsetList;
+    case ListKind::kHints:
+        return signatures::kHintList;
+    case ListKind::kHashes:
+        return signatures::kHashList;
+    case ListKind::kIndex:
+        break;
+    }
+    return signatures::kIndex;
+}
+
+/// What a list of that kind keeps of a name beside the key's offset; 0 for nothing.
+[[nodiscard]] inline std::uint32_t TagOf(ListKind kind, std::u16string_view name)
+{
+    return kind == ListKind::kHashes ? NameHash(name) : kind == ListKind::kHints ? NameHint(name) : 0;
+}
 
 /// A list of subkeys, its count checked against its cell.
 struct SubkeyList {

@@ -6,26 +6,6 @@ namespace {
 
 constexpr std::uint32_t kLeastIndex = 4; // leaves that a new index has room for
 
-std::uint16_t SignatureOf(ListKind kind)
-{
-    switch (kind) {
-    case ListKind::kOffsets:
-        return signatures::kOffsetList;
-    case ListKind::kHints:
-        return signatures::kHintList;
-    case ListKind::kHashes:
-        return signatures::kHashList;
-    case ListKind::kIndex:
-        break;
-    }
-    return signatures::kIndex;
-}
-
-std::uint32_t TagOf(ListKind kind, std::u16string_view name)
-{
-    return kind == ListKind::kHashes ? NameHash(name) : kind == ListKind::kHints ? NameHint(name) : 0;
-}
-
 } // namespace
 
 SubkeyList SubkeyListEditor::Parsed(CellOffset cell) const
