@@ -195,14 +195,19 @@ TEST(LookupCache, KnowsAKeyFromTheSecondLookupOnUntilItChangesOrGoes)
         EXPECT_TRUE(find(values, 64)->cell.IsNil());
         EXPECT_FALSE(find(fewer, 5)) << "another list";
         EXPECT_TRUE(find(fewer, 63)->cell.IsNil());
-        EXPECT_FALSE(cache.IsMissFinal(hive, node.offset, node.subkeyList));
+        EXPECT_FALSE(cache.IsMissFinal(hive, node));
         EXPECT_FALSE(cache.IsKnownInOrder(node.offset));
-        EXPECT_TRUE(cache.IsMissFinal(hive, node.offset, node.subkeyList));
+        EXPECT_TRUE(cache.IsMissFinal(hive, node));
         EXPECT_TRUE(cache.IsKnownInOrder(node.offset));
         cache.Forget(node.offset);
     }
     cache.NoteInOrder(node.offset);
-    EXPECT_TRUE(cache.IsMissFinal(hive, node.offset, CellOffset{8}));
+    KeyNode elsewhere = node;
+    elsewhere.subkeyList = CellOffset{8};
+    EXPECT_TRUE(cache.IsMissFinal(hive, elsewhere));
+    cache.ForgetAll();
+    EXPECT_FALSE(cache.IsKnownInOrder(node.offset));
+    EXPECT_FALSE(find(values, 5));
 }
 
 TEST(ValueNameTable, GivesUpWhereHashesWereMadeToMeet)

@@ -32,6 +32,22 @@ namespace tolvar {
     return size == 0 || size % kBinAlignment != 0 || size > bin.size() ? Breach::kBinSize : Breach::kNone;
 }
 
+/// The room that a cell takes, its size field included; 0 where the size is invalid.
+struct CellExtent {
+    std::uint32_t size = 0;
+    bool isFree = false;
+};
+
+/// The cell at `at` in a bin that ends at `end`.
+[[nodiscard]] inline CellExtent ExtentAt(std::span<const std::byte> bins, std::uint32_t at, std::uint32_t end) noexcept
+{
+    const auto stored = LoadLittle<std::int32_t>(bins.data() + at);
+    const std::uint32_t size =
+        stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
+    const bool isValid = size >= kLeastCell && size % kCellAlignment == 0 && size <= end - at;
+    return isValid ? CellExtent{size, stored > 0} : CellExtent{};
+}
+
 inline void WriteBinHeader(std::span<std::byte> bins, std::uint32_t at, std::uint32_t size) noexcept
 {
     const std::span<std::byte> bin = bins.subspan(at);

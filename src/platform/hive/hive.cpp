@@ -70,14 +70,12 @@ bool Hive::Extend(std::uint32_t size)
     return true;
 }
 
-Result<void> Hive::Shorten(std::uint32_t length)
+void Hive::Shrink(std::uint32_t length) noexcept
 {
-    auto resized = m_map.Resize(kBaseBlockSize + length);
-    if (resized) {
-        m_bytes = m_map.Bytes();
-        m_length = length;
-    }
-    return resized;
+    static_cast<void>(m_map.Resize(kBaseBlockSize + length)); // less is always to be had
+    m_bytes = m_map.Bytes();
+    m_length = length;
+    m_base.length = length;
 }
 
 Result<Hive> Hive::FromBytes(std::span<const std::byte> bytes, std::string name)

@@ -79,8 +79,9 @@ public:
     /// passed over; where the medium failed under one, a miss answers that fault.
     [[nodiscard]] Checked<CellOffset> FindSubkey(const KeyNode& parent, std::u16string_view name) const;
 
-    /// Whether the keys that `list` names are in strict order. The first fault that stands in the way of telling.
-    [[nodiscard]] Checked<bool> AreInOrder(CellOffset list) const noexcept;
+    /// The number of keys that `list` names, where they are in strict order; nothing where they are not. The first
+    /// fault that stands in the way of telling.
+    [[nodiscard]] Checked<std::optional<std::uint32_t>> CountInOrder(CellOffset list) const noexcept;
 
     /// The subkeys of `parent` in stored order.
     [[nodiscard]] SubkeyCursor Subkeys(const KeyNode& parent) const noexcept;
@@ -160,8 +161,9 @@ private:
 
     /// Makes the hive bins data `size` bytes longer. False at the end of the reserved room.
     [[nodiscard]] bool Extend(std::uint32_t size);
-    /// Takes what lies behind `length` bytes of hive bins data away.
-    [[nodiscard]] Result<void> Shorten(std::uint32_t length);
+
+    /// Takes back what Extend added behind `length`.
+    void Shrink(std::uint32_t length) noexcept;
     [[nodiscard]] Result<void> ReadBaseBlock();
     [[gnu::cold, gnu::noinline]] [[nodiscard]] Checked<CellView> CheckedCell(CellOffset offset) const noexcept;
     [[nodiscard]] Checked<std::optional<PlacedValue>> ReadForValue(const ValueListView& values,

@@ -10,9 +10,28 @@ namespace {
 
 constexpr std::uint32_t kScanAtOnce = 64 * 1024; // bytes of bins looked into for one cell
 constexpr std::uint32_t kMaxBinGrowth = 64 * 1024;
+constexpr int kMaxUnusableBins = 16; // that are appended for one cell, since references lead into them
 constexpr std::uint32_t kNoCell = CellOffset::kNil;
 
 } // namespace
+
+HiveEditor::Change::Change(HiveEditor& editor) : m_editor(editor)
+{
+    editor.Begin();
+}
+
+HiveEditor::Change::~Change()
+{
+    if (!m_isKept) {
+        m_editor.TakeBack();
+    }
+}
+
+void HiveEditor::Change::Keep() noexcept
+{
+    m_isKept = true;
+    m_editor.GiveBackAll();
+}
 
 HiveEditor::HiveEditor(Hive& hive)
     : m_hive(hive), m_written((hive.Length() / kPage + 63) / 64), m_cleanLength(hive.Length())
@@ -23,8 +42,73 @@ std::int32_t HiveEditor::SizeAt(std::uint32_t cell) const noexcept
     return LoadLittle<std::int32_t>(m_hive.Bins().data() + cell);
 }
 
+void HiveEditor::Begin()
+{
+    if (!m_owners) {
+        m_owners = CellOwners::Survey(m_hive);
+    }
+    m_pending.emplace();
+    m_pending->length = m_hive.Length();
+    m_pending->wasChanged = m_isChanged;
+}
+
+void HiveEditor::TakeBack() noexcept
+{
+    const Pending& change = *m_pending;
+    if (!change.writtenPages.empty() || !change.saved.empty() || m_hive.Length() != change.length) {
+        if (m_hive.Length() != change.length) {
+            m_hive.Shrink(change.length);
+        }
+        const std::span<std::byte> bins = m_hive.WritableBins();
+        for (const std::unique_ptr<SavedPage>& saved : change.saved) {
+            std::ranges::copy(saved->bytes, bins.subspan(std::size_t{saved->page} * kPage).begin());
+        }
+        for (const std::uint32_t page : change.writtenPages) {
+            m_written[page / 64] &= ~(std::uint64_t{1} << (page % 64));
+        }
+        m_isChanged = change.wasChanged;
+        ForgetFree();
+        Lookups().ForgetAll();
+        if (!m_owners->IsEmpty()) { // it was told of the change
+            m_owners.reset();
+        }
+    }
+    m_pending.reset();
+}
+
+void HiveEditor::ForgetFree() noexcept
+{
+    m_bins.clear();
+    m_scanAt = 0;
+    m_freeByPlace.clear();
+    m_freeBySize.clear();
+}
+
+void HiveEditor::SavePages(std::uint32_t begin, std::uint32_t size)
+{
+    if (!m_pending) {
+        return;
+    }
+    const std::uint32_t end = std::min(begin + size, m_pending->length);
+    for (std::uint32_t page = begin / kPage; page * kPage < end; ++page) {
+        if (!m_pending->savedPages.contains(page)) {
+            auto saved = std::make_unique<SavedPage>();
+            saved->page = page;
+            std::ranges::copy(m_hive.Bins().subspan(std::size_t{page} * kPage, kPage), saved->bytes.begin());
+            m_pending->saved.push_back(std::move(saved));
+            m_pending->savedPages.insert(page); // behind: a page that counts as saved is
+        }
+    }
+}
+
+bool HiveEditor::IsMade(std::uint32_t cell) const
+{
+    return m_pending && (cell >= m_pending->length || m_pending->made.contains(cell));
+}
+
 void HiveEditor::StoreSize(std::uint32_t cell, std::int32_t size)
 {
+    SavePages(cell, sizeof size);
     std::memcpy(m_hive.WritableBins().data() + cell, &size, sizeof size);
     MarkWritten(cell, sizeof size);
 }
@@ -33,7 +117,12 @@ void HiveEditor::MarkWritten(std::uint32_t begin, std::uint32_t size)
 {
     m_isChanged = true;
     for (std::uint32_t page = begin / kPage; page <= (begin + size - 1) / kPage; ++page) {
-        m_written[page / 64] |= std::uint64_t{1} << (page % 64);
+        std::uint64_t& word = m_written[page / 64];
+        const std::uint64_t bit = std::uint64_t{1} << (page % 64);
+        if (m_pending && (word & bit) == 0) {
+            m_pending->writtenPages.push_back(page);
+        }
+        word |= bit;
     }
 }
 
@@ -58,7 +147,8 @@ void HiveEditor::Restart()
     m_scanAt = 0;
     m_freeByPlace.clear();
     m_freeBySize.clear();
-    Lookups().Clear();
+    m_owners.reset();
+    Lookups().ForgetAll();
 }
 
 std::vector<ChangedRun> HiveEditor::WrittenPages() const
@@ -86,6 +176,9 @@ std::byte* HiveEditor::Touch(CellOffset cell, std::uint32_t at, std::uint32_t si
 {
     const std::uint32_t begin = cell.value + kCellHeader + at;
     if (size != 0) {
+        if (!IsMade(cell.value)) {
+            SavePages(begin, size);
+        }
         MarkWritten(begin, size);
     }
     return m_hive.WritableBins().data() + begin;
@@ -101,10 +194,12 @@ std::uint32_t HiveEditor::Capacity(CellOffset cell) const noexcept
     return 0U - static_cast<std::uint32_t>(SizeAt(cell.value)) - kCellHeader;
 }
 
-void HiveEditor::InsertFree(std::uint32_t cell, std::uint32_t size)
+void HiveEditor::InsertFree(std::uint32_t cell, std::uint32_t size, bool isUsable)
 {
     m_freeByPlace.emplace(cell, size);
-    m_freeBySize.emplace(size, cell);
+    if (isUsable && !m_owners->IsAwaited(cell, cell + size)) {
+        m_freeBySize.emplace(size, cell);
+    }
 }
 
 void HiveEditor::RemoveFree(std::uint32_t cell, std::uint32_t size)
@@ -124,24 +219,19 @@ const HiveEditor::Bin& HiveEditor::ScanBin(std::uint32_t begin)
     std::vector<std::pair<std::uint32_t, std::uint32_t>> free;
     std::uint32_t at = begin + kBinHeaderSize;
     while (at < end) {
-        const std::int32_t stored = SizeAt(at);
-        const std::uint32_t size =
-            stored < 0 ? 0U - static_cast<std::uint32_t>(stored) : static_cast<std::uint32_t>(stored);
-        if (size < kLeastCell || size % kCellAlignment != 0 || size > end - at) {
+        const CellExtent extent = ExtentAt(m_hive.Bins(), at, end);
+        if (extent.size == 0) {
             break;
         }
-        if (stored > 0) {
-            free.emplace_back(at, size);
+        if (extent.isFree) {
+            free.emplace_back(at, extent.size);
         }
-        at += size;
+        at += extent.size;
     }
-    const bool isSound = at == end;
     for (const auto& [cell, size] : free) {
-        if (isSound) {
-            InsertFree(cell, size);
-        }
+        InsertFree(cell, size, at == end);
     }
-    return m_bins.insert_or_assign(begin, Bin{end, isSound}).first->second;
+    return m_bins.insert_or_assign(begin, Bin{end, at}).first->second;
 }
 
 void HiveEditor::ScanSome()
@@ -216,9 +306,9 @@ bool HiveEditor::AppendBin(std::uint32_t cellSize)
     m_written.resize((m_hive.Length() / kPage + 63) / 64);
     WriteBinHeader(m_hive.WritableBins(), begin, size);
     MarkWritten(begin, size);
-    m_bins.emplace(begin, Bin{begin + size, true});
+    m_bins.emplace(begin, Bin{begin + size, begin + size});
     StoreSize(begin + kBinHeaderSize, static_cast<std::int32_t>(size - kBinHeaderSize));
-    InsertFree(begin + kBinHeaderSize, size - kBinHeaderSize);
+    InsertFree(begin + kBinHeaderSize, size - kBinHeaderSize, true);
     return true;
 }
 
@@ -259,11 +349,14 @@ Result<CellOffset> HiveEditor::Allocate(std::uint32_t payload)
         ScanSome();
         cell = TakeFree(size);
     }
-    if (cell == kNoCell && AppendBin(size)) {
+    for (int tries = 0; cell == kNoCell && tries < kMaxUnusableBins && AppendBin(size); ++tries) {
         cell = TakeFree(size);
     }
     if (cell == kNoCell) {
         return Failure(ErrorCode::kNotEnoughMemory, m_hive.File().string() + ": the hive can't grow any more");
+    }
+    if (m_pending && cell < m_pending->length) {
+        m_pending->made.insert(cell);
     }
     const CellOffset offset{cell};
     const std::uint32_t capacity = Capacity(offset);
@@ -273,53 +366,68 @@ Result<CellOffset> HiveEditor::Allocate(std::uint32_t payload)
 
 void HiveEditor::Free(CellOffset cell)
 {
-    std::uint32_t begin = cell.value;
-    std::uint32_t size = 0U - static_cast<std::uint32_t>(SizeAt(begin));
-    const auto* bin = BinOf(begin);
-    const bool isKnown = bin != nullptr && bin->second.isSound;
-    StoreSize(begin, static_cast<std::int32_t>(
-                         size)); // also where it becomes part of another: no stale reference finds a cell
-    if (isKnown) {
-        const std::uint32_t next = begin + size;
-        if (next < bin->second.end && SizeAt(next) > 0) {
-            const auto nextSize = static_cast<std::uint32_t>(SizeAt(next));
-            RemoveFree(next, nextSize);
-            size += nextSize;
-        }
-        const auto after = m_freeByPlace.lower_bound(begin);
-        if (after != m_freeByPlace.begin()) {
-            const auto [before, beforeSize] = *std::prev(after);
-            if (before >= bin->first && before + beforeSize == begin) {
-                RemoveFree(before, beforeSize);
-                begin = before;
-                size += beforeSize;
-            }
-        }
-        InsertFree(begin, size);
+    if (IsMade(cell.value)) {
+        m_pending->made.erase(cell.value);
+        GiveBack(cell.value, Capacity(cell) + kCellHeader);
+    } else if (m_pending) {
+        m_pending->freed.push_back(cell.value);
     }
-    StoreSize(begin, static_cast<std::int32_t>(size));
 }
 
-void HiveEditor::FreeAll(const CellClaims& cells)
+/// Makes one free cell of allocated ones side by side, and of the free ones beside them.
+void HiveEditor::GiveBack(std::uint32_t begin, std::uint32_t size)
 {
-    std::uint32_t begin = 0;
-    std::uint32_t end = 0;
-    const auto freeRun = [&] {
-        if (end != begin) {
-            StoreSize(begin, -static_cast<std::int32_t>(end - begin));
-            Free(CellOffset{begin});
+    const auto* bin = BinOf(begin);
+    if (bin == nullptr || begin + size > bin->second.soundEnd) {
+        return; // whatever lies here is not ours to use
+    }
+    for (std::uint32_t at = begin; at < begin + size;) {
+        const auto part = 0U - static_cast<std::uint32_t>(SizeAt(at));
+        StoreSize(at, static_cast<std::int32_t>(part)); // where it becomes part of another, too: no stale reference
+        at += part;                                     // finds a cell
+    }
+    const std::uint32_t next = begin + size;
+    if (next < bin->second.soundEnd && SizeAt(next) > 0) {
+        const auto nextSize = static_cast<std::uint32_t>(SizeAt(next));
+        RemoveFree(next, nextSize);
+        size += nextSize;
+    }
+    const auto after = m_freeByPlace.lower_bound(begin);
+    if (after != m_freeByPlace.begin()) {
+        const auto [before, beforeSize] = *std::prev(after);
+        if (before >= bin->first && before + beforeSize == begin) {
+            RemoveFree(before, beforeSize);
+            begin = before;
+            size += beforeSize;
         }
-    };
-    cells.ForEach([&](CellOffset cell) {
-        if (cell.value != end) {
-            freeRun();
-            begin = cell.value;
-        }
-        const std::uint32_t size = 0U - static_cast<std::uint32_t>(SizeAt(cell.value));
-        StoreSize(cell.value, static_cast<std::int32_t>(size)); // no stale reference finds a cell
-        end = cell.value + size;
+    }
+    StoreSize(begin, static_cast<std::int32_t>(size));
+    InsertFree(begin, size, bin->second.soundEnd == bin->second.end);
+}
+
+/// Ends the change. Neighbours are given back as one.
+void HiveEditor::GiveBackAll() noexcept
+{
+    std::vector<std::uint32_t> cells = std::move(m_pending->freed);
+    m_pending.reset();
+    std::erase_if(cells, [this](std::uint32_t& cell) {
+        cell = m_owners->Release(CellOffset{cell}).value;
+        return cell == kNoCell || !m_hive.Cell(CellOffset{cell});
     });
-    freeRun();
+    std::ranges::sort(cells);
+    cells.erase(std::unique(cells.begin(), cells.end()), cells.end());
+    for (std::size_t i = 0; i < cells.size();) {
+        const std::uint32_t begin = cells[i];
+        std::uint32_t end = begin;
+        for (; i < cells.size() && cells[i] == end; ++i) {
+            end += Capacity(CellOffset{cells[i]}) + kCellHeader;
+        }
+        try {
+            GiveBack(begin, end - begin);
+        } catch (const std::bad_alloc&) {
+            ForgetFree(); // the cells are free or not, and that is looked up again when there is memory
+        }
+    }
 }
 
 Result<CellOffset> HiveEditor::Grow(CellOffset cell, std::uint32_t payload, std::uint32_t used)

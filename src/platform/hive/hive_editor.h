@@ -1,12 +1,16 @@
 #pragma once
 
+#include <array>
 #include <cstring>
 #include <map>
+#include <memory>
+#include <optional>
 #include <set>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
-#include "platform/hive/cell_claims.h"
+#include "platform/hive/cell_owners.h"
 #include "platform/hive/hive.h"
 #include "platform/hive/hive_log.h"
 
@@ -14,6 +18,9 @@ namespace tolvar {
 
 /// Changes the cells of a hive in memory: hands out and takes back cells, and keeps track of the pages that were
 /// written. What lies in a cell is not its business (see HiveWriter).
+///
+/// All that is written belongs to a Change, and happens whole or not at all. What a change lets go stays as it is until
+/// it is kept, so that nothing is lost and nothing can fail behind that.
 ///
 /// Free cells are found as they are needed: opening a hive costs no walk, and a hive that was never walked whole grows
 /// at its end before every gap in it is known. Nothing is allocated in a bin whose cells do not fill it exactly.
@@ -27,16 +34,37 @@ public:
     /// What readers of the hive remember, to be told of changes.
     [[nodiscard]] LookupCache& Lookups() noexcept { return *m_hive.m_lookups; }
 
+    /// A group of writes. Ends as if none of them had been made, unless it is kept: bytes of cells in use, the hive's
+    /// length, what counts as written.
+    ///
+    /// Cost: a copy of each page that held anything and is written; none for what comes new, however large. The first
+    /// change of a hive looks through all of it: see CellOwners.
+    class Change {
+    public:
+        /// No other one of this editor is open.
+        explicit Change(HiveEditor& editor);
+        ~Change();
+        Change(const Change&) = delete;
+        Change& operator=(const Change&) = delete;
+
+        /// Gives back the cells that were let go: nothing of the change can be taken back any more.
+        void Keep() noexcept;
+
+    private:
+        HiveEditor& m_editor;
+        bool m_isKept = false;
+    };
+
+    /// What the hive's damage forbids. Known as long as a change is open.
+    [[nodiscard]] CellOwners& Owners() noexcept { return *m_owners; }
+
     /// A new cell with room for `payload` bytes, all of them zero. May make the hive longer, and never moves it.
     /// Errors: kInvalidParameter above kMaxCell; kNotEnoughMemory for a hive that has reached the format's limit.
     /// Nothing is changed then.
     [[nodiscard]] Result<CellOffset> Allocate(std::uint32_t payload);
 
-    /// Gives a cell back. It must be an allocated one that nothing refers to any more.
+    /// Lets a cell go: it is given back when the change is kept, where nothing else uses it and it is an allocated one.
     void Free(CellOffset cell);
-
-    /// Gives all claimed cells back at once: neighbours go as one.
-    void FreeAll(const CellClaims& cells);
 
     /// A cell with room for `payload` bytes and the first `used` bytes of `cell`: `cell` itself where it is large
     /// enough, else a new one, and `cell` is free. Errors as Allocate, and `cell` is then as it was.
@@ -77,9 +105,28 @@ public:
 private:
     struct Bin {
         std::uint32_t end;
-        bool isSound; ///< its cells fill it exactly
+        std::uint32_t soundEnd; ///< up to here cells follow each other; `end` where they fill the bin exactly
+    };
+    struct SavedPage {
+        std::uint32_t page;
+        std::array<std::byte, kPage> bytes;
+    };
+    /// What an open change has done.
+    struct Pending {
+        std::uint32_t length = 0; ///< of the hive before it
+        bool wasChanged = false;
+        std::vector<std::unique_ptr<SavedPage>> saved;
+        std::unordered_set<std::uint32_t> savedPages;
+        std::vector<std::uint32_t> writtenPages; ///< that were not counted as written before
+        std::unordered_set<std::uint32_t> made;  ///< cells that were free before, as far as they lie below `length`
+        std::vector<std::uint32_t> freed;        ///< to be given back
     };
 
+    void Begin();
+    void TakeBack() noexcept;
+    void GiveBackAll() noexcept;
+    void SavePages(std::uint32_t begin, std::uint32_t size);
+    [[nodiscard]] bool IsMade(std::uint32_t cell) const;
     void MarkWritten(std::uint32_t begin, std::uint32_t size);
     void StoreSize(std::uint32_t cell, std::int32_t size);
     [[nodiscard]] std::int32_t SizeAt(std::uint32_t cell) const noexcept;
@@ -89,8 +136,10 @@ private:
     [[nodiscard]] std::pair<const std::uint32_t, Bin>* BinOf(std::uint32_t cell);
     [[nodiscard]] std::uint32_t FindBinBefore(std::uint32_t cell) const;
     [[nodiscard]] bool AppendBin(std::uint32_t cellSize);
-    void InsertFree(std::uint32_t cell, std::uint32_t size);
+    void InsertFree(std::uint32_t cell, std::uint32_t size, bool isUsable);
     void RemoveFree(std::uint32_t cell, std::uint32_t size);
+    void ForgetFree() noexcept;
+    void GiveBack(std::uint32_t begin, std::uint32_t size);
     [[nodiscard]] std::uint32_t TakeFree(std::uint32_t size);
 
     Hive& m_hive;
@@ -100,7 +149,9 @@ private:
     std::map<std::uint32_t, Bin> m_bins;                  ///< those that were looked into, by their begin
     std::uint32_t m_scanAt = 0;                           ///< the next bin to look into, from the start of the hive on
     std::map<std::uint32_t, std::uint32_t> m_freeByPlace; ///< offset and size
-    std::set<std::pair<std::uint32_t, std::uint32_t>> m_freeBySize; ///< size and offset
+    std::set<std::pair<std::uint32_t, std::uint32_t>> m_freeBySize; ///< size and offset of those that can be used
+    std::optional<CellOwners> m_owners;                             ///< from the first change on
+    std::optional<Pending> m_pending;                               ///< the open change
 };
 
 } // namespace tolvar

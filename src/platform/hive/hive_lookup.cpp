@@ -28,7 +28,7 @@ bool HintMatches(std::uint32_t hint, std::u16string_view name) noexcept
 class Search {
 public:
     Search(const Hive& hive, LookupCache& lookups, const KeyNode& parent, std::u16string_view name) noexcept
-        : m_hive(hive), m_lookups(lookups), m_parent(parent.offset), m_listCell(parent.subkeyList), m_name(name),
+        : m_hive(hive), m_lookups(lookups), m_parent(parent), m_listCell(parent.subkeyList), m_name(name),
           m_hash(NameHash(name))
     {}
 
@@ -63,7 +63,7 @@ private:
     [[nodiscard]] bool IsMissFinal(const SubkeyList& list)
     {
         const bool isLong = list.kind == ListKind::kIndex || list.count >= LookupCache::kMany;
-        return isLong && m_lookups.IsMissFinal(m_hive, m_parent, m_listCell);
+        return isLong && m_lookups.IsMissFinal(m_hive, m_parent);
     }
 
     [[nodiscard]] CellOffset InLeaf(const SubkeyList& leaf)
@@ -162,7 +162,7 @@ private:
 
     const Hive& m_hive;
     LookupCache& m_lookups;
-    CellOffset m_parent;
+    const KeyNode& m_parent;
     CellOffset m_listCell;
     std::u16string_view m_name;
     std::uint32_t m_hash;
@@ -203,7 +203,7 @@ Checked<CellOffset> Hive::FindSubkey(const KeyNode& parent, std::u16string_view 
     return Search(*this, *m_lookups, parent, name).Run();
 }
 
-Checked<bool> Hive::AreInOrder(CellOffset list) const noexcept
+Checked<std::optional<std::uint32_t>> Hive::CountInOrder(CellOffset list) const noexcept
 {
     SubkeyCursor cursor(*this, list, m_length);
     NameView previous;
@@ -213,14 +213,14 @@ Checked<bool> Hive::AreInOrder(CellOffset list) const noexcept
             return tl::unexpected(next.error());
         }
         if (next->IsNil()) {
-            return true;
+            return cursor.Index();
         }
         const Checked<NameView> name = KeyName(*next);
         if (!name) {
             return tl::unexpected(name.error());
         }
         if (previous.data != nullptr && CompareNames(previous, *name) >= 0) {
-            return false;
+            return std::nullopt;
         }
         previous = *name;
     }

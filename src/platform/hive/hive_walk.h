@@ -15,6 +15,8 @@ namespace tolvar {
 ///     void OnValuesEnd(const KeyNode& key);                 // before the first subkey
 ///     void OnFault(const HiveFault& fault, unsigned depth); // what can't be read; the walk goes on beside it
 ///     bool IsStopped() const;                               // asked before each key
+///     void OnReference(CellOffset cell, bool isFirst);      // may be left out: every cell that the walk claims, and
+///                                                           // whether nothing else did before
 ///
 /// Walks the keys from `top` on, depth first in stored order. No cell is entered twice, so that cycles and shared lists
 /// end as faults; a key whose class or list of subkeys belongs to another one is told without it, and no more bytes of
@@ -47,7 +49,7 @@ public:
                 continue;
             }
             const bool isNewLeaf = cursor.LeavesOpened() != leavesBefore && cursor.LeafCell() != cursor.ListCell();
-            if (isNewLeaf && !m_claims.Claim(cursor.LeafCell())) {
+            if (isNewLeaf && !Claim(cursor.LeafCell())) {
                 m_visitor.OnFault({Breach::kShared, cursor.LeafCell()}, Depth());
                 cursor.SkipLeaf();
                 continue;
@@ -60,6 +62,15 @@ public:
 private:
     [[nodiscard]] unsigned Depth() const noexcept { return static_cast<unsigned>(m_levels.size()); }
 
+    [[nodiscard]] bool Claim(CellOffset cell)
+    {
+        const bool isFirst = m_claims.Claim(cell);
+        if constexpr (kIsTold) {
+            m_visitor.OnReference(cell, isFirst);
+        }
+        return isFirst;
+    }
+
     void Enter(CellOffset offset)
     {
         Checked<KeyNode> key = m_hive.Key(offset);
@@ -67,7 +78,7 @@ private:
             m_visitor.OnFault(key.error(), Depth());
             return;
         }
-        if (!m_claims.Claim(offset)) {
+        if (!Claim(offset)) {
             m_visitor.OnFault({Breach::kShared, offset}, Depth());
             return;
         }
@@ -79,7 +90,7 @@ private:
             m_visitor.OnFault({Breach::kShared, key->classCell}, Depth());
             key->classLength = 0;
         }
-        if (key->subkeyCount != 0 && m_hive.Cell(key->subkeyList) && !m_claims.Claim(key->subkeyList)) {
+        if (key->subkeyCount != 0 && m_hive.Cell(key->subkeyList) && !Claim(key->subkeyList)) {
             m_visitor.OnFault({Breach::kShared, key->subkeyList}, Depth());
             key->subkeyCount = 0;
         }
@@ -112,7 +123,7 @@ private:
             return true;
         }
         const Checked<NameView> name = m_hive.ClassName(key);
-        return !name || name->empty() || (m_claims.Claim(key.classCell) && Spend(name->bytes));
+        return !name || name->empty() || (Claim(key.classCell) && Spend(name->bytes));
     }
 
     void VisitValues(const KeyNode& key)
@@ -122,7 +133,7 @@ private:
             m_visitor.OnFault(values.error(), Depth());
             return;
         }
-        if (!m_claims.Claim(values->cell)) {
+        if (!Claim(values->cell)) {
             m_visitor.OnFault({Breach::kShared, values->cell}, Depth());
             return;
         }
@@ -139,12 +150,15 @@ private:
             m_visitor.OnFault(value.error(), Depth());
             return;
         }
-        if (!m_claims.Claim(offset)) {
+        if (!Claim(offset)) {
             m_visitor.OnFault({Breach::kShared, offset}, Depth());
             return;
         }
         Checked<DataView> data = m_hive.Data(*value);
         if (!data) {
+            if (kIsTold && m_hive.Cell(value->dataCell)) {
+                static_cast<void>(Claim(value->dataCell));
+            }
             m_visitor.OnFault(data.error(), Depth());
             return;
         }
@@ -161,19 +175,27 @@ private:
 
     [[nodiscard]] bool ClaimData(const ValueRecord& value, const DataView& data)
     {
-        if (!m_claims.Claim(value.dataCell)) {
+        bool isOwn = Claim(value.dataCell);
+        if (!isOwn && !kIsTold) {
             return false;
         }
         if (!data.IsSegmented()) {
-            return true;
+            return isOwn;
         }
-        bool isOwn = m_claims.Claim(data.listCell);
-        for (std::uint32_t i = 0; isOwn && i < data.segmentCount; ++i) {
+        isOwn = Claim(data.listCell) && isOwn;
+        for (std::uint32_t i = 0; i < data.segmentCount && (isOwn || kIsTold); ++i) {
             const CellOffset segment = data.Segment(i);
-            isOwn = !m_hive.Cell(segment) || m_claims.Claim(segment);
+            const Checked<CellView> cell = m_hive.Cell(segment);
+            if (!cell && kIsTold) {
+                m_visitor.OnFault(cell.error(), Depth());
+            }
+            isOwn = (!cell || Claim(segment)) && isOwn;
         }
         return isOwn;
     }
+
+    /// Whether the visitor wants to hear of every cell, also behind one that has another owner.
+    static constexpr bool kIsTold = requires(Visitor & visitor) { visitor.OnReference(CellOffset{}, true); };
 
     const Hive& m_hive;
     Visitor& m_visitor;

@@ -2,10 +2,6 @@
 
 #include <algorithm>
 
-#include <fmt/format.h>
-
-#include "platform/hive/hive_walk.h"
-
 namespace tolvar {
 
 namespace {
@@ -18,12 +14,43 @@ Result<void> CheckKeyName(std::u16string_view name)
     return {};
 }
 
+Result<void> CheckClass(std::u16string_view className)
+{
+    return className.size() <= kMaxClassUnits
+               ? Result<void>()
+               : Failure(ErrorCode::kInvalidParameter, "a class of more than 32,767 units");
+}
+
 } // namespace
 
+/// A key that is about to be changed.
 Result<KeyNode> HiveWriter::Key(CellOffset key) const
 {
     const Checked<KeyNode> node = m_hive.Key(key);
-    return node ? Result<KeyNode>(*node) : tl::unexpected(ToError(node.error()));
+    if (!node) {
+        return tl::unexpected(ToError(node.error()));
+    }
+    if (auto sole = CheckSole(key); !sole) {
+        return tl::unexpected(sole.error());
+    }
+    if (node->Is(key_flags::kPredefinedHandle)) {
+        return Failure(ErrorCode::kNotSupported, m_hive.File().string() + ": a predefined handle can't be changed");
+    }
+    if (LevelOf(*node) > kMaxDepth) {
+        return tl::unexpected(ToError({Breach::kDepth, key}));
+    }
+    return *node;
+}
+
+/// Whether only one record refers to a cell, so that it can be written into.
+Result<void> HiveWriter::CheckSole(CellOffset cell) const
+{
+    return m_editor.Owners().IsShared(cell) ? tl::unexpected(ToError({Breach::kShared, cell})) : Result<void>();
+}
+
+Result<KeyNode> HiveWriter::ParentOf(const KeyNode& key) const
+{
+    return Key(key.parent);
 }
 
 void HiveWriter::TouchKey(CellOffset key)
@@ -33,12 +60,13 @@ void HiveWriter::TouchKey(CellOffset key)
 
 Result<void> HiveWriter::SetLastWrite(CellOffset key, std::uint64_t time)
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
-    m_editor.Store(key, key_fields::kLastWrite, time);
-    return {};
+    return AsOne([&]() -> Result<void> {
+        const Result<KeyNode> node = Key(key);
+        if (node) {
+            m_editor.Store(key, key_fields::kLastWrite, time);
+        }
+        return node ? Result<void>() : tl::unexpected(node.error());
+    });
 }
 
 void HiveWriter::RaiseField(CellOffset key, Field<std::uint32_t> field, std::uint32_t value)
@@ -48,26 +76,60 @@ void HiveWriter::RaiseField(CellOffset key, Field<std::uint32_t> field, std::uin
     }
 }
 
+void HiveWriter::RaiseMaxName(const KeyNode& parent, std::u16string_view name)
+{
+    const auto bytes = static_cast<std::uint16_t>(2 * name.size());
+    if (parent.maxNameLength < bytes) {
+        m_editor.Store(parent.offset, key_fields::kMaxName, bytes);
+    }
+}
+
 void HiveWriter::StoreName(CellOffset cell, std::u16string_view name)
 {
     const std::vector<std::byte> stored = StoredName(name);
+    const auto flags = m_hive.Cell(cell)->Get(key_fields::kFlags);
+    const std::uint32_t width = FitsLatin1(name) ? key_flags::kLatin1Name : 0U;
+    m_editor.Store(cell, key_fields::kFlags,
+                   static_cast<std::uint16_t>((flags & ~std::uint32_t{key_flags::kLatin1Name}) | width));
     m_editor.Store(cell, key_fields::kNameLength, static_cast<std::uint16_t>(stored.size()));
     m_editor.StoreBytes(cell, key_fields::kName, stored);
 }
 
-Result<SubkeyPlace> HiveWriter::PlaceOf(const KeyNode& parent, std::u16string_view name)
+/// Where a name stands in the lists of a key, which are about to be changed. A count that is not theirs is mended.
+Result<SubkeyPlace> HiveWriter::PlaceOf(KeyNode& parent, std::u16string_view name)
 {
-    const SubkeyListEditor lists(m_editor);
     const CellOffset list = parent.subkeyCount != 0 ? parent.subkeyList : CellOffset{};
     if (!m_editor.Lookups().IsKnownInOrder(parent.offset)) {
-        const Checked<bool> isInOrder = m_hive.AreInOrder(list);
-        if (!isInOrder || !*isInOrder) {
-            return tl::unexpected(ToError(isInOrder ? HiveFault{Breach::kListOrder, list} : isInOrder.error()));
+        const Checked<std::optional<std::uint32_t>> count = m_hive.CountInOrder(list);
+        if (!count || !*count) {
+            return tl::unexpected(ToError(count ? HiveFault{Breach::kListOrder, list} : count.error()));
+        }
+        if (parent.subkeyCount != **count) {
+            parent.subkeyCount = **count;
+            m_editor.Store(parent.offset, key_fields::kSubkeyCount, parent.subkeyCount);
         }
         m_editor.Lookups().NoteInOrder(parent.offset);
     }
-    const Checked<SubkeyPlace> place = lists.Find(list, name);
-    return place ? Result<SubkeyPlace>(*place) : tl::unexpected(ToError(place.error()));
+    const Checked<SubkeyPlace> place = SubkeyListEditor(m_editor).Find(list, name);
+    if (!place) {
+        return tl::unexpected(ToError(place.error()));
+    }
+    for (const CellOffset cell : {list, place->leaf}) {
+        if (auto sole = CheckSole(cell); !sole) {
+            return tl::unexpected(sole.error());
+        }
+    }
+    return *place;
+}
+
+/// The place of a key that is there.
+Result<SubkeyPlace> HiveWriter::OwnPlace(KeyNode& parent, const KeyNode& key)
+{
+    const Result<SubkeyPlace> place = PlaceOf(parent, key.name.ToUtf16());
+    if (place && place->found != key.offset) {
+        return tl::unexpected(ToError({Breach::kKeyParent, key.offset}));
+    }
+    return place;
 }
 
 unsigned HiveWriter::LevelOf(const KeyNode& key) const
@@ -85,14 +147,29 @@ unsigned HiveWriter::LevelOf(const KeyNode& key) const
     return level;
 }
 
-Result<void> HiveWriter::ShareSecurity(CellOffset security, int change)
+/// The cell of a security record that is about to be changed.
+Result<CellView> HiveWriter::SecurityRecord(CellOffset security) const
 {
     const Checked<CellView> cell = m_hive.Cell(security);
     if (!cell || cell->size < kSecurityFixedSize || cell->Get(security_fields::kSignature) != signatures::kSecurity) {
         return tl::unexpected(ToError(cell ? HiveFault{Breach::kSecuritySignature, security} : cell.error()));
     }
-    const auto references = cell->Get(security_fields::kReferences);
-    m_editor.Store(security, security_fields::kReferences, references + static_cast<std::uint32_t>(change));
+    const Result<void> sole = CheckSole(security);
+    return sole ? Result<CellView>(*cell) : tl::unexpected(sole.error());
+}
+
+/// Counts more or fewer keys. A count that was wrong is right afterwards.
+Result<void> HiveWriter::ShareSecurity(CellOffset security, int change)
+{
+    const Result<CellView> cell = SecurityRecord(security);
+    if (!cell) {
+        return tl::unexpected(cell.error());
+    }
+    const std::uint32_t before =
+        m_editor.Owners().TrueCount(security).value_or(cell->Get(security_fields::kReferences));
+    const auto after = static_cast<std::uint32_t>(std::max<std::int64_t>(0, std::int64_t{before} + change));
+    m_editor.Store(security, security_fields::kReferences, after);
+    m_editor.Owners().NoteCount(security, after);
     return {};
 }
 
@@ -108,10 +185,9 @@ void HiveWriter::ReleaseSecurity(CellOffset security, std::uint32_t keys)
     if (cell.Get(security_fields::kReferences) != 0 || next == security) {
         return;
     }
-    const Checked<CellView> after = m_hive.Cell(next);
-    const Checked<CellView> before = m_hive.Cell(previous);
-    const bool isRing = after && before && after->size >= kSecurityFixedSize && before->size >= kSecurityFixedSize &&
-                        after->Offset(security_fields::kPrevious) == security &&
+    const Result<CellView> after = SecurityRecord(next);
+    const Result<CellView> before = SecurityRecord(previous);
+    const bool isRing = after && before && after->Offset(security_fields::kPrevious) == security &&
                         before->Offset(security_fields::kNext) == security;
     if (isRing) {
         m_editor.Store(next, security_fields::kPrevious, previous);
@@ -120,42 +196,40 @@ void HiveWriter::ReleaseSecurity(CellOffset security, std::uint32_t keys)
     }
 }
 
+/// A cell with a class; nil for an empty one.
+Result<CellOffset> HiveWriter::WriteClass(std::u16string_view className)
+{
+    Result<CellOffset> cell = CellOffset{};
+    if (!className.empty()) {
+        cell = m_editor.Allocate(static_cast<std::uint32_t>(2 * className.size()));
+    }
+    if (cell && !className.empty()) {
+        m_editor.StoreBytes(*cell, 0, std::as_bytes(std::span(className)));
+    }
+    return cell;
+}
+
 Result<CellOffset> HiveWriter::WriteNode(const KeyNode& parent, std::u16string_view name, std::u16string_view className)
 {
     const Result<CellOffset> cell =
         m_editor.Allocate(key_fields::kName + static_cast<std::uint32_t>(StoredName(name).size()));
-    if (!cell) {
-        return cell;
+    const Result<CellOffset> classCell = cell ? WriteClass(className) : cell;
+    if (!classCell) {
+        return classCell;
     }
-    CellOffset classCell;
-    if (!className.empty()) {
-        const Result<CellOffset> made = m_editor.Allocate(static_cast<std::uint32_t>(2 * className.size()));
-        if (!made) {
-            m_editor.Free(*cell);
-            return made;
-        }
-        classCell = *made;
-        m_editor.StoreBytes(classCell, 0, std::as_bytes(std::span(className)));
-    }
-    const CellOffset security = parent.security;
-    if (auto shared = ShareSecurity(security, 1); !shared) {
-        m_editor.Free(*cell);
-        if (!classCell.IsNil()) {
-            m_editor.Free(classCell);
-        }
+    if (auto shared = ShareSecurity(parent.security, 1); !shared) {
         return tl::unexpected(shared.error());
     }
     const bool inheritsFlags = (parent.virtualizationFlags & kVirtualizeBelow) != 0;
     m_editor.Store(*cell, key_fields::kSignature, signatures::kKey);
-    m_editor.Store(*cell, key_fields::kFlags, FitsLatin1(name) ? key_flags::kLatin1Name : std::uint16_t{0});
     m_editor.Store(*cell, key_fields::kLastWrite, m_clock.Now());
     m_editor.Store(*cell, key_fields::kParent, parent.offset.value);
     for (const Field<std::uint32_t> list :
          {key_fields::kSubkeyList, key_fields::kVolatileList, key_fields::kValueList}) {
         m_editor.Store(*cell, list, CellOffset{});
     }
-    m_editor.Store(*cell, key_fields::kSecurity, security.value);
-    m_editor.Store(*cell, key_fields::kClass, classCell.value);
+    m_editor.Store(*cell, key_fields::kSecurity, parent.security.value);
+    m_editor.Store(*cell, key_fields::kClass, classCell->value);
     m_editor.Store(*cell, key_fields::kVirtualization,
                    static_cast<std::uint8_t>(inheritsFlags ? parent.virtualizationFlags & kVirtualizationMask : 0));
     m_editor.Store(*cell, key_fields::kClassLength, static_cast<std::uint16_t>(2 * className.size()));
@@ -165,15 +239,22 @@ Result<CellOffset> HiveWriter::WriteNode(const KeyNode& parent, std::u16string_v
 
 Result<CellOffset> HiveWriter::CreateKey(CellOffset parent, std::u16string_view name, std::u16string_view className)
 {
-    const Result<KeyNode> above = Key(parent);
+    return AsOne([&] { return AddKey(parent, name, className); });
+}
+
+Result<CellOffset> HiveWriter::AddKey(CellOffset parent, std::u16string_view name, std::u16string_view className)
+{
+    Result<KeyNode> above = Key(parent);
     if (!above) {
         return tl::unexpected(above.error());
     }
-    if (auto valid = CheckKeyName(name); !valid) {
-        return tl::unexpected(valid.error());
+    for (const Result<void>& valid : {CheckKeyName(name), CheckClass(className)}) {
+        if (!valid) {
+            return tl::unexpected(valid.error());
+        }
     }
-    if (className.size() > kMaxClassUnits || LevelOf(*above) >= kMaxDepth) {
-        return Failure(ErrorCode::kInvalidParameter, "a class of more than 32,767 units, or a key below level 512");
+    if (LevelOf(*above) >= kMaxDepth) {
+        return Failure(ErrorCode::kInvalidParameter, "a key below level 512");
     }
     const Result<SubkeyPlace> place = PlaceOf(*above, name);
     if (!place) {
@@ -189,105 +270,72 @@ Result<CellOffset> HiveWriter::CreateKey(CellOffset parent, std::u16string_view 
     const CellOffset list = above->subkeyCount != 0 ? above->subkeyList : CellOffset{};
     const Result<CellOffset> newList = SubkeyListEditor(m_editor).Insert(list, *place, *key, name);
     if (!newList) {
-        ReleaseSecurity(above->security);
-        if (!className.empty()) {
-            m_editor.Free(CellOffset{m_hive.Cell(*key)->Get(key_fields::kClass)});
-        }
-        m_editor.Free(*key);
         return newList;
     }
     m_editor.Store(parent, key_fields::kSubkeyList, newList->value);
     m_editor.Store(parent, key_fields::kSubkeyCount, above->subkeyCount + 1);
-    const auto nameBytes = static_cast<std::uint16_t>(2 * name.size());
-    if (above->maxNameLength < nameBytes) {
-        m_editor.Store(parent, key_fields::kMaxName, nameBytes);
-    }
+    RaiseMaxName(*above, name);
     RaiseField(parent, key_fields::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
     TouchKey(parent);
     m_editor.Lookups().NoteInOrder(*key); // it has no subkeys yet
     return key;
 }
 
-Result<std::vector<CellOffset>> HiveWriter::OwnCells(const KeyNode& node) const
+/// Takes the entry at `place` out of the lists of a key.
+void HiveWriter::RemoveFromParent(const KeyNode& parent, const SubkeyPlace& place)
 {
-    const Checked<ValueListView> values = m_hive.Values(node);
-    if (!values) {
-        return tl::unexpected(ToError(values.error()));
-    }
-    std::vector<CellOffset> cells;
-    for (std::uint32_t i = 0; i < values->count; ++i) {
-        const Checked<ValueRecord> value = m_hive.Value((*values)[i]);
-        if (!value) {
-            return tl::unexpected(ToError(value.error()));
-        }
-        const Result<std::vector<CellOffset>> data = DataCells(*value);
-        if (!data) {
-            return tl::unexpected(data.error());
-        }
-        cells.insert(cells.end(), data->begin(), data->end());
-        cells.push_back(value->offset);
-    }
-    if (values->count != 0) {
-        cells.push_back(values->cell);
-    }
-    if (const Checked<NameView> name = m_hive.ClassName(node); name && name->data != nullptr) {
-        cells.push_back(node.classCell);
-    }
-    return cells;
+    const CellOffset list = SubkeyListEditor(m_editor).Remove(parent.subkeyList, place);
+    m_editor.Store(parent.offset, key_fields::kSubkeyList, list.value);
+    m_editor.Store(parent.offset, key_fields::kSubkeyCount, parent.subkeyCount - 1);
+    TouchKey(parent.offset);
 }
 
 Result<void> HiveWriter::DeleteKey(CellOffset key)
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
-    if (key == m_hive.Root() || node->Is(key_flags::kNoDelete) || node->subkeyCount != 0) {
-        return Failure(ErrorCode::kAccessDenied);
-    }
-    const Result<KeyNode> parent = Key(node->parent);
-    if (!parent) {
-        return tl::unexpected(parent.error());
-    }
-    const Result<SubkeyPlace> place = PlaceOf(*parent, node->name.ToUtf16());
-    if (!place) {
-        return tl::unexpected(place.error());
-    }
-    if (place->found != key) {
-        return tl::unexpected(ToError({Breach::kKeyParent, key}));
-    }
-    // All that has to be freed is read before anything is.
-    const Result<std::vector<CellOffset>> cells = OwnCells(*node);
-    if (!cells) {
-        return tl::unexpected(cells.error());
-    }
-    const CellOffset list = SubkeyListEditor(m_editor).Remove(parent->subkeyList, *place);
-    m_editor.Store(parent->offset, key_fields::kSubkeyList, list.value);
-    m_editor.Store(parent->offset, key_fields::kSubkeyCount, parent->subkeyCount - 1);
-    TouchKey(parent->offset);
-    for (const CellOffset cell : *cells) {
-        m_editor.Free(cell);
-    }
-    ReleaseSecurity(node->security);
-    m_editor.Free(key);
-    m_editor.Lookups().Forget(key);
-    return {};
+    return AsOne([&]() -> Result<void> {
+        const Result<KeyNode> node = Key(key);
+        if (!node) {
+            return tl::unexpected(node.error());
+        }
+        if (key == m_hive.Root() || node->Is(key_flags::kNoDelete) || node->subkeyCount != 0) {
+            return Failure(ErrorCode::kAccessDenied);
+        }
+        Result<KeyNode> parent = ParentOf(*node);
+        const Result<SubkeyPlace> place = parent ? OwnPlace(*parent, *node) : tl::unexpected(parent.error());
+        const Result<std::vector<CellOffset>> cells = place ? OwnCells(*node) : tl::unexpected(place.error());
+        if (!cells) {
+            return tl::unexpected(cells.error());
+        }
+        RemoveFromParent(*parent, *place);
+        std::ranges::for_each(*cells, [this](CellOffset cell) { m_editor.Free(cell); });
+        ReleaseSecurity(node->security);
+        m_editor.Free(key);
+        m_editor.Lookups().Forget(key);
+        return {};
+    });
 }
 
 Result<void> HiveWriter::MakeLink(CellOffset key)
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
-    if (key == m_hive.Root() || node->subkeyCount != 0 || node->valueCount != 0) {
-        return Failure(ErrorCode::kAccessDenied);
-    }
-    m_editor.Store(key, key_fields::kFlags, static_cast<std::uint16_t>(node->flags | key_flags::kSymbolicLink));
-    return {};
+    return AsOne([&]() -> Result<void> {
+        const Result<KeyNode> node = Key(key);
+        if (!node) {
+            return tl::unexpected(node.error());
+        }
+        if (key == m_hive.Root() || node->subkeyCount != 0 || node->valueCount != 0) {
+            return Failure(ErrorCode::kAccessDenied);
+        }
+        m_editor.Store(key, key_fields::kFlags, static_cast<std::uint16_t>(node->flags | key_flags::kSymbolicLink));
+        return {};
+    });
 }
 
 Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view name)
+{
+    return AsOne([&] { return MoveKey(key, name); });
+}
+
+Result<CellOffset> HiveWriter::MoveKey(CellOffset key, std::u16string_view name)
 {
     const Result<KeyNode> node = Key(key);
     if (!node) {
@@ -299,57 +347,35 @@ Result<CellOffset> HiveWriter::RenameKey(CellOffset key, std::u16string_view nam
     if (auto valid = CheckKeyName(name); !valid) {
         return tl::unexpected(valid.error());
     }
-    const Result<KeyNode> parent = Key(node->parent);
-    if (!parent) {
-        return tl::unexpected(parent.error());
-    }
-    const Result<SubkeyPlace> oldPlace = PlaceOf(*parent, node->name.ToUtf16());
-    const Result<SubkeyPlace> newPlace = PlaceOf(*parent, name);
-    if (!oldPlace || !newPlace) {
-        return tl::unexpected(oldPlace ? newPlace.error() : oldPlace.error());
-    }
-    if (oldPlace->found != key) {
-        return tl::unexpected(ToError({Breach::kKeyParent, key}));
+    Result<KeyNode> parent = ParentOf(*node);
+    const Result<SubkeyPlace> oldPlace = parent ? OwnPlace(*parent, *node) : tl::unexpected(parent.error());
+    const Result<SubkeyPlace> newPlace = oldPlace ? PlaceOf(*parent, name) : oldPlace;
+    if (!newPlace) {
+        return tl::unexpected(newPlace.error());
     }
     if (!newPlace->found.IsNil() && newPlace->found != key) {
         return Failure(ErrorCode::kAlreadyExists);
     }
-    const std::u16string oldName = node->name.ToUtf16();
     const Result<CellOffset> moved = MoveNode(*node, name);
     if (!moved) {
         return moved;
     }
+    // The old entry goes first, so that a list of one never holds two.
     SubkeyListEditor lists(m_editor);
     lists.Replace(*oldPlace, *moved);
-    // The old entry goes first, so that a list of one never holds two; entering it again needs no more room than it
-    // gave.
     const CellOffset shorter = lists.Remove(parent->subkeyList, *oldPlace);
     const Checked<SubkeyPlace> place = lists.Find(shorter, name);
-    Result<CellOffset> list = lists.Insert(shorter, place.value_or(SubkeyPlace{}), *moved, name);
-    if (!list) { // the key goes back to where it was; there is room for that
-        StoreNodeName(*moved, oldName);
-        const Checked<SubkeyPlace> back = lists.Find(shorter, oldName);
-        const Result<CellOffset> restored = lists.Insert(shorter, back.value_or(SubkeyPlace{}), *moved, oldName);
-        m_editor.Store(parent->offset, key_fields::kSubkeyList, restored.value_or(shorter).value);
+    if (!place) {
+        return tl::unexpected(ToError(place.error()));
+    }
+    const Result<CellOffset> list = lists.Insert(shorter, *place, *moved, name);
+    if (!list) {
         return list;
     }
     m_editor.Store(parent->offset, key_fields::kSubkeyList, list->value);
-    const auto nameBytes = static_cast<std::uint16_t>(2 * name.size());
-    if (parent->maxNameLength < nameBytes) {
-        m_editor.Store(parent->offset, key_fields::kMaxName, nameBytes);
-    }
+    RaiseMaxName(*parent, name);
     TouchKey(parent->offset);
     return moved;
-}
-
-/// Gives a node another name that its cell has room for.
-void HiveWriter::StoreNodeName(CellOffset cell, std::u16string_view name)
-{
-    const auto flags = m_hive.Cell(cell)->Get(key_fields::kFlags);
-    const std::uint32_t width = FitsLatin1(name) ? key_flags::kLatin1Name : 0U;
-    m_editor.Store(cell, key_fields::kFlags,
-                   static_cast<std::uint16_t>((flags & ~std::uint32_t{key_flags::kLatin1Name}) | width));
-    StoreName(cell, name);
 }
 
 Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view name)
@@ -359,7 +385,7 @@ Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view 
     if (!cell) {
         return cell;
     }
-    StoreNodeName(*cell, name);
+    StoreName(*cell, name);
     if (*cell != key.offset) {
         const bool isInOrder = m_editor.Lookups().IsKnownInOrder(key.offset);
         m_editor.Lookups().Forget(key.offset);
@@ -376,10 +402,17 @@ Result<CellOffset> HiveWriter::MoveNode(const KeyNode& key, std::u16string_view 
 Result<void> HiveWriter::PointChildrenTo(const KeyNode& key, CellOffset parent)
 {
     SubkeyCursor children = m_hive.Subkeys(key);
-    for (Checked<CellOffset> child = children.Next(); !child || !child->IsNil(); child = children.Next()) {
-        if (child && m_hive.KeyName(*child)) {
-            m_editor.Store(*child, key_fields::kParent, parent.value);
+    for (Checked<CellOffset> next = children.Next(); !next || !next->IsNil(); next = children.Next()) {
+        const Checked<NameView> child = next ? m_hive.KeyName(*next) : tl::unexpected(next.error());
+        if (!child) {
+            return tl::unexpected(ToError(child.error()));
         }
+        for (const CellOffset cell : {children.ListCell(), children.LeafCell(), *next}) {
+            if (auto sole = CheckSole(cell); !sole) {
+                return sole;
+            }
+        }
+        m_editor.Store(*next, key_fields::kParent, parent.value);
     }
     return {};
 }

@@ -1,10 +1,17 @@
 #include <algorithm>
 
 #include "platform/hive/first_fault.h"
-#include "platform/hive/hive_validator.h"
 #include "platform/hive/hive_writer.h"
 
 namespace tolvar {
+
+namespace {
+
+/// Flags that say where a key stands, and not what it is.
+constexpr std::uint32_t kPlaceFlags =
+    key_flags::kVolatile | key_flags::kHiveExit | key_flags::kHiveEntry | key_flags::kLatin1Name;
+
+} // namespace
 
 /// The record with this descriptor in the ring that `ring` belongs to, one key more counted; a new one where there is
 /// none.
@@ -13,16 +20,15 @@ Result<CellOffset> HiveWriter::FindOrMakeSecurity(CellOffset ring, std::span<con
     CellOffset at = ring;
     std::uint32_t steps = m_hive.Length() / kSecurityFixedSize; // no ring has more records
     do {
-        const Checked<CellView> cell = m_hive.Cell(at);
-        if (!cell || cell->size < kSecurityFixedSize ||
-            cell->Get(security_fields::kSignature) != signatures::kSecurity) {
-            return tl::unexpected(ToError(cell ? HiveFault{Breach::kSecuritySignature, at} : cell.error()));
+        const Result<CellView> cell = SecurityRecord(at);
+        if (!cell) {
+            return tl::unexpected(cell.error());
         }
         const std::uint32_t length = cell->Get(security_fields::kLength);
         if (length == descriptor.size() && length <= cell->size - kSecurityFixedSize &&
             std::ranges::equal(cell->Bytes().subspan(kSecurityFixedSize, length), descriptor)) {
-            m_editor.Store(at, security_fields::kReferences, cell->Get(security_fields::kReferences) + 1);
-            return at;
+            const Result<void> shared = ShareSecurity(at, 1);
+            return shared ? Result<CellOffset>(at) : tl::unexpected(shared.error());
         }
         at = cell->Offset(security_fields::kNext);
     } while (at != ring && --steps != 0);
@@ -31,7 +37,7 @@ Result<CellOffset> HiveWriter::FindOrMakeSecurity(CellOffset ring, std::span<con
     if (!made) {
         return made;
     }
-    const CellOffset next = m_hive.Cell(ring)->Offset(security_fields::kNext);
+    const CellOffset next = m_hive.Cell(ring)->Offset(security_fields::kNext); // every record of the ring was read
     m_editor.Store(*made, security_fields::kSignature, signatures::kSecurity);
     m_editor.Store(*made, security_fields::kNext, next);
     m_editor.Store(*made, security_fields::kPrevious, ring);
@@ -45,107 +51,123 @@ Result<CellOffset> HiveWriter::FindOrMakeSecurity(CellOffset ring, std::span<con
 
 Result<void> HiveWriter::SetSecurity(CellOffset key, std::span<const std::byte> descriptor)
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
+    return AsOne([&]() -> Result<void> {
+        const Result<KeyNode> node = Key(key);
+        const Result<void> put = node ? PutSecurity(*node, descriptor) : tl::unexpected(node.error());
+        if (put) {
+            TouchKey(key);
+        }
+        return put;
+    });
+}
+
+Result<void> HiveWriter::PutSecurity(const KeyNode& node, std::span<const std::byte> descriptor)
+{
     if (descriptor.empty() || descriptor.size() > kMaxDescriptor) {
         return Failure(ErrorCode::kInvalidParameter, "a security descriptor of no bytes or more than 64 KiB");
     }
-    const std::vector<std::byte> own(descriptor.begin(), descriptor.end()); // it may lie in the record that is let go
-    const Result<CellOffset> record = FindOrMakeSecurity(node->security, own);
+    const Result<CellOffset> record = FindOrMakeSecurity(node.security, descriptor);
     if (!record) {
         return tl::unexpected(record.error());
     }
-    ReleaseSecurity(node->security);
-    m_editor.Store(key, key_fields::kSecurity, *record);
-    TouchKey(key);
+    ReleaseSecurity(node.security); // which stays what it is until the change is kept, and so does `descriptor` in it
+    m_editor.Store(node.offset, key_fields::kSecurity, *record);
     return {};
 }
 
-/// Deletes everything in a key, deepest keys first.
-Result<void> HiveWriter::Empty(CellOffset key)
+Result<void> HiveWriter::CheckReadable(const Hive& source, CellOffset top)
 {
-    std::vector<CellOffset> pending = {key};
-    while (!pending.empty() && pending.size() <= kMaxDepth) {
-        const Result<KeyNode> node = Key(pending.back());
-        if (!node) {
-            return tl::unexpected(node.error());
-        }
-        const Checked<CellOffset> first = m_hive.Subkeys(*node).Next();
-        if (!first) {
-            return tl::unexpected(ToError(first.error()));
-        }
-        if (!first->IsNil()) {
-            pending.push_back(*first);
-            continue;
-        }
-        if (pending.size() > 1) {
-            if (auto deleted = DeleteKey(pending.back()); !deleted) {
-                return deleted;
-            }
-        }
-        pending.pop_back();
-    }
-    while (true) {
-        const Result<KeyNode> node = Key(key);
-        const Checked<ValueListView> values = node ? m_hive.Values(*node) : Checked<ValueListView>(ValueListView{});
-        const Checked<ValueRecord> last =
-            values && values->count != 0 ? m_hive.Value((*values)[values->count - 1]) : Fault(Breach::kNone, key);
-        if (!last) {
-            return last.error().breach == Breach::kNone ? Result<void>() : tl::unexpected(ToError(last.error()));
-        }
-        if (auto deleted = DeleteValue(key, last->name.ToUtf16()); !deleted) {
-            return deleted;
-        }
-    }
+    FirstFault faults;
+    HiveWalk(source, faults).Run(top);
+    return faults.first ? tl::unexpected(source.ToError(*faults.first)) : Result<void>();
 }
 
-Result<void> HiveWriter::CopyInto(CellOffset target, const Hive& source, const KeyNode& node)
+Result<void> HiveWriter::CopyValues(CellOffset target, bool isNew, const Hive& source, const KeyNode& node)
 {
     const ValueListView values = *source.Values(node);
     for (std::uint32_t i = 0; i < values.count; ++i) {
         const ValueRecord value = *source.Value(values[i]);
-        const auto data = source.ReadData(value);
-        if (!data) {
-            return tl::unexpected(source.ToError(data.error()));
-        }
-        if (auto set = SetValue(target, value.name.ToUtf16(), value.type, *data); !set) {
-            return set;
+        const std::u16string name = value.name.ToUtf16();
+        // Into a new key without a look for others of that name, whose number would count twice.
+        if (auto put = PutValue(target, isNew,
+                                {name, value.type, ValueSource(source, *source.Data(value)),
+                                 value.size == 0 && (value.flags & kTombstone) != 0});
+            !put) {
+            return put;
         }
     }
+    return {};
+}
+
+Result<void> HiveWriter::CopySubkeys(CellOffset target, const Hive& source, const KeyNode& node)
+{
     SubkeyCursor subkeys = source.Subkeys(node);
     for (Checked<CellOffset> next = subkeys.Next(); next && !next->IsNil(); next = subkeys.Next()) {
         const KeyNode child = *source.Key(*next);
-        const Checked<NameView> className = source.ClassName(child);
-        const Result<CellOffset> made =
-            CreateKey(target, child.name.ToUtf16(), className ? className->ToUtf16() : std::u16string());
-        if (!made) {
-            return tl::unexpected(made.error());
+        const std::u16string name = child.name.ToUtf16();
+        Result<KeyNode> above = Key(target);
+        const Result<SubkeyPlace> place = above ? PlaceOf(*above, name) : tl::unexpected(above.error());
+        if (!place) {
+            return tl::unexpected(place.error());
         }
-        if (auto copied = CopyInto(*made, source, child); !copied) {
+        const bool isNew = place->found.IsNil();
+        const Result<CellOffset> key = isNew ? AddKey(target, name, {}) : Result<CellOffset>(place->found);
+        const Result<void> copied = key ? CopyKey(*key, isNew, source, child) : tl::unexpected(key.error());
+        if (!copied) {
             return copied;
         }
     }
-    if (const auto descriptor = source.SecurityDescriptor(node); descriptor && !descriptor->empty()) {
-        if (auto secured = SetSecurity(target, *descriptor); !secured) {
-            return secured;
-        }
-    }
-    return SetLastWrite(target, node.lastWrite);
+    return {};
 }
 
-Result<void> HiveWriter::Replace(CellOffset target, const Hive& source, CellOffset top)
+/// Gives a key the flags and bits of the one that it is a copy of. The root of a hive is marked as such, which says
+/// nothing of its copy.
+Result<void> HiveWriter::CopyFlags(const KeyNode& target, bool isNew, const Hive& source, const KeyNode& node)
 {
-    FirstFault faults;
-    HiveWalk(source, faults).Run(top);
-    if (faults.first) {
-        return tl::unexpected(source.ToError(*faults.first));
+    const bool isRoot = node.Is(key_flags::kHiveEntry);
+    const std::uint32_t kept =
+        kPlaceFlags | (isRoot ? key_flags::kNoDelete : 0U) | (isNew ? 0U : std::uint32_t{key_flags::kSymbolicLink});
+    const CellView cell = *source.Cell(node.offset);
+    if (node.Is(key_flags::kPredefinedHandle)) {
+        if (target.valueCount != 0) {
+            return Failure(ErrorCode::kNotSupported,
+                           node.name.ToUtf8() + ": a predefined handle over a key that holds values");
+        }
+        m_editor.Store(target.offset, key_fields::kValueCount, cell.Get(key_fields::kValueCount));
     }
-    if (auto emptied = Empty(target); !emptied) {
-        return emptied;
+    m_editor.Store(target.offset, key_fields::kFlags,
+                   static_cast<std::uint16_t>((target.flags & kept) |
+                                              (node.flags & ~(kPlaceFlags | (isRoot ? key_flags::kNoDelete : 0U)))));
+    for (const Field<std::uint8_t> bits :
+         {key_fields::kAccessBits, key_fields::kLayerBits, key_fields::kVirtualization, key_fields::kDebug}) {
+        m_editor.Store(target.offset, bits, cell.Get(bits));
     }
-    return CopyInto(target, source, *source.Key(top));
+    return {};
+}
+
+Result<void> HiveWriter::CopyKey(CellOffset target, bool isNew, const Hive& source, const KeyNode& node)
+{
+    Result<void> copied = CopyValues(target, isNew, source, node);
+    copied = copied ? CopySubkeys(target, source, node) : copied;
+    const Result<KeyNode> made = copied ? Key(target) : tl::unexpected(copied.error());
+    if (!made) {
+        return tl::unexpected(made.error());
+    }
+    const Checked<NameView> className = source.ClassName(node);
+    copied = className ? PutClass(*made, className->ToUtf16()) : tl::unexpected(source.ToError(className.error()));
+    const auto descriptor = source.SecurityDescriptor(node);
+    const auto own = m_hive.SecurityDescriptor(*made); // mostly what it has from its parent
+    if (copied && !descriptor) {
+        return tl::unexpected(source.ToError(descriptor.error()));
+    }
+    if (copied && !descriptor->empty() && !(own && std::ranges::equal(*own, *descriptor))) {
+        copied = PutSecurity(*made, *descriptor);
+    }
+    copied = copied ? CopyFlags(*made, isNew, source, node) : copied;
+    if (copied) {
+        m_editor.Store(target, key_fields::kLastWrite, node.lastWrite);
+    }
+    return copied;
 }
 
 } // namespace tolvar

@@ -1,20 +1,14 @@
 #include <algorithm>
 #include <map>
 
-#include "platform/hive/first_fault.h"
-#include "platform/hive/hive_validator.h"
 #include "platform/hive/hive_writer.h"
 
 namespace tolvar {
 
-/// What goes with a subtree. A cell that is met twice belongs to more than one key: then nothing can go.
+/// What goes with keys and all below them.
 struct HiveWriter::DoomedTree {
-    explicit DoomedTree(std::uint32_t length) : claims(length) {}
-
-    [[nodiscard]] bool Add(CellOffset cell) { return claims.Claim(cell); }
-
-    CellClaims claims;
     std::vector<CellOffset> keys;
+    std::vector<CellOffset> cells;                   ///< beside those of the keys
     std::map<std::uint32_t, std::uint32_t> security; ///< keys that count on a record
     std::vector<SubkeyCursor> levels;
 };
@@ -28,219 +22,189 @@ Result<void> HiveWriter::CollectLists(const KeyNode& node, DoomedTree& tree) con
     if (!list) {
         return tl::unexpected(ToError(list.error()));
     }
-    bool isOwn = tree.Add(node.subkeyList);
+    std::vector<CellOffset> lists = {node.subkeyList};
     for (std::uint32_t i = 0; list->kind == ListKind::kIndex && i < list->count; ++i) {
         if (const Checked<SubkeyList> leaf = SubkeyList::ParseLeaf(m_hive, list->Offset(i)); !leaf) {
             return tl::unexpected(ToError(leaf.error()));
         }
-        isOwn = tree.Add(list->Offset(i)) && isOwn;
+        lists.push_back(list->Offset(i));
     }
-    return isOwn ? Result<void>() : tl::unexpected(ToError({Breach::kShared, node.subkeyList}));
+    for (const CellOffset cell : lists) { // the keys of a shared list belong to someone else as well
+        if (auto sole = CheckSole(cell); !sole) {
+            return sole;
+        }
+    }
+    tree.cells.insert(tree.cells.end(), lists.begin(), lists.end());
+    return {};
 }
 
-Result<void> HiveWriter::CollectKey(CellOffset key, DoomedTree& tree) const
+/// Adds what goes with a key beside its own cell, and the run over its subkeys.
+Result<void> HiveWriter::Collect(const KeyNode& node, DoomedTree& tree) const
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
-    if (node->Is(key_flags::kNoDelete)) {
-        return Failure(ErrorCode::kAccessDenied, "a key that is marked undeletable");
-    }
-    const Result<std::vector<CellOffset>> cells = OwnCells(*node);
+    const Result<std::vector<CellOffset>> cells = OwnCells(node);
     if (!cells) {
         return tl::unexpected(cells.error());
     }
-    bool isOwn = tree.Add(key);
-    for (const CellOffset cell : *cells) {
-        isOwn = tree.Add(cell) && isOwn;
+    if (tree.levels.size() >= kMaxDepth) {
+        return tl::unexpected(ToError({Breach::kDepth, node.offset}));
     }
-    if (!isOwn || tree.levels.size() >= kMaxDepth) {
-        return tl::unexpected(ToError({isOwn ? Breach::kDepth : Breach::kShared, key}));
+    tree.cells.insert(tree.cells.end(), cells->begin(), cells->end());
+    tree.levels.push_back(m_hive.Subkeys(node));
+    return CollectLists(node, tree);
+}
+
+/// Adds all keys below those whose subkeys are still to be looked at.
+Result<void> HiveWriter::CollectBelow(DoomedTree& tree) const
+{
+    while (!tree.levels.empty()) {
+        const Checked<CellOffset> next = tree.levels.back().Next();
+        if (!next) {
+            return tl::unexpected(ToError(next.error()));
+        }
+        if (next->IsNil()) {
+            tree.levels.pop_back();
+            continue;
+        }
+        const Result<KeyNode> node = Key(*next);
+        if (!node) {
+            return tl::unexpected(node.error());
+        }
+        if (node->Is(key_flags::kNoDelete)) {
+            return Failure(ErrorCode::kAccessDenied, "a key that is marked undeletable");
+        }
+        ++tree.security[node->security.value];
+        tree.keys.push_back(*next);
+        if (auto collected = Collect(*node, tree); !collected) {
+            return collected;
+        }
     }
-    ++tree.security[node->security.value];
-    tree.keys.push_back(key);
-    tree.levels.push_back(m_hive.Subkeys(*node));
-    return CollectLists(*node, tree);
+    return {};
+}
+
+/// Lets go of all that was collected.
+void HiveWriter::LetGo(const DoomedTree& tree)
+{
+    for (const auto& [record, keys] : tree.security) {
+        ReleaseSecurity(CellOffset{record}, keys);
+    }
+    for (const CellOffset key : tree.keys) {
+        m_editor.Lookups().Forget(key);
+        m_editor.Free(key);
+    }
+    std::ranges::for_each(tree.cells, [this](CellOffset cell) { m_editor.Free(cell); });
 }
 
 Result<void> HiveWriter::DeleteTree(CellOffset key, const std::function<void(CellOffset)>& onKey)
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
-    if (key == m_hive.Root()) {
-        return Failure(ErrorCode::kAccessDenied);
-    }
-    const Result<KeyNode> parent = Key(node->parent);
-    if (!parent) {
-        return tl::unexpected(parent.error());
-    }
-    const Result<SubkeyPlace> place = PlaceOf(*parent, node->name.ToUtf16());
-    if (!place) {
-        return tl::unexpected(place.error());
-    }
-    if (place->found != key) {
-        return tl::unexpected(ToError({Breach::kKeyParent, key}));
-    }
-    DoomedTree tree(m_hive.Length());
-    Result<void> collected = CollectKey(key, tree);
-    while (collected && !tree.levels.empty()) {
-        const Checked<CellOffset> next = tree.levels.back().Next();
-        if (!next) {
-            collected = tl::unexpected(ToError(next.error()));
-        } else if (next->IsNil()) {
-            tree.levels.pop_back();
-        } else {
-            collected = CollectKey(*next, tree);
+    return AsOne([&]() -> Result<void> {
+        const Result<KeyNode> node = Key(key);
+        if (!node) {
+            return tl::unexpected(node.error());
         }
-    }
-    if (!collected) {
-        return collected;
-    }
-    const CellOffset list = SubkeyListEditor(m_editor).Remove(parent->subkeyList, *place);
-    m_editor.Store(parent->offset, key_fields::kSubkeyList, list.value);
-    m_editor.Store(parent->offset, key_fields::kSubkeyCount, parent->subkeyCount - 1);
-    TouchKey(parent->offset);
-    for (const auto& [record, keys] : tree.security) {
-        ReleaseSecurity(CellOffset{record}, keys);
-    }
-    for (const CellOffset gone : tree.keys) {
-        m_editor.Lookups().Forget(gone);
-        onKey(gone);
-    }
-    m_editor.FreeAll(tree.claims);
-    return {};
+        if (key == m_hive.Root() || node->Is(key_flags::kNoDelete)) {
+            return Failure(ErrorCode::kAccessDenied);
+        }
+        Result<KeyNode> parent = ParentOf(*node);
+        const Result<SubkeyPlace> place = parent ? OwnPlace(*parent, *node) : tl::unexpected(parent.error());
+        if (!place) {
+            return tl::unexpected(place.error());
+        }
+        DoomedTree tree;
+        tree.keys.push_back(key);
+        ++tree.security[node->security.value];
+        Result<void> collected = Collect(*node, tree);
+        collected = collected ? CollectBelow(tree) : collected;
+        if (!collected) {
+            return collected;
+        }
+        RemoveFromParent(*parent, *place);
+        LetGo(tree);
+        std::ranges::for_each(tree.keys, onKey);
+        return {};
+    });
 }
 
 Result<void> HiveWriter::SetClass(CellOffset key, std::u16string_view className)
 {
-    const Result<KeyNode> node = Key(key);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
+    return AsOne([&]() -> Result<void> {
+        const Result<KeyNode> node = Key(key);
+        return node ? PutClass(*node, className) : tl::unexpected(node.error());
+    });
+}
+
+Result<void> HiveWriter::PutClass(const KeyNode& node, std::u16string_view className)
+{
     if (className.size() > kMaxClassUnits) {
         return Failure(ErrorCode::kInvalidParameter, "a class of more than 32,767 units");
     }
-    const Checked<NameView> old = m_hive.ClassName(*node);
+    const Checked<NameView> old = m_hive.ClassName(node);
     if (old && ((old->empty() && className.empty()) || old->ToUtf16() == className)) {
         return {};
     }
-    CellOffset cell;
-    if (!className.empty()) {
-        const Result<CellOffset> made = m_editor.Allocate(static_cast<std::uint32_t>(2 * className.size()));
-        if (!made) {
-            return tl::unexpected(made.error());
+    if (node.offset != m_hive.Root()) {
+        const Result<KeyNode> parent = ParentOf(node);
+        if (!parent) {
+            return tl::unexpected(parent.error());
         }
-        cell = *made;
-        m_editor.StoreBytes(cell, 0, std::as_bytes(std::span(className)));
+        RaiseField(parent->offset, key_fields::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
     }
-    m_editor.Store(key, key_fields::kClass, cell.value);
-    m_editor.Store(key, key_fields::kClassLength, static_cast<std::uint16_t>(2 * className.size()));
-    if (key != m_hive.Root()) {
-        RaiseField(node->parent, key_fields::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
+    const Result<CellOffset> cell = WriteClass(className);
+    if (!cell) {
+        return tl::unexpected(cell.error());
     }
+    m_editor.Store(node.offset, key_fields::kClass, cell->value);
+    m_editor.Store(node.offset, key_fields::kClassLength, static_cast<std::uint16_t>(2 * className.size()));
     if (old && old->data != nullptr) {
-        m_editor.Free(node->classCell);
+        m_editor.Free(node.classCell);
     }
     return {};
 }
 
-Result<void> HiveWriter::InsertValue(CellOffset key, std::uint32_t index, std::u16string_view name, std::uint32_t type,
-                                     std::span<const std::byte> data)
+Result<void> HiveWriter::Replace(CellOffset target, const Hive& source, CellOffset top)
 {
-    const Result<KeyNode> before = Key(key);
-    if (!before) {
-        return tl::unexpected(before.error());
-    }
-    if (auto set = SetValue(key, name, type, data); !set) {
-        return set;
-    }
-    const Result<KeyNode> after = Key(key);
-    if (after && after->valueCount == before->valueCount + 1 && index < before->valueCount) {
-        const std::uint32_t behind = 4 * (before->valueCount - index);
-        std::byte* place = m_editor.Touch(after->valueList, 4 * index, behind + 4);
-        std::rotate(place, place + behind, place + behind + 4);
-    }
-    return {};
-}
-
-Result<void> HiveWriter::MergeValues(CellOffset target, bool isNew, const Hive& source, const KeyNode& node)
-{
-    const ValueListView values = *source.Values(node);
-    for (std::uint32_t i = 0; i < values.count; ++i) {
-        const ValueRecord value = *source.Value(values[i]);
-        const auto data = source.ReadData(value);
-        if (!data) {
-            return tl::unexpected(source.ToError(data.error()));
+    return AsOne([&]() -> Result<void> {
+        if (auto readable = CheckReadable(source, top); !readable) {
+            return readable;
         }
-        // Into a new key without a look for others of that name, whose number would count twice.
-        const Result<void> stored = isNew ? AddFreshValue(target, value.name.ToUtf16(), value.type, *data)
-                                          : SetValue(target, value.name.ToUtf16(), value.type, *data);
-        if (!stored) {
-            return stored;
+        const Result<KeyNode> node = Key(target);
+        if (!node) {
+            return tl::unexpected(node.error());
         }
-    }
-    return {};
-}
-
-Result<void> HiveWriter::MergeKey(CellOffset target, bool isNew, const Hive& source, const KeyNode& node)
-{
-    if (auto merged = MergeValues(target, isNew, source, node); !merged) {
-        return merged;
-    }
-    SubkeyCursor subkeys = source.Subkeys(node);
-    for (Checked<CellOffset> next = subkeys.Next(); next && !next->IsNil(); next = subkeys.Next()) {
-        const KeyNode child = *source.Key(*next);
-        const std::u16string name = child.name.ToUtf16();
-        const Result<KeyNode> above = Key(target);
-        const Result<SubkeyPlace> place = above ? PlaceOf(*above, name) : tl::unexpected(above.error());
-        if (!place) {
-            return tl::unexpected(place.error());
+        DoomedTree tree;
+        Result<void> collected = Collect(*node, tree);
+        collected = collected ? CollectBelow(tree) : collected;
+        if (!collected) {
+            return collected;
         }
-        const bool isFresh = place->found.IsNil();
-        const Result<CellOffset> key = isFresh ? CreateKey(target, name) : Result<CellOffset>(place->found);
-        if (!key) {
-            return tl::unexpected(key.error());
+        // The new is made beside the old, which is let go at the end.
+        for (const Field<std::uint32_t> list : {key_fields::kSubkeyList, key_fields::kValueList, key_fields::kClass}) {
+            m_editor.Store(target, list, CellOffset{});
         }
-        if (auto merged = MergeKey(*key, isFresh, source, child); !merged) {
-            return merged;
+        for (const Field<std::uint32_t> number :
+             {key_fields::kSubkeyCount, key_fields::kValueCount, key_fields::kMaxClass, key_fields::kMaxValueName,
+              key_fields::kMaxValueData}) {
+            m_editor.Store(target, number, 0U);
         }
-    }
-    const Checked<NameView> className = source.ClassName(node);
-    if (className) {
-        if (auto classed = SetClass(target, className->ToUtf16()); !classed) {
-            return classed;
+        m_editor.Store(target, key_fields::kMaxName, std::uint16_t{0});
+        m_editor.Store(target, key_fields::kClassLength, std::uint16_t{0});
+        m_editor.Lookups().Forget(target);
+        if (auto copied = CopyKey(target, true, source, *source.Key(top)); !copied) {
+            return copied;
         }
-    }
-    const auto descriptor = source.SecurityDescriptor(node);
-    const auto own = m_hive.SecurityDescriptor(*m_hive.Key(target)); // mostly what it has from its parent
-    if (descriptor && !descriptor->empty() && !(own && std::ranges::equal(*own, *descriptor))) {
-        if (auto secured = SetSecurity(target, *descriptor); !secured) {
-            return secured;
-        }
-    }
-    const CellView cell = *m_hive.Cell(target);
-    const auto flags = cell.Get(key_fields::kFlags);
-    m_editor.Store(target, key_fields::kFlags,
-                   static_cast<std::uint16_t>(flags | (node.flags & key_flags::kSymbolicLink)));
-    m_editor.Store(target, key_fields::kVirtualization, node.virtualizationFlags);
-    return SetLastWrite(target, node.lastWrite);
+        LetGo(tree);
+        return {};
+    });
 }
 
 Result<void> HiveWriter::Merge(CellOffset target, const Hive& source, CellOffset top)
 {
-    FirstFault faults;
-    HiveWalk(source, faults).Run(top);
-    if (faults.first) {
-        return tl::unexpected(source.ToError(*faults.first));
-    }
-    const Result<KeyNode> node = Key(target);
-    if (!node) {
-        return tl::unexpected(node.error());
-    }
-    return MergeKey(target, node->valueCount == 0, source, *source.Key(top));
+    return AsOne([&]() -> Result<void> {
+        if (auto readable = CheckReadable(source, top); !readable) {
+            return readable;
+        }
+        const Result<KeyNode> node = Key(target);
+        return node ? CopyKey(target, node->valueCount == 0, source, *source.Key(top)) : tl::unexpected(node.error());
+    });
 }
 
 } // namespace tolvar

@@ -125,16 +125,16 @@ void LookupCache::NoteRemoved(CellOffset key, CellOffset list, std::uint32_t cou
     values.count = count;
 }
 
-bool LookupCache::IsMissFinal(const Hive& hive, CellOffset key, CellOffset list)
+bool LookupCache::IsMissFinal(const Hive& hive, const KeyNode& key)
 {
     const std::lock_guard lock(m_mutex);
     if (m_orders.size() >= kMaxOrders) {
         m_orders.clear();
     }
-    const auto [known, isFirst] = m_orders.try_emplace(key.value, Order::kAsked);
+    const auto [known, isFirst] = m_orders.try_emplace(key.offset.value, Order::kAsked);
     if (!isFirst && known->second == Order::kAsked) {
-        const Checked<bool> isInOrder = hive.AreInOrder(list);
-        known->second = isInOrder && *isInOrder ? Order::kStrict : Order::kBroken;
+        const Checked<std::optional<std::uint32_t>> count = hive.CountInOrder(key.subkeyList);
+        known->second = count && *count == key.subkeyCount ? Order::kStrict : Order::kBroken;
     }
     return known->second == Order::kStrict;
 }
@@ -162,7 +162,7 @@ void LookupCache::Forget(CellOffset key)
     m_orders.erase(key.value);
 }
 
-void LookupCache::Clear()
+void LookupCache::ForgetAll()
 {
     const std::lock_guard lock(m_mutex);
     m_values.clear();

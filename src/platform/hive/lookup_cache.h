@@ -13,6 +13,7 @@
 namespace tolvar {
 
 class Hive;
+struct KeyNode;
 
 /// What a hive remembers of its keys with many subkeys or values, so that a lookup needn't read all of them: which
 /// lists of subkeys are in order, and where the values of a name lie. Nothing is remembered before a key is asked the
@@ -43,17 +44,17 @@ public:
 
     /// Whether a name that no bisection finds in the lists of `key` isn't there: they are in strict order, and every
     /// key in them can be read. Looks through the lists, but not at the first time that it is asked.
-    [[nodiscard]] bool IsMissFinal(const Hive& hive, CellOffset key, CellOffset list);
+    [[nodiscard]] bool IsMissFinal(const Hive& hive, const KeyNode& key);
 
-    /// For a writer, which keeps in order what is in order.
+    /// For a writer, which keeps in order what is in order, and the key's count of subkeys true.
     [[nodiscard]] bool IsKnownInOrder(CellOffset key) const;
     void NoteInOrder(CellOffset key);
 
     /// The key goes, or moves elsewhere.
     void Forget(CellOffset key);
 
-    /// Everything may be another.
-    void Clear();
+    /// What was told since some time did not happen.
+    void ForgetAll();
 
 private:
     enum class Order : std::uint8_t { kAsked, kBroken, kStrict };

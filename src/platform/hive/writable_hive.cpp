@@ -288,7 +288,10 @@ Result<void> WritableHive::ReadBack()
         return read;
     }
     m_hive.m_base = BaseBlock::Parse(base);
-    return length < m_hive.Length() ? m_hive.Shorten(length) : Result<void>();
+    if (length < m_hive.Length()) {
+        m_hive.Shrink(length);
+    }
+    return {};
 }
 
 Result<void> WritableHive::Revert()

@@ -438,8 +438,7 @@ LSTATUS RegRestoreKeyA(HKEY key, const char* file, DWORD flags)
         }
     });
     const Result<void> replaced = (*writer)->Replace(target.cell, *source, source->Root());
-    // What stands against it is found before anything is changed, but for a hive that can't grow.
-    if (replaced || replaced.error().code == ErrorCode::kNotEnoughMemory) {
+    if (replaced) {
         EndHandles(call.State(),
                    [&below](const KeyPart& open) { return std::ranges::find(below, open) != below.end(); });
         call.NoteChange(target, KeyChange::kAll);
