@@ -60,8 +60,8 @@ public:
 private:
     static JournalOptions InFolder(JournalOptions journal, std::filesystem::path folder)
     {
-        if (journal.dataFolder.empty()) {
-            journal.dataFolder = std::move(folder);
+        if (journal.place.dataFolder.empty()) {
+            journal.place.dataFolder = std::move(folder);
         }
         return journal;
     }

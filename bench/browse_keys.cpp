@@ -95,7 +95,7 @@ int TimeJournal(const char* hive)
     const QTemporaryDir folder;
     JournalOptions options;
     options.place.dataFolder = folder.path().toStdString();
-    options.isReadOnly = true;
+    options.place.isReadOnly = true;
     JournalIndex index;
     for (int number = 0; number < kRecords; ++number) {
         index.journal.push_back("6;2;HKEY_CURRENT_USER\\Software\\Key" + std::to_string(number) +
