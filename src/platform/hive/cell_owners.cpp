@@ -12,8 +12,9 @@ class OwnerSurvey {
 public:
     explicit OwnerSurvey(const Hive& hive) : m_hive(hive), m_starts(hive.Length()), m_claimed(hive.Length()) {}
 
-    bool OnKey(const KeyNode& key, unsigned /*depth*/)
+    bool OnKey(const KeyNode& key, unsigned depth)
     {
+        NotePath(key, depth);
         if (++m_security[key.security.value] == 1 && !m_hive.SecurityDescriptor(key)) {
             NoteStray(key.security);
         }
@@ -58,6 +59,29 @@ public:
     }
 
 private:
+    /// A key on the way down, and whether it and those above it are records of their own.
+    struct Level {
+        CellOffset key;
+        bool isSound;
+    };
+
+    /// A key that names another parent than the one that lists it does not lead a writer to what is wrong above it:
+    /// then it counts as shared itself.
+    void NotePath(const KeyNode& key, unsigned depth)
+    {
+        m_path.resize(depth, {});
+        const bool isBelowSound = m_path.empty() || m_path.back().isSound;
+        if (!m_path.empty() && key.parent != m_path.back().key) {
+            m_owners.m_misplaced.insert(key.offset.value);
+            if (!isBelowSound) {
+                ++m_owners.m_shared[key.offset.value].further;
+            }
+        }
+        const bool hasList = key.subkeyCount != 0 && m_hive.Cell(key.subkeyList);
+        m_path.push_back({key.offset, isBelowSound && m_starts.IsClaimed(key.offset) &&
+                                          (!hasList || m_starts.IsClaimed(key.subkeyList))});
+    }
+
     /// A reference that leads to no record, or not to the start of a cell.
     struct Stray {
         std::uint32_t at;
@@ -166,6 +190,7 @@ private:
     CellClaims m_claimed; ///< what the walk met
     bool m_isWhole = true;
     std::vector<Stray> m_strays;
+    std::vector<Level> m_path;
     std::unordered_map<std::uint32_t, std::uint32_t> m_security; ///< keys by their record
 };
 
@@ -176,6 +201,7 @@ CellOwners CellOwners::Survey(const Hive& hive)
 
 CellOffset CellOwners::Release(CellOffset cell)
 {
+    m_misplaced.erase(cell.value);
     const auto found = m_shared.find(cell.value);
     if (found == m_shared.end()) {
         return cell;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/hive/hive.h"
@@ -26,6 +27,10 @@ public:
     /// where something else uses it.
     [[nodiscard]] CellOffset Release(CellOffset cell);
 
+    /// Whether another key lists this one than the one that it names as its parent.
+    [[nodiscard]] bool IsMisplaced(CellOffset key) const { return m_misplaced.contains(key.value); }
+    void NotePlaced(CellOffset key) { m_misplaced.erase(key.value); }
+
     /// Whether a reference that finds nothing leads into these bytes: whatever is put there would be taken for what it
     /// names.
     [[nodiscard]] bool IsAwaited(std::uint32_t begin, std::uint32_t end) const;
@@ -37,7 +42,10 @@ public:
     void NoteCount(CellOffset security, std::uint32_t keys);
 
     /// Whether the hive is sound as far as a writer goes.
-    [[nodiscard]] bool IsEmpty() const { return m_shared.empty() && m_awaited.empty() && m_counts.empty(); }
+    [[nodiscard]] bool IsEmpty() const
+    {
+        return m_shared.empty() && m_awaited.empty() && m_counts.empty() && m_misplaced.empty();
+    }
 
 private:
     friend class OwnerSurvey;
@@ -49,6 +57,7 @@ private:
     };
 
     std::unordered_map<std::uint32_t, Sharing> m_shared;
+    std::unordered_set<std::uint32_t> m_misplaced;
     std::vector<std::uint32_t> m_awaited; ///< in order
     std::unordered_map<std::uint32_t, std::uint32_t> m_counts;
 };

@@ -30,16 +30,37 @@ Result<KeyNode> HiveWriter::Key(CellOffset key) const
     if (!node) {
         return tl::unexpected(ToError(node.error()));
     }
-    if (auto sole = CheckSole(key); !sole) {
-        return tl::unexpected(sole.error());
+    if (auto sound = CheckPathTo(key); !sound) {
+        return tl::unexpected(sound.error());
     }
     if (node->Is(key_flags::kPredefinedHandle)) {
         return Failure(ErrorCode::kNotSupported, m_hive.File().string() + ": a predefined handle can't be changed");
     }
-    if (LevelOf(*node) > kMaxDepth) {
-        return tl::unexpected(ToError({Breach::kDepth, key}));
-    }
     return *node;
+}
+
+/// Whether a key and all above it are records of their own, which nothing else uses: what is put below others is lost
+/// with them.
+Result<void> HiveWriter::CheckPathTo(CellOffset key) const
+{
+    CellOffset at = key;
+    for (unsigned level = 1; level <= kMaxDepth; ++level) {
+        const Checked<CellView> cell = m_hive.Cell(at);
+        if (!cell || cell->size < kKeyFixedSize) {
+            return {}; // a wrong parent, which no reader needs
+        }
+        const bool hasSubkeys = at != key && cell->Get(key_fields::kSubkeyCount) != 0;
+        for (const CellOffset used : {at, hasSubkeys ? cell->Offset(key_fields::kSubkeyList) : CellOffset{}}) {
+            if (auto sole = CheckSole(used); !sole) {
+                return sole;
+            }
+        }
+        if (at == m_hive.Root()) {
+            return {};
+        }
+        at = cell->Offset(key_fields::kParent);
+    }
+    return tl::unexpected(ToError({Breach::kDepth, key}));
 }
 
 /// Whether only one record refers to a cell, so that it can be written into.
@@ -126,7 +147,7 @@ Result<SubkeyPlace> HiveWriter::PlaceOf(KeyNode& parent, std::u16string_view nam
 Result<SubkeyPlace> HiveWriter::OwnPlace(KeyNode& parent, const KeyNode& key)
 {
     const Result<SubkeyPlace> place = PlaceOf(parent, key.name.ToUtf16());
-    if (place && place->found != key.offset) {
+    if (place && (place->found != key.offset || m_editor.Owners().IsMisplaced(key.offset))) {
         return tl::unexpected(ToError({Breach::kKeyParent, key.offset}));
     }
     return place;
@@ -413,6 +434,7 @@ Result<void> HiveWriter::PointChildrenTo(const KeyNode& key, CellOffset parent)
             }
         }
         m_editor.Store(*next, key_fields::kParent, parent.value);
+        m_editor.Owners().NotePlaced(*next);
     }
     return {};
 }

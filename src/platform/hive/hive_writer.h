@@ -94,6 +94,7 @@ private:
 
     [[nodiscard]] Error ToError(const HiveFault& fault) const { return m_hive.ToError(fault); }
     [[nodiscard]] Result<KeyNode> Key(CellOffset key) const;
+    [[nodiscard]] Result<void> CheckPathTo(CellOffset key) const;
     [[nodiscard]] Result<void> CheckSole(CellOffset cell) const;
     [[nodiscard]] Result<KeyNode> ParentOf(const KeyNode& key) const;
     [[nodiscard]] Result<SubkeyPlace> PlaceOf(KeyNode& parent, std::u16string_view name);

@@ -38,6 +38,9 @@ Result<CellOffset> HiveWriter::FindOrMakeSecurity(CellOffset ring, std::span<con
         return made;
     }
     const CellOffset next = m_hive.Cell(ring)->Offset(security_fields::kNext); // every record of the ring was read
+    if (at != ring || m_hive.Cell(next)->Offset(security_fields::kPrevious) != ring) {
+        return tl::unexpected(ToError({Breach::kSecurityRing, ring}));
+    }
     m_editor.Store(*made, security_fields::kSignature, signatures::kSecurity);
     m_editor.Store(*made, security_fields::kNext, next);
     m_editor.Store(*made, security_fields::kPrevious, ring);
@@ -66,7 +69,10 @@ Result<void> HiveWriter::PutSecurity(const KeyNode& node, std::span<const std::b
     if (descriptor.empty() || descriptor.size() > kMaxDescriptor) {
         return Failure(ErrorCode::kInvalidParameter, "a security descriptor of no bytes or more than 64 KiB");
     }
-    const Result<CellOffset> record = FindOrMakeSecurity(node.security, descriptor);
+    // The ring is that of the root's record: a record that has strayed from it gets no company.
+    const Checked<KeyNode> root = m_hive.Key(m_hive.Root());
+    const Result<CellOffset> record =
+        root ? FindOrMakeSecurity(root->security, descriptor) : tl::unexpected(ToError(root.error()));
     if (!record) {
         return tl::unexpected(record.error());
     }

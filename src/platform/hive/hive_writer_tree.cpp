@@ -143,8 +143,8 @@ Result<void> HiveWriter::PutClass(const KeyNode& node, std::u16string_view class
     }
     if (node.offset != m_hive.Root()) {
         const Result<KeyNode> parent = ParentOf(node);
-        if (!parent) {
-            return tl::unexpected(parent.error());
+        if (!parent || m_editor.Owners().IsMisplaced(node.offset)) {
+            return tl::unexpected(parent ? ToError({Breach::kKeyParent, node.offset}) : parent.error());
         }
         RaiseField(parent->offset, key_fields::kMaxClass, static_cast<std::uint32_t>(2 * className.size()));
     }
