@@ -96,6 +96,10 @@ TEST(HiveComposer, WritesListsAndDataOfAnySizeAsItsVersionDoes)
                 const ListKind leaf = minor == 5 ? ListKind::kHashes : ListKind::kHints;
                 EXPECT_EQ(list.kind, count > 507 ? ListKind::kIndex : leaf);
                 EXPECT_EQ(list.count, count > 507 ? (count + 506) / 507 : count);
+                for (std::uint32_t i = 0; count > 507 && i < list.count; ++i) {
+                    const ListKind below = minor == 5 ? ListKind::kHashes : ListKind::kOffsets;
+                    EXPECT_EQ(SubkeyList::Parse(hive, list.Offset(i))->kind, below);
+                }
             }
         }
     }
