@@ -65,6 +65,7 @@ Result<void> JournalStore::ReadIndex()
     m_isIndexStale = map->Bytes().empty();
     m_isIndexDamaged = !summary.isWhole;
     m_latestStamp = std::move(summary.latestStamp);
+    m_indexSize = map->Bytes().size();
     m_index = *std::move(map);
     return {};
 }
@@ -211,8 +212,8 @@ bool JournalStore::CanIndexWait() const
 {
     constexpr std::uint64_t kSmall = 256 * 1024;
     constexpr std::uint64_t kPart = 4;
-    return m_place.isBrief && !m_areBookmarksStale && !m_isIndexDamaged && m_index &&
-           m_pending->Size() < std::max<std::uint64_t>(kSmall, m_index->Bytes().size() / kPart);
+    return m_place.isBrief && !m_areBookmarksStale && !m_isIndexDamaged && m_indexSize != 0 &&
+           m_pending->Size() < std::max(kSmall, m_indexSize / kPart);
 }
 
 Result<void> JournalStore::Save(bool hasOpenChange)

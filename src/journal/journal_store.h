@@ -86,8 +86,8 @@ public:
     /// the records without a backup one goes at a time. Answers how many records went.
     [[nodiscard]] Result<std::size_t> Expire(int keepDays);
 
-    /// Whether this is the first call of the day, which "journal.expired" beside the data folder tells.
-    [[nodiscard]] bool IsFirstToday();
+    /// Marks this day in "journal.expired" beside the data folder. Answers whether it was not marked yet.
+    [[nodiscard]] bool MarkDay();
 
     // Backups, which are durable with the mark that needs them.
 
@@ -142,6 +142,7 @@ private:
     mutable std::vector<std::string> m_bookmarkTargets;
     mutable std::optional<MappedFile> m_index;         ///< until its lists are taken in, in front of what is there
     mutable std::unordered_set<std::string> m_dropped; ///< of the records in `m_index`
+    std::uint64_t m_indexSize = 0;                     ///< bytes of the file when it was read
     std::vector<std::filesystem::path> m_unsynced;     ///< text backups that are written, and not yet durable
     bool m_hasUnsyncedGone = false;                    ///< some of them were removed
     TakenStamps m_takenStamps;

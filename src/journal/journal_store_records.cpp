@@ -14,8 +14,8 @@ void JournalStore::RememberStamp(std::string_view stamp)
     }
 }
 
-/// Whether a file or a record has this stamp. The records' stamps are collected where one that was given is as late:
-/// after a batch that was quicker than the clock, or with a clock that was set back.
+/// Whether a file or a record has this stamp. The records' stamps are collected where one of them is as late: with a
+/// clock that was set back by more than a day.
 bool JournalStore::IsTaken(const std::string& stamp)
 {
     if (!m_stamps && stamp <= m_latestStamp) {
@@ -31,8 +31,17 @@ bool JournalStore::IsTaken(const std::string& stamp)
 
 std::string JournalStore::NewStamp()
 {
-    std::string stamp =
-        m_takenStamps.TakeNext(m_place.clock->Now(), [this](const std::string& text) { return IsTaken(text); });
+    const std::uint64_t now = m_place.clock->Now();
+    std::string stamp = FormatStamp(now);
+    // A batch is quicker than the clock: what comes behind it goes on where it ended, and needs no look at the records.
+    const std::optional<std::string> next = stamp <= m_latestStamp && m_latestStamp.starts_with(stamp.substr(0, 8))
+                                                ? StampAfter(m_latestStamp)
+                                                : std::nullopt;
+    if (next && !IsTaken(*next)) {
+        stamp = *next;
+    } else {
+        stamp = m_takenStamps.TakeNext(now, [this](const std::string& text) { return IsTaken(text); });
+    }
     RememberStamp(stamp);
     if (m_stamps) {
         m_stamps->insert(stamp);
@@ -163,7 +172,7 @@ Result<std::size_t> JournalStore::Expire(int keepDays)
     return places.size();
 }
 
-bool JournalStore::IsFirstToday()
+bool JournalStore::MarkDay()
 {
     const std::filesystem::path mark = Beside("journal.expired");
     const std::string today = FormatStamp(m_place.clock->Now()).substr(0, 8);

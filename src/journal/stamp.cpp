@@ -45,6 +45,23 @@ bool IsStamp(std::string_view text)
     return text.size() == kStampLength && std::ranges::all_of(text, IsDigit);
 }
 
+std::optional<std::string> StampAfter(std::string_view stamp)
+{
+    constexpr int kLimits[] = {24, 60, 60, 1000}; // of its hour, minute, second and millisecond
+    if (!IsStamp(stamp)) {
+        return std::nullopt;
+    }
+    int parts[] = {Digits(stamp.substr(8, 2)), Digits(stamp.substr(10, 2)), Digits(stamp.substr(12, 2)),
+                   Digits(stamp.substr(14, 3))};
+    for (std::size_t i = std::size(parts); i-- > 0;) {
+        if (++parts[i] < kLimits[i]) {
+            return fmt::format("{}{:02}{:02}{:02}{:03}", stamp.substr(0, 8), parts[0], parts[1], parts[2], parts[3]);
+        }
+        parts[i] = 0;
+    }
+    return std::nullopt;
+}
+
 std::string TakenStamps::TakeNext(std::uint64_t now, const std::function<bool(const std::string&)>& isTaken)
 {
     std::uint64_t millisecond = now / kTicksPerMillisecond;

@@ -23,6 +23,9 @@ struct StampDate {
 /// Whether a text is a stamp, and so may be the name of a file: a record may come from anywhere.
 [[nodiscard]] bool IsStamp(std::string_view text);
 
+/// The stamp of the next millisecond of the same day; nothing behind the last one, or of a text that tells no time.
+[[nodiscard]] std::optional<std::string> StampAfter(std::string_view stamp);
+
 /// The date that a name begins with; nothing where it begins with none.
 [[nodiscard]] std::optional<StampDate> DateOf(std::string_view name);
 

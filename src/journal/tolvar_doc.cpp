@@ -73,7 +73,7 @@ Result<void> CTolvarDoc::OnNewDocument()
     if (auto settled = SettleCut(*unsettled); !settled) {
         return failed(settled.error()); // later changes would be taken back with it
     }
-    if (m_expiry == JournalExpiry::kAtStart || (m_expiry == JournalExpiry::kOnceADay && m_store.IsFirstToday())) {
+    if (m_expiry == JournalExpiry::kAtStart || (m_expiry == JournalExpiry::kOnceADay && m_store.MarkDay())) {
         static_cast<void>(m_store.Expire(m_keepDays)); // what can't be dropped today can be tomorrow
     }
     return {};

@@ -54,9 +54,9 @@ class UndoMaterial;
 ///
 /// Three promises. Nothing is lost by a crash: each record is durable before its change is made, in `journal.pending`
 /// beside the data folder, and the next start takes it over if the registry holds the change. Undoing is exact: beside
-/// the text backup in the data folder a snapshot, of the same name, lies in the folder `snapshots` beside it. The order
-/// holds: backups, then the record, then the change; the change is durable before it is answered, and one that fails
-/// takes its record and its backups away.
+/// the text backup in the data folder a snapshot under the same stamp lies in the folder `snapshots` beside it. The
+/// order holds: backups, then the record, then the change; the change is durable before it is answered, and one that
+/// fails takes its record and its backups away.
 ///
 /// One program at a time works with a data folder: the others are told which one does. Not thread safe: all calls come
 /// from one thread. Whoever ends without SaveModified loses nothing, as in a crash.

@@ -241,6 +241,18 @@ TEST(PendingLog, TellsWhatBecameOfEachRecord)
     }
 }
 
+TEST(Stamp, HasAnotherBehindItOnTheSameDay)
+{
+    using Next = std::optional<std::string>;
+    EXPECT_EQ(StampAfter("20040323212800123"), Next("20040323212800124"));
+    EXPECT_EQ(StampAfter("20040323212859999"), Next("20040323212900000"));
+    EXPECT_EQ(StampAfter("20040323225959999"), Next("20040323230000000"));
+    EXPECT_EQ(StampAfter("20040323235959998"), Next("20040323235959999"));
+    EXPECT_EQ(StampAfter("20040323235959999"), Next());
+    EXPECT_EQ(StampAfter("99999999999999999"), Next());
+    EXPECT_EQ(StampAfter("no stamp"), Next());
+}
+
 TEST(Stamp, IsTheTimeOrTheNextMillisecondThatIsFree)
 {
     constexpr std::uint64_t kNow = 127'245'168'000'000'000;

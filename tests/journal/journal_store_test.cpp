@@ -14,13 +14,13 @@ constexpr const char* kPending = "/d/journal.pending";
 
 class Store : public testing::Test {
 protected:
-    std::unique_ptr<JournalStore> Opened(bool isBrief)
+    std::unique_ptr<JournalStore> Opened(bool isBrief, const Clock* other = nullptr)
     {
         JournalPlace place;
         place.dataFolder = "/d/backups";
         place.isBrief = isBrief;
         place.files = &files;
-        place.clock = &clock;
+        place.clock = other != nullptr ? other : &clock;
         auto store = std::make_unique<JournalStore>(place);
         EXPECT_TRUE(store->Open());
         return store;
@@ -88,24 +88,30 @@ TEST_F(Store, ListsARecordOnceThatIndexAndPendingLogBothHold)
     EXPECT_EQ(All(*Opened(true)), std::vector{first});
 }
 
-TEST_F(Store, GivesStampsBehindThoseOfTheIndex)
+TEST_F(Store, GivesStampsBehindTheLatestAndWithAClockADayBackThoseThatAreFree)
 {
-    std::unique_ptr<JournalStore> store = Opened(true);
-    for (int i = 0; i < 3; ++i) {
-        Add(*store, "a");
+    const fixtures::StandingClock today(127'245'168'000'000'000);
+    const fixtures::StandingClock yesterday(today.Now() - 864'000'000'000);
+    const std::string taken = FormatStamp(yesterday.Now());
+    files.Put(kIndex, EncodeIndex({{}, {"7;0;HKEY_USERS\\W;old;0;;;me;" + taken}, {}}));
+    std::unique_ptr<JournalStore> store = Opened(true, &today);
+    std::vector<std::string> stamps = {FormatStamp(today.Now())};
+    EXPECT_EQ(StampOf(Add(*store, "a")), stamps.back());
+    for (int i = 0; i < 2; ++i) { // quicker than the clock, over a restart too
+        stamps.push_back(StampAfter(stamps.back()).value());
+        EXPECT_EQ(StampOf(Add(*store, "a")), stamps.back());
+        ASSERT_TRUE(store->Save(false));
+        store = Opened(true, &today);
     }
-    ASSERT_TRUE(store->Save(false));
-    clock = {}; // set back
-    store = Opened(true);
-    const std::string record = Add(*store, "b");
-    const std::vector<std::string> all = All(*store);
-    std::vector<std::string_view> stamps;
-    for (const std::string& one : all) {
-        stamps.push_back(StampOf(one));
+    store = Opened(true, &yesterday);
+    for (int i = 0; i < 2; ++i) {
+        const std::string stamp(StampOf(Add(*store, "b")));
+        EXPECT_EQ(stamp.substr(0, 8), taken.substr(0, 8));
+        EXPECT_GT(stamp, taken);
+        EXPECT_EQ(std::ranges::count(stamps, stamp), 0);
+        stamps.push_back(stamp);
     }
-    std::ranges::sort(stamps);
-    EXPECT_EQ(std::ranges::adjacent_find(stamps), stamps.end());
-    EXPECT_EQ(SummarizeIndex(files.Content(kIndex)).latestStamp, StampOf(all[2]));
+    EXPECT_EQ(All(*store).size(), 6U);
 }
 
 } // namespace
