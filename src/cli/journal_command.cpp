@@ -51,11 +51,7 @@ std::string DataText(const EntryData& data)
         ValueToText(data.type, IsTextType(data.type) ? Utf8From(data.bytes) : data.bytes, ExpandStrings::kNo);
     const bool isCut = text.size() > kMaxText || data.bytes.size() < data.size;
     if (isCut) {
-        std::size_t end = std::min(text.size(), kMaxText);
-        while (end != 0 && end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
-            --end; // a character goes whole
-        }
-        text.resize(end);
+        text.resize(WholeCharacters(std::string_view(text).substr(0, kMaxText)));
     }
     return fmt::format("{} \"{}\"{}", ValueTypeName(data.type), text,
                        isCut ? fmt::format("... ({} bytes)", data.size) : "");

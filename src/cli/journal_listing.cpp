@@ -13,13 +13,6 @@ namespace tolvar {
 
 namespace {
 
-std::string WithoutCase(const std::string& text)
-{
-    std::u16string units = ToUtf16(text).value_or(std::u16string());
-    std::ranges::transform(units, units.begin(), UpCase);
-    return units.empty() ? text : ToUtf8(units);
-}
-
 EntryData DataFrom(DWORD type, std::span<const BYTE> bytes)
 {
     const auto held = bytes.first(std::min(bytes.size(), EntryData::kMaxHeld));
@@ -29,21 +22,12 @@ EntryData DataFrom(DWORD type, std::span<const BYTE> bytes)
 /// A value of the imaged key.
 std::optional<EntryData> DataIn(const KeyImage& image, const std::string& name)
 {
-    const Hive& hive = image.Inside();
-    const std::optional<std::u16string> units = ToUtf16(name);
-    const Checked<KeyNode> key = hive.Key(hive.Root());
-    if (!units || !key) {
+    const std::optional<ValueRecord> value = image.FindValue(name);
+    const auto data = value ? image.Inside().ReadData(*value) : Checked<std::vector<std::byte>>();
+    if (!value || !data) {
         return std::nullopt;
     }
-    const auto value = hive.FindValue(*key, *units);
-    if (!value || !*value) {
-        return std::nullopt;
-    }
-    const auto data = hive.ReadData(**value);
-    if (!data) {
-        return std::nullopt;
-    }
-    return DataFrom((*value)->type, {reinterpret_cast<const BYTE*>(data->data()), data->size()});
+    return DataFrom(value->type, {reinterpret_cast<const BYTE*>(data->data()), data->size()});
 }
 
 } // namespace
@@ -117,9 +101,9 @@ void JournalListing::GoBackOverValue(EntryLine& line, const ChangeSnapshot* snap
         line.before = DataIn(*image, record.name);
     }
     for (const std::string* touched : {&name, &record.newName}) {
-        values.erase(WithoutCase(*touched));
+        values.erase(UpCased(*touched));
         if (isNew || image != nullptr) {
-            values.emplace(WithoutCase(*touched), isNew ? std::nullopt : DataIn(*image, *touched));
+            values.emplace(UpCased(*touched), isNew ? std::nullopt : DataIn(*image, *touched));
         } else {
             Cut(record.path); // what was there before is known to nobody
         }
@@ -133,9 +117,9 @@ const std::string& JournalListing::PlaceOf(const std::string& path)
     if (known != m_places.end()) {
         return known->second;
     }
-    std::string place = WithoutCase(path);
+    std::string place = UpCased(path);
     for (const std::string& alias : m_registry.AliasesOf(path)) {
-        place = std::min(place, WithoutCase(alias));
+        place = std::min(place, UpCased(alias));
     }
     return m_places.emplace(path, std::move(place)).first->second;
 }
@@ -145,11 +129,11 @@ std::optional<JournalListing::Known> JournalListing::After(const std::string& pa
 {
     const std::string& place = PlaceOf(path);
     const std::map<std::string, Known>& values = m_values[place];
-    if (const auto known = values.find(WithoutCase(name)); known != values.end()) {
+    if (const auto known = values.find(UpCased(name)); known != values.end()) {
         return known->second;
     }
-    for (std::size_t end = place.size(); end != std::string::npos && end != 0; end = place.rfind('\\', end - 1)) {
-        if (m_cut.contains(place.substr(0, end))) {
+    for (std::string_view above = place; !above.empty(); above = ParentPath(above)) {
+        if (m_cut.contains(above)) {
             return std::nullopt;
         }
     }
@@ -167,8 +151,7 @@ void JournalListing::Cut(const std::string& path)
 {
     const std::string& place = PlaceOf(path);
     for (auto at = m_values.lower_bound(place); at != m_values.end() && at->first.starts_with(place);) {
-        const bool isBelow = at->first.size() == place.size() || at->first[place.size()] == '\\';
-        at = isBelow ? m_values.erase(at) : std::next(at);
+        at = PathBelow(at->first, place) ? m_values.erase(at) : std::next(at);
     }
     m_cut.insert(place);
 }

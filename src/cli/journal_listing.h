@@ -56,7 +56,7 @@ private:
     const Registry& m_registry;
     std::map<std::string, std::string> m_places;                  ///< of paths: one of all that a key has
     std::map<std::string, std::map<std::string, Known>> m_values; ///< by place and name, as of the last look back
-    std::set<std::string> m_cut;                                  ///< places at and below which nothing is known
+    std::set<std::string, std::less<>> m_cut;                     ///< places at and below which nothing is known
 };
 
 } // namespace tolvar

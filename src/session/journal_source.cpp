@@ -15,13 +15,6 @@ namespace {
 constexpr const char* kSection = "settings";
 constexpr int kKeepDays = 20;
 
-std::string UpperKey(const std::string& key)
-{
-    std::u16string units = ToUtf16(key).value_or(std::u16string());
-    std::ranges::transform(units, units.begin(), UpCase);
-    return units.empty() ? key : ToUtf8(units);
-}
-
 } // namespace
 
 std::filesystem::path ProgramDataFolder()
@@ -38,7 +31,7 @@ std::string SourceId(std::span<const MountRequest> mounts)
     for (const MountRequest& mount : mounts) {
         std::error_code error;
         const std::filesystem::path file = std::filesystem::weakly_canonical(mount.file, error);
-        lines.push_back((error ? mount.file : file).string() + '\n' + UpperKey(mount.KeyPath()) + '\n');
+        lines.push_back((error ? mount.file : file).string() + '\n' + UpCased(mount.KeyPath()) + '\n');
     }
     std::ranges::sort(lines);
     ContentHash hash;

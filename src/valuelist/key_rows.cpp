@@ -6,6 +6,7 @@
 #include "platform/registry/subkey_listing.h"
 #include "platform/registry/value_listing.h"
 #include "platform/system/file_time.h"
+#include "platform/system/text.h"
 #include "registry/key_owner.h"
 #include "registry/root_keys.h"
 #include "registry/value_text.h"
@@ -23,22 +24,6 @@ constexpr const char* kKeyType = "Key";
 
 /// Room for any name of a value: 16,383 units of up to three bytes, and the terminator.
 constexpr DWORD kNameRoom = 3 * 16383 + 1;
-
-/// Takes a character that was cut in the middle away from the end of a UTF-8 text.
-void DropCutCharacter(std::vector<BYTE>& text)
-{
-    std::size_t tail = 0;
-    while (tail < std::min<std::size_t>(3, text.size()) && (text[text.size() - 1 - tail] & 0xC0) == 0x80) {
-        ++tail;
-    }
-    if (tail < text.size()) {
-        const BYTE lead = text[text.size() - 1 - tail];
-        const std::size_t needed = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 0;
-        if (tail < needed) {
-            text.resize(text.size() - tail - 1);
-        }
-    }
-}
 
 } // namespace
 
@@ -225,7 +210,8 @@ std::string KeyRows::ValueData(const KeyRow& row) const
         return {};
     }
     if (value.type == REG_SZ || value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ) {
-        DropCutCharacter(value.data);
+        const std::string_view text(reinterpret_cast<const char*>(value.data.data()), value.data.size());
+        value.data.resize(WholeCharacters(text));
     }
     return ValueToListText(value.type, value.data) + "...";
 }

@@ -88,7 +88,7 @@ public:
             lines.push_back(ValueLine(name, type, data.size()));
             nameSize = sizeof name;
         }
-        const std::vector<std::string> names = NamesOf(key);
+        const std::vector<std::string> names = Names(key);
         ExpectListing(key, names);
         for (const std::string& subkey : names) {
             const bool isSessionLink = subkey.starts_with("session");
@@ -106,15 +106,6 @@ private:
     static std::uint64_t TimeOf(const FILETIME& time)
     {
         return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
-    }
-    static std::vector<std::string> NamesOf(HKEY key)
-    {
-        std::vector<std::string> names;
-        char name[256];
-        for (DWORD i = 0; RegEnumKeyA(key, i, name, sizeof name) == ERROR_SUCCESS; ++i) {
-            names.emplace_back(name);
-        }
-        return names;
     }
     static void ExpectListing(HKEY key, const std::vector<std::string>& names)
     {

@@ -12,6 +12,17 @@
 
 namespace tolvar {
 
+/// The subkeys of a key, as they are enumerated.
+inline std::vector<std::string> Names(HKEY key)
+{
+    std::vector<std::string> names;
+    char name[256];
+    for (DWORD i = 0; RegEnumKeyA(key, i, name, sizeof name) == ERROR_SUCCESS; ++i) {
+        names.emplace_back(name);
+    }
+    return names;
+}
+
 /// A writable hive at HKEY_USERS\W, to be filled by paths below it.
 class NameSpaceTest : public testing::Test {
 protected:
@@ -45,15 +56,6 @@ protected:
     static LSTATUS Open(const std::string& path, HKEY& key, DWORD options = 0)
     {
         return RegOpenKeyExA(HKEY_USERS, ("W\\" + path).c_str(), options, KEY_READ, &key);
-    }
-    static std::vector<std::string> Names(HKEY key)
-    {
-        std::vector<std::string> names;
-        char name[256];
-        for (DWORD i = 0; RegEnumKeyA(key, i, name, sizeof name) == ERROR_SUCCESS; ++i) {
-            names.emplace_back(name);
-        }
-        return names;
     }
     /// The values of a key, "name=byte".
     static std::vector<std::string> Values(HKEY key)

@@ -62,6 +62,28 @@ TEST(TextConversion, TakesTwoHalvesThatWerePutTogetherForTheirPair)
     EXPECT_EQ(ToUtf8(*ToUtf16(halves)), "\xF0\x90\x80\x80");
 }
 
+TEST(TextConversion, TellsWhereTheLastWholeCharacterOfACutTextEnds)
+{
+    const std::string text = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80z";
+    const std::size_t whole[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11};
+    for (std::size_t size = 0; size <= text.size(); ++size) {
+        EXPECT_EQ(WholeCharacters(std::string_view(text).substr(0, size)), whole[size]) << size;
+    }
+    EXPECT_EQ(WholeCharacters("\x80\x80\x80"), 3U) << "no character was cut here";
+}
+
+TEST(TextConversion, UpCasesNamesAsTheyCompare)
+{
+    EXPECT_EQ(UpCased("a\xC3\xA4"
+                      "B"),
+              "A\xC3\x84"
+              "B");
+    EXPECT_EQ(UpCased("\xFF"
+                      "a"),
+              "\xFF"
+              "a");
+}
+
 TEST(TextConversion, RefusesWhatIsNoUtf8)
 {
     for (const std::string_view bytes : {

@@ -190,6 +190,9 @@ inline constexpr std::uint16_t kNoDelete = 0x0008;
 inline constexpr std::uint16_t kSymbolicLink = 0x0010;
 inline constexpr std::uint16_t kLatin1Name = 0x0020;
 inline constexpr std::uint16_t kPredefinedHandle = 0x0040;
+
+/// Those that say where a key stands and how its name is stored, and not what it is.
+inline constexpr std::uint16_t kOfPlace = kVolatile | kHiveExit | kHiveEntry | kLatin1Name;
 } // namespace key_flags
 
 /// Of a key's virtualization flags: what they say holds for its subkeys too, which take over the upper half.

@@ -155,7 +155,7 @@ CellOffset HiveComposer::WriteValue(const ValueRecord& value)
     const std::u16string name = value.name.ToUtf16();
     const std::vector<std::byte> stored = StoredName(name);
     const CellOffset cell = Allocate(static_cast<std::uint32_t>(kValueFixedSize + stored.size()));
-    const bool isTombstone = value.size == 0 && (value.flags & kTombstone) != 0;
+    const bool isTombstone = value.IsTombstone();
     const std::uint32_t width = FitsLatin1(name) && !name.empty() ? kLatin1ValueName : 0U;
     Store(cell, value_fields::kSignature, signatures::kValue);
     Store(cell, value_fields::kNameLength, static_cast<std::uint16_t>(stored.size()));
@@ -345,11 +345,9 @@ void HiveComposer::WriteSubkeys(CellOffset cell, const KeyNode& node, unsigned l
 
 void HiveComposer::WriteNode(CellOffset cell, const KeyNode& node, CellOffset parent, std::u16string_view name)
 {
-    constexpr std::uint16_t kPlace =
-        key_flags::kVolatile | key_flags::kHiveExit | key_flags::kHiveEntry | key_flags::kLatin1Name;
     constexpr std::uint16_t kRoot = key_flags::kHiveEntry | key_flags::kNoDelete;
     const std::vector<std::byte> stored = StoredName(name);
-    const std::uint32_t flags = (node.flags & ~std::uint32_t{kPlace}) | (parent.IsNil() ? kRoot : 0U) |
+    const std::uint32_t flags = (node.flags & ~std::uint32_t{key_flags::kOfPlace}) | (parent.IsNil() ? kRoot : 0U) |
                                 (FitsLatin1(name) ? key_flags::kLatin1Name : 0U);
     Store(cell, key_fields::kSignature, signatures::kKey);
     Store(cell, key_fields::kFlags, static_cast<std::uint16_t>(flags));

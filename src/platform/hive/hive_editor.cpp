@@ -143,10 +143,7 @@ void HiveEditor::Restart()
     m_written.assign((m_hive.Length() / kPage + 63) / 64, 0);
     m_isChanged = false;
     m_cleanLength = m_hive.Length();
-    m_bins.clear();
-    m_scanAt = 0;
-    m_freeByPlace.clear();
-    m_freeBySize.clear();
+    ForgetFree();
     m_owners.reset();
     Lookups().ForgetAll();
 }

@@ -43,6 +43,9 @@ Result<KeyNode> HiveWriter::Key(CellOffset key) const
 /// with them.
 Result<void> HiveWriter::CheckPathTo(CellOffset key) const
 {
+    if (m_editor.Owners().IsEmpty()) {
+        return {}; // as in every sound hive
+    }
     CellOffset at = key;
     for (unsigned level = 1; level <= kMaxDepth; ++level) {
         const Checked<CellView> cell = m_hive.Cell(at);

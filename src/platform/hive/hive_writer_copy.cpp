@@ -5,14 +5,6 @@
 
 namespace tolvar {
 
-namespace {
-
-/// Flags that say where a key stands, and not what it is.
-constexpr std::uint32_t kPlaceFlags =
-    key_flags::kVolatile | key_flags::kHiveExit | key_flags::kHiveEntry | key_flags::kLatin1Name;
-
-} // namespace
-
 /// The record with this descriptor in the ring that `ring` belongs to, one key more counted; a new one where there is
 /// none.
 Result<CellOffset> HiveWriter::FindOrMakeSecurity(CellOffset ring, std::span<const std::byte> descriptor)
@@ -96,8 +88,7 @@ Result<void> HiveWriter::CopyValues(CellOffset target, bool isNew, const Hive& s
         const std::u16string name = value.name.ToUtf16();
         // Into a new key without a look for others of that name, whose number would count twice.
         if (auto put = PutValue(target, isNew,
-                                {name, value.type, ValueSource(source, *source.Data(value)),
-                                 value.size == 0 && (value.flags & kTombstone) != 0});
+                                {name, value.type, ValueSource(source, *source.Data(value)), value.IsTombstone()});
             !put) {
             return put;
         }
@@ -131,8 +122,8 @@ Result<void> HiveWriter::CopySubkeys(CellOffset target, const Hive& source, cons
 Result<void> HiveWriter::CopyFlags(const KeyNode& target, bool isNew, const Hive& source, const KeyNode& node)
 {
     const bool isRoot = node.Is(key_flags::kHiveEntry);
-    const std::uint32_t kept =
-        kPlaceFlags | (isRoot ? key_flags::kNoDelete : 0U) | (isNew ? 0U : std::uint32_t{key_flags::kSymbolicLink});
+    const std::uint32_t kept = key_flags::kOfPlace | (isRoot ? key_flags::kNoDelete : 0U) |
+                               (isNew ? 0U : std::uint32_t{key_flags::kSymbolicLink});
     const CellView cell = *source.Cell(node.offset);
     if (node.Is(key_flags::kPredefinedHandle)) {
         if (target.valueCount != 0) {
@@ -141,9 +132,10 @@ Result<void> HiveWriter::CopyFlags(const KeyNode& target, bool isNew, const Hive
         }
         m_editor.Store(target.offset, key_fields::kValueCount, cell.Get(key_fields::kValueCount));
     }
-    m_editor.Store(target.offset, key_fields::kFlags,
-                   static_cast<std::uint16_t>((target.flags & kept) |
-                                              (node.flags & ~(kPlaceFlags | (isRoot ? key_flags::kNoDelete : 0U)))));
+    m_editor.Store(
+        target.offset, key_fields::kFlags,
+        static_cast<std::uint16_t>((target.flags & kept) |
+                                   (node.flags & ~(key_flags::kOfPlace | (isRoot ? key_flags::kNoDelete : 0U)))));
     for (const Field<std::uint8_t> bits :
          {key_fields::kAccessBits, key_fields::kLayerBits, key_fields::kVirtualization, key_fields::kDebug}) {
         m_editor.Store(target.offset, bits, cell.Get(bits));

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "platform/hive/cell.h"
+#include "platform/hive/cell_layout.h"
 #include "platform/hive/cell_offset.h"
 #include "platform/hive/name_view.h"
 
@@ -28,6 +29,9 @@ struct ValueRecord {
 
     /// The value in a cell that was checked to hold one.
     ValueRecord(const CellView& cell, CellOffset at) noexcept;
+
+    /// Whether it hides a value of a layer below, and is none itself.
+    [[nodiscard]] bool IsTombstone() const noexcept { return size == 0 && (flags & kTombstone) != 0; }
 
     CellOffset offset;
     std::uint32_t type = 0;

@@ -71,11 +71,14 @@ Result<std::vector<ImagedValue>> ValuesOf(const Hive& image)
     std::vector<ImagedValue> values;
     for (std::uint32_t i = 0; i < list->count; ++i) {
         const Checked<ValueRecord> value = image.Value((*list)[i]);
-        Checked<std::vector<std::byte>> data = value ? image.ReadData(*value) : tl::unexpected(value.error());
-        if (!data) {
-            return tl::unexpected(image.ToError(data.error()));
+        if (!value) {
+            return tl::unexpected(image.ToError(value.error()));
         }
-        values.push_back({value->name.ToUtf16(), value->type, *std::move(data), i < places.size() ? places[i] : ~0U});
+        Result<ImagedValue> read = ReadImaged(image, {i < places.size() ? places[i] : ~0U, *value});
+        if (!read) {
+            return tl::unexpected(std::move(read.error()));
+        }
+        values.push_back(*std::move(read));
     }
     std::ranges::sort(values, {}, &ImagedValue::place);
     return values;
@@ -142,15 +145,20 @@ bool KeyImage::HasValues() const
     return root && root->valueCount != 0;
 }
 
-bool KeyImage::HoldsValue(const std::string& name, DWORD type, std::span<const BYTE> data) const
+std::optional<ValueRecord> KeyImage::FindValue(const std::string& name) const
 {
     const Checked<KeyNode> root = m_hive->Key(m_hive->Root());
     const std::optional<std::u16string> units = ToUtf16(name);
-    const auto value = root && units ? m_hive->FindValue(*root, *units) : Checked<std::optional<ValueRecord>>();
-    if (!value || !*value || (*value)->type != type) {
+    return root && units ? m_hive->FindValue(*root, *units).value_or(std::nullopt) : std::nullopt;
+}
+
+bool KeyImage::HoldsValue(const std::string& name, DWORD type, std::span<const BYTE> data) const
+{
+    const std::optional<ValueRecord> value = FindValue(name);
+    if (!value || value->type != type) {
         return false;
     }
-    const auto stored = m_hive->ReadData(**value);
+    const auto stored = m_hive->ReadData(*value);
     return stored && std::ranges::equal(*stored, std::as_bytes(data));
 }
 

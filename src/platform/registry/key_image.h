@@ -12,6 +12,7 @@
 namespace tolvar {
 
 class Hive;
+struct ValueRecord;
 
 // Exact images of what is about to be changed: small hives in memory, with classes, times, security, names and data of
 // any kind as they are stored. All work on the session's registry, through open handles.
@@ -31,6 +32,9 @@ public:
 
     /// Whether it holds any value of the key itself.
     [[nodiscard]] bool HasValues() const;
+
+    /// The value of that name; nothing where it holds none, or it can't be read.
+    [[nodiscard]] std::optional<ValueRecord> FindValue(const std::string& name) const;
 
     /// Whether it holds a value of that name with this type and exactly these bytes.
     [[nodiscard]] bool HoldsValue(const std::string& name, DWORD type, std::span<const BYTE> data) const;

@@ -318,6 +318,31 @@ char16_t UpCase(char16_t unit) noexcept
     return UpCaseTable()[unit];
 }
 
+std::string UpCased(std::string_view name)
+{
+    std::optional<std::u16string> units = ToUtf16(name);
+    if (!units) {
+        return std::string(name);
+    }
+    std::ranges::transform(*units, units->begin(), UpCase);
+    return ToUtf8(*units);
+}
+
+std::size_t WholeCharacters(std::string_view text) noexcept
+{
+    const auto byte = [&text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    std::size_t tail = 0;
+    while (tail < std::min<std::size_t>(3, text.size()) && (byte(text.size() - 1 - tail) & 0xC0) == 0x80) {
+        ++tail;
+    }
+    if (tail == text.size()) {
+        return text.size();
+    }
+    const unsigned lead = byte(text.size() - 1 - tail);
+    const std::size_t needed = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 0;
+    return tail < needed ? text.size() - tail - 1 : text.size();
+}
+
 int CompareNames(std::u16string_view left, std::u16string_view right) noexcept
 {
     const std::size_t common = std::min(left.size(), right.size());

@@ -35,6 +35,12 @@ void AppendUtf8Unit(std::string& out, char16_t unit, NulForm nul = NulForm::kTwo
 /// (docs/hive-format.md, Upper case).
 [[nodiscard]] char16_t UpCase(char16_t unit) noexcept;
 
+/// A name with UpCase of each unit, so that names that compare equal are equal; one that is no UTF-8 as it is.
+[[nodiscard]] std::string UpCased(std::string_view name);
+
+/// How many bytes of a UTF-8 text that was cut somewhere belong to whole characters.
+[[nodiscard]] std::size_t WholeCharacters(std::string_view text) noexcept;
+
 /// Order of two names without regard to case: below 0, 0 or above 0. Units are compared after UpCase, a prefix comes
 /// first.
 [[nodiscard]] int CompareNames(std::u16string_view left, std::u16string_view right) noexcept;
