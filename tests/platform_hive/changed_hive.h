@@ -29,6 +29,7 @@ private:
 
 public:
     const Hive& hive = m_scratch->hive;
+    HiveEditor& editor = m_scratch->editor;
     HiveWriter& writer = m_scratch->writer;
 };
 

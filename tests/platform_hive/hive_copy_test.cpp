@@ -380,5 +380,52 @@ TEST(HiveEditor, IsNotFooledByDataThatLooksLikeABin)
     EXPECT_EQ(Findings(reopened.hive), "");
 }
 
+TEST(HiveEditor, PutsBackWhatAChangeOverwroteMovedAndMadeUnlessItIsKept)
+{
+    ChangedHive changed;
+    const CellOffset root = changed.hive.Root();
+    File data(100);
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        data[i] = static_cast<std::byte>(i + 1);
+    }
+    for (const char16_t* name : {u"a", u"b", u"c"}) {
+        ASSERT_TRUE(changed.writer.SetValue(root, name, 3, data));
+    }
+    ASSERT_TRUE(changed.writer.DeleteValue(root, u"b")); // a hole that is used again
+    const CellOffset cell = (*changed.hive.FindValue(*changed.hive.Key(root), u"a"))->dataCell;
+    const auto read = [&](std::u16string_view name) {
+        return *changed.hive.ReadData(**changed.hive.FindValue(*changed.hive.Key(root), name));
+    };
+    const std::uint32_t length = changed.hive.Length();
+    const auto changeAll = [&] {
+        changed.editor.StoreBytes(cell, 10, File(20, std::byte{0xEE}));
+        changed.editor.CloseGap(cell, 4, 3, 60);
+        changed.editor.StoreBytes(cell, 8, File(40, std::byte{0xDD}));
+        changed.editor.CloseGap(cell, 0, 50, 100);
+        const Result<CellOffset> hole = changed.editor.Allocate(90);
+        ASSERT_TRUE(hole);
+        changed.editor.StoreBytes(*hole, 0, File(90, std::byte{0xCC}));
+        changed.editor.CloseGap(*hole, 0, 4, 90);
+        ASSERT_TRUE(changed.editor.Allocate(100'000)); // at the hive's end
+    };
+    {
+        HiveEditor::Change change(changed.editor);
+        changeAll();
+    }
+    EXPECT_EQ(changed.hive.Length(), length);
+    EXPECT_EQ(read(u"a"), data);
+    EXPECT_EQ(read(u"c"), data);
+    EXPECT_EQ(Findings(changed.hive), "");
+    {
+        HiveEditor::Change change(changed.editor);
+        changed.editor.CloseGap(cell, 10, 5, 100);
+        change.Keep();
+    }
+    File expected(data.begin(), data.begin() + 10);
+    expected.insert(expected.end(), data.begin() + 15, data.end());
+    expected.resize(100);
+    EXPECT_EQ(read(u"a"), expected);
+}
+
 } // namespace
 } // namespace tolvar

@@ -47,33 +47,49 @@ void HiveEditor::Begin()
     if (!m_owners) {
         m_owners = CellOwners::Survey(m_hive);
     }
-    m_pending.emplace();
-    m_pending->length = m_hive.Length();
-    m_pending->wasChanged = m_isChanged;
+    m_pending.length = m_hive.Length();
+    m_pending.wasChanged = m_isChanged;
+    m_isOpen = true;
+}
+
+void HiveEditor::EndChange() noexcept
+{
+    constexpr std::size_t kKept = 1024 * 1024; // bytes: what a large change took is not kept for small ones
+    m_isOpen = false;
+    if (m_pending.bytes.capacity() > kKept || m_pending.made.bucket_count() > kKept / 1024) {
+        m_pending = {};
+        return;
+    }
+    m_pending.overwritten.clear();
+    m_pending.bytes.clear();
+    m_pending.writtenPages.clear();
+    m_pending.made.clear();
+    m_pending.freed.clear();
 }
 
 void HiveEditor::TakeBack() noexcept
 {
-    const Pending& change = *m_pending;
-    if (!change.writtenPages.empty() || !change.saved.empty() || m_hive.Length() != change.length) {
-        if (m_hive.Length() != change.length) {
-            m_hive.Shrink(change.length);
+    if (!m_pending.writtenPages.empty() || !m_pending.overwritten.empty() || m_hive.Length() != m_pending.length) {
+        if (m_hive.Length() != m_pending.length) {
+            m_hive.Shrink(m_pending.length);
         }
-        const std::span<std::byte> bins = m_hive.WritableBins();
-        for (const std::unique_ptr<SavedPage>& saved : change.saved) {
-            std::ranges::copy(saved->bytes, bins.subspan(std::size_t{saved->page} * kPage).begin());
+        std::span<const std::byte> bytes = m_pending.bytes;
+        for (auto old = m_pending.overwritten.rbegin(); old != m_pending.overwritten.rend(); ++old) {
+            const std::size_t kept = old->gap != 0 ? old->gap : old->size;
+            PutBack(*old, bytes.last(kept));
+            bytes = bytes.first(bytes.size() - kept);
         }
-        for (const std::uint32_t page : change.writtenPages) {
+        for (const std::uint32_t page : m_pending.writtenPages) {
             m_written[page / 64] &= ~(std::uint64_t{1} << (page % 64));
         }
-        m_isChanged = change.wasChanged;
+        m_isChanged = m_pending.wasChanged;
         ForgetFree();
         Lookups().ForgetAll();
         if (!m_owners->IsEmpty()) { // it was told of the change
             m_owners.reset();
         }
     }
-    m_pending.reset();
+    EndChange();
 }
 
 void HiveEditor::ForgetFree() noexcept
@@ -84,31 +100,50 @@ void HiveEditor::ForgetFree() noexcept
     m_freeBySize.clear();
 }
 
-void HiveEditor::SavePages(std::uint32_t begin, std::uint32_t size)
+/// Remembers what lies in bytes that are about to be written over, or, of bytes that are about to move down by `gap`,
+/// those that go.
+void HiveEditor::KeepOld(std::uint32_t begin, std::uint32_t size, std::uint32_t gap)
 {
-    if (!m_pending) {
+    if (!m_isOpen || begin >= m_pending.length) {
         return;
     }
-    const std::uint32_t end = std::min(begin + size, m_pending->length);
-    for (std::uint32_t page = begin / kPage; page * kPage < end; ++page) {
-        if (!m_pending->savedPages.contains(page)) {
-            auto saved = std::make_unique<SavedPage>();
-            saved->page = page;
-            std::ranges::copy(m_hive.Bins().subspan(std::size_t{page} * kPage, kPage), saved->bytes.begin());
-            m_pending->saved.push_back(std::move(saved));
-            m_pending->savedPages.insert(page); // behind: a page that counts as saved is
-        }
+    const std::uint32_t held = std::min(size, m_pending.length - begin);
+    const auto old = m_hive.Bins().subspan(begin, gap != 0 ? gap : held);
+    m_pending.overwritten.push_back({begin, 0, 0}); // until the bytes are there
+    m_pending.bytes.insert(m_pending.bytes.end(), old.begin(), old.end());
+    m_pending.overwritten.back() = {begin, held, gap};
+}
+
+void HiveEditor::PutBack(const Overwritten& old, std::span<const std::byte> bytes) noexcept
+{
+    std::byte* const at = m_hive.WritableBins().data() + old.begin;
+    if (old.gap != 0) {
+        std::memmove(at + old.gap, at, old.size - old.gap);
     }
+    std::ranges::copy(bytes, at);
+}
+
+void HiveEditor::CloseGap(CellOffset cell, std::uint32_t at, std::uint32_t gap, std::uint32_t end)
+{
+    const std::uint32_t begin = cell.value + kCellHeader + at;
+    const std::uint32_t size = end - at;
+    if (!IsMade(cell.value)) {
+        KeepOld(begin, size, gap);
+    }
+    MarkWritten(begin, size);
+    std::byte* const bytes = m_hive.WritableBins().data() + begin;
+    std::memmove(bytes, bytes + gap, size - gap);
+    std::memset(bytes + size - gap, 0, gap);
 }
 
 bool HiveEditor::IsMade(std::uint32_t cell) const
 {
-    return m_pending && (cell >= m_pending->length || m_pending->made.contains(cell));
+    return m_isOpen && (cell >= m_pending.length || m_pending.made.contains(cell));
 }
 
 void HiveEditor::StoreSize(std::uint32_t cell, std::int32_t size)
 {
-    SavePages(cell, sizeof size);
+    KeepOld(cell, sizeof size);
     std::memcpy(m_hive.WritableBins().data() + cell, &size, sizeof size);
     MarkWritten(cell, sizeof size);
 }
@@ -119,8 +154,8 @@ void HiveEditor::MarkWritten(std::uint32_t begin, std::uint32_t size)
     for (std::uint32_t page = begin / kPage; page <= (begin + size - 1) / kPage; ++page) {
         std::uint64_t& word = m_written[page / 64];
         const std::uint64_t bit = std::uint64_t{1} << (page % 64);
-        if (m_pending && (word & bit) == 0) {
-            m_pending->writtenPages.push_back(page);
+        if (m_isOpen && (word & bit) == 0) {
+            m_pending.writtenPages.push_back(page);
         }
         word |= bit;
     }
@@ -174,7 +209,7 @@ std::byte* HiveEditor::Touch(CellOffset cell, std::uint32_t at, std::uint32_t si
     const std::uint32_t begin = cell.value + kCellHeader + at;
     if (size != 0) {
         if (!IsMade(cell.value)) {
-            SavePages(begin, size);
+            KeepOld(begin, size);
         }
         MarkWritten(begin, size);
     }
@@ -352,8 +387,8 @@ Result<CellOffset> HiveEditor::Allocate(std::uint32_t payload)
     if (cell == kNoCell) {
         return Failure(ErrorCode::kNotEnoughMemory, m_hive.File().string() + ": the hive can't grow any more");
     }
-    if (m_pending && cell < m_pending->length) {
-        m_pending->made.insert(cell);
+    if (m_isOpen && cell < m_pending.length) {
+        m_pending.made.insert(cell);
     }
     const CellOffset offset{cell};
     const std::uint32_t capacity = Capacity(offset);
@@ -364,10 +399,10 @@ Result<CellOffset> HiveEditor::Allocate(std::uint32_t payload)
 void HiveEditor::Free(CellOffset cell)
 {
     if (IsMade(cell.value)) {
-        m_pending->made.erase(cell.value);
+        m_pending.made.erase(cell.value);
         GiveBack(cell.value, Capacity(cell) + kCellHeader);
-    } else if (m_pending) {
-        m_pending->freed.push_back(cell.value);
+    } else if (m_isOpen) {
+        m_pending.freed.push_back(cell.value);
     }
 }
 
@@ -405,8 +440,8 @@ void HiveEditor::GiveBack(std::uint32_t begin, std::uint32_t size)
 /// Ends the change. Neighbours are given back as one.
 void HiveEditor::GiveBackAll() noexcept
 {
-    std::vector<std::uint32_t> cells = std::move(m_pending->freed);
-    m_pending.reset();
+    std::vector<std::uint32_t> cells = std::move(m_pending.freed);
+    EndChange();
     std::erase_if(cells, [this](std::uint32_t& cell) {
         cell = m_owners->Release(CellOffset{cell}).value;
         return cell == kNoCell || !m_hive.Cell(CellOffset{cell});

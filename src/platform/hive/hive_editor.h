@@ -1,9 +1,7 @@
 #pragma once
 
-#include <array>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <unordered_set>
@@ -37,8 +35,8 @@ public:
     /// A group of writes. Ends as if none of them had been made, unless it is kept: bytes of cells in use, the hive's
     /// length, what counts as written.
     ///
-    /// Cost: a copy of each page that held anything and is written; none for what comes new, however large. The first
-    /// change of a hive looks through all of it: see CellOwners.
+    /// Cost: a copy of what is written over; none for what comes new, however large. The first change of a hive looks
+    /// through all of it: see CellOwners.
     class Change {
     public:
         /// No other one of this editor is open.
@@ -87,6 +85,10 @@ public:
     /// Part of a cell's payload for writing; the pages under it count as written.
     [[nodiscard]] std::byte* Touch(CellOffset cell, std::uint32_t at, std::uint32_t size);
 
+    /// Takes `gap` bytes at `at` out of a cell's payload: what follows them, up to `end`, moves down, and zeros come in
+    /// behind it. Cheaper than Touch, which keeps a copy of all that may be written over.
+    void CloseGap(CellOffset cell, std::uint32_t at, std::uint32_t gap, std::uint32_t end);
+
     /// The pages that were written since the last Clean, in order, neighbours as one run.
     [[nodiscard]] std::vector<ChangedRun> WrittenPages() const;
     [[nodiscard]] bool IsChanged() const noexcept { return m_isChanged; }
@@ -107,16 +109,18 @@ private:
         std::uint32_t end;
         std::uint32_t soundEnd; ///< up to here cells follow each other; `end` where they fill the bin exactly
     };
-    struct SavedPage {
-        std::uint32_t page;
-        std::array<std::byte, kPage> bytes;
+    /// Bytes that an open change wrote over.
+    struct Overwritten {
+        std::uint32_t begin; ///< in the bins
+        std::uint32_t size;
+        std::uint32_t gap; ///< so many of them were taken out at `begin`, and only they are kept; 0: all are
     };
-    /// What an open change has done.
+    /// What an open change has done. It is cleared, and not made anew, for the next one.
     struct Pending {
         std::uint32_t length = 0; ///< of the hive before it
         bool wasChanged = false;
-        std::vector<std::unique_ptr<SavedPage>> saved;
-        std::unordered_set<std::uint32_t> savedPages;
+        std::vector<Overwritten> overwritten;
+        std::vector<std::byte> bytes;            ///< what was there, one behind another
         std::vector<std::uint32_t> writtenPages; ///< that were not counted as written before
         std::unordered_set<std::uint32_t> made;  ///< cells that were free before, as far as they lie below `length`
         std::vector<std::uint32_t> freed;        ///< to be given back
@@ -125,7 +129,9 @@ private:
     void Begin();
     void TakeBack() noexcept;
     void GiveBackAll() noexcept;
-    void SavePages(std::uint32_t begin, std::uint32_t size);
+    void EndChange() noexcept;
+    void KeepOld(std::uint32_t begin, std::uint32_t size, std::uint32_t gap = 0);
+    void PutBack(const Overwritten& old, std::span<const std::byte> bytes) noexcept;
     [[nodiscard]] bool IsMade(std::uint32_t cell) const;
     void MarkWritten(std::uint32_t begin, std::uint32_t size);
     void StoreSize(std::uint32_t cell, std::int32_t size);
@@ -151,7 +157,8 @@ private:
     std::map<std::uint32_t, std::uint32_t> m_freeByPlace; ///< offset and size
     std::set<std::pair<std::uint32_t, std::uint32_t>> m_freeBySize; ///< size and offset of those that can be used
     std::optional<CellOwners> m_owners;                             ///< from the first change on
-    std::optional<Pending> m_pending;                               ///< the open change
+    Pending m_pending;                                              ///< the open change
+    bool m_isOpen = false;                                          ///< there is one
 };
 
 } // namespace tolvar

@@ -316,14 +316,11 @@ Result<void> HiveWriter::DeleteValue(CellOffset key, std::u16string_view name)
             const auto data = DataCells(record).value_or(std::vector<CellOffset>());
             freed.insert(freed.end(), data.begin(), data.end());
         }
-        const std::uint32_t behind = 4 * (node->valueCount - (*found)->place - 1);
         if (node->valueCount == 1) {
             freed.push_back(node->valueList);
             m_editor.Store(key, key_fields::kValueList, CellOffset{});
         } else {
-            std::byte* place = m_editor.Touch(node->valueList, 4 * (*found)->place, behind + 4);
-            std::memmove(place, place + 4, behind);
-            std::memset(place + behind, 0, 4);
+            m_editor.CloseGap(node->valueList, 4 * (*found)->place, 4, 4 * node->valueCount);
         }
         m_editor.Store(key, key_fields::kValueCount, node->valueCount - 1);
         m_editor.Lookups().NoteRemoved(key, node->valueList, node->valueCount - 1, record.name, record.offset);
