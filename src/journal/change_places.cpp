@@ -1,5 +1,6 @@
 #include "journal/change_places.h"
 
+#include <algorithm>
 #include <unordered_map>
 
 #include "journal/content_hash.h"
@@ -18,9 +19,8 @@ void AddNumber(ContentHash& hash, std::uint64_t number)
     hash.Add(std::as_bytes(std::span(&number, 1)));
 }
 
-void AddText(ContentHash& hash, const NameView& text)
+void AddText(ContentHash& hash, const std::u16string& units)
 {
-    const std::u16string units = text.ToUtf16();
     AddNumber(hash, units.size());
     hash.Add(std::as_bytes(std::span(units)));
 }
@@ -34,7 +34,7 @@ PlaceDigest Present(std::uint64_t sum) noexcept
 Checked<std::uint64_t> SumOfValue(const Hive& hive, const ValueRecord& value, DataView data)
 {
     ContentHash hash;
-    AddText(hash, value.name);
+    AddText(hash, value.name.ToUtf16());
     AddNumber(hash, value.type);
     AddNumber(hash, data.size);
     while (true) {
@@ -49,10 +49,40 @@ Checked<std::uint64_t> SumOfValue(const Hive& hive, const ValueRecord& value, Da
     }
 }
 
+/// What a key itself adds to the sum of its subtree.
+struct KeySum {
+    std::u16string name;
+    std::u16string className;
+    bool isLink = false;
+    std::uint64_t rights = 0;
+
+    [[nodiscard]] std::uint64_t Value() const
+    {
+        ContentHash hash;
+        std::u16string folded = name;
+        std::ranges::transform(folded, folded.begin(), UpCase);
+        AddText(hash, folded);
+        AddText(hash, className);
+        AddNumber(hash, isLink ? 1 : 0);
+        AddNumber(hash, rights);
+        return hash.Value();
+    }
+};
+
+/// What is known of one level of a subtree.
+struct LevelSum {
+    std::uint64_t own = 0;
+    std::uint64_t values = 0;
+    std::uint64_t subkeys = 0;
+
+    [[nodiscard]] std::uint64_t Value() const { return ContentHash::Of(std::as_bytes(std::span(this, 1))); }
+};
+
 /// Sums a subtree up as it is walked. What comes in no order that counts is added, not chained.
 class TreeSum {
 public:
-    explicit TreeSum(const Hive& hive) : m_hive(hive) {}
+    /// `topName`: what stands for the name of the top; empty: its own.
+    TreeSum(const Hive& hive, std::u16string topName) : m_hive(hive), m_topName(std::move(topName)) {}
 
     [[nodiscard]] Checked<std::uint64_t> Of(CellOffset top)
     {
@@ -70,11 +100,8 @@ public:
             OnFault(className ? rights.error() : className.error(), depth);
             return false;
         }
-        ContentHash own;
-        AddText(own, key.name);
-        AddText(own, *className);
-        AddNumber(own, key.Is(key_flags::kSymbolicLink) ? 1 : 0);
-        AddNumber(own, *rights);
+        const KeySum own{depth == 0 && !m_topName.empty() ? m_topName : key.name.ToUtf16(), className->ToUtf16(),
+                         key.Is(key_flags::kSymbolicLink), *rights};
         m_levels.push_back({own.Value(), 0, 0});
         return true;
     }
@@ -91,18 +118,11 @@ public:
     [[nodiscard]] bool IsStopped() const { return m_fault.has_value(); }
 
 private:
-    struct Level {
-        std::uint64_t own;
-        std::uint64_t values;
-        std::uint64_t subkeys;
-    };
-
     void CloseDownTo(std::size_t depth)
     {
         while (m_levels.size() > depth) {
-            const Level level = m_levels.back();
+            const std::uint64_t sum = m_levels.back().Value();
             m_levels.pop_back();
-            const std::uint64_t sum = ContentHash::Of(std::as_bytes(std::span(&level, 1)));
             (m_levels.empty() ? m_sum : m_levels.back().subkeys) += sum;
         }
     }
@@ -122,19 +142,20 @@ private:
     }
 
     const Hive& m_hive;
-    std::vector<Level> m_levels; ///< from the top to the current key
+    const std::u16string m_topName;
+    std::vector<LevelSum> m_levels; ///< from the top to the current key
     std::uint64_t m_sum = 0;
     std::unordered_map<std::uint32_t, std::uint64_t> m_rights; ///< by the descriptor's cell
     std::optional<HiveFault> m_fault;
 };
 
-Result<PlaceDigest> DigestOfKey(const Hive& hive, CellOffset cell)
+Result<PlaceDigest> DigestOfKey(const Hive& hive, CellOffset cell, std::u16string name = {})
 {
-    const Checked<std::uint64_t> sum = TreeSum(hive).Of(cell);
+    const Checked<std::uint64_t> sum = TreeSum(hive, std::move(name)).Of(cell);
     return sum ? Result<PlaceDigest>(Present(*sum)) : tl::unexpected(hive.ToError(sum.error()));
 }
 
-Result<PlaceDigest> DigestOfValue(const Hive& hive, const ValueRecord& value)
+Result<PlaceDigest> DigestOfStored(const Hive& hive, const ValueRecord& value)
 {
     const Checked<DataView> data = hive.Data(value);
     const Checked<std::uint64_t> sum = data ? SumOfValue(hive, value, *data) : tl::unexpected(data.error());
@@ -172,14 +193,6 @@ std::vector<ChangePlace> PlacesOf(const ChangeRecord& change)
         places.push_back({change.path, change.NewName()});
     }
     return places;
-}
-
-bool DoOverlap(const ChangePlace& left, const ChangePlace& right)
-{
-    if (left.value && right.value) {
-        return CompareNames(left.key, right.key) == 0 && CompareNames(*left.value, *right.value) == 0;
-    }
-    return (!right.value && PathBelow(left.key, right.key)) || (!left.value && PathBelow(right.key, left.key));
 }
 
 ChangePlace OwnPlace(const Registry& registry, const ChangePlace& place)
@@ -226,7 +239,7 @@ Result<PlaceDigest> DigestOf(const Registry& registry, const ChangePlace& place)
     if (!value) {
         return tl::unexpected(ToError(found->First(), value.error()));
     }
-    return *value ? DigestOfValue(*(*value)->hive, (*value)->record) : Result<PlaceDigest>(kAbsent);
+    return *value ? DigestOfStored(*(*value)->hive, (*value)->record) : Result<PlaceDigest>(kAbsent);
 }
 
 Result<PlaceDigest> DigestOf(const KeyImage& image, const ChangePlace& place)
@@ -245,7 +258,46 @@ Result<PlaceDigest> DigestOf(const KeyImage& image, const ChangePlace& place)
     if (!value) {
         return tl::unexpected(hive.ToError(value.error()));
     }
-    return *value ? DigestOfValue(hive, **value) : Result<PlaceDigest>(kAbsent);
+    return *value ? DigestOfStored(hive, **value) : Result<PlaceDigest>(kAbsent);
+}
+
+Result<PlaceDigest> DigestOfRenamed(const KeyImage& image, const std::string& name)
+{
+    std::optional<std::u16string> units = ToUtf16(name);
+    return units ? DigestOfKey(image.Inside(), image.Inside().Root(), *std::move(units))
+                 : Failure(ErrorCode::kNoUnicodeTranslation, name);
+}
+
+Result<PlaceDigest> DigestOfValue(const std::string& name, DWORD type, std::span<const BYTE> data)
+{
+    const std::optional<std::u16string> units = ToUtf16(name);
+    if (!units) {
+        return Failure(ErrorCode::kNoUnicodeTranslation, name);
+    }
+    ContentHash hash;
+    AddText(hash, *units);
+    AddNumber(hash, type);
+    AddNumber(hash, data.size());
+    hash.Add(std::as_bytes(data));
+    return Present(hash.Value());
+}
+
+Result<PlaceDigest> DigestOfNewKey(const Registry& registry, const std::string& parent, const std::string& name)
+{
+    const WalkPermit permit(registry);
+    const Result<KeyRef> found = permit.Names().Resolve(parent, LastLink::kFollow);
+    std::optional<std::u16string> units = ToUtf16(name);
+    if (!found || !units) {
+        return found ? Failure(ErrorCode::kNoUnicodeTranslation, name) : tl::unexpected(found.error());
+    }
+    const KeyPart part = found->ForSubkeys();
+    const Checked<KeyNode> node = part.Node();
+    const auto rights = node ? part.Reader().SecurityDescriptor(*node) : tl::unexpected(node.error());
+    if (!rights) {
+        return tl::unexpected(ToError(part, rights.error()));
+    }
+    const LevelSum level{KeySum{*std::move(units), {}, false, ContentHash::Of(*rights)}.Value(), 0, 0};
+    return Present(level.Value());
 }
 
 } // namespace tolvar

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,15 +24,13 @@ struct ChangePlace {
 /// What a change touches: one place, or two for a rename.
 [[nodiscard]] std::vector<ChangePlace> PlacesOf(const ChangeRecord& change);
 
-/// Whether a change at one of the places may be one at the other: they are the same, or one lies in the other.
-[[nodiscard]] bool DoOverlap(const ChangePlace& left, const ChangePlace& right);
-
 /// The same place by its key's own path, which leads through no link, as far as the key is there.
 [[nodiscard]] ChangePlace OwnPlace(const Registry& registry, const ChangePlace& place);
 
 /// A sum of what a place holds. Of a value: its name in its spelling, type and stored bytes. Of a key: the same of its
-/// values, its name in its spelling, class, rights, whether it is a link, and all that of every key below it. Neither
-/// times nor the order of values matter. It finds what differs by accident; it is no seal against forgers.
+/// values, its name, class, rights, whether it is a link, and all that of every key below it. Neither times nor the
+/// order of values matter, nor the case of keys' names, which an undo leaves as it is. It finds what differs by
+/// accident; it is no seal against forgers.
 using PlaceDigest = std::uint64_t;
 
 inline constexpr PlaceDigest kAbsent = 0; ///< there is no such key or value
@@ -43,5 +42,16 @@ inline constexpr PlaceDigest kAbsent = 0; ///< there is no such key or value
 
 /// What the place held when the image was made of it (see ImageOfKey and ImageOfValues). Errors: as the other.
 [[nodiscard]] Result<PlaceDigest> DigestOf(const KeyImage& image, const ChangePlace& place);
+
+/// The same for a key that is called `name` by then.
+[[nodiscard]] Result<PlaceDigest> DigestOfRenamed(const KeyImage& image, const std::string& name);
+
+/// What a place holds with a value of this name in it.
+[[nodiscard]] Result<PlaceDigest> DigestOfValue(const std::string& name, DWORD type, std::span<const BYTE> data);
+
+/// What the place of a key holds that is made at the path `parent` now: it takes the rights of the key above.
+/// Errors: as DigestOf; kNoUnicodeTranslation.
+[[nodiscard]] Result<PlaceDigest> DigestOfNewKey(const Registry& registry, const std::string& parent,
+                                                 const std::string& name);
 
 } // namespace tolvar

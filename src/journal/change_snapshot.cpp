@@ -1,5 +1,6 @@
 #include "journal/change_snapshot.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "journal/content_hash.h"
@@ -9,10 +10,10 @@ namespace tolvar {
 namespace {
 
 constexpr std::string_view kMagic = "TVSEAL01";
-constexpr std::uint32_t kFormat = 1;
+constexpr std::uint32_t kFirstFormat = 1;
+constexpr std::uint32_t kFormat = 2;
 constexpr std::size_t kEnd = 4 + 8 + kMagic.size();
 constexpr std::uint32_t kTextIsWhole = 1;
-constexpr std::uint32_t kSameAgain = 2;
 
 template <class T>
 void Put(std::string& out, T value)
@@ -62,6 +63,17 @@ private:
     bool m_isGood = true;
 };
 
+std::vector<PlaceState> TakePlaces(FieldReader& fields)
+{
+    constexpr std::uint32_t kMostPlaces = 2;
+    const auto count = fields.Number<std::uint32_t>();
+    std::vector<PlaceState> places;
+    for (std::uint32_t i = 0; i < std::min(count, kMostPlaces + 1) && fields.IsGood(); ++i) {
+        places.push_back({fields.Number<PlaceDigest>(), fields.Number<PlaceDigest>()});
+    }
+    return places;
+}
+
 tl::unexpected<Error> Broken()
 {
     return Failure(ErrorCode::kFileCorrupt, "the snapshot is cut or altered");
@@ -77,13 +89,19 @@ std::string SealOf(std::span<const std::byte> image, const SnapshotSeal& seal)
     Put(content, static_cast<std::uint32_t>(change.kind));
     Put(content, static_cast<std::uint32_t>(change.object));
     Put(content, static_cast<std::uint32_t>(change.type));
-    Put(content, (seal.isTextWhole ? kTextIsWhole : 0U) | (seal.isSameAgain ? kSameAgain : 0U));
+    Put(content, seal.isTextWhole ? kTextIsWhole : 0U);
     Put(content, std::uint64_t{image.size()});
     Put(content, ContentHash::Of(image));
     Put(content, seal.textSize);
     Put(content, seal.textSum);
-    for (const std::string& text : {seal.record, change.path, change.secondPath, change.Name(), change.NewName()}) {
+    for (const std::string& text :
+         {seal.record, change.path, change.secondPath, change.Name(), change.NewName(), seal.group}) {
         PutText(content, text);
+    }
+    Put(content, static_cast<std::uint32_t>(seal.places.size()));
+    for (const PlaceState& place : seal.places) {
+        Put(content, place.before);
+        Put(content, place.after);
     }
     const auto size = static_cast<std::uint32_t>(content.size());
     const std::uint64_t sum = ContentHash::Of(std::as_bytes(std::span(content)));
@@ -122,7 +140,6 @@ Result<SnapshotView> ParseSnapshot(std::span<const std::byte> image, std::span<c
     change.type = fields.Number<std::uint32_t>();
     const auto flags = fields.Number<std::uint32_t>();
     view.seal.isTextWhole = (flags & kTextIsWhole) != 0;
-    view.seal.isSameAgain = (flags & kSameAgain) != 0;
     const auto imageSize = fields.Number<std::uint64_t>();
     const auto imageSum = fields.Number<std::uint64_t>();
     view.seal.textSize = fields.Number<std::uint64_t>();
@@ -132,9 +149,15 @@ Result<SnapshotView> ParseSnapshot(std::span<const std::byte> image, std::span<c
     change.secondPath = fields.Text();
     change.name = fields.Text();
     change.newName = fields.Text();
+    if (format != kFirstFormat) {
+        view.seal.group = fields.Text();
+        view.seal.places = TakePlaces(fields);
+    }
     const bool isKind = change.kind >= ChangeKind::kDelete && change.kind <= ChangeKind::kNew;
     const bool isObject = change.object >= ChangeObject::kKey && change.object <= ChangeObject::kEditedValue;
-    if (!fields.IsGood() || format != kFormat || !isKind || !isObject) {
+    const bool isFormat = format == kFirstFormat || format == kFormat;
+    if (!fields.IsGood() || !isFormat || !isKind || !isObject ||
+        (!view.seal.places.empty() && view.seal.places.size() != PlacesOf(change).size())) {
         return Broken();
     }
     if (image.size() == imageSize && ContentHash::Of(image) == imageSum) {

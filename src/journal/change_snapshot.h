@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "journal/change_places.h"
 #include "journal/change_record.h"
 #include "platform/files/file_store.h"
 #include "platform/registry/key_image.h"
@@ -13,21 +14,32 @@
 namespace tolvar {
 
 // A snapshot is a hive file with the exact image of what a change overwrites or removes, and behind the hive, where its
-// readers do not look, a seal: which record it belongs to, the change in fields that no ";" can move, and sums over the
-// image and the text backup.
+// readers do not look, a seal: which record it belongs to, the change in fields that no ";" can move, what its places
+// held before and after it, and sums over the image and the text backup.
 //
-//   seal: format (4 bytes, 1); kind, object, type, flags, 4 each; size and sum of the image, size and sum of the text
-//         backup, 8 each; then, each as 4 bytes of length and its bytes: record, path, second path, name, new name
+//   seal: format (4 bytes, 2); kind, object, type, flags, 4 each; size and sum of the image, size and sum of the text
+//         backup, 8 each; then, each as 4 bytes of length and its bytes: record, path, second path, name, new name,
+//         stamp of the group; number of places, 4; for each of them what it held before and after, 8 each
+//   A seal of format 1 ends before the stamp of the group.
 //   end:  length of the seal (4), a sum over it (8), "TVSEAL01"
 // Numbers are little-endian.
+
+/// What a place of a change held.
+struct PlaceState {
+    PlaceDigest before = kAbsent;
+    PlaceDigest after = kAbsent;
+
+    [[nodiscard]] bool operator==(const PlaceState&) const = default;
+};
 
 struct SnapshotSeal {
     std::string record;
     ChangeRecord change; ///< without user and data; missing names are empty
     std::uint64_t textSize = 0;
     std::uint64_t textSum = 0;
-    bool isTextWhole = true;  ///< the text backup holds all of it
-    bool isSameAgain = false; ///< the change stores what is there already: nothing can tell whether it was made
+    bool isTextWhole = true;        ///< the text backup holds all of it
+    std::string group;              ///< stamp of the first change that one command made; empty: it made one alone
+    std::vector<PlaceState> places; ///< one for each of PlacesOf(change); empty: nobody knows
 };
 
 /// What belongs behind the image.

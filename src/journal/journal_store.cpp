@@ -47,6 +47,7 @@ Result<void> JournalStore::ReadIndex()
 {
     const std::filesystem::path file = m_place.dataFolder / kIndex;
     if (!m_place.files->Exists(file)) {
+        m_isIndexDamaged = m_pending->Entries().empty() && m_snapshots.HasSeveral(); // it is missing
         m_isIndexStale = true;
         if (m_place.isReadOnly) {
             return {};
@@ -63,7 +64,10 @@ Result<void> JournalStore::ReadIndex()
         return Failure(ErrorCode::kReadFault, "read " + file.string());
     }
     m_isIndexStale = map->Bytes().empty();
-    m_isIndexDamaged = !summary.isWhole;
+    // The first start makes it empty, and its first command may have been cut before there was an entry of it.
+    const bool isEmpty = map->Bytes().empty();
+    m_isIndexDamaged = !summary.isWhole || (isEmpty ? m_pending->Entries().empty() && m_snapshots.HasSeveral()
+                                                    : !m_place.isTrusting && IsIndexAltered(map->Bytes()));
     m_latestStamp = std::move(summary.latestStamp);
     m_indexSize = map->Bytes().size();
     m_index = *std::move(map);
@@ -116,6 +120,22 @@ Result<void> JournalStore::OpenPending()
     return {};
 }
 
+Result<void> JournalStore::OpenRedo()
+{
+    Result<RedoLog> log = RedoLog::Open(*m_place.files, Beside("journal.redo"));
+    if (!log) {
+        return tl::unexpected(log.error());
+    }
+    m_redo.emplace(*std::move(log));
+    for (const RedoLog::Step& step : m_redo->Steps()) {
+        for (const UndoneEntry& undone : step) { // its backups lie under that stamp
+            RememberStamp(StampOf(undone.record));
+            m_givenStamps.emplace_back(StampOf(undone.record));
+        }
+    }
+    return {};
+}
+
 /// Brings the records up to what happened since `index` was written.
 JournalStore::Unsettled JournalStore::TakePendingOver()
 {
@@ -130,6 +150,7 @@ JournalStore::Unsettled JournalStore::TakePendingOver()
     for (const PendingRecord& record : records) {
         if (record.state == PendingRecord::State::kGone) {
             m_dropped.insert(record.record);
+            m_droppedHere.push_back(record.record);
         } else {
             mayBeHeld = mayBeHeld || StampOf(record.record) <= m_latestStamp;
         }
@@ -161,7 +182,7 @@ JournalStore::Unsettled JournalStore::TakePendingOver()
 Result<JournalStore::Unsettled> JournalStore::Open()
 {
     for (const auto step : {&JournalStore::MakeFolders, &JournalStore::LockFolder, &JournalStore::OpenPending,
-                            &JournalStore::ReadIndex}) {
+                            &JournalStore::ReadIndex, &JournalStore::OpenRedo}) {
         if (m_place.isReadOnly && (step == &JournalStore::MakeFolders || step == &JournalStore::LockFolder)) {
             continue;
         }
@@ -169,7 +190,9 @@ Result<JournalStore::Unsettled> JournalStore::Open()
             return tl::unexpected(done.error());
         }
     }
-    return TakePendingOver();
+    Unsettled unsettled = TakePendingOver();
+    auto mended = MendDamage(unsettled);
+    return mended ? Result<Unsettled>(std::move(unsettled)) : tl::unexpected(mended.error());
 }
 
 Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
@@ -195,14 +218,10 @@ Result<void> JournalStore::WriteIndex()
         static_cast<void>(files.Remove(fresh));
         return written;
     }
-    if (m_isIndexDamaged) { // a copy for someone to look at; without it the file is not replaced
-        const Result<MappedFile> damaged = files.Map(index, 0);
-        auto kept = damaged ? WriteDurably(Beside("index.damaged"), damaged->Bytes()) : tl::unexpected(damaged.error());
-        if (!kept) {
-            return kept;
-        }
-        m_isIndexDamaged = false;
+    if (auto written = WriteSums(bytes); !written) {
+        return written;
     }
+    m_isIndexDamaged = false;
     auto renamed = files.Rename(fresh, index);
     return renamed ? files.SyncFolder(m_place.dataFolder) : renamed;
 }
@@ -212,7 +231,7 @@ bool JournalStore::CanIndexWait() const
 {
     constexpr std::uint64_t kSmall = 256 * 1024;
     constexpr std::uint64_t kPart = 4;
-    return m_place.isBrief && !m_areBookmarksStale && !m_isIndexDamaged && m_indexSize != 0 &&
+    return m_place.isBrief && !m_areBookmarksStale && !m_hasInserted && !m_isIndexDamaged && m_indexSize != 0 &&
            m_pending->Size() < std::max(kSmall, m_indexSize / kPart);
 }
 
@@ -227,6 +246,7 @@ Result<void> JournalStore::Save(bool hasOpenChange)
         }
     }
     m_isIndexStale = false;
+    m_hasInserted = false;
     return hasOpenChange ? Result<void>() : m_pending->Remove();
 }
 

@@ -11,6 +11,7 @@
 #include "journal/change_snapshot.h"
 #include "journal/journal_record.h"
 #include "journal/pending_log.h"
+#include "journal/redo_log.h"
 #include "journal/snapshot_log.h"
 #include "journal/stamp.h"
 #include "platform/files/file_store.h"
@@ -25,6 +26,7 @@ struct JournalPlace {
     std::filesystem::path fallbackFolder; ///< taken where `dataFolder` can't be made; empty: none
     bool isReadOnly = false;              ///< lock and write nothing
     bool isBrief = false;                 ///< for a program that makes a change or two: see JournalStore::Save
+    bool isTrusting = false;              ///< take `index` for undamaged unless it breaks off: it is not to be shown
     FileStore* files = &SystemFiles();    ///< outlives the store
     const Clock* clock = &SystemClock();  ///< outlives the store
 };
@@ -53,6 +55,9 @@ public:
     /// Writes `index` and lets go of what it replaces, unless a change stays open in `journal.pending`. A brief session
     /// leaves the records where they are until there are many, so that one change costs no more in a long journal.
     [[nodiscard]] Result<void> Save(bool hasOpenChange);
+
+    /// What Open found that a person should be told, each with a code where something may be lost.
+    [[nodiscard]] const std::vector<Error>& Notices() const noexcept { return m_notices; }
 
     [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_place.dataFolder; }
     [[nodiscard]] FileStore& Files() const noexcept { return *m_place.files; }
@@ -111,6 +116,30 @@ public:
     [[nodiscard]] Result<void> BeginGroup(const std::string& first);
     [[nodiscard]] Result<void> EndGroup(const std::string& first);
 
+    // What was undone, and can be done again until the next change. Its text backups lie with the snapshots.
+
+    /// The oldest step first.
+    [[nodiscard]] const std::vector<RedoLog::Step>& Undone() const noexcept { return m_redo->Steps(); }
+
+    /// Entries are about to be undone, and `own`, the records of what that overwrites, are about to come. The backups
+    /// of all are durable.
+    [[nodiscard]] Result<void> BeginUndo(RedoLog::Step step, const std::vector<std::string>& own);
+
+    /// Takes records out, durably, and keeps their backups for Redo.
+    [[nodiscard]] Result<void> Retire(std::span<const std::string> records);
+
+    /// Retired records are about to be made again.
+    [[nodiscard]] Result<void> BeginRedo(std::span<const std::string> records);
+
+    /// Puts a record back in its place, in memory; `index` is written at the end of the session then.
+    void Insert(std::size_t place, std::string record);
+
+    /// The last step is no more: it was not undone after all, or is done again.
+    void DropLastStep() { m_redo->Pop(); }
+
+    /// Forgets all steps, with the backups that were kept for them.
+    void ForgetUndone();
+
     /// For bookmarks that are kept between runs: their paths, and what they lead to.
     [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const;
     [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const;
@@ -123,7 +152,14 @@ private:
     [[nodiscard]] Result<void> ReadIndex();
     void TakeIndexIn() const;
     [[nodiscard]] Result<void> OpenPending();
+    [[nodiscard]] Result<void> OpenRedo();
+    [[nodiscard]] std::filesystem::path KeptText(std::string_view stamp) const;
     [[nodiscard]] Unsettled TakePendingOver();
+    [[nodiscard]] bool IsIndexAltered(std::span<const std::byte> bytes) const;
+    [[nodiscard]] Result<void> WriteSums(std::span<const std::byte> fresh) const;
+    [[nodiscard]] Result<void> KeepAside(const std::filesystem::path& file);
+    [[nodiscard]] Result<void> MendDamage(const Unsettled& unsettled);
+    [[nodiscard]] std::size_t RestoreFromSeals(const Unsettled& unsettled);
     [[nodiscard]] bool CanIndexWait() const;
     [[nodiscard]] Result<void> WriteIndex();
     [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;
@@ -137,11 +173,13 @@ private:
     SnapshotLog m_snapshots;
     std::unique_ptr<StoredFile> m_lock;
     std::optional<PendingLog> m_pending;
+    std::optional<RedoLog> m_redo;
     mutable std::vector<std::string> m_bookmarkPaths;
     mutable std::vector<std::string> m_records;
     mutable std::vector<std::string> m_bookmarkTargets;
     mutable std::optional<MappedFile> m_index;         ///< until its lists are taken in, in front of what is there
     mutable std::unordered_set<std::string> m_dropped; ///< of the records in `m_index`
+    std::vector<std::string> m_droppedHere;            ///< records that `journal.pending` says are gone
     std::uint64_t m_indexSize = 0;                     ///< bytes of the file when it was read
     std::vector<std::filesystem::path> m_unsynced;     ///< text backups that are written, and not yet durable
     bool m_hasUnsyncedGone = false;                    ///< some of them were removed
@@ -150,8 +188,10 @@ private:
     std::vector<std::string> m_givenStamps;                  ///< by NewStamp, until there is a set of all
     std::optional<std::unordered_set<std::string>> m_stamps; ///< all of them, once one is as late as the clock
     bool m_areBookmarksStale = false;
+    bool m_hasInserted = false;    ///< a record that `journal.pending` would list in another place
     bool m_isIndexStale = false;   ///< the file does not hold what is here
-    bool m_isIndexDamaged = false; ///< the file broke off: what it holds is kept aside before it is written anew
+    bool m_isIndexDamaged = false; ///< the file is not what was written, and has to be written anew
+    std::vector<Error> m_notices;
 };
 
 } // namespace tolvar

@@ -69,9 +69,6 @@ Result<PreparedChange> PreparedChange::Prepare(ChangeRecord change, const std::s
 LSTATUS PreparedChange::PrepareKey()
 {
     const bool isNew = m_change.kind == ChangeKind::kNew;
-    if (m_change.kind == ChangeKind::kModify) {
-        return ERROR_INVALID_PARAMETER;
-    }
     const std::optional<ParentAndName> split = SplitLast(m_change.path);
     if (!isNew && !split) {
         return ERROR_ACCESS_DENIED; // a root stays
@@ -93,7 +90,7 @@ LSTATUS PreparedChange::PrepareKey()
             return opened;
         }
     }
-    if (m_change.kind == ChangeKind::kDelete) {
+    if (m_change.kind == ChangeKind::kDelete || m_change.kind == ChangeKind::kModify) {
         return ERROR_SUCCESS;
     }
     const std::string& newName = m_change.secondPath;
@@ -156,16 +153,58 @@ Result<KeyTextLosses> PreparedChange::WriteText(const KeyTextSink& sink)
                             : WriteValueText(m_change.path, *m_value, sink);
 }
 
-bool PreparedChange::IsSameAgain(const KeyImage& image) const
+Result<std::vector<PlaceState>> PreparedChange::States(const KeyImage* image) const
 {
+    const std::vector<ChangePlace> places = PlacesOf(m_change);
+    std::vector<PlaceState> states(places.size());
+    for (std::size_t i = 0; i < places.size() && image != nullptr; ++i) {
+        if (i != 0 && m_change.IsKey()) {
+            break; // the new name of a key is free
+        }
+        const Result<PlaceDigest> before = DigestOf(*image, places[i]);
+        if (!before) {
+            return tl::unexpected(before.error());
+        }
+        states[i].before = *before;
+    }
+    const Result<PlaceDigest> after = m_change.IsKey() ? KeyAfter(image) : ValueAfter(image);
+    if (!after) {
+        return tl::unexpected(after.error());
+    }
+    states.back().after = *after; // a place in front of it is left
+    return states;
+}
+
+/// What the change leaves under the last name that it touches.
+Result<PlaceDigest> PreparedChange::KeyAfter(const KeyImage* image) const
+{
+    switch (m_change.kind) {
+    case ChangeKind::kDelete:
+        return kAbsent;
+    case ChangeKind::kNew:
+        return DigestOfNewKey(*Registry::Current(), m_change.path, m_change.secondPath);
+    case ChangeKind::kRename:
+        return DigestOfRenamed(*image, m_change.secondPath);
+    case ChangeKind::kModify:
+        break;
+    }
+    return Failure(ErrorCode::kInvalidFunction, m_change.path); // whoever makes it knows
+}
+
+Result<PlaceDigest> PreparedChange::ValueAfter(const KeyImage* image) const
+{
+    if (m_change.kind == ChangeKind::kDelete) {
+        return kAbsent;
+    }
     if (m_change.kind == ChangeKind::kRename) {
-        return CompareNames(m_change.IsKey() ? m_lastName : m_change.Name(),
-                            m_change.IsKey() ? m_change.secondPath : m_change.NewName()) == 0;
+        const std::optional<ValueRecord> value = image->FindValue(m_change.Name());
+        const auto data = value ? image->Inside().ReadData(*value) : tl::unexpected(HiveFault{});
+        return data ? DigestOfValue(m_change.NewName(), value->type,
+                                    {reinterpret_cast<const BYTE*>(data->data()), data->size()})
+                    : Failure(ErrorCode::kRegistryCorrupt, m_change.path);
     }
-    if (m_change.kind != ChangeKind::kModify) {
-        return false;
-    }
-    return image.HoldsValue(m_change.NewName(), m_change.type, m_data);
+    const std::optional<ValueRecord> stored = image != nullptr ? image->FindValue(m_change.NewName()) : std::nullopt;
+    return DigestOfValue(stored ? stored->name.ToUtf8() : m_change.NewName(), m_change.type, m_data);
 }
 
 Result<void> PreparedChange::Make()
@@ -179,6 +218,9 @@ LSTATUS PreparedChange::MakeKeyChange()
     if (m_change.kind == ChangeKind::kDelete) {
         m_key.Close();
         return RegDeleteTreeA(m_parent.Get(), m_lastName.c_str());
+    }
+    if (m_change.kind == ChangeKind::kModify) {
+        return kInvalidFunction;
     }
     if (m_change.kind == ChangeKind::kRename) {
         return RegRenameKey(m_parent.Get(), m_lastName.c_str(), m_change.secondPath.c_str());
@@ -208,64 +250,6 @@ Result<void> PreparedChange::Flush() const
 {
     const LSTATUS code = RegFlushKey(m_parent ? m_parent.Get() : m_key.Get());
     return code == ERROR_SUCCESS ? Result<void>() : FailureOf(code);
-}
-
-namespace {
-
-ChangeState StateOfKeyChange(const ChangeRecord& change)
-{
-    const bool isNew = change.kind == ChangeKind::kNew;
-    const std::optional<ParentAndName> split = SplitLast(change.path);
-    RegKey parent;
-    if ((!isNew && !split) || OpenKeyPath(isNew ? change.path : split->parent, *parent.Put(), KEY_READ) != 0 ||
-        CheckWritable(parent.Get()) != ERROR_SUCCESS) {
-        return ChangeState::kUnknown;
-    }
-    if (isNew) {
-        return HasSubkey(parent.Get(), change.secondPath) ? ChangeState::kMade : ChangeState::kNotMade;
-    }
-    const bool hasOld = HasSubkey(parent.Get(), std::string(split->name));
-    if (change.kind == ChangeKind::kDelete) {
-        return hasOld ? ChangeState::kNotMade : ChangeState::kMade;
-    }
-    const bool hasNew = HasSubkey(parent.Get(), change.secondPath);
-    if (CompareNames(split->name, change.secondPath) == 0 || hasOld == hasNew) {
-        return ChangeState::kUnknown;
-    }
-    return hasNew ? ChangeState::kMade : ChangeState::kNotMade;
-}
-
-} // namespace
-
-ChangeState StateOfChange(const ChangeRecord& change, const KeyImage* image)
-{
-    if (change.IsKey()) {
-        return StateOfKeyChange(change);
-    }
-    RegKey key;
-    if (OpenKeyPath(change.path, *key.Put(), KEY_READ) != ERROR_SUCCESS || CheckWritable(key.Get()) != ERROR_SUCCESS) {
-        return ChangeState::kUnknown;
-    }
-    const bool hasOld = HasValue(key.Get(), change.Name());
-    const bool isOneName = CompareNames(change.Name(), change.NewName()) == 0;
-    switch (change.kind) {
-    case ChangeKind::kNew:
-        return HasValue(key.Get(), change.NewName()) ? ChangeState::kMade : ChangeState::kNotMade;
-    case ChangeKind::kDelete:
-        return hasOld ? ChangeState::kNotMade : ChangeState::kMade;
-    case ChangeKind::kRename:
-        return isOneName ? ChangeState::kUnknown : hasOld ? ChangeState::kNotMade : ChangeState::kMade;
-    case ChangeKind::kModify:
-        break;
-    }
-    if (!isOneName || image == nullptr) {
-        return ChangeState::kUnknown;
-    }
-    if (!image->HasValues()) { // there was no such value
-        return hasOld ? ChangeState::kMade : ChangeState::kNotMade;
-    }
-    const Result<bool> isAsBefore = HoldsValueImage(key.Get(), *image);
-    return !isAsBefore ? ChangeState::kUnknown : *isAsBefore ? ChangeState::kNotMade : ChangeState::kMade;
 }
 
 } // namespace tolvar

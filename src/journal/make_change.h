@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "journal/change_record.h"
+#include "journal/change_snapshot.h"
 #include "key_text/write_key_text.h"
 #include "platform/registry/key_image.h"
 #include "platform/registry/open_value.h"
@@ -17,10 +18,11 @@ class PreparedChange {
 public:
     /// Opens what the change needs and finds all that stands against it. `emptyNameLabel`, unless it is empty, stands
     /// for the empty name of a value. A value that is to be new, but is there, is prepared as a modification, so that
-    /// undoing brings the old one back. Errors: kAccessDenied for a root, a key with something mounted in it, or one
-    /// that the user may not change; kAlreadyExists for a key's new name that is taken; kInvalidFunction where the
-    /// value to be renamed is not there; kFileNotFound for a key or value that is missing; kWriteProtect;
-    /// kInvalidParameter for a name or data that can't be.
+    /// undoing brings the old one back. A modification of a key can be prepared and not made: whoever makes it wants
+    /// its backups. Errors: kAccessDenied for a root, a key with something mounted in it, or one that the user may not
+    /// change; kAlreadyExists for a key's new name that is taken; kInvalidFunction where the value to be renamed is not
+    /// there; kFileNotFound for a key or value that is missing; kWriteProtect; kInvalidParameter for a name or data
+    /// that can't be.
     [[nodiscard]] static Result<PreparedChange> Prepare(ChangeRecord change, const std::string& emptyNameLabel);
 
     /// The change as it will be made, with labels replaced.
@@ -35,8 +37,9 @@ public:
     /// The text backup: see WriteKeyText and WriteValueText. A key's may be written while its image is made.
     [[nodiscard]] Result<KeyTextLosses> WriteText(const KeyTextSink& sink);
 
-    /// Whether the change stores what `image` holds already.
-    [[nodiscard]] bool IsSameAgain(const KeyImage& image) const;
+    /// What each place of the change (see PlacesOf) holds, and what it will hold. `image`: what Image made; null for a
+    /// change that needs no backup. Nothing is looked up anew but the rights that a new key takes.
+    [[nodiscard]] Result<std::vector<PlaceState>> States(const KeyImage* image) const;
 
     /// Makes the change in memory, wholly or not at all.
     [[nodiscard]] Result<void> Make();
@@ -48,6 +51,8 @@ private:
     explicit PreparedChange(ChangeRecord change) : m_change(std::move(change)) {}
     [[nodiscard]] LSTATUS PrepareKey();
     [[nodiscard]] LSTATUS PrepareValue();
+    [[nodiscard]] Result<PlaceDigest> KeyAfter(const KeyImage* image) const;
+    [[nodiscard]] Result<PlaceDigest> ValueAfter(const KeyImage* image) const;
     [[nodiscard]] LSTATUS MakeKeyChange();
     [[nodiscard]] LSTATUS MakeValueChange();
     [[nodiscard]] tl::unexpected<Error> FailureOf(LSTATUS code) const;
@@ -60,16 +65,6 @@ private:
     bool m_isOneName = false;         ///< the value's new name is the old one, but for case
     std::vector<BYTE> m_data;         ///< the new data of a value, as the hive is to hold it
 };
-
-/// Whether a change was made, by what the registry holds: for one that a crash left without an answer.
-enum class ChangeState {
-    kMade,
-    kNotMade,
-    kUnknown, ///< the registry can't tell
-};
-
-/// `image` is what the change was to overwrite or remove; null for a change that needs no backup.
-[[nodiscard]] ChangeState StateOfChange(const ChangeRecord& change, const KeyImage* image);
 
 /// Whether an open key has a value of that name.
 [[nodiscard]] bool HasValue(HKEY key, const std::string& name);

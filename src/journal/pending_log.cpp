@@ -10,7 +10,7 @@ namespace tolvar {
 namespace {
 
 constexpr std::string_view kBegin = "TVPEND01";
-constexpr std::string_view kEvents = "bmdBGM";
+constexpr std::string_view kEvents = "bmdBGMUuor";
 constexpr std::size_t kHead = 12; // bytes of an entry before its content
 
 std::string_view Characters(std::span<const std::byte> bytes)
@@ -117,12 +117,21 @@ Result<void> PendingLog::Append(Event event, std::string_view record)
 
 Result<void> PendingLog::AppendAll(Event event, const std::vector<std::string>& records)
 {
-    if (records.empty()) {
+    std::vector<Entry> entries;
+    for (const std::string& record : records) {
+        entries.push_back({event, record});
+    }
+    return AppendEntries(entries);
+}
+
+Result<void> PendingLog::AppendEntries(const std::vector<Entry>& entries)
+{
+    if (entries.empty()) {
         return {};
     }
     std::vector<std::byte> bytes;
-    for (const std::string& record : records) {
-        AppendEntry(bytes, event, record);
+    for (const Entry& entry : entries) {
+        AppendEntry(bytes, entry.event, entry.record);
     }
     if (auto written = Write(bytes); !written) {
         return written;
@@ -192,6 +201,8 @@ std::vector<PendingRecord> ReplayPending(const std::vector<PendingLog::Entry>& e
                                                                        : State::kMade;
             }
             break;
+        default:
+            break; // no event of this file
         }
     }
     return records;

@@ -25,6 +25,11 @@ public:
         kGroupBegun =
             'G',          ///< the members from this record on, with their backups, are durable: they are about to be so
         kGroupMade = 'M', ///< the members from this record on are durable
+        // Of a RedoLog alone, with texts of its own:
+        kUndoneFirst = 'U', ///< the first entry that one call undid
+        kUndone = 'u',      ///< a further one
+        kUndoneOwn = 'o',   ///< a record of what undoing the entry in front of it overwrote
+        kRedone = 'r',      ///< the last call's entries are back
     };
     struct Entry {
         Event event;
@@ -51,6 +56,7 @@ public:
     void Note(Event event, std::string_view record) { static_cast<void>(AppendLater(event, record)); }
 
     /// Adds many entries at once, durably together.
+    [[nodiscard]] Result<void> AppendEntries(const std::vector<Entry>& entries);
     [[nodiscard]] Result<void> AppendAll(Event event, const std::vector<std::string>& records);
 
     /// In bytes.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <set>
 
 #include "journal/content_hash.h"
 #include "journal/stamp.h"
@@ -228,6 +229,27 @@ Result<ChangeSnapshot> SnapshotLog::Find(FrameKind kind, std::string_view stamp)
     return Failure((*day)->isDamaged ? ErrorCode::kFileCorrupt : ErrorCode::kFileNotFound, File(stamp).string());
 }
 
+Result<std::vector<std::byte>> SnapshotLog::UnsealedImage(std::string_view stamp) const
+{
+    const Result<Day*> day = IsStamp(stamp) ? Read(DayOf(stamp)) : Failure(ErrorCode::kInvalidData, std::string(stamp));
+    if (!day) {
+        return tl::unexpected(day.error());
+    }
+    if (const auto found = (*day)->changes.find(NumberOf(stamp)); found != (*day)->changes.end()) {
+        const Frame& frame = found->second;
+        return ImageFrom((*day)->map.Bytes().subspan(frame.offset, frame.pieces),
+                         frame.image <= kMostImage ? frame.image : 0);
+    }
+    if (!HasFile(stamp)) {
+        return Failure(ErrorCode::kFileNotFound, File(stamp).string());
+    }
+    const Result<MappedFile> map = m_files->Map(File(stamp), 0);
+    if (!map) {
+        return tl::unexpected(map.error());
+    }
+    return std::vector<std::byte>(map->Bytes().begin(), map->Bytes().end()); // its readers stop where the hive does
+}
+
 /// Opens a day's file, and finds where its frames end: by the last one, or by all of them where the last was cut.
 Result<void> SnapshotLog::OpenForAdding(std::string_view day)
 {
@@ -386,6 +408,14 @@ void SnapshotLog::ForEachSeal(const std::function<void(const SnapshotSeal&)>& vi
             }
         }
     }
+}
+
+bool SnapshotLog::HasSeveral() const
+{
+    std::set<std::string> commands;
+    ForEachSeal(
+        [&commands](const SnapshotSeal& seal) { commands.insert(seal.group.empty() ? seal.record : seal.group); });
+    return commands.size() > 1;
 }
 
 void SnapshotLog::RemoveDays(const std::function<bool(std::string_view)>& isNeeded)

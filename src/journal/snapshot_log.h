@@ -50,6 +50,16 @@ public:
     /// system's.
     [[nodiscard]] Result<ChangeSnapshot> Find(FrameKind kind, std::string_view stamp) const;
 
+    /// The image of a change's snapshot whose seal can't be read, for what it is worth; empty where it has none.
+    /// Errors: as Find, but for the seal's.
+    [[nodiscard]] Result<std::vector<std::byte>> UnsealedImage(std::string_view stamp) const;
+
+    /// Whether there are snapshots of more than one command that are not gone. Cost: a look at all seals.
+    [[nodiscard]] bool HasSeveral() const;
+
+    /// Whether there are snapshots of that day in a file together.
+    [[nodiscard]] bool HasDay(std::string_view stamp) const { return m_files->Exists(DayFile(stamp.substr(0, 8))); }
+
     /// Whether there is anything under this stamp in a file of its own.
     [[nodiscard]] bool HasFile(std::string_view stamp) const { return m_files->Exists(File(stamp)); }
 

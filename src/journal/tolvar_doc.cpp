@@ -1,13 +1,18 @@
 #include "journal/tolvar_doc.h"
 
-#include <algorithm>
 #include <future>
+
+#include <fmt/format.h>
 
 #include "journal/change_snapshot.h"
 #include "journal/content_hash.h"
 #include "journal/make_change.h"
 #include "journal/undo_change.h"
 #include "journal/user_name.h"
+#include "platform/registry/registry.h"
+#include "registry/key_path.h"
+#include "registry/reg_key.h"
+#include "registry/root_keys.h"
 
 namespace tolvar {
 
@@ -29,27 +34,60 @@ Result<void> CTolvarDoc::CheckFree() const
                               : CheckUsable();
 }
 
+namespace {
+
+/// Whether a change at this place could be made and seen in this session.
+bool IsReachable(std::string_view path)
+{
+    for (; !path.empty(); path = ParentPath(path)) {
+        RegKey key;
+        const LSTATUS code = OpenKeyPath(std::string(path), *key.Put(), KEY_READ);
+        if (code != ERROR_FILE_NOT_FOUND) {
+            return code == ERROR_SUCCESS && CheckWritable(key.Get()) == ERROR_SUCCESS;
+        }
+    }
+    return false;
+}
+
+/// Whether a change was made, by what its places hold now. Nothing where they can't tell.
+std::optional<bool> IsMade(const SnapshotSeal& seal)
+{
+    const Registry* const registry = Registry::Current();
+    if (registry == nullptr || seal.places.empty() || !IsReachable(seal.change.path)) {
+        return std::nullopt;
+    }
+    bool isBefore = true;
+    bool isAfter = true;
+    const std::vector<ChangePlace> places = PlacesOf(seal.change);
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        const Result<PlaceDigest> now = DigestOf(*registry, places[i]);
+        if (!now) {
+            return std::nullopt;
+        }
+        isBefore = isBefore && *now == seal.places[i].before;
+        isAfter = isAfter && *now == seal.places[i].after;
+    }
+    return isBefore == isAfter ? std::nullopt : std::optional(isAfter);
+}
+
+} // namespace
+
 /// Drops the records of changes that a crash kept from being made. Where the registry can't tell, the record stays:
 /// undoing it brings back what was there when it was begun.
 void CTolvarDoc::SettleOpen(const std::vector<std::string>& open)
 {
     for (const std::string& record : open) {
-        const JournalRecord fields = ParseRecord(record);
-        const Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, fields.stamp);
+        const Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, StampOf(record));
         const bool isSealed = snapshot && snapshot->Seal().record == record;
-        const ChangeRecord change = isSealed ? snapshot->Seal().change : ChangeOf(fields, m_emptyNameLabel);
-        const bool isSameAgain = isSealed && snapshot->Seal().isSameAgain;
-        ChangeState state =
-            isSameAgain ? ChangeState::kUnknown : StateOfChange(change, isSealed ? snapshot->Image() : nullptr);
-        if (!isSealed && (change.kind != ChangeKind::kNew || !fields.isPlain)) {
-            state = ChangeState::kNotMade; // its backups went when it failed, or never came to be
-        }
-        if (state != ChangeState::kNotMade) {
+        // Without a seal its backups went when it failed, or never came to be.
+        if (isSealed && IsMade(snapshot->Seal()).value_or(true)) {
             m_store.NoteMade(record);
-            continue;
+        } else if (IsRedoable(record)) {
+            static_cast<void>(m_store.Retire({&record, 1})); // else the next start tries
+        } else {
+            m_store.NoteFailed(record);
+            m_store.Forget({&record, 1});
         }
-        m_store.NoteFailed(record);
-        m_store.Forget({&record, 1});
     }
 }
 
@@ -70,6 +108,7 @@ Result<void> CTolvarDoc::OnNewDocument()
         return {};
     }
     SettleOpen(unsettled->open);
+    SettleUndone();
     if (auto settled = SettleCut(*unsettled); !settled) {
         return failed(settled.error()); // later changes would be taken back with it
     }
@@ -107,40 +146,120 @@ Result<void> CTolvarDoc::WriteTextBackup(PreparedChange& change, const std::stri
     return {};
 }
 
-/// Writes the text backup and the snapshot of a change, not yet durably. `image` gets the snapshot's hive. A key's
-/// image is made beside the writing of its text: both of them only look at the registry.
-Result<void> CTolvarDoc::WriteBackups(PreparedChange& change, const std::string& stamp, const std::string& record,
-                                      std::vector<std::byte>& image)
+/// Writes the text backup of a change, and composes the rest. A key's image is made beside the writing of its text:
+/// both of them only look at the registry.
+Result<CTolvarDoc::Backup> CTolvarDoc::MakeBackup(PreparedChange& change, const std::string& stamp,
+                                                  const std::string& record)
 {
-    const auto how = change.Change().IsKey() ? std::launch::async : std::launch::deferred;
+    Backup backup;
+    backup.seal.record = record;
+    backup.seal.change = change.Change();
+    if (!change.NeedsBackup()) {
+        return backup;
+    }
+    const auto how = change.Change().IsKey() ? std::launch::async | std::launch::deferred : std::launch::deferred;
     std::future<Result<std::vector<std::byte>>> composing = std::async(how, [&change] { return change.Image(); });
-    SnapshotSeal seal{record, change.Change()};
-    auto written = WriteTextBackup(change, stamp, seal);
-    Result<std::vector<std::byte>> before = composing.get();
-    if (!before || !written) {
-        return before ? written : tl::unexpected(before.error());
+    const auto written = WriteTextBackup(change, stamp, backup.seal);
+    Result<std::vector<std::byte>> image = composing.get();
+    if (!image || !written) {
+        return tl::unexpected(image ? written.error() : image.error());
     }
-    image = *std::move(before);
-    if (const Result<KeyImage> hive = KeyImage::FromBytes(image, "image"); hive) {
-        seal.isSameAgain = change.IsSameAgain(*hive);
-    }
-    return m_store.Snapshots().Add(FrameKind::kChange, stamp, image, seal);
+    backup.image = *std::move(image);
+    return backup;
 }
 
-/// Takes a change back that was made in memory and could not be made durable. Where the file can't be had either, the
-/// record stays begun, and the next start sees what became of it.
-void CTolvarDoc::TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record)
+/// Writes the backups of a change, not yet durably. Answers the snapshot's hive.
+Result<std::vector<std::byte>> CTolvarDoc::WriteBackups(PreparedChange& change, const std::string& stamp,
+                                                        const std::string& record)
 {
-    const Result<KeyImage> before =
-        KeyImage::FromBytes(image, "image"); // there is none of a change that needs no backup
-    const UndoSource source = before ? UndoSource(&*before) : UndoSource();
-    if (TakeChangeBack(change, source) && (m_group.depth != 0 || FlushChange(change))) {
+    Result<Backup> backup = MakeBackup(change, stamp, record);
+    if (!backup) {
+        return tl::unexpected(backup.error());
+    }
+    std::optional<KeyImage> hive;
+    if (!backup->image.empty()) {
+        Result<KeyImage> opened = KeyImage::FromBytes(backup->image, "image");
+        if (!opened) {
+            return tl::unexpected(opened.error());
+        }
+        hive.emplace(*std::move(opened));
+    }
+    Result<std::vector<PlaceState>> states = change.States(hive ? &*hive : nullptr);
+    if (!states) {
+        return tl::unexpected(states.error());
+    }
+    backup->seal.places = *std::move(states);
+    if (m_group.depth != 0) {
+        m_group.stamp = m_group.records.empty() ? stamp : m_group.stamp;
+        backup->seal.group = m_group.stamp;
+    }
+    auto added = m_store.Snapshots().Add(FrameKind::kChange, stamp, backup->image, backup->seal);
+    return added ? Result<std::vector<std::byte>>(std::move(backup->image)) : tl::unexpected(added.error());
+}
+
+/// Takes back in memory what is left of a failed change of a group.
+void CTolvarDoc::TakeBackMember(const ChangeRecord& change, const std::vector<std::byte>& image,
+                                const std::string& record)
+{
+    const Result<KeyImage> before = KeyImage::FromBytes(image, "image");
+    if (TakeChangeBack(change, before ? UndoSource(&*before) : UndoSource())) {
         m_store.NoteFailed(record);
-    } else if (m_group.depth != 0) { // it stays half made, and is undone with its group
+    } else { // it stays half made, and is undone with its group
         m_group.records.push_back(record);
-    } else {
+    }
+}
+
+/// Brings the registry back to what its last flush made. Where that can't be, nothing can be changed any more.
+Result<void> CTolvarDoc::Revert()
+{
+    Registry* const registry = Registry::Current();
+    auto reverted = registry != nullptr && registry->IsChanged() ? registry->Revert() : Result<void>();
+    if (!reverted) {
+        m_failure = reverted.error();
         m_hasOpenChange = true;
     }
+    return reverted;
+}
+
+FlushFate CTolvarDoc::FailedFlush()
+{
+    const Registry* const registry = Registry::Current();
+    return registry != nullptr ? registry->FailedFlush() : FlushFate::kNotMade;
+}
+
+/// What is answered for changes that a failed flush may have made all the same. No more are taken then.
+Error CTolvarDoc::MadeAllTheSame(FlushFate fate, const Error& error, const char* what)
+{
+    m_failure = error;
+    m_hasOpenChange = true;
+    const char* const fateText = fate == FlushFate::kMade ? "is done, and the next start ends writing the file"
+                                                          : "may be done: the next start tells";
+    return {error.code, fmt::format("{} {}; {}", what, fateText, error.context)};
+}
+
+/// A change was made in memory, and its flush failed.
+Result<void> CTolvarDoc::FlushFailed(const Error& error, const std::string& record)
+{
+    const FlushFate fate = FailedFlush();
+    if (fate == FlushFate::kNotMade) {
+        if (Revert()) {
+            m_store.NoteFailed(record);
+        }
+        return tl::unexpected(error);
+    }
+    if (fate == FlushFate::kMade) {
+        m_store.NoteMade(record);
+        Show(record);
+    }
+    return tl::unexpected(MadeAllTheSame(fate, error, "the change"));
+}
+
+const std::string& CTolvarDoc::User()
+{
+    if (m_user.empty()) {
+        m_user = SessionUserName();
+    }
+    return m_user;
 }
 
 Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
@@ -152,43 +271,39 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
     if (!prepared) {
         return tl::unexpected(prepared.error());
     }
-    if (m_user.empty()) {
-        m_user = SessionUserName();
-    }
     const std::string stamp = m_store.NewStamp();
     ChangeRecord written = change; // as it came, but for what it turned out to be
     written.kind = prepared->Change().kind;
-    std::string record = FormatRecord(written, change.user.value_or(m_user), stamp);
-    std::vector<std::byte> image;
-    Result<void> done;
-    if (prepared->NeedsBackup()) {
-        done = WriteBackups(*prepared, stamp, record, image);
-    } else {
-        done = m_store.Snapshots().Add(FrameKind::kChange, stamp, {}, {record, prepared->Change()});
-    }
-    done = done ? Announce(record) : done;
-    if (!done) {
+    std::string record = FormatRecord(written, change.user.value_or(User()), stamp);
+    const Result<std::vector<std::byte>> image = WriteBackups(*prepared, stamp, record);
+    if (auto done = image ? Announce(record) : tl::unexpected(image.error()); !done) {
         m_store.RemoveBackups({&record, 1});
         return done;
     }
-    done = prepared->Make();
-    const bool isMade = done.has_value();
-    done = done && m_group.depth == 0 ? prepared->Flush() : done;
-    if (!done) {
-        if (isMade || prepared->Change().kind == ChangeKind::kRename) { // a rename takes more than one step
-            TakeBack(prepared->Change(), image, record);
+    auto made = prepared->Make();
+    if (m_group.depth != 0) {
+        if (made) {
+            m_group.records.push_back(std::move(record));
+        } else if (prepared->Change().kind == ChangeKind::kRename) { // it takes more than one step
+            TakeBackMember(prepared->Change(), *image, record);
         } else {
             m_store.NoteFailed(record);
         }
-        return done;
+        return made;
     }
-    if (m_group.depth != 0) {
-        m_group.records.push_back(std::move(record));
-        return done;
+    if (!made) {
+        if (Revert()) {
+            m_store.NoteFailed(record);
+        }
+        return made;
+    }
+    if (auto flushed = prepared->Flush(); !flushed) {
+        return FlushFailed(flushed.error(), record);
     }
     m_store.NoteMade(record);
     Show(std::move(record));
-    return done;
+    m_store.ForgetUndone();
+    return {};
 }
 
 /// Says that a change is about to be made: durably, and its backups before it. A group's comes later.

@@ -8,6 +8,8 @@
 
 #include "journal/change_record.h"
 #include "journal/journal_store.h"
+#include "journal/undo_material.h"
+#include "platform/registry/registry.h"
 #include "platform/system/error.h"
 
 namespace tolvar {
@@ -45,18 +47,17 @@ enum class UndoOutcome {
 /// What became of several entries.
 struct UndoReport {
     std::size_t undone = 0;
-    std::vector<Error> failures; ///< of entries that stay, the newest first
+    std::vector<Error> failures; ///< the newest entry first; of those that stay, unless the text says that it is done
 };
-
-class UndoMaterial;
 
 /// The journal of all changes to the registry of the current session, and the only road to make one.
 ///
 /// Three promises. Nothing is lost by a crash: each record is durable before its change is made, in `journal.pending`
-/// beside the data folder, and the next start takes it over if the registry holds the change. Undoing is exact: beside
-/// the text backup in the data folder a snapshot under the same stamp lies in the folder `snapshots` beside it. The
-/// order holds: backups, then the record, then the change; the change is durable before it is answered, and one that
-/// fails takes its record and its backups away.
+/// beside the data folder, and the next start takes it over if the registry holds the change. Undoing is exact, and
+/// never destroys later work: beside the text backup in the data folder a snapshot under the same stamp lies in the
+/// folder `snapshots` beside it, with sums of what each place of the change held before it and after it. The order
+/// holds: backups, then the record, then the change; the change is durable before it is answered, and one that fails
+/// takes its record and its backups away.
 ///
 /// One program at a time works with a data folder: the others are told which one does. Not thread safe: all calls come
 /// from one thread. Whoever ends without SaveModified loses nothing, as in a crash.
@@ -79,7 +80,8 @@ public:
     [[nodiscard]] Result<void> SaveModified();
 
     /// Makes a change and journals it. On success both are durable, unless a ChangeGroup stands: see there. On an error
-    /// the registry holds what it held before, there is no record, and the code is one of: 5, some key of a subtree
+    /// the registry holds what it held before and there is no record, unless the text says that the change is made: it
+    /// failed behind the hive's point of no return then. The code is one of: 5, some key of a subtree
     /// can't be had with all rights; 183, a key's new name is taken; 1, the value to be renamed is not there; 2, what
     /// is to be changed is not there; 19, it is mounted read only; that of OnNewDocument; the registry's or the file
     /// system's.
@@ -87,12 +89,33 @@ public:
 
     /// Brings back what the change of an entry overwrote or removed, takes away what it made, and drops the entry with
     /// its backups. Entries may be undone in any order. `index`: its place in Journal(), 0 for the oldest.
-    /// On an error the entry stays: kFileNotFound or kFileCorrupt where neither backup can be used, and nothing is
-    /// changed then; kInvalidData for a record that can't be read; kInvalidParameter for no such entry; the registry's.
-    [[nodiscard]] Result<UndoOutcome> UndoEntry(std::size_t index);
+    ///
+    /// Later work is safe: where what the change left is not there any more, an undo would destroy what has come
+    /// since. It refuses then, with kBusy, and names the later entries. With `force` it goes on, and leaves an entry of
+    /// its own for each thing that it overwrote.
+    ///
+    /// On an error the entry stays and nothing is changed: kFileNotFound or kFileCorrupt where neither backup can be
+    /// used (see UndoMaterial::Gather); kInvalidData for a record that can't be read; kInvalidParameter for no such
+    /// entry; the registry's. An error behind the hive's point of no return says that the undo is done.
+    [[nodiscard]] Result<UndoOutcome> UndoEntry(std::size_t index, UndoForce force = UndoForce::kNo);
 
-    /// Undoes several entries, the newest first, whatever their order here. One that fails doesn't stop the others.
-    [[nodiscard]] UndoReport UndoEntries(std::vector<std::size_t> indices);
+    /// Undoes several entries, the newest first, whatever their order here, and makes that durable at once. They don't
+    /// stand in each other's way. One that fails doesn't stop the others.
+    [[nodiscard]] UndoReport UndoEntries(std::vector<std::size_t> indices, UndoForce force = UndoForce::kNo);
+
+    /// The entries, and all later ones that stand on them, as far as the journal knows. Rising.
+    [[nodiscard]] std::vector<std::size_t> WithLaterEntries(std::vector<std::size_t> indices) const;
+
+    /// The entries that one command made together, by the stamp of any of them. Rising; none where there is no such
+    /// stamp or it stands alone.
+    [[nodiscard]] std::vector<std::size_t> EntriesOfGroup(std::string_view stamp) const;
+
+    /// How many entries Redo would bring back. What one call undid comes back at once, until the next change.
+    [[nodiscard]] std::size_t RedoCount() const;
+
+    /// Does again what the last undo took back, with its entries: all of them or none. Answers how many.
+    /// Errors: kNoMoreItems where there is nothing; kBusy where something has changed since; as ApplyChange.
+    [[nodiscard]] Result<std::size_t> Redo();
 
     /// Drops entries with their backups, and leaves the registry alone. Places that don't exist are passed over.
     [[nodiscard]] Result<void> RemoveEntry(std::size_t index) { return RemoveEntries({index}); }
@@ -111,6 +134,9 @@ public:
 
     /// What OnNewDocument took back of a group that a crash cut; entries that could not be taken back stay.
     [[nodiscard]] const UndoReport& TakenBack() const noexcept { return m_takenBack; }
+
+    /// What OnNewDocument found wrong with the journal's files and mended; with a code where something may be lost.
+    [[nodiscard]] const std::vector<Error>& Notices() const noexcept { return m_store.Notices(); }
 
     /// For bookmarks that are kept between runs: their paths, and what they lead to.
     [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const { return m_store.BookmarkPaths(); }
@@ -132,24 +158,58 @@ private:
     struct Group {
         unsigned depth = 0; ///< groups that stand
         std::vector<std::string> records;
+        std::string stamp; ///< of the first one
     };
     struct Undone {
         UndoReport report;
         std::vector<std::string> gone; ///< records whose changes were undone
         std::vector<std::string> left; ///< those that could not be, the oldest first
     };
+    struct Backup {
+        std::vector<std::byte> image; ///< empty: nothing is overwritten
+        SnapshotSeal seal;
+    };
+    struct OwnEntry;
+    struct Undoing;
 
     void SettleOpen(const std::vector<std::string>& open);
+    void SettleUndone();
+    [[nodiscard]] std::vector<std::string> UndoneOf(const RedoLog::Step& step) const;
+    [[nodiscard]] bool IsRedoable(const std::string& record) const;
     [[nodiscard]] Result<void> SettleCut(const JournalStore::Unsettled& unsettled);
 
     [[nodiscard]] Result<void> WriteTextBackup(class PreparedChange& change, const std::string& stamp,
                                                SnapshotSeal& seal);
-    [[nodiscard]] Result<void> WriteBackups(PreparedChange& change, const std::string& stamp, const std::string& record,
-                                            std::vector<std::byte>& image);
+    [[nodiscard]] Result<Backup> MakeBackup(PreparedChange& change, const std::string& stamp,
+                                            const std::string& record);
+    [[nodiscard]] Result<std::vector<std::byte>> WriteBackups(PreparedChange& change, const std::string& stamp,
+                                                              const std::string& record);
     [[nodiscard]] Result<void> Announce(const std::string& record);
+    [[nodiscard]] const std::string& User();
     void Show(std::string record);
-    void TakeBack(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record);
-    [[nodiscard]] Result<UndoMaterial> Material(const std::string& record) const;
+    void TakeBackMember(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record);
+    [[nodiscard]] Result<void> Revert();
+    [[nodiscard]] static Result<void> FlushHives();
+    [[nodiscard]] static FlushFate FailedFlush();
+    [[nodiscard]] Error MadeAllTheSame(FlushFate fate, const Error& error, const char* what);
+    [[nodiscard]] Result<void> FlushFailed(const Error& error, const std::string& record);
+
+    [[nodiscard]] Result<UndoMaterial> Material(const std::string& record, UndoForce force) const;
+    [[nodiscard]] ChangeRecord ChangeAt(std::size_t index) const;
+    [[nodiscard]] std::vector<std::size_t> LaterEntries(const std::vector<ChangePlace>& places, std::size_t index,
+                                                        const std::vector<std::size_t>& except,
+                                                        const std::vector<std::size_t>* among = nullptr) const;
+    [[nodiscard]] Error Refusal(std::size_t index, const std::vector<std::size_t>& later) const;
+    [[nodiscard]] std::vector<std::size_t> WholeKeyEntries() const;
+    [[nodiscard]] Result<void> CheckLaterUndos(const ChangeRecord& change, std::size_t index, const Undoing& run) const;
+    [[nodiscard]] Result<void> UndoOne(std::size_t index, Undoing& run);
+    [[nodiscard]] Result<std::vector<OwnEntry>> PrepareOwn(const ChangeRecord& undone, Undoing& run);
+    [[nodiscard]] Result<void> SealUndo(const std::string& record, const UndoMaterial& material,
+                                        std::vector<OwnEntry>& own, Undoing& run);
+    [[nodiscard]] UndoReport CommitUndo(Undoing& run);
+    [[nodiscard]] Result<void> RedoOne(const UndoneEntry& entry);
+    [[nodiscard]] Result<void> CommitRedo(const RedoLog::Step& step);
+
     [[nodiscard]] Undone UndoInMemory(const std::vector<std::string>& records) const;
     [[nodiscard]] Result<void> CommitGroup();
     [[nodiscard]] UndoReport TakeGroupBack(std::size_t first);

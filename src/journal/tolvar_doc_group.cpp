@@ -11,22 +11,18 @@ namespace tolvar {
 // hives are about to be written; the hives. A last mark says that it is done. A start that finds no mark drops the
 // records, since no hive was written; one that finds the first mark alone takes all back, from backups that are whole.
 
-namespace {
-
-Result<void> FlushHives()
+Result<void> CTolvarDoc::FlushHives()
 {
     Registry* const registry = Registry::Current();
     return registry != nullptr ? registry->Flush() : Result<void>();
 }
-
-} // namespace
 
 /// Undoes changes in memory, the newest first.
 CTolvarDoc::Undone CTolvarDoc::UndoInMemory(const std::vector<std::string>& records) const
 {
     Undone undone;
     for (auto record = records.rbegin(); record != records.rend(); ++record) {
-        const Result<UndoMaterial> material = Material(*record);
+        const Result<UndoMaterial> material = Material(*record, UndoForce::kNo);
         const Result<void> done =
             material ? TakeChangeBack(material->Change(), material->Source()) : tl::unexpected(material.error());
         (done ? undone.gone : undone.left).push_back(*record);
@@ -69,11 +65,13 @@ Result<void> CTolvarDoc::CommitGroup()
         for (std::string& record : records) {
             Show(std::move(record));
         }
+        m_store.ForgetUndone();
         return done;
     }
     if (!UndoInMemory(records).left.empty() || !FlushHives() || !m_store.Drop(records)) {
-        m_hasOpenChange = true; // the next start takes it back, before anything else is changed
+        m_hasOpenChange = true; // before anything else is changed
         m_failure = done.error();
+        return Failure(done.error().code, "the next start takes back what was done; " + done.error().context);
     }
     return done;
 }

@@ -1,16 +1,119 @@
 #include <algorithm>
+#include <map>
 
+#include "journal/make_change.h"
 #include "journal/tolvar_doc.h"
 #include "journal/undo_change.h"
-#include "journal/undo_material.h"
+#include "platform/registry/registry.h"
+#include "platform/system/text.h"
+#include "registry/key_path.h"
+#include "registry/reg_key.h"
+#include "registry/root_keys.h"
 
 namespace tolvar {
 
-Result<UndoMaterial> CTolvarDoc::Material(const std::string& record) const
+/// An entry for what an undo that was forced overwrites or removes at one place.
+struct CTolvarDoc::OwnEntry {
+    std::size_t place; ///< among those of the change that is undone
+    std::string record;
+    Backup backup;
+};
+
+/// Entries that are being undone in memory.
+struct CTolvarDoc::Undoing {
+    UndoForce force;
+    RedoLog::Step step;
+    std::vector<std::size_t> gone;    ///< entries that were undone, or were so before
+    std::vector<std::string> settled; ///< records of the latter
+    std::vector<std::string> own;     ///< records of what was overwritten
+    std::vector<std::size_t> whole;   ///< entries that hold a key as a whole and left it where it was
+    bool isBroken = false;            ///< the registry holds a part of an undo
+    bool isUnwritten = false;         ///< a backup could not be written
+};
+
+namespace {
+
+/// What the places of a change hold now.
+Result<std::vector<PlaceDigest>> DigestsNow(const std::vector<ChangePlace>& places)
 {
-    const std::string_view stamp = StampOf(record);
-    return UndoMaterial::Gather(m_store.Files(), m_store.TextBackup(stamp),
-                                m_store.Snapshots().Find(FrameKind::kChange, stamp), record, m_emptyNameLabel);
+    std::vector<PlaceDigest> digests;
+    for (const ChangePlace& place : places) {
+        const Result<PlaceDigest> digest =
+            Registry::Current() != nullptr ? DigestOf(*Registry::Current(), place) : Result<PlaceDigest>(kAbsent);
+        if (!digest) {
+            return tl::unexpected(digest.error());
+        }
+        digests.push_back(*digest);
+    }
+    return digests;
+}
+
+bool Matches(const std::vector<PlaceState>& states, PlaceDigest PlaceState::*which,
+             const std::vector<PlaceDigest>& digests)
+{
+    return std::ranges::equal(states, digests, {}, which);
+}
+
+std::vector<PlaceState> StatesFrom(const std::vector<PlaceDigest>& before, const std::vector<PlaceDigest>& after)
+{
+    std::vector<PlaceState> states;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        states.push_back({before[i], after[i]});
+    }
+    return states;
+}
+
+/// Whether undoing a change takes away what is at one of its places.
+bool IsRemoved(const ChangeRecord& change, std::size_t place)
+{
+    return change.kind == ChangeKind::kNew || (change.kind == ChangeKind::kRename && place != 0);
+}
+
+/// The change that an undo is at one place of what it undoes.
+ChangeRecord OwnChange(const ChangePlace& place, bool isRemoved)
+{
+    ChangeRecord change = isRemoved ? ChangeRecord::DeleteKey(place.key) : ChangeRecord();
+    change.path = place.key;
+    change.kind = isRemoved ? ChangeKind::kDelete : ChangeKind::kModify;
+    if (!place.value) {
+        return change;
+    }
+    RegKey key;
+    DWORD type = 0;
+    if (OpenKeyPath(place.key, *key.Put(), KEY_QUERY_VALUE) == ERROR_SUCCESS) { // else preparing it tells
+        static_cast<void>(RegQueryValueExA(key.Get(), place.value->c_str(), nullptr, &type, nullptr, nullptr));
+    }
+    change = isRemoved ? ChangeRecord::DeleteValue(place.key, *place.value, type)
+                       : ChangeRecord::EditValue(place.key, *place.value, type, {});
+    change.form = DataForm::kStored;
+    return change;
+}
+
+/// The image of what an undo is about to take away and no change of the same kind would make again.
+Result<std::vector<std::byte>> RedoImage(const ChangeRecord& change)
+{
+    if (change.kind != ChangeKind::kNew && change.kind != ChangeKind::kModify) {
+        return std::vector<std::byte>();
+    }
+    const std::string path = PlacesOf(change).front().key;
+    RegKey key;
+    if (const LSTATUS code = OpenLinkPath(path, *key.Put(), KEY_READ); code != ERROR_SUCCESS) {
+        return code == ERROR_FILE_NOT_FOUND ? Result<std::vector<std::byte>>()
+                                            : Failure(static_cast<ErrorCode>(code), path);
+    }
+    if (change.IsKey()) {
+        return ImageOfKey(key.Get());
+    }
+    const std::vector<std::string> names = {change.Name(), change.NewName()};
+    return ImageOfValues(key.Get(), names);
+}
+
+} // namespace
+
+Result<UndoMaterial> CTolvarDoc::Material(const std::string& record, UndoForce force) const
+{
+    return UndoMaterial::Gather(m_store.Files(), m_store.TextBackup(StampOf(record)), m_store.Snapshots(), record,
+                                m_emptyNameLabel, force);
 }
 
 Result<ChangeSnapshot> CTolvarDoc::SnapshotOf(std::size_t index) const
@@ -20,47 +123,234 @@ Result<ChangeSnapshot> CTolvarDoc::SnapshotOf(std::size_t index) const
     return snapshot && snapshot->Seal().record != record ? Failure(ErrorCode::kFileCorrupt) : std::move(snapshot);
 }
 
-Result<UndoOutcome> CTolvarDoc::UndoEntry(std::size_t index)
+/// Writes text backups of all that undoing a change overwrites, and takes its images. Nothing is changed yet.
+Result<std::vector<CTolvarDoc::OwnEntry>> CTolvarDoc::PrepareOwn(const ChangeRecord& undone, Undoing& run)
 {
-    if (auto free = CheckFree(); !free) {
-        return tl::unexpected(free.error());
+    const std::vector<ChangePlace> places = PlacesOf(undone);
+    const Result<std::vector<PlaceDigest>> now = DigestsNow(places);
+    std::vector<OwnEntry> own;
+    for (std::size_t i = 0; i < places.size() && now; ++i) {
+        if ((*now)[i] == kAbsent) {
+            continue;
+        }
+        const ChangeRecord change = OwnChange(places[i], IsRemoved(undone, i));
+        Result<PreparedChange> prepared = PreparedChange::Prepare(change, {});
+        if (!prepared) {
+            return tl::unexpected(prepared.error());
+        }
+        const std::string stamp = m_store.NewStamp();
+        std::string record = FormatRecord(change, User(), stamp);
+        run.own.push_back(record);
+        Result<Backup> backup = MakeBackup(*prepared, stamp, record);
+        if (!backup) {
+            run.isUnwritten = true;
+            return tl::unexpected(backup.error());
+        }
+        backup->seal.group = StampOf(run.own.front());
+        own.push_back({i, std::move(record), *std::move(backup)});
     }
+    return now ? Result<std::vector<OwnEntry>>(std::move(own)) : tl::unexpected(now.error());
+}
+
+/// Entries of changes that hold the image of a key which is where it was: whatever changes in it, an older entry that
+/// is undone too, stands against their undoing.
+std::vector<std::size_t> CTolvarDoc::WholeKeyEntries() const
+{
+    std::vector<std::size_t> entries;
+    for (std::size_t i = 0; i < Journal().size(); ++i) {
+        const JournalRecord record = ParseRecord(Journal()[i]);
+        const bool isRename = record.kind == static_cast<int>(ChangeKind::kRename);
+        const bool isKey = record.object == static_cast<int>(ChangeObject::kKey);
+        if (isKey && (record.kind == static_cast<int>(ChangeKind::kModify) ||
+                      (isRename && CompareNames(LastName(record.path), record.secondPath) == 0))) {
+            entries.push_back(i);
+        }
+    }
+    return entries;
+}
+
+/// What stands against an undo although all is as the change left it: later entries that could not be undone any more.
+Result<void> CTolvarDoc::CheckLaterUndos(const ChangeRecord& change, std::size_t index, const Undoing& run) const
+{
+    if (run.force == UndoForce::kYes) {
+        return {};
+    }
+    std::vector<ChangePlace> places = PlacesOf(change);
+    std::vector<std::size_t> later = LaterEntries(places, index, run.gone, &run.whole);
+    const std::string last = change.IsKey() ? std::string(ParentPath(change.path)) : change.path;
+    const std::string missing = change.kind != ChangeKind::kNew ? FirstMissingKey(last) : std::string();
+    if (later.empty() && !missing.empty()) { // making it anew is in the way of what took it away
+        later = LaterEntries({{missing, std::nullopt}}, index, run.gone);
+    }
+    return later.empty() ? Result<void>() : tl::unexpected(Refusal(index, later));
+}
+
+/// Undoes one entry in memory, and writes what its own undoing needs.
+Result<void> CTolvarDoc::UndoOne(std::size_t index, Undoing& run)
+{
     if (index >= Journal().size()) {
         return Failure(ErrorCode::kInvalidParameter, "the journal has no entry " + std::to_string(index));
     }
     const std::string record = Journal()[index];
-    if (ParseRecord(record).IsGroup()) {
-        return UndoOutcome::kLeft;
-    }
-    const Result<UndoMaterial> material = Material(record);
+    const Result<UndoMaterial> material = Material(record, run.force);
     if (!material) {
         return tl::unexpected(material.error());
     }
-    if (auto undone = UndoChange(material->Change(), material->Source()); !undone) {
-        return tl::unexpected(undone.error());
+    const ChangeRecord& change = material->Change();
+    const std::vector<ChangePlace> places = PlacesOf(change);
+    const Result<std::vector<PlaceDigest>> before = DigestsNow(places);
+    if (!before) {
+        return tl::unexpected(before.error());
     }
-    if (auto flushed = FlushChange(material->Change()); !flushed) {
-        return tl::unexpected(flushed.error());
-    }
-    if (auto dropped = m_store.DropAt({index}); !dropped) {
-        return tl::unexpected(dropped.error());
-    }
-    return UndoOutcome::kUndone;
-}
-
-UndoReport CTolvarDoc::UndoEntries(std::vector<std::size_t> indices)
-{
-    std::ranges::sort(indices, std::greater());
-    indices.erase(std::unique(indices.begin(), indices.end()), indices.end());
-    UndoReport report;
-    for (const std::size_t index : indices) {
-        if (const Result<UndoOutcome> outcome = UndoEntry(index); !outcome) {
-            report.failures.push_back(outcome.error());
-        } else if (*outcome == UndoOutcome::kUndone) {
-            ++report.undone;
+    const SnapshotSeal* const seal = material->Seal();
+    const bool isKnown = seal != nullptr && !seal->places.empty();
+    const bool isAsLeft = isKnown && Matches(seal->places, &PlaceState::after, *before);
+    if (!isAsLeft) {
+        const std::vector<std::size_t> later = LaterEntries(places, index, run.gone);
+        if (isKnown && later.empty() && Matches(seal->places, &PlaceState::before, *before)) {
+            run.gone.push_back(index); // it was undone by whatever way
+            run.settled.push_back(record);
+            return {};
+        }
+        if (run.force == UndoForce::kNo && (isKnown || !later.empty())) {
+            return tl::unexpected(Refusal(index, later));
         }
     }
+    if (auto checked = CheckLaterUndos(change, index, run); !checked) {
+        return checked;
+    }
+    const bool isOverwriting = !isAsLeft && run.force == UndoForce::kYes;
+    Result<std::vector<OwnEntry>> own =
+        isOverwriting ? PrepareOwn(change, run) : Result<std::vector<OwnEntry>>(std::vector<OwnEntry>());
+    const Result<std::vector<std::byte>> image =
+        own && !isOverwriting ? RedoImage(change) : Result<std::vector<std::byte>>();
+    if (!own || !image) {
+        return tl::unexpected(own ? image.error() : own.error());
+    }
+    if (auto undone = UndoChange(change, material->Source()); !undone) {
+        const Result<std::vector<PlaceDigest>> now = DigestsNow(places);
+        run.isBroken = !now || *now != *before;
+        return undone;
+    }
+    const Result<std::vector<PlaceDigest>> after = DigestsNow(places);
+    SnapshotSeal redo;
+    redo.record = record;
+    redo.change = change;
+    redo.places = after ? StatesFrom(*before, *after) : redo.places;
+    Result<void> added = after ? m_store.Snapshots().Add(FrameKind::kRedo, StampOf(record), *image, redo)
+                               : tl::unexpected(after.error());
+    UndoneEntry undone{record, index, {}};
+    for (OwnEntry& entry : *own) {
+        entry.backup.seal.places = {{(*before)[entry.place], after ? (*after)[entry.place] : kAbsent}};
+        added = added ? m_store.Snapshots().Add(FrameKind::kChange, StampOf(entry.record), entry.backup.image,
+                                                entry.backup.seal)
+                      : added;
+        undone.own.push_back(entry.record);
+    }
+    run.isUnwritten = run.isUnwritten || !added;
+    run.gone.push_back(index);
+    run.step.push_back(std::move(undone));
+    return added;
+}
+
+/// Makes durable what was undone in memory, or takes it back.
+UndoReport CTolvarDoc::CommitUndo(Undoing& run)
+{
+    UndoReport report;
+    report.undone = run.gone.size();
+    if (!run.settled.empty()) {
+        if (auto dropped = m_store.Drop(run.settled); !dropped) {
+            report.undone -= run.settled.size();
+            report.failures.push_back(dropped.error());
+        }
+    }
+    if (run.step.empty()) {
+        return report;
+    }
+    const auto begun = m_store.BeginUndo(run.step, run.own);
+    const auto flushed = begun ? FlushHives() : begun;
+    const FlushFate fate = begun && !flushed ? FailedFlush() : FlushFate::kNotMade;
+    if (!flushed && fate == FlushFate::kNotMade) {
+        report.undone -= run.step.size();
+        report.failures.push_back(flushed.error());
+        if (Revert()) {
+            SettleOpen(run.own);
+            if (begun) { // of several hives some may be written
+                SettleUndone();
+            }
+        }
+        return report;
+    }
+    if (!flushed) {
+        report.failures.push_back(MadeAllTheSame(fate, flushed.error(), "undoing"));
+        if (fate == FlushFate::kUnknown) {
+            report.undone -= run.step.size();
+            return report;
+        }
+    }
+    std::vector<std::string> records;
+    std::ranges::transform(run.step, std::back_inserter(records), &UndoneEntry::record);
+    if (auto retired = m_store.Retire(records); !retired) { // the next start does it; no change may come between
+        m_store.Forget(records);
+        m_failure = retired.error();
+        m_hasOpenChange = true;
+    }
+    for (const std::string& own : run.own) {
+        m_store.NoteMade(own);
+        m_store.Add(own);
+    }
     return report;
+}
+
+UndoReport CTolvarDoc::UndoEntries(std::vector<std::size_t> indices, UndoForce force)
+{
+    if (auto free = CheckFree(); !free) {
+        return {0, {free.error()}};
+    }
+    std::ranges::sort(indices, std::greater());
+    indices.erase(std::unique(indices.begin(), indices.end()), indices.end());
+    std::erase_if(indices, [this](std::size_t index) {
+        return index < Journal().size() && ParseRecord(Journal()[index]).IsGroup();
+    });
+    std::vector<Error> broken; // of entries that can't be undone wholly
+    const std::vector<std::size_t> whole = WholeKeyEntries();
+    while (true) {
+        Undoing run{force, {}, {}, {}, {}, whole};
+        std::vector<Error> failures;
+        std::size_t last = 0; // that was tried
+        for (const std::size_t index : indices) {
+            last = index;
+            if (auto undone = UndoOne(index, run); !undone) {
+                failures.push_back(undone.error());
+            }
+            if (run.isBroken || run.isUnwritten) {
+                break;
+            }
+        }
+        if (!run.isBroken && !run.isUnwritten) {
+            UndoReport report = CommitUndo(run);
+            for (const std::vector<Error>* more : {&failures, &broken}) {
+                report.failures.insert(report.failures.end(), more->begin(), more->end());
+            }
+            return report;
+        }
+        const auto reverted = Revert();
+        m_store.RemoveBackups(run.own);
+        broken.push_back(failures.back());
+        if (!reverted || run.isUnwritten) { // the next one would fare no better
+            return {0, std::move(broken)};
+        }
+        std::erase(indices, last); // the others without it
+    }
+}
+
+Result<UndoOutcome> CTolvarDoc::UndoEntry(std::size_t index, UndoForce force)
+{
+    const UndoReport report = UndoEntries({index}, force);
+    if (!report.failures.empty()) {
+        return tl::unexpected(report.failures.front());
+    }
+    return report.undone != 0 ? UndoOutcome::kUndone : UndoOutcome::kLeft;
 }
 
 Result<void> CTolvarDoc::RemoveEntries(const std::vector<std::size_t>& indices)

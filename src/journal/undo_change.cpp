@@ -41,7 +41,7 @@ public:
     {
         const std::optional<ParentAndName> split = SplitLast(path);
         const bool isSpelled = split && !spelling.empty() && CompareNames(split->name, spelling) == 0;
-        m_firstMade = FirstMissing(path);
+        m_firstMade = FirstMissingKey(path);
         const LSTATUS code =
             CreateKeyPath(isSpelled ? JoinPath(split->parent, spelling) : path, *m_key.Put(), KEY_ALL_ACCESS);
         return code == ERROR_SUCCESS ? CheckWritable(m_key.Get()) : code;
@@ -50,20 +50,6 @@ public:
     void Keep() noexcept { m_isKept = true; }
 
 private:
-    /// The topmost key on the way to `path` that is not there; empty where all are.
-    static std::string FirstMissing(const std::string& path)
-    {
-        std::string above;
-        for (const std::string_view name : PathNames(path)) {
-            AppendPath(above, name);
-            RegKey key;
-            if (OpenKeyPath(above, *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND) {
-                return above;
-            }
-        }
-        return {};
-    }
-
     RegKey m_key;
     std::string m_firstMade;
     bool m_isKept = false;
@@ -109,6 +95,23 @@ LSTATUS RemoveValue(HKEY key, const std::string& name)
     return code == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : code;
 }
 
+/// Makes a key again what it was, whatever it is now: for a change that went by no rule of its own.
+Result<void> UndoKeyModification(const ChangeRecord& change, const UndoSource& source)
+{
+    const KeyImage* const* image = std::get_if<const KeyImage*>(&source);
+    if (image == nullptr) { // a text would leave what has come into the key
+        return Failure(ErrorCode::kFileCorrupt, "the image of this key is missing: " + change.path);
+    }
+    RestoredKey key;
+    LSTATUS code = key.Open(change.path, SpellingOf(source));
+    code = code == ERROR_SUCCESS ? CheckTree(key.Get(), KEY_ALL_ACCESS) : code;
+    auto replaced = code == ERROR_SUCCESS ? ReplaceByKeyImage(key.Get(), **image) : Answer(code, change.path);
+    if (replaced) {
+        key.Keep();
+    }
+    return replaced;
+}
+
 /// Takes a new key or value away.
 Result<void> UndoNew(const ChangeRecord& change)
 {
@@ -126,10 +129,26 @@ Result<void> UndoNew(const ChangeRecord& change)
 
 } // namespace
 
+std::string FirstMissingKey(const std::string& path)
+{
+    std::string above;
+    for (const std::string_view name : PathNames(path)) {
+        AppendPath(above, name);
+        RegKey key;
+        if (OpenKeyPath(above, *key.Put(), KEY_READ) == ERROR_FILE_NOT_FOUND) {
+            return above;
+        }
+    }
+    return {};
+}
+
 Result<void> UndoChange(const ChangeRecord& change, const UndoSource& source)
 {
     if (change.kind == ChangeKind::kNew) {
         return UndoNew(change);
+    }
+    if (change.IsKey() && change.kind == ChangeKind::kModify) {
+        return UndoKeyModification(change, source);
     }
     const std::optional<ParentAndName> split = SplitLast(change.path);
     const bool isKeyRename = change.IsKey() && change.kind == ChangeKind::kRename && split &&

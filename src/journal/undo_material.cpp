@@ -7,30 +7,69 @@
 
 namespace tolvar {
 
-Result<UndoMaterial> UndoMaterial::Gather(FileStore& files, const std::filesystem::path& text,
-                                          Result<ChangeSnapshot> snapshot, const std::string& record,
-                                          const std::string& emptyNameLabel)
+namespace {
+
+/// The change of a record that nothing but its text tells of.
+Result<ChangeRecord> PlainChange(const std::string& record, const std::string& emptyNameLabel)
 {
-    UndoMaterial material;
     const JournalRecord fields = ParseRecord(record);
-    if (!IsStamp(fields.stamp)) {
-        return Failure(ErrorCode::kInvalidData, "the record can't be read: " + record);
+    const bool isKind =
+        fields.kind >= static_cast<int>(ChangeKind::kDelete) && fields.kind <= static_cast<int>(ChangeKind::kNew);
+    if (!fields.isPlain || !isKind || fields.object < 0 || fields.object > 2) {
+        return Failure(ErrorCode::kInvalidData, "the record can't be read, and its snapshot is missing: " + record);
     }
-    if (snapshot && snapshot->Seal().record == record) {
-        material.m_snapshot.emplace(*std::move(snapshot));
-        material.m_change = material.m_snapshot->Seal().change;
-    } else {
-        const bool isKind =
-            fields.kind >= static_cast<int>(ChangeKind::kDelete) && fields.kind <= static_cast<int>(ChangeKind::kNew);
-        if (!fields.isPlain || !isKind || fields.object < 0 || fields.object > 2) {
-            return Failure(ErrorCode::kInvalidData, "the record can't be read, and its snapshot is missing: " + record);
+    return ChangeOf(fields, emptyNameLabel);
+}
+
+/// Whether all of an image can be read that no seal vouches for.
+bool IsReadable(const KeyImage& image)
+{
+    return DigestOf(image, ChangePlace{}).has_value();
+}
+
+} // namespace
+
+Result<void> UndoMaterial::TakeSnapshot(const SnapshotLog& snapshots, const std::string& record,
+                                        const std::string& emptyNameLabel, UndoForce force)
+{
+    const std::string stamp(StampOf(record));
+    Result<ChangeSnapshot> snapshot = snapshots.Find(FrameKind::kChange, stamp);
+    if (snapshot) {
+        if (snapshot->Seal().record != record && force == UndoForce::kNo) {
+            return Failure(ErrorCode::kFileCorrupt, "the record is not the one of its snapshot: " + record);
         }
-        material.m_change = ChangeOf(fields, emptyNameLabel);
+        m_snapshot.emplace(*std::move(snapshot));
+        m_change = m_snapshot->Seal().change;
+        if (m_change.kind != ChangeKind::kNew && m_snapshot->Image() == nullptr) {
+            m_damage = Error{ErrorCode::kFileCorrupt, "the snapshot of this change is damaged: " + stamp};
+        }
+        return {};
     }
-    const bool hasImage = material.m_snapshot && material.m_snapshot->Image() != nullptr;
-    if (material.m_change.kind == ChangeKind::kNew || hasImage) {
-        return material;
+    Result<ChangeRecord> change = PlainChange(record, emptyNameLabel);
+    if (!change) {
+        return tl::unexpected(change.error());
     }
+    m_change = *std::move(change);
+    if (snapshot.error().code == ErrorCode::kFileNotFound) {
+        if (snapshots.HasDay(stamp)) { // else it is older than snapshots are
+            m_damage = Error{ErrorCode::kFileCorrupt, "the snapshot of this change is missing: " + stamp};
+        }
+        return {};
+    }
+    m_damage = snapshot.error();
+    if (Result<std::vector<std::byte>> image = snapshots.UnsealedImage(stamp); image && !image->empty()) {
+        m_unsealed = *std::move(image);
+        Result<KeyImage> opened = KeyImage::FromBytes(m_unsealed, "image");
+        if (opened && IsReadable(*opened)) {
+            m_unsealedImage.emplace(*std::move(opened));
+            m_damage.reset();
+        }
+    }
+    return {};
+}
+
+Result<void> UndoMaterial::TakeText(FileStore& files, const std::filesystem::path& text)
+{
     if (!files.Exists(text)) {
         return Failure(ErrorCode::kFileNotFound, "the backups of this change are missing or damaged: " + text.string());
     }
@@ -38,10 +77,29 @@ Result<UndoMaterial> UndoMaterial::Gather(FileStore& files, const std::filesyste
     if (!map) {
         return tl::unexpected(map.error());
     }
-    material.m_text = *std::move(map);
-    return material.IsTextGood()
-               ? Result<UndoMaterial>(std::move(material))
-               : Failure(ErrorCode::kFileCorrupt, "the backups of this change are damaged: " + text.string());
+    m_text = *std::move(map);
+    return IsTextGood() ? Result<void>()
+                        : Failure(ErrorCode::kFileCorrupt, "the backups of this change are damaged: " + text.string());
+}
+
+Result<UndoMaterial> UndoMaterial::Gather(FileStore& files, const std::filesystem::path& text,
+                                          const SnapshotLog& snapshots, const std::string& record,
+                                          const std::string& emptyNameLabel, UndoForce force)
+{
+    UndoMaterial material;
+    if (!IsStamp(StampOf(record))) {
+        return Failure(ErrorCode::kInvalidData, "the record can't be read: " + record);
+    }
+    auto taken = material.TakeSnapshot(snapshots, record, emptyNameLabel, force);
+    const bool isNew = material.m_change.kind == ChangeKind::kNew;
+    const bool hasImage = material.m_unsealedImage || (material.m_snapshot && material.m_snapshot->Image() != nullptr);
+    if (taken && material.m_damage && force == UndoForce::kNo) {
+        taken = tl::unexpected(*material.m_damage);
+    }
+    if (taken && !hasImage && !isNew) {
+        taken = material.TakeText(files, text);
+    }
+    return taken ? Result<UndoMaterial>(std::move(material)) : tl::unexpected(taken.error());
 }
 
 UndoSource UndoMaterial::Source() const
@@ -49,7 +107,10 @@ UndoSource UndoMaterial::Source() const
     if (m_change.kind == ChangeKind::kNew) {
         return {};
     }
-    return m_text ? UndoSource(Text()) : UndoSource(m_snapshot->Image());
+    if (m_text) {
+        return Text();
+    }
+    return m_unsealedImage ? &*m_unsealedImage : m_snapshot->Image();
 }
 
 std::string_view UndoMaterial::Text() const

@@ -68,6 +68,7 @@ CTolvarDoc& SourceSession::MakeDocument(JournalAccess access, std::string emptyN
 {
     JournalOptions options = JournalOptionsFor(m_options.Mounts(), m_profile);
     options.place.isBrief = access != JournalAccess::kWindow;
+    options.place.isTrusting = access == JournalAccess::kChange;
     options.place.isReadOnly = m_options.isReadOnly || access == JournalAccess::kShow;
     options.expiry = access == JournalAccess::kWindow   ? JournalExpiry::kAtStart
                      : access == JournalAccess::kChange ? JournalExpiry::kOnceADay
@@ -94,6 +95,9 @@ Result<std::vector<SourceProblem>> SourceSession::OpenDocument()
     }
     for (const Error& failure : takenBack.failures) {
         problems.push_back({SourceProblem::Kind::kNotTakenBack, failure});
+    }
+    for (const Error& notice : m_document->Notices()) {
+        problems.push_back({SourceProblem::Kind::kJournal, notice});
     }
     return problems;
 }

@@ -33,6 +33,7 @@ struct SourceProblem {
         kDamaged,          ///< part of a hive is missing or unreadable
         kNotClosedCleanly, ///< a hive's last changes came from its logs, or may be missing; `error` has no code
         kTakenBack,        ///< changes of one command that a crash cut were undone; `error` has no code
+        kJournal,          ///< the journal's files; something may be lost where `error` has a code
         kNotTakenBack,     ///< such a change could not be undone, and has its entry in the journal
     };
     Kind kind;

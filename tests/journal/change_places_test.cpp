@@ -6,6 +6,7 @@
 #include "fixtures/journal_session.h"
 #include "fixtures/writable_session.h"
 #include "journal/change_places.h"
+#include "journal/touched_places.h"
 #include "platform/hive/hive_composer.h"
 #include "registry/key_path.h"
 #include "registry/reg_key.h"
@@ -71,8 +72,10 @@ TEST(PlaceDigest, TellsWhateverDiffersButTimesAndTheOrderOfValues)
          }},
         {"a class", true,
          [](HiveWriter& writer, const Hive&, CellOffset odd) { EXPECT_TRUE(writer.SetClass(odd, u"Other")); }},
-        {"a key's spelling", true,
+        {"a key's spelling", false,
          [](HiveWriter& writer, const Hive&, CellOffset odd) { EXPECT_TRUE(writer.RenameKey(odd, u"ODD")); }},
+        {"a key's name", true,
+         [](HiveWriter& writer, const Hive&, CellOffset odd) { EXPECT_TRUE(writer.RenameKey(odd, u"Other")); }},
         {"the rights of a key below", true,
          [&](HiveWriter& writer, const Hive& hive, CellOffset odd) {
              const auto other = *hive.SecurityDescriptor(*hive.Key(odd));
@@ -177,7 +180,7 @@ TEST(ChangePlaces, AreThoseThatAChangeOverwritesMakesOrRemoves)
     }
 }
 
-TEST(ChangePlaces, OverlapWhereOneLiesInTheOther)
+TEST(TouchedPlaces, OverlapWhereOneLiesInTheOther)
 {
     const ChangePlace key{"A\\k", std::nullopt};
     const struct {
@@ -196,8 +199,12 @@ TEST(ChangePlaces, OverlapWhereOneLiesInTheOther)
         {{"A\\k", "v"}, {"A\\k\\below", "v"}, false},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(DoOverlap(c.left, c.right), c.overlaps) << c.left.key << " and " << c.right.key;
-        EXPECT_EQ(DoOverlap(c.right, c.left), c.overlaps) << c.left.key << " and " << c.right.key;
+        for (const auto& [added, asked] : {std::pair(c.left, c.right), std::pair(c.right, c.left)}) {
+            TouchedPlaces touched;
+            touched.Add({"A\\other", std::nullopt});
+            touched.Add(added);
+            EXPECT_EQ(touched.Overlaps(asked), c.overlaps) << added.key << " and " << asked.key;
+        }
     }
 }
 

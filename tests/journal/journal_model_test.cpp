@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
+#include <ranges>
 
 #include <gtest/gtest.h>
 
@@ -245,7 +246,6 @@ public:
         }
         EXPECT_EQ(fixtures::Findings(m_session->Reader()), "");
         EXPECT_EQ(m_store.List("/d/backups").value(), std::vector<std::string>{"index"});
-        EXPECT_TRUE(m_store.List("/d/snapshots")->empty());
     }
 
 private:
@@ -271,13 +271,23 @@ private:
         Compare("the next start");
     }
 
+    /// Undoes an entry, and where later ones stand on it those with it.
     void UndoOne(std::size_t index)
     {
-        const ModelEntry entry = m_entries[index];
-        m_entries.erase(m_entries.begin() + static_cast<std::ptrdiff_t>(index));
-        m_model->Undo(entry);
-        const auto undone = m_session->Document().UndoEntry(index);
-        ASSERT_TRUE(undone) << Describe(undone.error());
+        CTolvarDoc& document = m_session->Document();
+        std::vector<std::size_t> indices = {index};
+        if (const auto undone = document.UndoEntry(index); !undone) {
+            ASSERT_EQ(undone.error().code, ErrorCode::kBusy) << Describe(undone.error());
+            Compare("a refused undo");
+            indices = document.WithLaterEntries(indices);
+            ASSERT_GT(indices.size(), 1U) << Describe(undone.error());
+            const UndoReport report = document.UndoEntries(indices);
+            ASSERT_TRUE(report.failures.empty()) << Describe(report.failures.front());
+        }
+        for (const std::size_t undone : indices | std::views::reverse) {
+            m_model->Undo(m_entries[undone]);
+            m_entries.erase(m_entries.begin() + static_cast<std::ptrdiff_t>(undone));
+        }
         Compare("undo");
     }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <optional>
@@ -184,19 +185,87 @@ TEST(JournalFullDisk, RefusesAChangeAndLeavesNothingOfIt)
             ASSERT_TRUE(steps[i](session.Document()));
         }
         store.FailAt(call, PowerCutStore::Fault::kDiskFull);
-        const bool isDone = steps[last](session.Document());
+        bool isDone = steps[last](session.Document());
         const bool hasFailed = store.Calls() >= call;
         store.FailAt(0);
         const State found = StateOf(session);
+        isDone = isDone || found.picture == states[last + 1].picture; // it failed behind the point of no return
         EXPECT_EQ(found.picture, states[isDone ? last + 1 : last].picture);
         EXPECT_EQ(found.journal, states[isDone ? last + 1 : last].journal);
         if (!hasFailed) {
             break;
         }
-        // A failure behind the hive's point of no return ends the session's writing: the next start repairs it.
+        // Such a failure ends the session's writing: the next start repairs the file.
         PowerCutStore after = store.AfterPowerCut(1);
-        if (steps[isDone ? 0 : last](session.Document()) || isDone) {
+        if (steps[isDone ? 0 : last](session.Document())) {
             ExpectWayBack(session, states[0]);
+        }
+    }
+}
+
+Step Undo(std::vector<std::size_t> entries, UndoForce force)
+{
+    return [entries, force](CTolvarDoc& document) { return document.UndoEntries(entries, force).failures.empty(); };
+}
+
+bool Redo(CTolvarDoc& document)
+{
+    return document.Redo().has_value();
+}
+
+/// Undoing of several entries and over others, and doing it again.
+std::vector<Step> UndoSteps()
+{
+    const std::string odd = kTop + "\\Odd";
+    const std::string other = kTop + "\\other";
+    return {Apply(ChangeRecord::EditValue(odd, "@", 4, "1")),
+            Apply(ChangeRecord::RenameKey(odd, "other")),
+            Apply(ChangeRecord::EditValue(other, "@", 4, "2")),
+            Undo({1, 2}, UndoForce::kNo),
+            Redo,
+            Apply(ChangeRecord::NewKey(kTop, "Odd")),
+            Apply(ChangeRecord::NewValue(odd, "more", 1, "x")),
+            Undo({1}, UndoForce::kYes), // it overwrites both keys
+            Redo,
+            Undo({0, 1, 2, 3, 4}, UndoForce::kNo),
+            Redo};
+}
+
+TEST(JournalPowerCut, FindsUndosWholeOrNotAtAll)
+{
+    const std::vector<Step> steps = UndoSteps();
+    const std::vector<State> states = StatesOf(steps);
+    bool isThrough = false;
+    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
+        for (std::uint32_t chance = 0; chance < CutsPerCall() && !HasFailure(); ++chance) {
+            SCOPED_TRACE("call " + std::to_string(call) + ", chance " + std::to_string(chance));
+            PowerCutStore store = FreshStore();
+            std::size_t answered = 0;
+            {
+                store.FailAt(call);
+                JournalSession session(store);
+                while (session.Opened() && answered < steps.size() && steps[answered](session.Document())) {
+                    ++answered;
+                }
+            }
+            isThrough = answered == steps.size();
+            PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 64 + chance));
+            JournalSession session(after);
+            ASSERT_TRUE(session.Opened()) << Describe(session.Opened().error());
+            State found = StateOf(session);
+            std::ranges::sort(found.journal); // what is done again stands at the end until `index` is written
+            bool isKnown = false;
+            for (std::size_t i = answered; i <= std::min(answered + 1, steps.size()); ++i) {
+                State known = states[i];
+                std::ranges::sort(known.journal);
+                isKnown = isKnown || (known.picture == found.picture && known.journal == found.journal);
+            }
+            EXPECT_TRUE(isKnown) << found.journal.size() << " records after " << answered << " answers";
+            EXPECT_EQ(fixtures::Findings(session.Reader()), "");
+            const UndoReport report = session.Document().UndoEntries({0, 1, 2, 3, 4, 5, 6}, UndoForce::kYes);
+            for (const Error& failure : report.failures) {
+                EXPECT_EQ(failure.code, ErrorCode::kInvalidParameter) << Describe(failure);
+            }
         }
     }
 }

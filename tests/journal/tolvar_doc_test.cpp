@@ -141,7 +141,8 @@ TEST_F(Document, RenamesAKeyInAnotherSpellingWithoutTouchingItsSisters)
     EXPECT_NE(Now().find("[ODD] class OddClass"), std::string::npos);
     EXPECT_NE(Now().find("[tempkey]"), std::string::npos);
     Make(ChangeRecord::EditValue(kOdd, "@", 4, "1"));
-    EXPECT_TRUE(Doc().UndoEntry(1));
+    EXPECT_EQ(Doc().UndoEntry(1).error().code, ErrorCode::kBusy) << "a later change is in that key";
+    EXPECT_EQ(Doc().UndoEntries({1, 2}).undone, 2U);
     EXPECT_NE(Now().find("[ODD] class OddClass"), std::string::npos) << "the new spelling stays";
     EXPECT_NE(Now().find("@ = 4:01020304"), std::string::npos);
 }
@@ -163,7 +164,7 @@ TEST_F(Document, TakesALabelForTheEmptyName)
     EXPECT_NE(Now().find(" = 1:640065006600"), std::string::npos);
 }
 
-TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
+TEST_F(Document, UndoesFromTheTextInPlaceOfADamagedSnapshotOnlyWhenForced)
 {
     const std::string text = "/d/backups/";
     const std::string log = "/d/snapshots/20040323.log";
@@ -173,39 +174,43 @@ TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
     struct Case {
         const char* what;
         std::function<void(const std::string&)> damage;
-        std::uint32_t code; ///< 0: undone
+        std::uint32_t code;   ///< 0: undone
+        std::uint32_t forced; ///< the same by force
     };
     for (const Case& c : {
-             Case{"nothing", [](const std::string&) {}, 0},
-             Case{"no snapshot", [&](const std::string&) { cutLog(0); }, 0},
-             Case{"no text", [&](const std::string& s) { (void)store.Remove(text + s); }, 0},
-             Case{"an altered image", [&](const std::string&) { alterImage(); }, 0},
-             Case{"a cut snapshot", [&](const std::string&) { cutLog(100); }, 0},
+             Case{"nothing", [](const std::string&) {}, 0, 0},
+             Case{"no day's file", [&](const std::string&) { (void)store.Remove(log); }, 0, 0},
+             Case{"no snapshot in it", [&](const std::string&) { cutLog(0); }, 1392, 0},
+             Case{"no text", [&](const std::string& s) { (void)store.Remove(text + s); }, 0, 0},
+             Case{"an altered image", [&](const std::string&) { alterImage(); }, 1392, 0},
+             Case{"an altered seal", [&](const std::string&) { alter(log, store.Content(log).size() - 20); }, 0, 0},
+             Case{"a cut snapshot", [&](const std::string&) { cutLog(100); }, 1392, 0},
              Case{"neither",
                   [&](const std::string& s) {
                       cutLog(0);
                       (void)store.Remove(text + s);
                   },
-                  2},
+                  1392, 2},
              Case{"both altered",
                   [&](const std::string& s) {
                       alterImage();
                       alter(text + s, 2);
                   },
-                  1392},
+                  1392, 1392},
              Case{"both cut",
                   [&](const std::string& s) {
                       cutLog(200);
                       store.Content(text + s).resize(4);
                   },
-                  1392},
+                  1392, 1392},
          }) {
         SCOPED_TRACE(c.what);
-        if (Doc().Journal().empty()) {
-            Make(ChangeRecord::NewKey(kTop, "plain"));
-            Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
-            Make(ChangeRecord::NewValue(kTop + "\\plain", "v", 4, "2a"));
-        }
+        store = fixtures::PowerCutStore();
+        store.Put(fixtures::kJournalHive, fixtures::OddHive());
+        Start();
+        Make(ChangeRecord::NewKey(kTop, "plain"));
+        Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
+        Make(ChangeRecord::NewValue(kTop + "\\plain", "v", 4, "2a"));
         const std::string before = Now();
         Make(ChangeRecord::DeleteKey(kTop + "\\plain"));
         const std::string behind = Now();
@@ -217,9 +222,10 @@ TEST_F(Document, UndoesFromTheTextWhereTheSnapshotIsGoneOrAltered)
         EXPECT_EQ(Now(), c.code == 0 ? before : behind);
         EXPECT_EQ(Doc().Journal().size(), c.code == 0 ? last : last + 1);
         if (c.code != 0) {
-            EXPECT_TRUE(Doc().RemoveEntry(last));
-            Make(ChangeRecord::NewKey(kTop, "plain"));
-            Make(ChangeRecord::NewValue(kTop + "\\plain", "v", 4, "2a"));
+            const auto forced = Doc().UndoEntry(last, UndoForce::kYes);
+            EXPECT_EQ(forced ? 0 : static_cast<std::uint32_t>(forced.error().code), c.forced);
+            EXPECT_EQ(Now(), c.forced == 0 ? before : behind);
+            EXPECT_EQ(Doc().Journal().size(), c.forced == 0 ? last : last + 1);
         }
     }
 }
@@ -230,9 +236,11 @@ TEST_F(Document, DoesNotTakeATextForWholeThatLeftSomethingOut)
     store.Content("/d/snapshots/20040323.log")[300] ^= std::byte{1};
     Start();
     const std::string behind = Now();
-    EXPECT_FALSE(Doc().UndoEntry(0));
-    EXPECT_EQ(Now(), behind);
-    EXPECT_EQ(Doc().Journal().size(), 1U);
+    for (const UndoForce force : {UndoForce::kNo, UndoForce::kYes}) {
+        EXPECT_FALSE(Doc().UndoEntry(0, force));
+        EXPECT_EQ(Now(), behind);
+        EXPECT_EQ(Doc().Journal().size(), 1U);
+    }
 }
 
 TEST_F(Document, AltersNothingForRecordsThatComeFromElsewhere)

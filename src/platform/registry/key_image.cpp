@@ -152,16 +152,6 @@ std::optional<ValueRecord> KeyImage::FindValue(const std::string& name) const
     return root && units ? m_hive->FindValue(*root, *units).value_or(std::nullopt) : std::nullopt;
 }
 
-bool KeyImage::HoldsValue(const std::string& name, DWORD type, std::span<const BYTE> data) const
-{
-    const std::optional<ValueRecord> value = FindValue(name);
-    if (!value || value->type != type) {
-        return false;
-    }
-    const auto stored = m_hive->ReadData(*value);
-    return stored && std::ranges::equal(*stored, std::as_bytes(data));
-}
-
 LSTATUS CheckWritable(HKEY key)
 {
     const RegistryCall call(key, Call::kInspect);
@@ -263,30 +253,6 @@ Result<void> LayValueImage(HKEY key, const KeyImage& image)
         }
         return stored;
     });
-}
-
-Result<bool> HoldsValueImage(HKEY key, const KeyImage& image)
-{
-    const Result<std::vector<ImagedValue>> values = ValuesOf(image.Inside());
-    if (!values) {
-        return tl::unexpected(values.error());
-    }
-    const RegistryCall call(key, Call::kQueryValue);
-    const tl::expected<KeyNode, LSTATUS> node =
-        call.Code() == ERROR_SUCCESS ? call.Node() : tl::unexpected(call.Code());
-    if (!node) {
-        return FailureOf(node.error(), "compare values");
-    }
-    for (const ImagedValue& value : *values) {
-        const auto found = FindImaged(call.Key().key.First().Reader(), *node, ToUtf8(value.name));
-        if (!found) {
-            return tl::unexpected(found.error());
-        }
-        if (!*found || (*found)->type != value.type || (*found)->data != value.data) {
-            return false;
-        }
-    }
-    return true;
 }
 
 } // namespace tolvar

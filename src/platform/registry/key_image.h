@@ -36,9 +36,6 @@ public:
     /// The value of that name; nothing where it holds none, or it can't be read.
     [[nodiscard]] std::optional<ValueRecord> FindValue(const std::string& name) const;
 
-    /// Whether it holds a value of that name with this type and exactly these bytes.
-    [[nodiscard]] bool HoldsValue(const std::string& name, DWORD type, std::span<const BYTE> data) const;
-
     /// The inside, for the calls below.
     [[nodiscard]] const Hive& Inside() const noexcept { return *m_hive; }
 
@@ -72,10 +69,12 @@ private:
 /// Lays the content of an image that ImageOfKey made over a key: see HiveWriter::Merge.
 [[nodiscard]] Result<void> LayKeyImage(HKEY key, const KeyImage& image);
 
+/// Makes a key exactly what the image holds that ImageOfKey made, whatever has come into it since: see
+/// HiveWriter::Replace. Handles to keys below it stand for deleted ones then. Its name stays. Errors: also
+/// kNotSupported for a merged key.
+[[nodiscard]] Result<void> ReplaceByKeyImage(HKEY key, const KeyImage& image);
+
 /// Puts the values of an image that ImageOfValues made back into a key, each in its place in the list.
 [[nodiscard]] Result<void> LayValueImage(HKEY key, const KeyImage& image);
-
-/// Whether the key holds every value of such an image, with the same bytes.
-[[nodiscard]] Result<bool> HoldsValueImage(HKEY key, const KeyImage& image);
 
 } // namespace tolvar

@@ -9,6 +9,7 @@
 #include "platform/hive/hive_recovery.h"
 #include "platform/hive/hive_walk.h"
 #include "platform/registry/caller_data.h"
+#include "platform/registry/key_image.h"
 #include "platform/registry/key_path.h"
 #include "platform/registry/stored_value.h"
 #include "platform/registry/winreg.h"
@@ -148,6 +149,34 @@ bool IsBelow(const Hive& hive, CellOffset cell, CellOffset ancestor)
         }
     }
     return false;
+}
+
+/// Makes the key of a call a copy of the root of `source`, and ends the handles to what was below it.
+Result<void> ReplaceKey(WritingCall& call, const Hive& source)
+{
+    if (call.Key().key.IsMerged()) {
+        return Failure(ErrorCode::kNotSupported, "a merged key");
+    }
+    const KeyPart target = call.Key().key.First();
+    const Result<HiveWriter*> writer = target.mount->Writer();
+    if (!writer) {
+        return tl::unexpected(writer.error());
+    }
+    std::vector<KeyPart> below; // by the keys themselves and not by their paths: one key may be open by several of them
+    call.State().handles.ForEach([&](const OpenKey& open) {
+        for (const KeyPart& part : open.key.Parts()) {
+            if (part.mount == target.mount && IsBelow(target.Reader(), part.cell, target.cell)) {
+                below.push_back(part);
+            }
+        }
+    });
+    auto replaced = (*writer)->Replace(target.cell, source, source.Root());
+    if (replaced) {
+        EndHandles(call.State(),
+                   [&below](const KeyPart& open) { return std::ranges::find(below, open) != below.end(); });
+        call.NoteChange(target, KeyChange::kAll);
+    }
+    return replaced;
 }
 
 /// Changes values of the handle's key in one of its parts: `change` gets the writer, the key's cell and the name.
@@ -418,30 +447,12 @@ LSTATUS RegRestoreKeyA(HKEY key, const char* file, DWORD flags)
         return CodeOf(source);
     }
     WritingCall call(key, Call::kRestore);
-    if (call.Code() != ERROR_SUCCESS) {
-        return call.Code();
-    }
-    if (call.Key().key.IsMerged()) {
-        return ERROR_NOT_SUPPORTED;
-    }
-    const KeyPart target = call.Key().key.First();
-    const Result<HiveWriter*> writer = target.mount->Writer();
-    if (!writer) {
-        return CodeOf(writer);
-    }
-    std::vector<KeyPart> below; // by the keys themselves and not by their paths: one key may be open by several of them
-    call.State().handles.ForEach([&](const OpenKey& open) {
-        for (const KeyPart& part : open.key.Parts()) {
-            if (part.mount == target.mount && IsBelow(target.Reader(), part.cell, target.cell)) {
-                below.push_back(part);
-            }
-        }
-    });
-    const Result<void> replaced = (*writer)->Replace(target.cell, *source, source->Root());
-    if (replaced) {
-        EndHandles(call.State(),
-                   [&below](const KeyPart& open) { return std::ranges::find(below, open) != below.end(); });
-        call.NoteChange(target, KeyChange::kAll);
-    }
-    return CodeOf(replaced);
+    return call.Code() == ERROR_SUCCESS ? CodeOf(ReplaceKey(call, *source)) : call.Code();
+}
+
+Result<void> tolvar::ReplaceByKeyImage(HKEY key, const KeyImage& image)
+{
+    WritingCall call(key, Call::kRestore);
+    return call.Code() == ERROR_SUCCESS ? ReplaceKey(call, image.Inside())
+                                        : Failure(static_cast<ErrorCode>(call.Code()), "replace a key");
 }

@@ -46,6 +46,8 @@ const char* TextOf(ErrorCode code)
         return "The data area passed to a system call is too small.";
     case ErrorCode::kInvalidName:
         return "The filename, directory name, or volume label syntax is incorrect.";
+    case ErrorCode::kBusy:
+        return "The requested resource is in use.";
     case ErrorCode::kAlreadyExists:
         return "Cannot create a file when that file already exists.";
     case ErrorCode::kMoreData:

@@ -26,6 +26,7 @@ enum class ErrorCode : std::uint32_t {
     kDiskFull = 112,
     kInsufficientBuffer = 122,
     kInvalidName = 123,
+    kBusy = 170,
     kAlreadyExists = 183,
     kMoreData = 234,
     kNoMoreItems = 259,

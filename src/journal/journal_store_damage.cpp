@@ -1,0 +1,130 @@
+#include <algorithm>
+#include <map>
+
+#include <fmt/format.h>
+
+#include "journal/content_hash.h"
+#include "journal/journal_store.h"
+
+namespace tolvar {
+
+// `index` has no sums, and other programs write it too. The sums of what it held and of what it is about to hold stand
+// in `journal.sums` beside it, as 16 hexadecimal digits a line. Where none of them fits the seals of the snapshots tell
+// which records there were.
+
+namespace {
+
+constexpr std::size_t kSumDigits = 16;
+
+std::string SumLine(std::span<const std::byte> bytes)
+{
+    return fmt::format("{:016x}\n", ContentHash::Of(bytes));
+}
+
+} // namespace
+
+/// Whether `index` is none of those that were written; false where there is nothing to tell by.
+bool JournalStore::IsIndexAltered(std::span<const std::byte> bytes) const
+{
+    const std::filesystem::path file = Beside("journal.sums");
+    const Result<MappedFile> map =
+        m_place.files->Exists(file) ? m_place.files->Map(file, 0) : Failure(ErrorCode::kFileNotFound);
+    if (!map || map->Bytes().size() % (kSumDigits + 1) != 0 || map->AnyFailed()) {
+        return false;
+    }
+    const std::string_view lines(reinterpret_cast<const char*>(map->Bytes().data()), map->Bytes().size());
+    return !lines.empty() && lines.find(SumLine(bytes)) == std::string_view::npos;
+}
+
+/// Before `index` is replaced: a crash may leave the one or the other.
+Result<void> JournalStore::WriteSums(std::span<const std::byte> fresh) const
+{
+    std::string lines = SumLine(fresh);
+    const std::filesystem::path index = m_place.dataFolder / "index";
+    if (const Result<MappedFile> old =
+            m_place.files->Exists(index) ? m_place.files->Map(index, 0) : Failure(ErrorCode::kFileNotFound)) {
+        lines += SumLine(old->Bytes());
+    }
+    return WriteDurably(Beside("journal.sums"), std::as_bytes(std::span(lines)));
+}
+
+/// Copies a damaged file to a name of its own beside the data folder, unless the last copy holds the same.
+Result<void> JournalStore::KeepAside(const std::filesystem::path& file)
+{
+    if (m_place.isReadOnly || !m_place.files->Exists(file)) {
+        return {};
+    }
+    const Result<MappedFile> damaged = m_place.files->Map(file, 0);
+    if (!damaged) {
+        return tl::unexpected(damaged.error());
+    }
+    std::filesystem::path copy = Beside((file.filename().string() + ".damaged").c_str());
+    const std::filesystem::path first = copy;
+    for (int number = 2; m_place.files->Exists(copy); ++number) {
+        const Result<MappedFile> known = m_place.files->Map(copy, 0);
+        if (known && std::ranges::equal(known->Bytes(), damaged->Bytes())) {
+            return {};
+        }
+        copy = first;
+        copy += std::to_string(number);
+    }
+    return WriteDurably(copy, damaged->Bytes());
+}
+
+/// Adds the records that a seal tells of and the list lacks, each where its stamp belongs, and gives those back their
+/// text that are not what their seals hold. Answers how many came back.
+std::size_t JournalStore::RestoreFromSeals(const Unsettled& unsettled)
+{
+    TakeIndexIn();
+    std::unordered_set<std::string_view> known(unsettled.notMade.begin(), unsettled.notMade.end());
+    known.insert(m_droppedHere.begin(), m_droppedHere.end());
+    for (const RedoLog::Step& step : m_redo->Steps()) {
+        for (const UndoneEntry& undone : step) {
+            known.insert(undone.record);
+        }
+    }
+    std::map<std::string, std::string> sealed; // records by stamp
+    m_snapshots.ForEachSeal([&](const SnapshotSeal& seal) {
+        if (const std::string stamp(StampOf(seal.record)); IsStamp(stamp) && !known.contains(seal.record)) {
+            sealed.emplace(stamp, seal.record);
+        }
+    });
+    std::size_t restored = 0;
+    for (std::string& record : m_records) {
+        if (const auto seal = sealed.find(std::string(StampOf(record))); seal != sealed.end()) {
+            restored += record != seal->second ? 1U : 0U;
+            record = std::move(seal->second);
+            sealed.erase(seal);
+        }
+    }
+    restored += sealed.size();
+    for (auto& [stamp, record] : sealed) {
+        const auto behind = std::ranges::find_if(
+            m_records, [&stamp = stamp](const std::string& other) { return StampOf(other) > stamp; });
+        RememberStamp(stamp);
+        m_records.insert(behind, std::move(record));
+    }
+    m_isIndexStale = true;
+    m_hasInserted = true;
+    return restored;
+}
+
+Result<void> JournalStore::MendDamage(const Unsettled& unsettled)
+{
+    if (!m_isIndexDamaged) {
+        return {};
+    }
+    const std::filesystem::path index = m_place.dataFolder / "index";
+    if (auto kept = KeepAside(index); !kept) {
+        return kept; // it is the only copy
+    }
+    const std::size_t restored = RestoreFromSeals(unsettled);
+    m_notices.push_back(
+        {ErrorCode::kFileCorrupt,
+         fmt::format("{}: {} entries of the journal came back from their snapshots; the damaged file is "
+                     "kept as {}",
+                     index.string(), restored, Beside("index.damaged").string())});
+    return {};
+}
+
+} // namespace tolvar
