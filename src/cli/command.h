@@ -30,9 +30,12 @@ struct CommandContext {
 
     /// One line on standard error. The exit status becomes 1, and the command may go on.
     void Report(const Error& error);
+    /// The same for what should have been asked for otherwise. The exit status becomes 2.
+    void ReportWrongUsage(const Error& error);
     /// One line on standard error that is no failure.
     void Tell(std::string_view text);
     bool hasFailed = false;
+    bool isWrongUsage = false;
     bool isInUse = false; ///< a file that the command names itself could not be had since another program has it
 };
 

@@ -59,6 +59,9 @@ void JournalChoice::Register(CLI::App& command, bool isOptional)
         ->expected(0, 1)
         ->default_str("1")
         ->check(CheckCount);
+    ways->add_option("--batch", m_batch, "All entries that one command made together, by the stamp of one of them")
+        ->type_name("STAMP")
+        ->check([](const std::string& text) { return IsStamp(text) ? "" : text + " is not the stamp of an entry"; });
     ways->add_flag("--all", m_isAll, "All entries");
     ways->require_option(isOptional ? 0 : 1, 1);
     m_isOptional = isOptional;
@@ -77,6 +80,12 @@ Result<std::vector<std::size_t>> JournalChoice::Find(const CTolvarDoc& journal) 
     };
     if (m_last.value_or(0) > records.size()) {
         return Failure(ErrorCode::kInvalidParameter, fmt::format("the journal has {} entries", records.size()));
+    }
+    if (!m_batch.empty()) {
+        places = journal.EntriesOfGroup(m_batch);
+        return places.empty()
+                   ? Failure(ErrorCode::kInvalidParameter, "the journal has no batch with an entry " + m_batch)
+                   : Result<std::vector<std::size_t>>(std::move(places));
     }
     const bool isAll = m_isAll || (m_isOptional && !m_last && m_names.empty());
     if ((isAll || m_last) && !records.empty()) {

@@ -15,7 +15,7 @@ class App;
 namespace tolvar {
 
 /// The entries of the journal that a command line names: numbers as `journal list` prints them, ranges of them ("3-7"),
-/// stamps, the last N, or all.
+/// stamps, those of one batch, the last N, or all.
 class JournalChoice {
 public:
     /// Adds the ways to name entries to a command. `isOptional`: a command line without any means all. The choice must
@@ -27,6 +27,7 @@ public:
 
 private:
     std::vector<std::string> m_names;
+    std::string m_batch; ///< stamp of one of its entries
     std::optional<std::size_t> m_last;
     bool m_isAll = false;
     bool m_isOptional = false;

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
@@ -115,17 +117,23 @@ public:
             program.add_subcommand("journal", "Show the journal of changes, undo them in any order, or drop them");
         app->require_subcommand(1);
         m_list = app->add_subcommand("list", "Print entries, the oldest first, each with its number; all by default");
-        m_undo = app->add_subcommand("undo", "Undo entries, the newest first, and drop them");
+        m_undo = app->add_subcommand("undo", "Undo entries, the newest first, and drop them; those that later changes "
+                                             "stand on are refused");
+        m_redo = app->add_subcommand("redo", "Do again what the last undo took back, with its entries; until the next "
+                                             "change");
         m_remove = app->add_subcommand("remove", "Drop entries with their backups, and leave the registry alone");
         m_expire = app->add_subcommand("expire", "Drop entries and backups that are too old");
         m_listed.Register(*m_list, true);
         m_undone.Register(*m_undo, false);
+        m_undo->add_flag("--force", m_isForced,
+                         "Go on over later changes, which get entries of their own, and take the "
+                         "text backup where a snapshot is damaged");
         m_removed.Register(*m_remove, false);
         m_expire->add_option("--keep", m_keepDays, "Keep what is this many days old")->check(CLI::Range(0, 36500));
         return app;
     }
 
-    [[nodiscard]] bool IsWriting() const override { return m_undo->parsed(); }
+    [[nodiscard]] bool IsWriting() const override { return m_undo->parsed() || m_redo->parsed(); }
     [[nodiscard]] std::optional<JournalAccess> UsesJournal() const override
     {
         return m_list->parsed() ? JournalAccess::kShow : JournalAccess::kEdit;
@@ -144,22 +152,38 @@ public:
             }
             return;
         }
+        if (m_redo->parsed()) {
+            if (const Result<std::size_t> redone = context.journal->Redo(); !redone) {
+                context.Report(redone.error());
+            }
+            return;
+        }
         const JournalChoice& choice = m_list->parsed() ? m_listed : m_undo->parsed() ? m_undone : m_removed;
         const Result<std::vector<std::size_t>> entries = choice.Find(*context.journal);
         if (!entries) { // before anything is done to any of them
-            context.Report(entries.error());
+            context.ReportWrongUsage(entries.error());
         } else if (m_list->parsed()) {
             List(context, *entries);
         } else if (m_undo->parsed()) {
-            for (const Error& error : context.journal->UndoEntries(*entries).failures) {
-                context.Report(error);
-            }
+            Undo(context, *entries);
         } else if (const Result<void> removed = context.journal->RemoveEntries(*entries); !removed) {
             context.Report(removed.error());
         }
     }
 
 private:
+    void Undo(CommandContext& context, const std::vector<std::size_t>& entries) const
+    {
+        const UndoReport report = context.journal->UndoEntries(entries, m_isForced ? UndoForce::kYes : UndoForce::kNo);
+        for (const Error& error : report.failures) {
+            context.Report(error);
+        }
+        if (std::ranges::find(report.failures, ErrorCode::kBusy, &Error::code) != report.failures.end()) {
+            context.Tell("Undo the later ones first or with them, or go on with --force: what that overwrites gets an "
+                         "entry of its own.");
+        }
+    }
+
     static void List(CommandContext& context, const std::vector<std::size_t>& entries)
     {
         for (const EntryLine& line : JournalListing(*context.journal, context.registry).Lines(entries)) {
@@ -169,12 +193,14 @@ private:
 
     CLI::App* m_list = nullptr;
     CLI::App* m_undo = nullptr;
+    CLI::App* m_redo = nullptr;
     CLI::App* m_remove = nullptr;
     CLI::App* m_expire = nullptr;
     JournalChoice m_listed;
     JournalChoice m_undone;
     JournalChoice m_removed;
     std::optional<int> m_keepDays;
+    bool m_isForced = false;
 };
 
 } // namespace

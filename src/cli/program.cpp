@@ -95,6 +95,12 @@ void CommandContext::Report(const Error& error)
     hasFailed = true;
 }
 
+void CommandContext::ReportWrongUsage(const Error& error)
+{
+    Report(error);
+    isWrongUsage = true;
+}
+
 void CommandContext::Tell(std::string_view text)
 {
     out.Flush();
@@ -173,7 +179,10 @@ int RunProgram(int argc, char** argv)
     if (out.Failure()) {
         context.Report(*out.Failure());
     }
-    return source.IsInUse() || context.isInUse ? kInUse : context.hasFailed ? kFailed : kDone;
+    if (source.IsInUse() || context.isInUse) {
+        return kInUse;
+    }
+    return context.isWrongUsage ? kWrongUsage : context.hasFailed ? kFailed : kDone;
 }
 
 } // namespace tolvar

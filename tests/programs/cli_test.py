@@ -375,6 +375,51 @@ def changes_are_journalled_and_undone():
         check("expire", run(*at, "journal", "expire", "--keep", "0").returncode == 0)
 
 
+def an_undo_refuses_over_later_changes_and_goes_on_by_force():
+    demo = USER + "\\Demo"
+    for what, commands, later in (
+            ("a key that was deleted and made anew", [["new", demo], ["set", demo, "v", "--type", "1", "x"], ["rm", demo],
+                                                      ["new", demo]], b"entry 2: later changes stand on it: entry 3"),
+            ("a key that was renamed and changed", [["new", demo], ["mv", demo, "Other"], ["new", USER + "\\Other\\below"]],
+             b"entry 1: later changes stand on it: entry 2"),
+            ("two changes of one value", [["new", demo], ["set", demo, "v", "--type", "1", "x"],
+                                          ["set", demo, "v", "--type", "1", "y"]],
+             b"entry 1: later changes stand on it: entry 2")):
+        with tempfile.TemporaryDirectory() as folder:
+            at = ["--registry", folder + "/r"]
+            for command in commands:
+                check(f"{what}: {command}", run(*at, *command).returncode == 0)
+            number = later.split(b":")[0].split()[1].decode()
+            before, entries = without_times(run(*at, "dump", USER)), journal_of(*at)
+            done = run(*at, "journal", "undo", number)
+            check(f"{what}: refused", done.returncode == 1 and later in done.stderr and b"--force" in done.stderr, done)
+            check(f"{what}: nothing is changed", (without_times(run(*at, "dump", USER)), journal_of(*at)) == (before, entries))
+            check(f"{what}: by force", run(*at, "journal", "undo", number, "--force").returncode == 0)
+            check(f"{what}: it has changed", without_times(run(*at, "dump", USER)) != before)
+            check(f"{what}: what was overwritten has an entry", len(journal_of(*at)) == len(entries))
+            check(f"{what}: redo", run(*at, "journal", "redo").returncode == 0)
+            check(f"{what}: as before", (without_times(run(*at, "dump", USER)), journal_of(*at)) == (before, entries))
+            check(f"{what}: nothing more to redo", b"(259)" in run(*at, "journal", "redo").stderr)
+            check(f"{what}: all together", run(*at, "journal", "undo", "--all").returncode == 0 and journal_of(*at) == [])
+            check(f"{what}: and again", run(*at, "journal", "redo").returncode == 0 and journal_of(*at) == entries)
+            run(*at, "new", demo + "2")
+            check(f"{what}: a change ends that", run(*at, "journal", "redo").returncode == 1)
+
+
+def a_batch_is_undone_by_the_stamp_of_any_of_its_entries():
+    with tempfile.TemporaryDirectory() as folder:
+        at = ["--registry", folder + "/r"]
+        run(*at, "new", USER + "\\A")
+        batch = f"new {USER}\\B\nset {USER}\\B v --type 1 x\nset {USER}\\A v --type 1 y\n"
+        subprocess.run([TOLVAR, *at, "batch", "-"], input=batch.encode(), capture_output=True, timeout=60)
+        stamps = [entry["stamp"] for entry in journal_of(*at)]
+        check("made", len(stamps) == 4)
+        check("no batch", run(*at, "journal", "undo", "--batch", "20260101000000000").returncode == 2)
+        check("listed", run(*at, "journal", "list", "--batch", stamps[2]).stdout.count(b"\n") == 3)
+        check("undone", run(*at, "journal", "undo", "--batch", stamps[3]).returncode == 0 and
+              [entry["stamp"] for entry in journal_of(*at)] == stamps[:1])
+
+
 def entries_are_named_by_number_range_stamp_or_from_the_end():
     with tempfile.TemporaryDirectory() as folder:
         at = ["--registry", folder + "/r"]
@@ -393,7 +438,7 @@ def entries_are_named_by_number_range_stamp_or_from_the_end():
                 check(f"wrong usage: {verb} {wrong}", done.returncode == 2 and done.stderr, done)
         for missing in (["1", "10"], ["8-10"], ["20260101000000000", "1"], ["--last", "11"]):
             done = run(*at, "journal", "undo", *missing)
-            check(f"an entry that is not there: {missing}", done.returncode == 1 and b"(87)" in done.stderr, done.stderr)
+            check(f"an entry that is not there: {missing}", done.returncode == 2 and b"(87)" in done.stderr, done.stderr)
         check("nothing was undone", left() == list(range(10)))
         for verb, names, rest in (("undo", ["8-9", "7"], [0, 1, 2, 3, 4, 5, 6]), ("remove", ["0", "0-1"], [2, 3, 4, 5, 6]),
                                   ("undo", [stamps[3], "0"], [4, 5, 6]), ("undo", ["--last"], [4, 5]),
@@ -455,7 +500,7 @@ def the_window_s_settings_say_where_the_journal_lies():
         run("set", "HKEY_CURRENT_USER\\Environment", "x", "--type", "1", "y")
         check("the data folder of the settings", os.listdir(folder + "/b\u00e4ckups") == ["index"], os.listdir(folder))
         check("beside it", sorted(set(os.listdir(folder)) - {"b\u00e4ckups"}) ==
-              ["journal.expired", "journal.lock", "snapshots"], os.listdir(folder))
+              ["journal.expired", "journal.lock", "journal.sums", "snapshots"], os.listdir(folder))
         os.remove(settings)
 
 
@@ -581,6 +626,8 @@ keys_travel_through_hive_files()
 the_embedded_registry_is_made_at_first_use()
 sets_that_were_answered_survive_a_kill()
 changes_are_journalled_and_undone()
+an_undo_refuses_over_later_changes_and_goes_on_by_force()
+a_batch_is_undone_by_the_stamp_of_any_of_its_entries()
 entries_are_named_by_number_range_stamp_or_from_the_end()
 the_list_tells_the_data_before_and_after()
 a_look_at_the_journal_needs_no_lock()
