@@ -138,6 +138,71 @@ TEST(SecurityDescriptor, IsRefusedWhereItIsMalformed)
     }
 }
 
+/// A descriptor with `entries` in its access list and nothing else, and `spare` bytes behind them.
+Bytes WithEntries(unsigned count, std::initializer_list<unsigned> entries, unsigned spare = 0)
+{
+    Bytes descriptor(28);
+    descriptor[0] = std::byte{1};
+    Store(descriptor, 2, 0x8004, 2);
+    Store(descriptor, 16, 20);
+    const Bytes bytes = BytesOf(entries);
+    descriptor.insert(descriptor.end(), bytes.begin(), bytes.end());
+    descriptor.resize(descriptor.size() + spare);
+    descriptor[20] = std::byte{2};
+    Store(descriptor, 22, static_cast<std::uint32_t>(descriptor.size() - 20), 2);
+    Store(descriptor, 24, count, 2);
+    return descriptor;
+}
+
+TEST(SecurityDescriptor, IsCheckedDownToTheIdentifiersOfItsEntries)
+{
+    EXPECT_TRUE(CheckDescriptor(WholeDescriptor()));
+    EXPECT_TRUE(CheckDescriptor(WithEntries(0, {}, 8)));
+    // Everyone, allowed; an object's with one GUID; one with a condition; one of a type that nobody knows.
+    const std::initializer_list<unsigned> kGood = {0, 0, 20, 0, 1, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0};
+    EXPECT_TRUE(CheckDescriptor(WithEntries(1, kGood)));
+    EXPECT_TRUE(CheckDescriptor(WithEntries(1, kGood, 24))) << "lists have room to spare";
+    EXPECT_TRUE(CheckDescriptor(WithEntries(1, {5, 0, 36, 0, 1, 0, 0, 0, 2, 0, 0, 0, 9, 9, 9, 9, 9, 9,
+                                                9, 9, 9,  9, 9, 9, 9, 9, 9, 9, 1, 0, 0, 0, 0, 0, 0, 1})));
+    EXPECT_TRUE(
+        CheckDescriptor(WithEntries(1, {9, 0, 20, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 1, 0x61, 0x72, 0x74, 0x78})));
+    EXPECT_TRUE(CheckDescriptor(WithEntries(1, {99, 0, 4, 0})));
+
+    struct Case {
+        const char* what;
+        Bytes descriptor;
+    };
+    Bytes uneven = WholeDescriptor();
+    uneven.insert(uneven.begin() + kGroupAt, 2, std::byte{0}); // all parts move by 2
+    for (const std::size_t part : {4U, 8U, 12U, 16U}) {
+        uneven[part] = static_cast<std::byte>(std::to_integer<unsigned>(uneven[part]) + 2);
+    }
+    Bytes revision = WithEntries(1, kGood);
+    revision[20] = std::byte{5};
+    for (const Case& c : {
+             Case{"no header", Bytes(19)},
+             Case{"parts between words", uneven},
+             Case{"list of revision 5", revision},
+             Case{"more entries than there are", WithEntries(2, kGood)},
+             Case{"entry of no size", WithEntries(1, {0, 0, 0, 0}, 20)},
+             Case{"entry of an odd size", WithEntries(1, {99, 0, 6, 0}, 20)},
+             Case{"entry beyond the list", WithEntries(1, {99, 0, 8, 0})},
+             Case{"entry without a mask", WithEntries(1, {0, 0, 4, 0}, 20)},
+             Case{"entry without an identifier", WithEntries(1, {0, 0, 8, 0, 1, 0, 0, 0}, 20)},
+             Case{"identifier cut short", WithEntries(1, {0, 0, 16, 0, 1, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 1}, 20)},
+             Case{"identifier of revision 2", WithEntries(1, {1, 0, 16, 0, 1, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 1})},
+             Case{"object without its flags", WithEntries(1, {5, 0, 8, 0, 1, 0, 0, 0}, 40)},
+             Case{"object without its GUIDs",
+                  WithEntries(1, {5, 0, 20, 0, 1, 0, 0, 0, 3, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 1}, 40)},
+         }) {
+        SCOPED_TRACE(c.what);
+        const Result<void> checked = CheckDescriptor(c.descriptor);
+        ASSERT_FALSE(checked);
+        EXPECT_EQ(checked.error().code, ErrorCode::kInvalidSecurityDescriptor);
+        EXPECT_FALSE(checked.error().context.empty());
+    }
+}
+
 TEST(SecurityDescriptor, DoesNotLookForAListThatIsNotPresent)
 {
     Bytes descriptor = WholeDescriptor();

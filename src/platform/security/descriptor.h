@@ -24,6 +24,11 @@ struct DescriptorParts {
     [[nodiscard]] static Result<DescriptorParts> Parse(std::span<const std::byte> descriptor);
 };
 
+/// Whether the platform would take the descriptor: what DescriptorParts::Parse asks, every part at a multiple of 4, and
+/// all entries of the lists whole, with the identifiers in those of the known types.
+/// Errors: kInvalidSecurityDescriptor, with what is wrong as its context.
+[[nodiscard]] Result<void> CheckDescriptor(std::span<const std::byte> descriptor);
+
 /// A new self-relative descriptor with the parts that `information` asks for (the flags of RegGetKeySecurity).
 /// Errors: kInvalidSecurityDescriptor.
 [[nodiscard]] Result<std::vector<std::byte>> SelectSecurity(std::span<const std::byte> descriptor,
