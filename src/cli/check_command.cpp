@@ -3,6 +3,7 @@
 
 #include "cli/command.h"
 #include "cli/json_text.h"
+#include "platform/hive/hive_recovery.h"
 #include "platform/hive/hive_validator.h"
 
 namespace tolvar {
@@ -18,7 +19,8 @@ class CheckCommand final : public Command {
 public:
     CLI::App* Register(CLI::App& program) override
     {
-        CLI::App* app = program.add_subcommand("check", "Check a hive file against its format, and change nothing");
+        CLI::App* app = program.add_subcommand(
+            "check", "Check a hive file, as it would be opened, against its format, and change nothing");
         app->add_option("FILE", m_file, "The hive file")->required();
         return app;
     }
@@ -27,10 +29,14 @@ public:
 
     void Run(CommandContext& context) override
     {
-        const Result<Hive> hive = Hive::Open(m_file);
+        RecoveryReport recovery;
+        const Result<Hive> hive = OpenForReading(SystemFiles(), m_file, LogFailure::kReport, recovery);
         if (!hive) {
             context.Report(hive.error());
             return;
+        }
+        if (const std::string notice = RecoveryNotice(*hive, recovery, true); !notice.empty()) {
+            PrintNotice(context, recovery, notice);
         }
         const ValidationSummary summary =
             ValidateHive(*hive, [&context](const Finding& finding) { Print(context, finding); });
@@ -39,6 +45,17 @@ public:
     }
 
 private:
+    static void PrintNotice(CommandContext& context, const RecoveryReport& recovery, std::string_view notice)
+    {
+        if (context.json) {
+            context.out.Write(
+                fmt::format("{{\"recoveredSets\":{},\"meaning\":{}}}\n", recovery.entries, JsonString(notice)));
+            return;
+        }
+        AppendVisible(context.out.Buffer(), notice);
+        context.out.Write("\n");
+    }
+
     static void Print(CommandContext& context, const Finding& finding)
     {
         if (context.json) {

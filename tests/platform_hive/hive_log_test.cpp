@@ -368,6 +368,42 @@ TEST(HiveRecovery, TakesOnlyAnAbsentLogForMissing)
     }
 }
 
+TEST(HiveRecovery, SaysInOneLineWhatAnOpenMadeOfTheHive)
+{
+    const File dirty = HiveWith(9, 8);
+    File broken = dirty;
+    broken[20] = std::byte{7};
+    struct Case {
+        const char* what;
+        const File& hive;
+        bool hasLog;
+        bool isReadable;
+        const char* notice;
+    };
+    const File clean = HiveWith(8, 8);
+    for (const Case& c : {
+             Case{"clean", clean, true, true, ""},
+             Case{"no log", dirty, false, true, "no transaction log that fits"},
+             Case{"log", dirty, true, true, "1 set(s) of changes were taken over from H.LOG2, in memory alone"},
+             Case{"base block", broken, true, true, "from H.LOG2, and its base block with them, in memory alone"},
+             Case{"no right to its log", dirty, true, false, "so that it can't be written to and its last changes may"},
+         }) {
+        SCOPED_TRACE(c.what);
+        PowerCutStore store;
+        store.Put("H", c.hive);
+        if (c.hasLog) {
+            store.Put("H.LOG2", LogWith(Kind::kNewFormat, HiveWith(8, 8), 8, 1));
+        }
+        store.FailReading("H.LOG2", c.isReadable ? ErrorCode::kSuccess : ErrorCode::kAccessDenied);
+        RecoveryReport report;
+        const Result<Hive> hive = OpenForReading(store, "H", LogFailure::kReport, report);
+        ASSERT_TRUE(hive);
+        const std::string notice = RecoveryNotice(*hive, report, true);
+        EXPECT_THAT(notice, testing::HasSubstr(c.notice));
+        EXPECT_EQ(notice.empty(), c.notice[0] == '\0');
+    }
+}
+
 TEST(HiveRecovery, TellsOfALogThatFailsUnderTheHand)
 {
     const fixtures::ScratchFolder folder;

@@ -121,6 +121,26 @@ def recover_applies_the_logs_for_good():
               shown.stdout == after.stdout == theirs.stdout and after.stderr == b"", after.stderr)
 
 
+def check_judges_what_an_open_would_show():
+    for name, status, text in (("logs/new-dirty/NewDirtyHive", 0, b"taken over from NewDirtyHive.LOG1"),
+                               ("logs/bad-base/BadBaseBlockHive", 0, b"and its base block with them"),
+                               ("machines/SECURITY", 0, b"no transaction log that fits"),
+                               ("damaged/GarbageHive", 1, b"wrong checksum")):
+        done = run("check", f"{HIVES}/{name}")
+        check(f"check of {name}", done.returncode == status and text in done.stdout + done.stderr, done)
+    lines = run("--json", "check", f"{HIVES}/logs/new-dirty/NewDirtyHive").stdout.splitlines()
+    check("check in JSON", json.loads(lines[0])["recoveredSets"] > 0 and json.loads(lines[-1])["errors"] == 0, lines)
+
+
+def healthy_hives_have_no_errors():
+    with open(os.path.join(HIVES, "digests.tsv"), encoding="utf-8") as table:
+        names = [row.rstrip("\n").split("\t")[4] for row in table]
+    for name in names:
+        if not name.startswith("damaged/") and name != "crafted/CompHive":  # of which a hint was written by hand
+            done = run("check", f"{HIVES}/{name}")
+            check(f"check of {name}", done.returncode == 0, done)
+
+
 def real_keys_travel_through_hive_files():
     with tempfile.TemporaryDirectory() as folder:
         at = ["--registry", os.path.join(folder, "registry")]
@@ -146,4 +166,6 @@ commands_print_what_they_should()
 real_keys_travel_through_hive_files()
 an_independent_reader_agrees()
 recover_applies_the_logs_for_good()
+check_judges_what_an_open_would_show()
+healthy_hives_have_no_errors()
 end()

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 namespace tolvar {
 
 namespace {
@@ -254,6 +256,28 @@ Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file,
         return hive;
     }
     return tl::unexpected(std::move(recovered.error()));
+}
+
+std::string RecoveryNotice(const Hive& hive, const RecoveryReport& recovery, bool isForReading)
+{
+    const std::string begin = hive.File().string() + " was not closed cleanly: ";
+    if (recovery.failure) {
+        return begin +
+               "its transaction logs can't be applied, so that it can't be written to and its last changes may "
+               "be missing: " +
+               Describe(*recovery.failure);
+    }
+    if (recovery.DidAnything()) {
+        std::string logs;
+        for (const std::filesystem::path& log : recovery.logs) {
+            logs += (logs.empty() ? "" : " and ") + log.filename().string();
+        }
+        return begin + fmt::format("{} set(s) of changes were taken over from {}{}{}", recovery.entries, logs,
+                                   recovery.isBaseFromLog ? ", and its base block with them" : "",
+                                   isForReading ? ", in memory alone" : "");
+    }
+    return hive.NeedsRecovery() ? begin + "it has no transaction log that fits, so that its last changes may be missing"
+                                : std::string();
 }
 
 } // namespace tolvar

@@ -67,4 +67,8 @@ enum class LogFailure {
 [[nodiscard]] Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, LogFailure logFailure,
                                           RecoveryReport& report);
 
+/// What a person should know of a hive that was opened, in one line; empty where it was closed cleanly. `isForReading`:
+/// what its logs gave is in no file.
+[[nodiscard]] std::string RecoveryNotice(const Hive& hive, const RecoveryReport& recovery, bool isForReading);
+
 } // namespace tolvar

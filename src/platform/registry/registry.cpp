@@ -97,25 +97,6 @@ REGSAM Registry::State::Grant(const std::string& path, const Hive& hive, const K
     return (granted & named) == named ? granted & ~MAXIMUM_ALLOWED : 0;
 }
 
-namespace {
-
-/// What a person should know of a hive that was not closed cleanly.
-std::string RecoveryNotice(const Hive& hive, const RecoveryReport& recovery, MountMode mode)
-{
-    const std::string begin = hive.File().string() + " was not closed cleanly: ";
-    if (recovery.failure) {
-        return begin + "its transaction logs can't be applied, so that its last changes may be missing: " +
-               Describe(*recovery.failure);
-    }
-    if (!recovery.DidAnything()) {
-        return begin + "it has no transaction log that fits, so that its last changes may be missing";
-    }
-    return begin + fmt::format("{} set(s) of changes were taken over from its transaction logs{}", recovery.entries,
-                               mode == MountMode::kReadOnly ? ", in memory alone" : "");
-}
-
-} // namespace
-
 Result<void> Registry::Link(std::string_view link, std::string_view target)
 {
     const std::unique_lock lock(m_pState->lock);
@@ -152,8 +133,8 @@ Result<void> Registry::Mount(const MountRequest& request, MountMode mode)
     if (hive.Damage()) {
         m_pState->notices.push_back({request.file, *hive.Damage(), true});
     }
-    if (hive.NeedsRecovery() || recovery.DidAnything()) {
-        m_pState->notices.push_back({request.file, {ErrorCode::kSuccess, RecoveryNotice(hive, recovery, mode)}, false});
+    if (std::string notice = RecoveryNotice(hive, recovery, mode == MountMode::kReadOnly); !notice.empty()) {
+        m_pState->notices.push_back({request.file, {ErrorCode::kSuccess, std::move(notice)}, false});
     }
     return {};
 }
