@@ -301,7 +301,9 @@ TEST(WritableHiveOnDisk, KeepsEveryOtherBytesContentWhenOneValueOfARealHiveChang
             const Hive changed = Hive::Open(copy).value();
             EXPECT_FALSE(changed.NeedsRecovery());
             EXPECT_EQ(Difference(changed, changed.Root(), expected), "");
-            EXPECT_EQ(Findings(changed), original.NeedsRecovery() ? "" : findings); // a flush makes it a clean one
+            // A flush makes it a clean one: that it was none is the first finding.
+            EXPECT_EQ(Findings(changed),
+                      original.NeedsRecovery() ? findings.substr(findings.find('\n') + 1) : findings);
             EXPECT_FALSE(std::filesystem::exists(copy.string() + ".LOG1"));
         }
     }

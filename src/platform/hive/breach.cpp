@@ -22,7 +22,9 @@ std::string_view BreachMeaning(Breach breach) noexcept
     case Breach::kKeyNameLength:
         return "the key's name is empty or too long";
     case Breach::kKeyFlags:
-        return "the key has flags that must not be on a disk";
+        return "the key has flags that it must not have on a disk, or lacks those of a root";
+    case Breach::kKeyVolatile:
+        return "the key names volatile subkeys, which are in no file";
     case Breach::kKeyParent:
         return "the key names another parent";
     case Breach::kKeyNameCharacter:
@@ -41,24 +43,40 @@ std::string_view BreachMeaning(Breach breach) noexcept
         return "the subkey is out of order or there twice";
     case Breach::kListHash:
         return "the list's hash or hint is not that of the name";
+    case Breach::kListVersion:
+        return "the list of subkeys is of a kind that the hive's version does not have";
     case Breach::kValueListSize:
         return "the list of values does not fit its cell";
     case Breach::kValueSignature:
         return "this is no value";
     case Breach::kValueNameLength:
         return "the value's name does not fit its cell";
+    case Breach::kValueFlags:
+        return "the value has flags that do not exist";
     case Breach::kValueInline:
         return "inline data of more than 4 bytes";
+    case Breach::kValuePadding:
+        return "bytes behind the inline data are not zero";
+    case Breach::kValueEmpty:
+        return "the value has a cell for data of length 0";
     case Breach::kValueDataSize:
         return "the value's data does not fit its cell";
     case Breach::kBigDataCount:
         return "the big data record's count does not match its size";
+    case Breach::kDataVersion:
+        return "the value's data lies in a way that the hive's version does not have";
     case Breach::kClassLength:
         return "the class does not fit its cell";
+    case Breach::kClassMissing:
+        return "the key has a length of a class, and no class";
+    case Breach::kClassLeftOver:
+        return "the key names a class of no length";
     case Breach::kSecuritySignature:
         return "this is no security record";
     case Breach::kSecurityLength:
         return "the security descriptor does not fit its cell";
+    case Breach::kSecurityDescriptor:
+        return "the security descriptor is none that the platform takes";
     case Breach::kSecurityRing:
         return "the ring of security records is broken";
     case Breach::kSecurityCount:

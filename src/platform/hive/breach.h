@@ -20,30 +20,39 @@ enum class Breach : std::uint8_t {
     kCellTooSmall,  ///< a record does not fit in its cell
     kKeySignature,
     kKeyNameLength,    ///< empty, or longer than the cell or 256 units
-    kKeyFlags,         ///< flags that must not be on a disk
+    kKeyFlags,         ///< flags that must not be on a disk, or that the root lacks or others must not have
+    kKeyVolatile,      ///< volatile subkeys, which are gone with the session that had them
     kKeyParent,        ///< the parent named is not the key that lists it
     kKeyNameCharacter, ///< a backslash in a key's name, which no path can name
     kKeyMaxima,        ///< the maxima of names and data are below the real ones
     kListSignature,
-    kListCount,  ///< more elements than the cell holds, or none
-    kListNested, ///< an index of leaves inside another
-    kListTotal,  ///< the leaves' counts differ from the key's count of subkeys
-    kListOrder,  ///< a name is not above the one before it
-    kListHash,   ///< hash or hint is not that of the name
+    kListCount,   ///< more elements than the cell holds, or none
+    kListNested,  ///< an index of leaves inside another
+    kListTotal,   ///< the leaves' counts differ from the key's count of subkeys
+    kListOrder,   ///< a name is not above the one before it
+    kListHash,    ///< hash or hint is not that of the name
+    kListVersion, ///< a kind of list that the hive's version does not have
     kValueListSize,
     kValueSignature,
     kValueNameLength,
+    kValueFlags,    ///< flags that do not exist
     kValueInline,   ///< inline data of more than 4 bytes
+    kValuePadding,  ///< bytes that are not zero behind inline data of less than 4 bytes
+    kValueEmpty,    ///< a cell for data of length 0
     kValueDataSize, ///< the data's cell is smaller than the data
     kBigDataCount,  ///< the number of segments does not match the size
+    kDataVersion,   ///< big data where the hive's version has none, or one cell where it has big data
     kClassLength,
+    kClassMissing,  ///< a class's length without a cell
+    kClassLeftOver, ///< a class's cell without a length
     kSecuritySignature,
     kSecurityLength,
-    kSecurityRing,    ///< the ring of security records is broken
-    kSecurityCount,   ///< the reference count is not the number of keys that refer to it
-    kSecurityMissing, ///< a key without a security record
-    kShared,          ///< a cell with two owners, or a key below itself
-    kDepth,           ///< deeper than 512 levels
+    kSecurityDescriptor, ///< a descriptor that the platform would not take
+    kSecurityRing,       ///< the ring of security records is broken
+    kSecurityCount,      ///< the reference count is not the number of keys that refer to it
+    kSecurityMissing,    ///< a key without a security record
+    kShared,             ///< a cell with two owners, or a key below itself
+    kDepth,              ///< deeper than 512 levels
     kBinSignature,
     kBinOffset,
     kBinSize,

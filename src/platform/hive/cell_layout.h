@@ -164,6 +164,7 @@ inline constexpr Field<std::uint8_t> kAccessBits{12};
 inline constexpr Field<std::uint8_t> kLayerBits{13};
 inline constexpr Field<std::uint32_t> kParent{16};
 inline constexpr Field<std::uint32_t> kSubkeyCount{20};
+inline constexpr Field<std::uint32_t> kVolatileCount{24};
 inline constexpr Field<std::uint32_t> kSubkeyList{28};
 inline constexpr Field<std::uint32_t> kVolatileList{32};
 inline constexpr Field<std::uint32_t> kValueCount{36};
@@ -190,6 +191,9 @@ inline constexpr std::uint16_t kNoDelete = 0x0008;
 inline constexpr std::uint16_t kSymbolicLink = 0x0010;
 inline constexpr std::uint16_t kLatin1Name = 0x0020;
 inline constexpr std::uint16_t kPredefinedHandle = 0x0040;
+
+/// Those of the root of a hive.
+inline constexpr std::uint16_t kOfRoot = kHiveEntry | kNoDelete;
 
 /// Those that say where a key stands and how its name is stored, and not what it is.
 inline constexpr std::uint16_t kOfPlace = kVolatile | kHiveExit | kHiveEntry | kLatin1Name;

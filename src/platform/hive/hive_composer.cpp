@@ -345,9 +345,9 @@ void HiveComposer::WriteSubkeys(CellOffset cell, const KeyNode& node, unsigned l
 
 void HiveComposer::WriteNode(CellOffset cell, const KeyNode& node, CellOffset parent, std::u16string_view name)
 {
-    constexpr std::uint16_t kRoot = key_flags::kHiveEntry | key_flags::kNoDelete;
     const std::vector<std::byte> stored = StoredName(name);
-    const std::uint32_t flags = (node.flags & ~std::uint32_t{key_flags::kOfPlace}) | (parent.IsNil() ? kRoot : 0U) |
+    const std::uint32_t flags = (node.flags & ~std::uint32_t{key_flags::kOfPlace}) |
+                                (parent.IsNil() ? key_flags::kOfRoot : 0U) |
                                 (FitsLatin1(name) ? key_flags::kLatin1Name : 0U);
     Store(cell, key_fields::kSignature, signatures::kKey);
     Store(cell, key_fields::kFlags, static_cast<std::uint16_t>(flags));

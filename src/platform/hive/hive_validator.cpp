@@ -9,6 +9,7 @@
 #include "platform/hive/bin_header.h"
 #include "platform/hive/cell_claims.h"
 #include "platform/hive/hive_walk.h"
+#include "platform/security/descriptor.h"
 
 namespace tolvar {
 
@@ -88,6 +89,10 @@ private:
                    fmt::format("the sequence numbers {} and {} differ, the hive was not closed cleanly", base.sequence1,
                                base.sequence2));
         }
+        if (const std::uint32_t cluster = Load(m_hive.FileBytes(), base_fields::kCluster); cluster != 1) {
+            Report(Severity::kError, Breach::kBaseBlock, std::uint64_t{base_fields::kCluster.at},
+                   fmt::format("the cluster factor is {}, and not 1", cluster));
+        }
     }
 
     /// Walks bins and cells once and notes where allocated cells begin.
@@ -161,6 +166,9 @@ private:
             Level& level = m_levels.back();
             const std::uint32_t leavesBefore = level.subkeys.LeavesOpened();
             const Checked<CellOffset> next = level.subkeys.Next();
+            if (level.subkeys.LeavesOpened() != leavesBefore && level.subkeys.Leaf().count != 0) {
+                CheckLeaf(level.subkeys);
+            }
             if (!next) {
                 ReportFault(next.error());
                 continue;
@@ -176,6 +184,16 @@ private:
             }
             ++level.listed;
             EnterKey(*next, &level);
+        }
+    }
+
+    void CheckLeaf(const SubkeyCursor& subkeys)
+    {
+        const std::uint32_t minor = m_hive.Base().minor;
+        const ListKind kind = subkeys.Leaf().kind;
+        if ((kind == ListKind::kHashes && minor < kFirstHashMinor) ||
+            (kind == ListKind::kHints && minor < kFirstHintMinor)) {
+            Report(Severity::kError, Breach::kListVersion, subkeys.LeafCell(), Path());
         }
     }
 
@@ -210,9 +228,10 @@ private:
 
     void CheckNode(const KeyNode& key, CellOffset parent)
     {
-        const auto wrongFlags = static_cast<std::uint16_t>(key.flags & kFlagsNotOnDisk);
-        if (wrongFlags != 0) {
-            Report(Severity::kWarning, Breach::kKeyFlags, key.offset, Path());
+        CheckFlags(key, parent.IsNil());
+        const CellView cell = *m_hive.Cell(key.offset);
+        if (cell.Get(key_fields::kVolatileCount) != 0 || !cell.Offset(key_fields::kVolatileList).IsNil()) {
+            Report(Severity::kWarning, Breach::kKeyVolatile, key.offset, Path());
         }
         for (std::size_t i = 0; i < key.name.size(); ++i) {
             if (key.name[i] == u'\\') {
@@ -222,6 +241,17 @@ private:
         }
         if (!parent.IsNil() && key.parent != parent) {
             Report(Severity::kError, Breach::kKeyParent, key.offset, Path());
+        }
+    }
+
+    void CheckFlags(const KeyNode& key, bool isRoot)
+    {
+        const std::string flags = fmt::format("{:#06x}, ", key.flags);
+        if (isRoot ? (key.flags & key_flags::kOfRoot) != key_flags::kOfRoot : key.Is(key_flags::kHiveEntry)) {
+            Report(Severity::kError, Breach::kKeyFlags, key.offset, flags + Path());
+        }
+        if (key.Is(kFlagsNotOnDisk)) {
+            Report(Severity::kWarning, Breach::kKeyFlags, key.offset, flags + Path());
         }
     }
 
@@ -245,6 +275,12 @@ private:
 
     void CheckClass(const KeyNode& key)
     {
+        const bool hasCell = !key.classCell.IsNil() && key.classCell.value != 0; // some writers leave 0 for none
+        if (hasCell != (key.classLength != 0)) {
+            const bool isMissing = !hasCell;
+            Report(isMissing ? Severity::kError : Severity::kWarning,
+                   isMissing ? Breach::kClassMissing : Breach::kClassLeftOver, key.offset, Path());
+        }
         const Checked<NameView> name = m_hive.ClassName(key);
         if (!name) {
             ReportFault(name.error());
@@ -276,6 +312,7 @@ private:
                 m_summary.dataBytes += value->size;
                 longestName = std::max(longestName, static_cast<std::uint32_t>(2 * value->name.size()));
                 longestData = std::max(longestData, value->size);
+                CheckRecord(*value);
                 CheckData(*value);
             }
         }
@@ -284,12 +321,41 @@ private:
         }
     }
 
+    void CheckRecord(const ValueRecord& value)
+    {
+        if ((value.flags & ~(kLatin1ValueName | kTombstone)) != 0) {
+            Report(Severity::kWarning, Breach::kValueFlags, value.offset,
+                   fmt::format("{:#06x}, {}", value.flags, Path()));
+        }
+        const CellView cell = *m_hive.Cell(value.offset);
+        if ((cell.Get(value_fields::kDataLength) & kInlineFlag) != 0) {
+            const auto padding = cell.Bytes().subspan(value_fields::kData.at + value.size, kMaxInline - value.size);
+            if (std::ranges::any_of(padding, [](std::byte byte) { return byte != std::byte{0}; })) {
+                Report(Severity::kWarning, Breach::kValuePadding, value.offset, Path());
+            }
+        } else if (value.size == 0 && !cell.Offset(value_fields::kData).IsNil() && cell.Get(value_fields::kData) != 0) {
+            Report(Severity::kError, Breach::kValueEmpty, value.offset, Path());
+        }
+    }
+
+    /// Whether data that does not fit its cell would as the big data of a later version.
+    [[nodiscard]] bool IsBigDataTooEarly(const ValueRecord& value) const
+    {
+        const Checked<CellView> cell = m_hive.Cell(value.dataCell);
+        return cell && m_hive.Base().minor < kBigDataMinor && cell->size >= kBigDataHead &&
+               cell->Get(big_data_fields::kSignature) == signatures::kBigData;
+    }
+
     void CheckData(const ValueRecord& value)
     {
         Checked<DataView> data = m_hive.Data(value);
         if (!data) {
-            ReportFault(data.error());
+            const bool isTooEarly = data.error().breach == Breach::kValueDataSize && IsBigDataTooEarly(value);
+            ReportFault(isTooEarly ? HiveFault{Breach::kDataVersion, value.dataCell} : data.error());
             return;
+        }
+        if (!data->IsSegmented() && value.size > kBigDataSegment && m_hive.Base().minor >= kBigDataMinor) {
+            Report(Severity::kError, Breach::kDataVersion, value.dataCell, Path());
         }
         if (value.isInline || !Own(value.dataCell) || !data->IsSegmented() || !Own(data->listCell)) {
             return;
@@ -311,12 +377,20 @@ private:
             Report(Severity::kError, Breach::kSecurityMissing, key.offset, Path());
             return;
         }
-        if (const auto descriptor = m_hive.SecurityDescriptor(key); !descriptor) {
+        const auto descriptor = m_hive.SecurityDescriptor(key);
+        if (!descriptor) {
             ReportFault(descriptor.error());
             return;
         }
-        if (++m_security[key.security.value] == 1) {
-            Own(key.security);
+        if (++m_security[key.security.value] == 1 && Own(key.security)) {
+            CheckDescriptorOf(key.security, *descriptor);
+        }
+    }
+
+    void CheckDescriptorOf(CellOffset record, std::span<const std::byte> descriptor)
+    {
+        if (const Result<void> checked = CheckDescriptor(descriptor); !checked) {
+            Report(Severity::kError, Breach::kSecurityDescriptor, record, checked.error().context);
         }
     }
 

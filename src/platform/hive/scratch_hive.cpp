@@ -49,7 +49,7 @@ std::vector<std::byte> EmptyHive(std::u16string_view rootName, std::uint64_t tim
     const std::span<std::byte> key = MakeCell(bins, kRoot.value, keySize, false);
     const std::uint32_t width = FitsLatin1(rootName) ? key_flags::kLatin1Name : 0U;
     Store(key, key_fields::kSignature, signatures::kKey);
-    Store(key, key_fields::kFlags, static_cast<std::uint16_t>(key_flags::kHiveEntry | key_flags::kNoDelete | width));
+    Store(key, key_fields::kFlags, static_cast<std::uint16_t>(key_flags::kOfRoot | width));
     Store(key, key_fields::kLastWrite, time);
     for (const Field<std::uint32_t> nil : {key_fields::kParent, key_fields::kSubkeyList, key_fields::kVolatileList,
                                            key_fields::kValueList, key_fields::kClass}) {
