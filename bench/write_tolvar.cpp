@@ -4,14 +4,19 @@
 //   write_tolvar churn HIVE  10,000 keys deleted and made again, 50 times: the length after the second and the last
 //   round
 //   write_tolvar keys HIVE   100,000 new keys in one, each looked up before it is made, in one flush, milliseconds;
-//   then write_tolvar values HIVE deleted again, first to last, in another flush; values likewise write_tolvar empty
-//   MINOR HIVE  an empty hive of version 1.MINOR to begin with
+//   then deleted again, first to last, in another flush
+//   write_tolvar values HIVE  likewise values of one key
+//   write_tolvar large HIVE  100 MiB set, set again and deleted, each with its flush: how far the memory's peak lies
+//   above the hive's length after each, MiB
+//   write_tolvar empty MINOR HIVE  an empty hive of version 1.MINOR to begin with
 
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include <sys/resource.h>
 
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/scratch_hive.h"
@@ -175,6 +180,36 @@ int Churn(const char* file)
     return 0;
 }
 
+/// What the process had at most, beside the hive, which is mapped and private.
+long PeakBeside(const WritableHive& hive)
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss / 1024 - static_cast<long>(hive.Reader().Length() >> 20U);
+}
+
+int Large(const char* file)
+{
+    const auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+    const CellOffset root = hive->Reader().Root();
+    for (const int value : {1, 2}) {
+        const std::vector<std::byte> data(std::size_t{100} << 20U, static_cast<std::byte>(value));
+        if (!hive->Writer().SetValue(root, u"Large", 3, data)) {
+            return 1;
+        }
+        std::printf("%ld ", PeakBeside(*hive));
+        if (!hive->Flush()) {
+            return 1;
+        }
+        std::printf("%ld ", PeakBeside(*hive));
+    }
+    if (!hive->Writer().DeleteValue(root, u"Large") || !hive->Flush()) {
+        return 1;
+    }
+    std::printf("%ld\n", PeakBeside(*hive));
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -189,6 +224,9 @@ int main(int argc, char** argv)
     if (what == "many") {
         return Many(argv[2]);
     }
+    if (what == "large") {
+        return Large(argv[2]);
+    }
     if (what == "churn") {
         return Churn(argv[2]);
     }
@@ -198,6 +236,7 @@ int main(int argc, char** argv)
     if (what == "values") {
         return Values(argv[2]);
     }
-    std::fprintf(stderr, "usage: write_tolvar one|many|churn|keys|values HIVE, or write_tolvar empty MINOR HIVE\n");
+    std::fprintf(stderr,
+                 "usage: write_tolvar one|many|churn|keys|values|large HIVE, or write_tolvar empty MINOR HIVE\n");
     return 2;
 }

@@ -6,6 +6,7 @@
 #include <random>
 #include <vector>
 
+#include "fixtures/log_file.h"
 #include "fuzz/hive_operations.h"
 #include "platform/hive/hive_log.h"
 #include "platform/hive/scratch_hive.h"
@@ -38,8 +39,8 @@ std::vector<std::byte> BrokenLogs(std::mt19937& random)
     input.resize(kPart);
     for (const std::uint32_t sequence : {8U, 9U}) {
         std::vector<std::byte> log =
-            ComposeLog(isOld ? HiveLog::Kind::kOldFormat : HiveLog::Kind::kNewFormat, std::span(hive).first(512),
-                       sequence, {&run, 1}, std::span(hive).subspan(4096));
+            fixtures::LogFile(isOld ? HiveLog::Kind::kOldFormat : HiveLog::Kind::kNewFormat, std::span(hive).first(512),
+                              sequence, {&run, 1}, std::span(hive).subspan(4096));
         log.resize(kPart);
         input.insert(input.end(), log.begin(), log.end());
     }

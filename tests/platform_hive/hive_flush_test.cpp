@@ -11,6 +11,7 @@
 
 #include "fixtures/hive_builder.h"
 #include "fixtures/hive_model.h"
+#include "fixtures/log_file.h"
 #include "fixtures/power_cut_store.h"
 #include "fixtures/scratch_folder.h"
 #include "platform/hive/scratch_hive.h"
@@ -48,7 +49,7 @@ PowerCutStore StoreWithHive(LogFormat format)
         const auto kind = format == LogFormat::kOld ? HiveLog::Kind::kOldFormat : HiveLog::Kind::kNewFormat;
         const ChangedRun run{0, 4096};
         store.Put(std::string(kFile) + ".LOG1",
-                  ComposeLog(kind, std::span(hive).first(512), 1, {&run, 1}, std::span(hive).subspan(4096)));
+                  fixtures::LogFile(kind, std::span(hive).first(512), 1, {&run, 1}, std::span(hive).subspan(4096)));
     }
     return store;
 }
@@ -157,6 +158,34 @@ TEST(HiveFlush, LeavesAWholeStateWhereverThePowerIsCut)
         }
     }
     std::printf("%zu stopping points\n", stops);
+}
+
+TEST(HiveFlush, LeavesAWholeStateWhereverThePowerIsCutInALogOfManyPieces)
+{
+    const auto flushLarge = [](PowerCutStore& store) {
+        CountingClock clock;
+        const auto hive = WritableHive::Open(store, kFile, clock).value();
+        const CellOffset root = hive->Reader().Root();
+        return hive->Writer().SetValue(root, u"large", 3, std::vector<std::byte>(1'200'000)) && hive->Flush();
+    };
+    for (const LogFormat format : {LogFormat::kOld, LogFormat::kNew}) {
+        const PowerCutStore before = StoreWithHive(format);
+        PowerCutStore counted = before;
+        counted.FailAt(0);
+        ASSERT_TRUE(flushLarge(counted));
+        for (std::size_t call = 1; call <= counted.Calls(); ++call) {
+            SCOPED_TRACE(testing::Message() << "format " << static_cast<int>(format) << ", call " << call);
+            PowerCutStore store = before;
+            store.FailAt(call);
+            const bool isAnswered = flushLarge(store);
+            PowerCutStore medium = store.AfterPowerCut(static_cast<std::uint32_t>(call));
+            CountingClock clock;
+            const auto hive = WritableHive::Open(medium, kFile, clock).value();
+            const std::uint32_t values = hive->Reader().Key(hive->Reader().Root())->valueCount;
+            EXPECT_TRUE(values == 1 || !isAnswered);
+            EXPECT_EQ(Findings(hive->Reader()), "");
+        }
+    }
 }
 
 TEST(HiveFlush, CanBeTriedAgainAfterAFullDiskOrEndsWithWhatOpensWhole)

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fixtures/log_file.h"
 #include "fixtures/power_cut_store.h"
 #include "fixtures/scratch_folder.h"
 #include "platform/hive/hive_recovery.h"
@@ -39,7 +40,7 @@ File LogWith(Kind kind, File hive, std::uint32_t sequence, unsigned mark)
 {
     hive[4096 + kMark] = static_cast<std::byte>(mark);
     const ChangedRun run{0, 4096};
-    return ComposeLog(kind, std::span(hive).first(512), sequence, {&run, 1}, std::span(hive).subspan(4096));
+    return fixtures::LogFile(kind, std::span(hive).first(512), sequence, {&run, 1}, std::span(hive).subspan(4096));
 }
 
 /// A log in the new format with several entries in a row.
@@ -72,8 +73,8 @@ TEST(HiveLog, ReadsBackWhatItWrites)
     const ChangedRun runs[] = {{0, 4096}, {4096, 4096}};
     for (const Kind kind : {Kind::kOldFormat, Kind::kNewFormat}) {
         for (const std::size_t count : {1U, 2U}) {
-            const File file = ComposeLog(kind, std::span(hive).first(512), 5, std::span(runs).first(count),
-                                         std::span(hive).subspan(4096));
+            const File file = fixtures::LogFile(kind, std::span(hive).first(512), 5, std::span(runs).first(count),
+                                                std::span(hive).subspan(4096));
             const HiveLog log = HiveLog::Parse(file);
             ASSERT_EQ(log.kind, kind);
             ASSERT_EQ(log.entries.size(), 1U);
@@ -89,6 +90,50 @@ TEST(HiveLog, ReadsBackWhatItWrites)
             EXPECT_EQ(bytes, count * 4096);
             EXPECT_EQ(HiveLog::Parse(std::span(file).first(file.size() - 1)).entries.size(), 0U) << "cut short";
         }
+    }
+}
+
+TEST(HiveLog, GoesOutInPiecesThatAreSmallOrLieInTheHive)
+{
+    constexpr std::uint32_t kMiB = 1 << 20;
+    File hive = HiveWith(3, 3);
+    hive.resize(4096 + 6 * kMiB);
+    for (std::size_t i = 4096; i < hive.size(); i += 4096) {
+        hive[i + 5] = static_cast<std::byte>(i / 4096);
+    }
+    const std::span<const std::byte> bins = std::span(hive).subspan(4096);
+    std::vector<ChangedRun> runs;
+    for (std::uint32_t page = 0; page < 2 * kMiB; page += 8192) { // a megabyte of single pages
+        runs.push_back({page, 4096});
+    }
+    runs.push_back({2 * kMiB, 3 * kMiB});
+    runs.push_back({5 * kMiB + 4096, 4096});
+    for (const Kind kind : {Kind::kOldFormat, Kind::kNewFormat}) {
+        unsigned pieces = 0;
+        const auto count = [&](std::span<const std::byte> piece) {
+            ++pieces;
+            EXPECT_TRUE(piece.size() <= kMiB || (piece.data() >= bins.data() && piece.data() < &bins.back()));
+            return Result<void>();
+        };
+        ASSERT_TRUE(WriteLog(kind, std::span(hive).first(512), 5, runs, bins, count));
+        EXPECT_GT(pieces, 3U);
+        unsigned seen = 0;
+        const auto failing = [&seen](std::span<const std::byte>) {
+            return ++seen == 3 ? Failure(ErrorCode::kDiskFull) : Result<void>();
+        };
+        const Result<void> failed = WriteLog(kind, std::span(hive).first(512), 5, runs, bins, failing);
+        EXPECT_TRUE(!failed && failed.error().code == ErrorCode::kDiskFull && seen == 3);
+
+        const File file = fixtures::LogFile(kind, std::span(hive).first(512), 5, runs, bins);
+        const HiveLog log = HiveLog::Parse(file);
+        ASSERT_EQ(log.entries.size(), 1U);
+        std::size_t bytes = 0;
+        for (const LogRange& range : log.entries[0].ranges) {
+            EXPECT_TRUE(std::ranges::equal(range.bytes, bins.subspan(range.place, range.bytes.size())));
+            bytes += range.bytes.size();
+        }
+        EXPECT_EQ(bytes, 4 * kMiB + 4096);
+        EXPECT_EQ(file.size() % (kind == Kind::kNewFormat ? 4096 : 512), 0U);
     }
 }
 
@@ -293,7 +338,8 @@ TEST(HiveRecovery, GrowsAHiveAndBringsTheFlagOfItsLog)
         hive.resize(8192);
         StoreBaseBlock(std::span(hive).first(512), 9, 8, 4096, 0);
         store.Put("H", hive);
-        store.Put("H.LOG", ComposeLog(kind, std::span(grown).first(512), 8, {&run, 1}, std::span(grown).subspan(4096)));
+        store.Put("H.LOG",
+                  fixtures::LogFile(kind, std::span(grown).first(512), 8, {&run, 1}, std::span(grown).subspan(4096)));
         RecoveryReport report;
         const Result<Hive> read = OpenForReading(store, "H", LogFailure::kRefuse, report);
         ASSERT_TRUE(read && report.DidAnything());

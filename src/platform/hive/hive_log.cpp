@@ -95,22 +95,104 @@ void ParseOldFormat(std::span<const std::byte> file, HiveLog& log)
     log.entries.push_back(std::move(entry));
 }
 
-std::vector<std::byte> ComposeNewLog(std::span<const std::byte> base, std::uint32_t sequence,
-                                     std::span<const ChangedRun> runs, std::span<const std::byte> bins)
+/// The hash of bytes that come in pieces, of which all but the last are whole words.
+class MarvinHash {
+public:
+    void Add(std::span<const std::byte> bytes) noexcept
+    {
+        for (std::size_t at = 0; at + 4 <= bytes.size(); at += 4) {
+            Mix(LoadLittle<std::uint32_t>(bytes.data() + at));
+        }
+        for (std::size_t at = bytes.size(); at > bytes.size() / 4 * 4; --at) {
+            m_last = m_last << 8 | std::to_integer<std::uint32_t>(bytes[at - 1]);
+        }
+    }
+
+    [[nodiscard]] std::uint64_t Finish() noexcept
+    {
+        Mix(m_last);
+        Mix(0);
+        return std::uint64_t{m_high} << 32 | m_low;
+    }
+
+private:
+    void Mix(std::uint32_t word) noexcept
+    {
+        m_low += word;
+        m_high ^= m_low;
+        m_low = std::rotl(m_low, 20) + m_high;
+        m_high = std::rotl(m_high, 9) ^ m_low;
+        m_low = std::rotl(m_low, 27) + m_high;
+        m_high = std::rotl(m_high, 19);
+    }
+
+    std::uint32_t m_low = 0x7A4E55C5;
+    std::uint32_t m_high = 0x82EF4D88;
+    std::uint32_t m_last = 0x80;
+};
+
+/// Hands small pieces on together and large ones as they lie.
+class PieceBuffer {
+public:
+    explicit PieceBuffer(const PieceSink& write) : m_write(write) {}
+
+    [[nodiscard]] Result<void> Put(std::span<const std::byte> piece)
+    {
+        if (m_held.size() + piece.size() > kPiece) {
+            if (auto written = Flush(); !written) {
+                return written;
+            }
+        }
+        if (piece.size() > kPiece) {
+            return m_write(piece);
+        }
+        m_held.insert(m_held.end(), piece.begin(), piece.end());
+        return {};
+    }
+
+    [[nodiscard]] Result<void> Flush()
+    {
+        const Result<void> written = m_held.empty() ? Result<void>() : m_write(m_held);
+        m_held.clear();
+        return written;
+    }
+
+private:
+    static constexpr std::size_t kPiece = std::size_t{1} << 20; // bytes
+
+    const PieceSink& m_write;
+    std::vector<std::byte> m_held;
+};
+
+/// The head of a log, the runs as they lie in `bins`, and what the log ends with.
+Result<void> WritePieces(std::span<const std::byte> head, std::span<const ChangedRun> runs,
+                         std::span<const std::byte> bins, std::span<const std::byte> padding, const PieceSink& write)
 {
-    std::size_t at = kEntryHeader + kEntryRange * runs.size();
-    std::uint64_t size = at;
+    PieceBuffer pieces(write);
+    auto put = pieces.Put(head);
+    for (std::size_t i = 0; i < runs.size() && put; ++i) {
+        put = pieces.Put(bins.subspan(runs[i].begin, runs[i].size));
+    }
+    put = put ? pieces.Put(padding) : put;
+    return put ? pieces.Flush() : put;
+}
+
+Result<void> WriteNewLog(std::span<const std::byte> base, std::uint32_t sequence, std::span<const ChangedRun> runs,
+                         std::span<const std::byte> bins, const PieceSink& write)
+{
+    std::vector<std::byte> head(kSector + kEntryHeader + kEntryRange * runs.size());
+    std::uint64_t size = head.size();
     for (const ChangedRun& run : runs) {
         size += run.size;
     }
     // The next entry would begin at a whole page of the file.
-    std::vector<std::byte> file(RoundUp(kSector + size, kPage));
-    std::ranges::copy(base.first(kBaseBlockChecked), file.begin());
-    StoreBaseBlock(std::span(file).first(kBaseBlockChecked), sequence, sequence,
+    const std::vector<std::byte> padding(RoundUp(size, kPage) - size);
+    std::ranges::copy(base.first(kBaseBlockChecked), head.begin());
+    StoreBaseBlock(std::span(head).first(kBaseBlockChecked), sequence, sequence,
                    static_cast<std::uint32_t>(bins.size()), file_type::kNewLog);
-    const std::span<std::byte> entry = std::span(file).subspan(kSector);
+    const std::span<std::byte> entry = std::span(head).subspan(kSector);
     Store(entry, entry_fields::kSignature, signatures::kLogEntry);
-    Store(entry, entry_fields::kSize, static_cast<std::uint32_t>(entry.size()));
+    Store(entry, entry_fields::kSize, static_cast<std::uint32_t>(size + padding.size() - kSector));
     Store(entry, entry_fields::kFlags, BaseBlock::Parse(base).flags & kPendingTransactions);
     Store(entry, entry_fields::kSequence, sequence);
     Store(entry, entry_fields::kLength, static_cast<std::uint32_t>(bins.size()));
@@ -118,61 +200,39 @@ std::vector<std::byte> ComposeNewLog(std::span<const std::byte> base, std::uint3
     for (std::uint32_t i = 0; i < runs.size(); ++i) {
         Store(entry, entry_fields::RangePlace(i), runs[i].begin);
         Store(entry, entry_fields::RangeSize(i), runs[i].size);
-        std::ranges::copy(bins.subspan(runs[i].begin, runs[i].size), entry.begin() + static_cast<std::ptrdiff_t>(at));
-        at += runs[i].size;
     }
-    Store(entry, entry_fields::kContentHash, Marvin32(entry.subspan(kEntryHeader)));
+    MarvinHash content;
+    content.Add(entry.subspan(kEntryHeader));
+    for (const ChangedRun& run : runs) {
+        content.Add(bins.subspan(run.begin, run.size));
+    }
+    content.Add(padding);
+    Store(entry, entry_fields::kContentHash, content.Finish());
     Store(entry, entry_fields::kHeaderHash, Marvin32(entry.first(kEntryHashed)));
-    return file;
+    return WritePieces(head, runs, bins, padding, write);
 }
 
-std::vector<std::byte> ComposeOldLog(std::span<const std::byte> base, std::uint32_t sequence,
-                                     std::span<const ChangedRun> runs, std::span<const std::byte> bins)
+Result<void> WriteOldLog(std::span<const std::byte> base, std::uint32_t sequence, std::span<const ChangedRun> runs,
+                         std::span<const std::byte> bins, const PieceSink& write)
 {
-    const std::size_t pages = RoundUp(dirty_fields::kBitmap + bins.size() / kPage, kSector);
-    std::size_t size = pages;
-    for (const ChangedRun& run : runs) {
-        size += run.size;
-    }
-    std::vector<std::byte> file(size);
-    std::ranges::copy(base.first(kBaseBlockChecked), file.begin());
-    StoreBaseBlock(std::span(file).first(kBaseBlockChecked), sequence, sequence,
+    std::vector<std::byte> head(RoundUp(dirty_fields::kBitmap + bins.size() / kPage, kSector));
+    std::ranges::copy(base.first(kBaseBlockChecked), head.begin());
+    StoreBaseBlock(std::span(head).first(kBaseBlockChecked), sequence, sequence,
                    static_cast<std::uint32_t>(bins.size()), file_type::kOldLog);
-    Store(file, dirty_fields::kSignature, signatures::kDirtyBitmap);
-    std::size_t at = pages;
+    Store(head, dirty_fields::kSignature, signatures::kDirtyBitmap);
     for (const ChangedRun& run : runs) {
-        std::fill_n(file.begin() + dirty_fields::kBitmap + run.begin / kPage, run.size / kPage, std::byte{0xFF});
-        std::ranges::copy(bins.subspan(run.begin, run.size), file.begin() + static_cast<std::ptrdiff_t>(at));
-        at += run.size;
+        std::fill_n(head.begin() + dirty_fields::kBitmap + run.begin / kPage, run.size / kPage, std::byte{0xFF});
     }
-    return file;
+    return WritePieces(head, runs, bins, {}, write);
 }
 
 } // namespace
 
 std::uint64_t Marvin32(std::span<const std::byte> bytes) noexcept
 {
-    std::uint32_t low = 0x7A4E55C5;
-    std::uint32_t high = 0x82EF4D88;
-    const auto mix = [&](std::uint32_t word) {
-        low += word;
-        high ^= low;
-        low = std::rotl(low, 20) + high;
-        high = std::rotl(high, 9) ^ low;
-        low = std::rotl(low, 27) + high;
-        high = std::rotl(high, 19);
-    };
-    std::size_t at = 0;
-    for (; at + 4 <= bytes.size(); at += 4) {
-        mix(LoadLittle<std::uint32_t>(bytes.data() + at));
-    }
-    std::uint32_t last = 0x80;
-    for (std::size_t i = bytes.size(); i > at; --i) {
-        last = last << 8 | std::to_integer<std::uint32_t>(bytes[i - 1]);
-    }
-    mix(last);
-    mix(0);
-    return std::uint64_t{high} << 32 | low;
+    MarvinHash hash;
+    hash.Add(bytes);
+    return hash.Finish();
 }
 
 HiveLog HiveLog::Parse(std::span<const std::byte> file)
@@ -196,11 +256,11 @@ HiveLog HiveLog::Parse(std::span<const std::byte> file)
     return log;
 }
 
-std::vector<std::byte> ComposeLog(HiveLog::Kind kind, std::span<const std::byte> base, std::uint32_t sequence,
-                                  std::span<const ChangedRun> runs, std::span<const std::byte> bins)
+Result<void> WriteLog(HiveLog::Kind kind, std::span<const std::byte> base, std::uint32_t sequence,
+                      std::span<const ChangedRun> runs, std::span<const std::byte> bins, const PieceSink& write)
 {
-    return kind == HiveLog::Kind::kOldFormat ? ComposeOldLog(base, sequence, runs, bins)
-                                             : ComposeNewLog(base, sequence, runs, bins);
+    return kind == HiveLog::Kind::kOldFormat ? WriteOldLog(base, sequence, runs, bins, write)
+                                             : WriteNewLog(base, sequence, runs, bins, write);
 }
 
 } // namespace tolvar

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
 #include "platform/hive/base_block.h"
+#include "platform/system/error.h"
 
 namespace tolvar {
 
@@ -49,10 +51,15 @@ struct ChangedRun {
     std::uint32_t size = 0;
 };
 
-/// A log file that holds the given runs of `bins`. `base` is the base block with the length that the hive will have.
-/// In the new format the one entry has `sequence`; in the old one the log's header has it twice.
-[[nodiscard]] std::vector<std::byte> ComposeLog(HiveLog::Kind kind, std::span<const std::byte> base,
-                                                std::uint32_t sequence, std::span<const ChangedRun> runs,
-                                                std::span<const std::byte> bins);
+/// Takes the next piece of a file that is written from its start to its end.
+using PieceSink = std::function<Result<void>(std::span<const std::byte>)>;
+
+/// Hands a log file that holds the given runs of `bins` to `write`, piece by piece: a small one is one piece. `base` is
+/// the base block with the length that the hive will have. In the new format the one entry has `sequence`; in the old
+/// one the log's header has it twice. Memory: a megabyte or two, however much the runs hold.
+/// Errors: the first that `write` answers.
+[[nodiscard]] Result<void> WriteLog(HiveLog::Kind kind, std::span<const std::byte> base, std::uint32_t sequence,
+                                    std::span<const ChangedRun> runs, std::span<const std::byte> bins,
+                                    const PieceSink& write);
 
 } // namespace tolvar

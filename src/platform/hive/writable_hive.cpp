@@ -143,12 +143,18 @@ Result<void> WritableHive::WriteLog(std::span<const ChangedRun> runs)
             }
         }
     }
-    const std::vector<std::byte> log =
-        ComposeLog(m_logFormat, m_hive.FileBytes().first(kBaseBlockChecked), m_sequence, runs, m_hive.Bins());
-    if (auto written = m_log->Write(0, log); !written) {
+    std::uint64_t size = 0;
+    const auto append = [&](std::span<const std::byte> piece) {
+        auto written = m_log->Write(size, piece);
+        size += piece.size();
+        return written;
+    };
+    if (auto written = tolvar::WriteLog(m_logFormat, m_hive.FileBytes().first(kBaseBlockChecked), m_sequence, runs,
+                                        m_hive.Bins(), append);
+        !written) {
         return written;
     }
-    if (auto cut = m_log->Resize(log.size()); !cut) {
+    if (auto cut = m_log->Resize(size); !cut) {
         return cut;
     }
     return m_log->Sync();
