@@ -10,7 +10,6 @@ namespace tolvar {
 namespace {
 
 constexpr const char* kIndex = "index";
-constexpr const char* kFreshIndex = "index.new";
 
 } // namespace
 
@@ -150,7 +149,7 @@ JournalStore::Unsettled JournalStore::TakePendingOver()
     for (const PendingRecord& record : records) {
         if (record.state == PendingRecord::State::kGone) {
             m_dropped.insert(record.record);
-            m_droppedHere.push_back(record.record);
+            unsettled.gone.push_back(record.record);
         } else {
             mayBeHeld = mayBeHeld || StampOf(record.record) <= m_latestStamp;
         }
@@ -207,23 +206,27 @@ Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::
     return done ? m_place.files->SyncAll({&file, 1}) : done;
 }
 
+/// Writes a file under another name, and puts it in the place of the old one.
+Result<void> JournalStore::ReplaceDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
+{
+    std::filesystem::path fresh = file;
+    fresh += ".new";
+    if (auto written = WriteDurably(fresh, bytes); !written) {
+        static_cast<void>(m_place.files->Remove(fresh));
+        return written;
+    }
+    auto renamed = m_place.files->Rename(fresh, file);
+    return renamed ? m_place.files->SyncFolder(file.parent_path()) : renamed;
+}
+
 Result<void> JournalStore::WriteIndex()
 {
     TakeIndexIn();
-    FileStore& files = *m_place.files;
-    const std::filesystem::path index = m_place.dataFolder / kIndex;
-    const std::filesystem::path fresh = m_place.dataFolder / kFreshIndex;
     const std::vector<std::byte> bytes = EncodeIndex({m_bookmarkPaths, m_records, m_bookmarkTargets});
-    if (auto written = WriteDurably(fresh, bytes); !written) {
-        static_cast<void>(files.Remove(fresh));
-        return written;
-    }
-    if (auto written = WriteSums(bytes); !written) {
-        return written;
-    }
-    m_isIndexDamaged = false;
-    auto renamed = files.Rename(fresh, index);
-    return renamed ? files.SyncFolder(m_place.dataFolder) : renamed;
+    auto written = WriteSums(bytes);
+    written = written ? ReplaceDurably(m_place.dataFolder / kIndex, bytes) : written;
+    m_isIndexDamaged = m_isIndexDamaged && !written;
+    return written;
 }
 
 /// Whether the records may stay in `journal.pending`: as long as it is small, or small beside `index`.
@@ -231,7 +234,7 @@ bool JournalStore::CanIndexWait() const
 {
     constexpr std::uint64_t kSmall = 256 * 1024;
     constexpr std::uint64_t kPart = 4;
-    return m_place.isBrief && !m_areBookmarksStale && !m_hasInserted && !m_isIndexDamaged && m_indexSize != 0 &&
+    return m_place.isBrief && !m_mustWriteIndex && !m_isIndexDamaged && m_indexSize != 0 &&
            m_pending->Size() < std::max(kSmall, m_indexSize / kPart);
 }
 
@@ -246,7 +249,7 @@ Result<void> JournalStore::Save(bool hasOpenChange)
         }
     }
     m_isIndexStale = false;
-    m_hasInserted = false;
+    m_mustWriteIndex = false;
     return hasOpenChange ? Result<void>() : m_pending->Remove();
 }
 
@@ -260,8 +263,8 @@ void JournalStore::ShowNothing()
 
 void JournalStore::SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets)
 {
-    m_areBookmarksStale = m_areBookmarksStale || paths != BookmarkPaths() || targets != BookmarkTargets();
-    m_isIndexStale = m_isIndexStale || m_areBookmarksStale;
+    m_mustWriteIndex = m_mustWriteIndex || paths != BookmarkPaths() || targets != BookmarkTargets();
+    m_isIndexStale = m_isIndexStale || m_mustWriteIndex;
     m_bookmarkPaths = std::move(paths);
     m_bookmarkTargets = std::move(targets);
 }

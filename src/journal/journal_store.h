@@ -42,6 +42,7 @@ public:
         std::vector<std::string> open;    ///< of changes that were begun, and nobody knows whether they were made
         std::vector<std::string> notMade; ///< of a group that never got as far as the medium: not among the records
         std::vector<std::string> cut;     ///< of a group that may have been made in part
+        std::vector<std::string> gone;    ///< dropped since `index` was written
     };
 
     explicit JournalStore(JournalPlace place)
@@ -157,12 +158,14 @@ private:
     [[nodiscard]] Unsettled TakePendingOver();
     [[nodiscard]] bool IsIndexAltered(std::span<const std::byte> bytes) const;
     [[nodiscard]] Result<void> WriteSums(std::span<const std::byte> fresh) const;
-    [[nodiscard]] Result<void> KeepAside(const std::filesystem::path& file);
+    [[nodiscard]] Result<std::filesystem::path> KeepAside(const std::filesystem::path& file) const;
     [[nodiscard]] Result<void> MendDamage(const Unsettled& unsettled);
     [[nodiscard]] std::size_t RestoreFromSeals(const Unsettled& unsettled);
     [[nodiscard]] bool CanIndexWait() const;
     [[nodiscard]] Result<void> WriteIndex();
     [[nodiscard]] Result<void> WriteDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const;
+    [[nodiscard]] Result<void> ReplaceDurably(const std::filesystem::path& file,
+                                              std::span<const std::byte> bytes) const;
     [[nodiscard]] Result<void> SyncBackups();
     void RememberStamp(std::string_view stamp);
     [[nodiscard]] bool IsTaken(const std::string& stamp);
@@ -179,7 +182,6 @@ private:
     mutable std::vector<std::string> m_bookmarkTargets;
     mutable std::optional<MappedFile> m_index;         ///< until its lists are taken in, in front of what is there
     mutable std::unordered_set<std::string> m_dropped; ///< of the records in `m_index`
-    std::vector<std::string> m_droppedHere;            ///< records that `journal.pending` says are gone
     std::uint64_t m_indexSize = 0;                     ///< bytes of the file when it was read
     std::vector<std::filesystem::path> m_unsynced;     ///< text backups that are written, and not yet durable
     bool m_hasUnsyncedGone = false;                    ///< some of them were removed
@@ -187,8 +189,7 @@ private:
     std::string m_latestStamp;                               ///< of all that the journal ever had; empty: none
     std::vector<std::string> m_givenStamps;                  ///< by NewStamp, until there is a set of all
     std::optional<std::unordered_set<std::string>> m_stamps; ///< all of them, once one is as late as the clock
-    bool m_areBookmarksStale = false;
-    bool m_hasInserted = false;    ///< a record that `journal.pending` would list in another place
+    bool m_mustWriteIndex = false; ///< it holds what `journal.pending` can't: bookmarks, and records in their places
     bool m_isIndexStale = false;   ///< the file does not hold what is here
     bool m_isIndexDamaged = false; ///< the file is not what was written, and has to be written anew
     std::vector<Error> m_notices;

@@ -41,34 +41,38 @@ Result<void> JournalStore::WriteSums(std::span<const std::byte> fresh) const
 {
     std::string lines = SumLine(fresh);
     const std::filesystem::path index = m_place.dataFolder / "index";
-    if (const Result<MappedFile> old =
-            m_place.files->Exists(index) ? m_place.files->Map(index, 0) : Failure(ErrorCode::kFileNotFound)) {
+    if (!m_isIndexDamaged && m_place.files->Exists(index)) { // a damaged one stays what it is
+        const Result<MappedFile> old = m_place.files->Map(index, 0);
+        if (!old) {
+            return tl::unexpected(old.error());
+        }
         lines += SumLine(old->Bytes());
     }
-    return WriteDurably(Beside("journal.sums"), std::as_bytes(std::span(lines)));
+    return ReplaceDurably(Beside("journal.sums"), std::as_bytes(std::span(lines)));
 }
 
-/// Copies a damaged file to a name of its own beside the data folder, unless the last copy holds the same.
-Result<void> JournalStore::KeepAside(const std::filesystem::path& file)
+/// Copies a damaged file to a name of its own beside the data folder, unless the last copy holds the same. Answers the
+/// copy's path; none where there is nothing to copy, or nothing may be written.
+Result<std::filesystem::path> JournalStore::KeepAside(const std::filesystem::path& file) const
 {
     if (m_place.isReadOnly || !m_place.files->Exists(file)) {
-        return {};
+        return std::filesystem::path();
     }
     const Result<MappedFile> damaged = m_place.files->Map(file, 0);
     if (!damaged) {
         return tl::unexpected(damaged.error());
     }
-    std::filesystem::path copy = Beside((file.filename().string() + ".damaged").c_str());
-    const std::filesystem::path first = copy;
+    const std::string name = file.filename().string() + ".damaged";
+    std::filesystem::path copy = Beside(name.c_str());
     for (int number = 2; m_place.files->Exists(copy); ++number) {
         const Result<MappedFile> known = m_place.files->Map(copy, 0);
         if (known && std::ranges::equal(known->Bytes(), damaged->Bytes())) {
-            return {};
+            return copy;
         }
-        copy = first;
-        copy += std::to_string(number);
+        copy = Beside((name + std::to_string(number)).c_str());
     }
-    return WriteDurably(copy, damaged->Bytes());
+    auto written = WriteDurably(copy, damaged->Bytes());
+    return written ? Result<std::filesystem::path>(copy) : tl::unexpected(written.error());
 }
 
 /// Adds the records that a seal tells of and the list lacks, each where its stamp belongs, and gives those back their
@@ -77,7 +81,7 @@ std::size_t JournalStore::RestoreFromSeals(const Unsettled& unsettled)
 {
     TakeIndexIn();
     std::unordered_set<std::string_view> known(unsettled.notMade.begin(), unsettled.notMade.end());
-    known.insert(m_droppedHere.begin(), m_droppedHere.end());
+    known.insert(unsettled.gone.begin(), unsettled.gone.end());
     for (const RedoLog::Step& step : m_redo->Steps()) {
         for (const UndoneEntry& undone : step) {
             known.insert(undone.record);
@@ -98,14 +102,22 @@ std::size_t JournalStore::RestoreFromSeals(const Unsettled& unsettled)
         }
     }
     restored += sealed.size();
-    for (auto& [stamp, record] : sealed) {
-        const auto behind = std::ranges::find_if(
-            m_records, [&stamp = stamp](const std::string& other) { return StampOf(other) > stamp; });
-        RememberStamp(stamp);
-        m_records.insert(behind, std::move(record));
+    std::vector<std::string> merged;
+    auto missing = sealed.begin();
+    for (std::string& record : m_records) {
+        for (; missing != sealed.end() && missing->first < StampOf(record); ++missing) {
+            merged.push_back(std::move(missing->second));
+        }
+        merged.push_back(std::move(record));
     }
+    for (; missing != sealed.end(); ++missing) {
+        merged.push_back(std::move(missing->second));
+    }
+    for (const auto& [stamp, record] : sealed) {
+        RememberStamp(stamp);
+    }
+    m_records = std::move(merged);
     m_isIndexStale = true;
-    m_hasInserted = true;
     return restored;
 }
 
@@ -115,15 +127,14 @@ Result<void> JournalStore::MendDamage(const Unsettled& unsettled)
         return {};
     }
     const std::filesystem::path index = m_place.dataFolder / "index";
-    if (auto kept = KeepAside(index); !kept) {
-        return kept; // it is the only copy
+    const Result<std::filesystem::path> kept = KeepAside(index);
+    if (!kept) {
+        return tl::unexpected(kept.error()); // it is the only copy
     }
     const std::size_t restored = RestoreFromSeals(unsettled);
-    m_notices.push_back(
-        {ErrorCode::kFileCorrupt,
-         fmt::format("{}: {} entries of the journal came back from their snapshots; the damaged file is "
-                     "kept as {}",
-                     index.string(), restored, Beside("index.damaged").string())});
+    m_notices.push_back({ErrorCode::kFileCorrupt,
+                         fmt::format("{}: {} entries of the journal came back from their snapshots{}", index.string(),
+                                     restored, kept->empty() ? "" : "; the file is kept as " + kept->string())});
     return {};
 }
 

@@ -12,9 +12,16 @@ std::filesystem::path JournalStore::KeptText(std::string_view stamp) const
 Result<void> JournalStore::BeginUndo(RedoLog::Step step, const std::vector<std::string>& own)
 {
     auto done = SyncBackups();
-    done = done && !step.empty() ? m_redo->Push(std::move(step)) : done;
+    done = done ? m_redo->Push(std::move(step)) : done;
+    if (!done) {
+        return done;
+    }
     m_isIndexStale = true;
-    return done ? m_pending->AppendAll(PendingLog::Event::kBegun, own) : done;
+    done = m_pending->AppendAll(PendingLog::Event::kBegun, own);
+    if (!done) {
+        m_redo->Pop();
+    }
+    return done;
 }
 
 Result<void> JournalStore::Retire(std::span<const std::string> records)
@@ -54,7 +61,7 @@ void JournalStore::Insert(std::size_t place, std::string record)
     place = std::min(place, m_records.size());
     m_records.insert(m_records.begin() + static_cast<std::ptrdiff_t>(place), std::move(record));
     m_isIndexStale = true;
-    m_hasInserted = true;
+    m_mustWriteIndex = true;
 }
 
 void JournalStore::ForgetUndone()

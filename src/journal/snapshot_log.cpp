@@ -200,16 +200,27 @@ Result<SnapshotLog::Day*> SnapshotLog::Read(std::string_view day) const
     return &read;
 }
 
-Result<ChangeSnapshot> SnapshotLog::Open(const Day& day, const Frame& frame) const
+Result<ChangeSnapshot> SnapshotLog::Open(const Day& day, const Frame& frame, bool withImage)
 {
     const auto bytes = day.map.Bytes();
     const auto pieces = bytes.subspan(frame.offset, frame.pieces);
     const auto seal = bytes.subspan(frame.offset + frame.pieces, frame.seal);
     return ChangeSnapshot::FromParts(
-        frame.image <= kMostImage ? ImageFrom(pieces, frame.image) : std::vector<std::byte>(), seal);
+        withImage && frame.image <= kMostImage ? ImageFrom(pieces, frame.image) : std::vector<std::byte>(), seal);
 }
 
 Result<ChangeSnapshot> SnapshotLog::Find(FrameKind kind, std::string_view stamp) const
+{
+    return Find(kind, stamp, true);
+}
+
+Result<SnapshotSeal> SnapshotLog::FindSeal(FrameKind kind, std::string_view stamp) const
+{
+    const Result<ChangeSnapshot> snapshot = Find(kind, stamp, false);
+    return snapshot ? Result<SnapshotSeal>(snapshot->Seal()) : tl::unexpected(snapshot.error());
+}
+
+Result<ChangeSnapshot> SnapshotLog::Find(FrameKind kind, std::string_view stamp, bool withImage) const
 {
     if (!IsStamp(stamp)) {
         return Failure(ErrorCode::kInvalidData, std::string(stamp));
@@ -220,7 +231,7 @@ Result<ChangeSnapshot> SnapshotLog::Find(FrameKind kind, std::string_view stamp)
     }
     const auto& frames = kind == FrameKind::kRedo ? (*day)->redos : (*day)->changes;
     if (const auto found = frames.find(NumberOf(stamp)); found != frames.end()) {
-        return Open(**day, found->second);
+        return Open(**day, found->second, withImage);
     }
     const std::filesystem::path file = kind == FrameKind::kRedo ? RedoFile(stamp) : File(stamp);
     if (m_files->Exists(file)) {
@@ -402,8 +413,7 @@ void SnapshotLog::ForEachSeal(const std::function<void(const SnapshotSeal&)>& vi
             continue;
         }
         for (const auto& [stamp, frame] : (*day)->changes) {
-            const auto seal = (*day)->map.Bytes().subspan(frame.offset + frame.pieces, frame.seal);
-            if (const Result<ChangeSnapshot> snapshot = ChangeSnapshot::FromParts({}, seal)) {
+            if (const Result<ChangeSnapshot> snapshot = Open(**day, frame, false)) {
                 visit(snapshot->Seal());
             }
         }

@@ -50,6 +50,10 @@ public:
     /// system's.
     [[nodiscard]] Result<ChangeSnapshot> Find(FrameKind kind, std::string_view stamp) const;
 
+    /// The seal of the latest snapshot of a stamp, without a look at its image where that lies in its day's file.
+    /// Errors: as Find.
+    [[nodiscard]] Result<SnapshotSeal> FindSeal(FrameKind kind, std::string_view stamp) const;
+
     /// The image of a change's snapshot whose seal can't be read, for what it is worth; empty where it has none.
     /// Errors: as Find, but for the seal's.
     [[nodiscard]] Result<std::vector<std::byte>> UnsealedImage(std::string_view stamp) const;
@@ -94,7 +98,8 @@ private:
     [[nodiscard]] std::filesystem::path DayFile(std::string_view day) const;
     [[nodiscard]] Result<Day*> Read(std::string_view day) const;
     static void ReadFrames(Day& day);
-    [[nodiscard]] Result<ChangeSnapshot> Open(const Day& day, const Frame& frame) const;
+    [[nodiscard]] Result<ChangeSnapshot> Find(FrameKind kind, std::string_view stamp, bool withImage) const;
+    [[nodiscard]] static Result<ChangeSnapshot> Open(const Day& day, const Frame& frame, bool withImage);
     [[nodiscard]] Result<void> OpenForAdding(std::string_view day);
     [[nodiscard]] Result<void> AddFrames(std::string_view day, std::string_view bytes);
     [[nodiscard]] Result<void> AddFile(const std::filesystem::path& file, std::span<const std::byte> image,

@@ -7,6 +7,7 @@
 #include "journal/change_snapshot.h"
 #include "journal/content_hash.h"
 #include "journal/make_change.h"
+#include "journal/place_states.h"
 #include "journal/undo_change.h"
 #include "journal/user_name.h"
 #include "platform/registry/registry.h"
@@ -52,21 +53,13 @@ bool IsReachable(std::string_view path)
 /// Whether a change was made, by what its places hold now. Nothing where they can't tell.
 std::optional<bool> IsMade(const SnapshotSeal& seal)
 {
-    const Registry* const registry = Registry::Current();
-    if (registry == nullptr || seal.places.empty() || !IsReachable(seal.change.path)) {
+    const Result<std::vector<PlaceDigest>> now =
+        IsReachable(seal.change.path) ? DigestsNow(seal.change) : Failure(ErrorCode::kFileNotFound);
+    if (!now) {
         return std::nullopt;
     }
-    bool isBefore = true;
-    bool isAfter = true;
-    const std::vector<ChangePlace> places = PlacesOf(seal.change);
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        const Result<PlaceDigest> now = DigestOf(*registry, places[i]);
-        if (!now) {
-            return std::nullopt;
-        }
-        isBefore = isBefore && *now == seal.places[i].before;
-        isAfter = isAfter && *now == seal.places[i].after;
-    }
+    const bool isBefore = Matches(seal, &PlaceState::before, *now);
+    const bool isAfter = Matches(seal, &PlaceState::after, *now);
     return isBefore == isAfter ? std::nullopt : std::optional(isAfter);
 }
 
@@ -77,10 +70,9 @@ std::optional<bool> IsMade(const SnapshotSeal& seal)
 void CTolvarDoc::SettleOpen(const std::vector<std::string>& open)
 {
     for (const std::string& record : open) {
-        const Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, StampOf(record));
-        const bool isSealed = snapshot && snapshot->Seal().record == record;
+        const Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(record));
         // Without a seal its backups went when it failed, or never came to be.
-        if (isSealed && IsMade(snapshot->Seal()).value_or(true)) {
+        if (seal && seal->record == record && IsMade(*seal).value_or(true)) {
             m_store.NoteMade(record);
         } else if (IsRedoable(record)) {
             static_cast<void>(m_store.Retire({&record, 1})); // else the next start tries
@@ -197,15 +189,17 @@ Result<std::vector<std::byte>> CTolvarDoc::WriteBackups(PreparedChange& change, 
     return added ? Result<std::vector<std::byte>>(std::move(backup->image)) : tl::unexpected(added.error());
 }
 
-/// Takes back in memory what is left of a failed change of a group.
-void CTolvarDoc::TakeBackMember(const ChangeRecord& change, const std::vector<std::byte>& image,
+/// Takes back in memory what is left of a change that could not be made, and nothing else.
+void CTolvarDoc::TakeBackFailed(const ChangeRecord& change, const std::vector<std::byte>& image,
                                 const std::string& record)
 {
     const Result<KeyImage> before = KeyImage::FromBytes(image, "image");
-    if (TakeChangeBack(change, before ? UndoSource(&*before) : UndoSource())) {
-        m_store.NoteFailed(record);
-    } else { // it stays half made, and is undone with its group
+    const bool isLeft =
+        change.kind == ChangeKind::kRename && !TakeChangeBack(change, before ? UndoSource(&*before) : UndoSource());
+    if (isLeft && m_group.depth != 0) { // it stays half made, and is undone with its group
         m_group.records.push_back(record);
+    } else if (!isLeft || Revert()) {
+        m_store.NoteFailed(record);
     }
 }
 
@@ -281,20 +275,13 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
         return done;
     }
     auto made = prepared->Make();
-    if (m_group.depth != 0) {
-        if (made) {
-            m_group.records.push_back(std::move(record));
-        } else if (prepared->Change().kind == ChangeKind::kRename) { // it takes more than one step
-            TakeBackMember(prepared->Change(), *image, record);
-        } else {
-            m_store.NoteFailed(record);
-        }
+    if (!made) {
+        // A rename takes more than one step, and may have made some of them.
+        TakeBackFailed(prepared->Change(), *image, record);
         return made;
     }
-    if (!made) {
-        if (Revert()) {
-            m_store.NoteFailed(record);
-        }
+    if (m_group.depth != 0) {
+        m_group.records.push_back(std::move(record));
         return made;
     }
     if (auto flushed = prepared->Flush(); !flushed) {

@@ -187,7 +187,7 @@ private:
     [[nodiscard]] Result<void> Announce(const std::string& record);
     [[nodiscard]] const std::string& User();
     void Show(std::string record);
-    void TakeBackMember(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record);
+    void TakeBackFailed(const ChangeRecord& change, const std::vector<std::byte>& image, const std::string& record);
     [[nodiscard]] Result<void> Revert();
     [[nodiscard]] static Result<void> FlushHives();
     [[nodiscard]] static FlushFate FailedFlush();
@@ -199,15 +199,19 @@ private:
     [[nodiscard]] std::vector<std::size_t> LaterEntries(const std::vector<ChangePlace>& places, std::size_t index,
                                                         const std::vector<std::size_t>& except,
                                                         const std::vector<std::size_t>* among = nullptr) const;
-    [[nodiscard]] Error Refusal(std::size_t index, const std::vector<std::size_t>& later) const;
-    [[nodiscard]] std::vector<std::size_t> WholeKeyEntries() const;
+    [[nodiscard]] static Error Refusal(std::size_t index, const std::vector<std::size_t>& later);
+    [[nodiscard]] std::vector<std::size_t> WholeKeyEntries(std::size_t first) const;
     [[nodiscard]] Result<void> CheckLaterUndos(const ChangeRecord& change, std::size_t index, const Undoing& run) const;
     [[nodiscard]] Result<void> UndoOne(std::size_t index, Undoing& run);
-    [[nodiscard]] Result<std::vector<OwnEntry>> PrepareOwn(const ChangeRecord& undone, Undoing& run);
-    [[nodiscard]] Result<void> SealUndo(const std::string& record, const UndoMaterial& material,
-                                        std::vector<OwnEntry>& own, Undoing& run);
+    [[nodiscard]] Result<void> CheckUndo(const UndoMaterial& material, std::size_t index,
+                                         const std::vector<PlaceDigest>& now, Undoing& run) const;
+    [[nodiscard]] Result<std::vector<OwnEntry>> PrepareOwn(const ChangeRecord& undone,
+                                                           const std::vector<PlaceDigest>& now, Undoing& run);
+    [[nodiscard]] Result<void> SealUndo(std::size_t index, const ChangeRecord& change,
+                                        const std::vector<PlaceDigest>& before, const std::vector<std::byte>& image,
+                                        std::vector<OwnEntry> own, Undoing& run);
     [[nodiscard]] UndoReport CommitUndo(Undoing& run);
-    [[nodiscard]] Result<void> RedoOne(const UndoneEntry& entry);
+    [[nodiscard]] Result<void> RedoOne(const UndoneEntry& entry, bool& isChanged);
     [[nodiscard]] Result<void> CommitRedo(const RedoLog::Step& step);
 
     [[nodiscard]] Undone UndoInMemory(const std::vector<std::string>& records) const;

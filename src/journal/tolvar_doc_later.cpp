@@ -36,8 +36,8 @@ bool OverlapsAny(const TouchedPlaces& touched, const std::vector<ChangePlace>& p
 ChangeRecord CTolvarDoc::ChangeAt(std::size_t index) const
 {
     const std::string& record = Journal()[index];
-    const Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, StampOf(record));
-    return snapshot ? snapshot->Seal().change : ChangeOf(ParseRecord(record), m_emptyNameLabel);
+    Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(record));
+    return seal ? std::move(seal->change) : ChangeOf(ParseRecord(record), m_emptyNameLabel);
 }
 
 /// The entries behind `index`, but those in `except`, which falls, that may be at one of the places. Rising. `among`:
@@ -69,7 +69,7 @@ std::vector<std::size_t> CTolvarDoc::LaterEntries(const std::vector<ChangePlace>
 }
 
 /// Why an entry is not undone.
-Error CTolvarDoc::Refusal(std::size_t index, const std::vector<std::size_t>& later) const
+Error CTolvarDoc::Refusal(std::size_t index, const std::vector<std::size_t>& later)
 {
     if (later.empty()) {
         return {ErrorCode::kBusy, fmt::format("entry {}: what it left was changed outside this journal", index)};
@@ -104,8 +104,8 @@ std::vector<std::size_t> CTolvarDoc::WithLaterEntries(std::vector<std::size_t> i
 std::vector<std::size_t> CTolvarDoc::EntriesOfGroup(std::string_view stamp) const
 {
     const auto groupOf = [this](const std::string& record) {
-        const Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, StampOf(record));
-        return snapshot ? snapshot->Seal().group : std::string();
+        Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(record));
+        return seal ? std::move(seal->group) : std::string();
     };
     const std::span<const std::string> records = Journal();
     const auto member = std::ranges::find(records, stamp, StampOf);

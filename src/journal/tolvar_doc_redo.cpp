@@ -3,78 +3,26 @@
 #include <unordered_set>
 
 #include "journal/make_change.h"
+#include "journal/place_states.h"
 #include "journal/tolvar_doc.h"
 #include "journal/touched_places.h"
 #include "journal/undo_change.h"
-#include "platform/registry/registry.h"
-#include "registry/key_path.h"
-#include "registry/reg_key.h"
-#include "registry/root_keys.h"
 
 namespace tolvar {
 
 namespace {
 
-/// Whether all places of a change hold what a seal says; nothing where it doesn't, or they can't be read.
-bool HoldsNow(const SnapshotSeal& seal, PlaceDigest PlaceState::*which)
-{
-    const std::vector<ChangePlace> places = PlacesOf(seal.change);
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        const Result<PlaceDigest> now = Registry::Current() != nullptr && i < seal.places.size()
-                                            ? DigestOf(*Registry::Current(), places[i])
-                                            : Failure(ErrorCode::kFileNotFound);
-        if (!now || *now != seal.places[i].*which) {
-            return false;
-        }
-    }
-    return true;
-}
-
-Result<void> Answer(LSTATUS code, const std::string& what)
-{
-    return code == ERROR_SUCCESS ? Result<void>() : Failure(static_cast<ErrorCode>(code), what);
-}
-
-/// Takes away what is at a place, if anything is.
-Result<void> RemovePlace(const ChangePlace& place)
-{
-    const std::optional<ParentAndName> split = SplitLast(place.key);
-    RegKey key;
-    LSTATUS code = OpenKeyPath(place.value || !split ? place.key : split->parent, *key.Put(), KEY_ALL_ACCESS);
-    if (code == ERROR_SUCCESS) {
-        code = place.value ? RegDeleteValueA(key.Get(), place.value->c_str())
-                           : RegDeleteTreeA(key.Get(), std::string(LastName(place.key)).c_str());
-    }
-    return code == ERROR_FILE_NOT_FOUND ? Result<void>() : Answer(code, place.key);
-}
-
-/// Makes a key what an undo found.
-Result<void> RedoKey(const std::string& path, const KeyImage& image)
-{
-    const std::optional<ParentAndName> split = SplitLast(path);
-    RegKey key;
-    const LSTATUS code =
-        CreateKeyPath(split ? JoinPath(split->parent, image.KeyName()) : path, *key.Put(), KEY_ALL_ACCESS);
-    return code == ERROR_SUCCESS ? ReplaceByKeyImage(key.Get(), image) : Answer(code, path);
-}
-
 /// Makes a change again in memory, from what its undoing kept.
 Result<void> MakeAgain(const ChangeRecord& change, const KeyImage* image)
 {
-    if (change.kind == ChangeKind::kNew || change.kind == ChangeKind::kModify) {
-        const ChangePlace place = PlacesOf(change).back();
-        if (image == nullptr) {
-            return RemovePlace(place); // there was nothing
-        }
-        if (change.IsKey()) {
-            return RedoKey(place.key, *image);
-        }
-        RegKey key;
-        const LSTATUS code = OpenKeyPath(change.path, *key.Put(), KEY_ALL_ACCESS);
-        return code == ERROR_SUCCESS ? LayValueImage(key.Get(), *image) : Answer(code, change.path);
+    if (change.kind != ChangeKind::kNew && change.kind != ChangeKind::kModify) {
+        Result<PreparedChange> prepared = PreparedChange::Prepare(change, {});
+        return prepared ? prepared->Make() : tl::unexpected(prepared.error());
     }
-    Result<PreparedChange> prepared = PreparedChange::Prepare(change, {});
-    return prepared ? prepared->Make() : tl::unexpected(prepared.error());
+    ChangeRecord back = change; // it is modified back to what the undo found
+    back.kind = ChangeKind::kModify;
+    back.path = PlacesOf(change).back().key;
+    return image != nullptr ? UndoChange(back, image) : RemovePlace(PlacesOf(change).back());
 }
 
 } // namespace
@@ -92,12 +40,12 @@ std::vector<std::string> CTolvarDoc::UndoneOf(const RedoLog::Step& step) const
     std::vector<std::string> undone;
     TouchedPlaces touched;
     for (const UndoneEntry& entry : step | std::views::reverse) {
-        const Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kRedo, StampOf(entry.record));
-        if (!snapshot) {
+        const Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kRedo, StampOf(entry.record));
+        if (!seal) {
             continue;
         }
-        const std::vector<ChangePlace> places = PlacesOf(snapshot->Seal().change);
-        if (HoldsNow(snapshot->Seal(), &PlaceState::after) ||
+        const std::vector<ChangePlace> places = PlacesOf(seal->change);
+        if (HoldsNow(*seal, &PlaceState::after) ||
             std::ranges::any_of(places, [&](const ChangePlace& place) { return touched.Overlaps(place); })) {
             undone.push_back(entry.record);
             std::ranges::for_each(places, [&](const ChangePlace& place) { touched.Add(place); });
@@ -111,23 +59,24 @@ std::vector<std::string> CTolvarDoc::UndoneOf(const RedoLog::Step& step) const
 void CTolvarDoc::SettleUndone()
 {
     while (!m_store.Undone().empty()) {
-        const std::unordered_set<std::string_view> journal(Journal().begin(), Journal().end());
-        std::vector<std::string> undone = UndoneOf(m_store.Undone().back());
-        const bool isThere = std::ranges::any_of(m_store.Undone().back(), [&](const UndoneEntry& entry) {
-            return journal.contains(entry.record) && std::ranges::find(undone, entry.record) == undone.end();
-        });
-        std::erase_if(undone, [&journal](const std::string& record) { return !journal.contains(record); });
-        std::vector<std::string> own; // of what is done again
+        const std::unordered_set<std::string> journal(Journal().begin(), Journal().end());
+        const std::vector<std::string> undone = UndoneOf(m_store.Undone().back());
+        std::vector<std::string> left; // in the journal, although they were undone
+        std::vector<std::string> own;  // in the journal, although what they stand for is done again
+        bool isThere = false;
         for (const UndoneEntry& entry : m_store.Undone().back()) {
-            const bool isBack =
-                journal.contains(entry.record) && std::ranges::find(undone, entry.record) == undone.end();
+            if (!journal.contains(entry.record)) {
+                continue;
+            }
+            if (std::ranges::find(undone, entry.record) != undone.end()) {
+                left.push_back(entry.record);
+                continue;
+            }
+            isThere = true;
             std::ranges::copy_if(entry.own, std::back_inserter(own),
-                                 [&](const std::string& record) { return isBack && journal.contains(record); });
+                                 [&journal](const std::string& record) { return journal.contains(record); });
         }
-        if (!m_store.Drop(own)) {
-            return;
-        }
-        if (!m_store.Retire(undone) || !isThere) {
+        if (!m_store.Drop(own) || !m_store.Retire(left) || !isThere) {
             return;
         }
         m_store.DropLastStep();
@@ -141,7 +90,7 @@ std::size_t CTolvarDoc::RedoCount() const
 
 /// Does one entry again in memory. Where undoing it overwrote something, that comes back instead, as the entry was not
 /// there any more before either.
-Result<void> CTolvarDoc::RedoOne(const UndoneEntry& entry)
+Result<void> CTolvarDoc::RedoOne(const UndoneEntry& entry, bool& isChanged)
 {
     const Result<ChangeSnapshot> redo = m_store.Snapshots().Find(FrameKind::kRedo, StampOf(entry.record));
     if (!redo) {
@@ -151,9 +100,10 @@ Result<void> CTolvarDoc::RedoOne(const UndoneEntry& entry)
     if (seal.record != entry.record || !HoldsNow(seal, &PlaceState::after)) {
         return Failure(ErrorCode::kBusy, "what the undo left has changed since: " + seal.change.path);
     }
-    const Result<ChangeSnapshot> change = m_store.Snapshots().Find(FrameKind::kChange, StampOf(entry.record));
+    isChanged = true; // from here on
+    const Result<SnapshotSeal> change = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(entry.record));
     const bool wasAsLeft =
-        change && std::ranges::equal(change->Seal().places, seal.places, {}, &PlaceState::after, &PlaceState::before);
+        change && std::ranges::equal(change->places, seal.places, {}, &PlaceState::after, &PlaceState::before);
     if (wasAsLeft || (!change && entry.own.empty())) {
         return MakeAgain(seal.change, redo->Image());
     }
@@ -216,9 +166,12 @@ Result<std::size_t> CTolvarDoc::Redo()
         return Failure(ErrorCode::kNoMoreItems, "nothing was undone since the last change");
     }
     const RedoLog::Step step = m_store.Undone().back();
+    bool isChanged = false;
     for (const UndoneEntry& entry : step | std::views::reverse) {
-        if (auto done = RedoOne(entry); !done) {
-            static_cast<void>(Revert());
+        if (auto done = RedoOne(entry, isChanged); !done) {
+            if (isChanged) { // else what others have changed stays
+                static_cast<void>(Revert());
+            }
             return tl::unexpected(done.error());
         }
     }

@@ -1,7 +1,7 @@
 #include <algorithm>
-#include <map>
 
 #include "journal/make_change.h"
+#include "journal/place_states.h"
 #include "journal/tolvar_doc.h"
 #include "journal/undo_change.h"
 #include "platform/registry/registry.h"
@@ -27,32 +27,13 @@ struct CTolvarDoc::Undoing {
     std::vector<std::string> settled; ///< records of the latter
     std::vector<std::string> own;     ///< records of what was overwritten
     std::vector<std::size_t> whole;   ///< entries that hold a key as a whole and left it where it was
+    bool isSettled = false;           ///< the current entry was undone by whatever way, and only leaves the journal
+    bool isOverwriting = false;       ///< undoing the current one overwrites what has come since
     bool isBroken = false;            ///< the registry holds a part of an undo
     bool isUnwritten = false;         ///< a backup could not be written
 };
 
 namespace {
-
-/// What the places of a change hold now.
-Result<std::vector<PlaceDigest>> DigestsNow(const std::vector<ChangePlace>& places)
-{
-    std::vector<PlaceDigest> digests;
-    for (const ChangePlace& place : places) {
-        const Result<PlaceDigest> digest =
-            Registry::Current() != nullptr ? DigestOf(*Registry::Current(), place) : Result<PlaceDigest>(kAbsent);
-        if (!digest) {
-            return tl::unexpected(digest.error());
-        }
-        digests.push_back(*digest);
-    }
-    return digests;
-}
-
-bool Matches(const std::vector<PlaceState>& states, PlaceDigest PlaceState::*which,
-             const std::vector<PlaceDigest>& digests)
-{
-    return std::ranges::equal(states, digests, {}, which);
-}
 
 std::vector<PlaceState> StatesFrom(const std::vector<PlaceDigest>& before, const std::vector<PlaceDigest>& after)
 {
@@ -123,14 +104,15 @@ Result<ChangeSnapshot> CTolvarDoc::SnapshotOf(std::size_t index) const
     return snapshot && snapshot->Seal().record != record ? Failure(ErrorCode::kFileCorrupt) : std::move(snapshot);
 }
 
-/// Writes text backups of all that undoing a change overwrites, and takes its images. Nothing is changed yet.
-Result<std::vector<CTolvarDoc::OwnEntry>> CTolvarDoc::PrepareOwn(const ChangeRecord& undone, Undoing& run)
+/// Writes text backups of all that undoing a change overwrites, and takes its images. `now`: what its places hold.
+/// Nothing is changed yet.
+Result<std::vector<CTolvarDoc::OwnEntry>> CTolvarDoc::PrepareOwn(const ChangeRecord& undone,
+                                                                 const std::vector<PlaceDigest>& now, Undoing& run)
 {
     const std::vector<ChangePlace> places = PlacesOf(undone);
-    const Result<std::vector<PlaceDigest>> now = DigestsNow(places);
     std::vector<OwnEntry> own;
-    for (std::size_t i = 0; i < places.size() && now; ++i) {
-        if ((*now)[i] == kAbsent) {
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (now[i] == kAbsent) {
             continue;
         }
         const ChangeRecord change = OwnChange(places[i], IsRemoved(undone, i));
@@ -149,15 +131,15 @@ Result<std::vector<CTolvarDoc::OwnEntry>> CTolvarDoc::PrepareOwn(const ChangeRec
         backup->seal.group = StampOf(run.own.front());
         own.push_back({i, std::move(record), *std::move(backup)});
     }
-    return now ? Result<std::vector<OwnEntry>>(std::move(own)) : tl::unexpected(now.error());
+    return own;
 }
 
-/// Entries of changes that hold the image of a key which is where it was: whatever changes in it, an older entry that
-/// is undone too, stands against their undoing.
-std::vector<std::size_t> CTolvarDoc::WholeKeyEntries() const
+/// Entries from `first` on of changes that hold the image of a key which is where it was: whatever changes in it, an
+/// older entry that is undone too, stands against their undoing.
+std::vector<std::size_t> CTolvarDoc::WholeKeyEntries(std::size_t first) const
 {
     std::vector<std::size_t> entries;
-    for (std::size_t i = 0; i < Journal().size(); ++i) {
+    for (std::size_t i = first; i < Journal().size(); ++i) {
         const JournalRecord record = ParseRecord(Journal()[i]);
         const bool isRename = record.kind == static_cast<int>(ChangeKind::kRename);
         const bool isKey = record.object == static_cast<int>(ChangeObject::kKey);
@@ -175,8 +157,7 @@ Result<void> CTolvarDoc::CheckLaterUndos(const ChangeRecord& change, std::size_t
     if (run.force == UndoForce::kYes) {
         return {};
     }
-    std::vector<ChangePlace> places = PlacesOf(change);
-    std::vector<std::size_t> later = LaterEntries(places, index, run.gone, &run.whole);
+    std::vector<std::size_t> later = LaterEntries(PlacesOf(change), index, run.gone, &run.whole);
     const std::string last = change.IsKey() ? std::string(ParentPath(change.path)) : change.path;
     const std::string missing = change.kind != ChangeKind::kNew ? FirstMissingKey(last) : std::string();
     if (later.empty() && !missing.empty()) { // making it anew is in the way of what took it away
@@ -185,72 +166,91 @@ Result<void> CTolvarDoc::CheckLaterUndos(const ChangeRecord& change, std::size_t
     return later.empty() ? Result<void>() : tl::unexpected(Refusal(index, later));
 }
 
+/// What stands against undoing an entry whose places hold `now`.
+Result<void> CTolvarDoc::CheckUndo(const UndoMaterial& material, std::size_t index, const std::vector<PlaceDigest>& now,
+                                   Undoing& run) const
+{
+    const SnapshotSeal* const seal = material.Seal();
+    const bool isKnown = seal != nullptr && !seal->places.empty();
+    if (isKnown && Matches(*seal, &PlaceState::after, now)) {
+        return CheckLaterUndos(material.Change(), index, run);
+    }
+    run.isOverwriting = run.force == UndoForce::kYes;
+    const std::vector<std::size_t> later = LaterEntries(PlacesOf(material.Change()), index, run.gone);
+    run.isSettled = isKnown && later.empty() && Matches(*seal, &PlaceState::before, now);
+    if (run.isSettled || run.isOverwriting) {
+        return {};
+    }
+    return isKnown || !later.empty() ? tl::unexpected(Refusal(index, later))
+                                     : CheckLaterUndos(material.Change(), index, run);
+}
+
+/// Writes what the undoing of an undo needs, after it was made in memory.
+Result<void> CTolvarDoc::SealUndo(std::size_t index, const ChangeRecord& change, const std::vector<PlaceDigest>& before,
+                                  const std::vector<std::byte>& image, std::vector<OwnEntry> own, Undoing& run)
+{
+    UndoneEntry undone{Journal()[index], index, {}};
+    const Result<std::vector<PlaceDigest>> after = DigestsNow(change);
+    if (!after) {
+        return tl::unexpected(after.error());
+    }
+    SnapshotSeal redo;
+    redo.record = undone.record;
+    redo.change = change;
+    redo.places = StatesFrom(before, *after);
+    auto added = m_store.Snapshots().Add(FrameKind::kRedo, StampOf(undone.record), image, redo);
+    for (OwnEntry& entry : own) {
+        entry.backup.seal.places = {redo.places[entry.place]};
+        added = added ? m_store.Snapshots().Add(FrameKind::kChange, StampOf(entry.record), entry.backup.image,
+                                                entry.backup.seal)
+                      : added;
+        undone.own.push_back(std::move(entry.record));
+    }
+    run.gone.push_back(index);
+    run.step.push_back(std::move(undone));
+    return added;
+}
+
 /// Undoes one entry in memory, and writes what its own undoing needs.
 Result<void> CTolvarDoc::UndoOne(std::size_t index, Undoing& run)
 {
     if (index >= Journal().size()) {
         return Failure(ErrorCode::kInvalidParameter, "the journal has no entry " + std::to_string(index));
     }
-    const std::string record = Journal()[index];
-    const Result<UndoMaterial> material = Material(record, run.force);
+    const Result<UndoMaterial> material = Material(Journal()[index], run.force);
     if (!material) {
         return tl::unexpected(material.error());
     }
     const ChangeRecord& change = material->Change();
-    const std::vector<ChangePlace> places = PlacesOf(change);
-    const Result<std::vector<PlaceDigest>> before = DigestsNow(places);
+    const Result<std::vector<PlaceDigest>> before = DigestsNow(change);
     if (!before) {
         return tl::unexpected(before.error());
     }
-    const SnapshotSeal* const seal = material->Seal();
-    const bool isKnown = seal != nullptr && !seal->places.empty();
-    const bool isAsLeft = isKnown && Matches(seal->places, &PlaceState::after, *before);
-    if (!isAsLeft) {
-        const std::vector<std::size_t> later = LaterEntries(places, index, run.gone);
-        if (isKnown && later.empty() && Matches(seal->places, &PlaceState::before, *before)) {
-            run.gone.push_back(index); // it was undone by whatever way
-            run.settled.push_back(record);
-            return {};
-        }
-        if (run.force == UndoForce::kNo && (isKnown || !later.empty())) {
-            return tl::unexpected(Refusal(index, later));
-        }
-    }
-    if (auto checked = CheckLaterUndos(change, index, run); !checked) {
+    run.isSettled = false;
+    run.isOverwriting = false;
+    if (auto checked = CheckUndo(*material, index, *before, run); !checked) {
         return checked;
     }
-    const bool isOverwriting = !isAsLeft && run.force == UndoForce::kYes;
+    if (run.isSettled) {
+        run.gone.push_back(index);
+        run.settled.push_back(Journal()[index]);
+        return {};
+    }
     Result<std::vector<OwnEntry>> own =
-        isOverwriting ? PrepareOwn(change, run) : Result<std::vector<OwnEntry>>(std::vector<OwnEntry>());
+        run.isOverwriting ? PrepareOwn(change, *before, run) : Result<std::vector<OwnEntry>>(std::vector<OwnEntry>());
     const Result<std::vector<std::byte>> image =
-        own && !isOverwriting ? RedoImage(change) : Result<std::vector<std::byte>>();
+        own && !run.isOverwriting ? RedoImage(change) : Result<std::vector<std::byte>>();
     if (!own || !image) {
         return tl::unexpected(own ? image.error() : own.error());
     }
     if (auto undone = UndoChange(change, material->Source()); !undone) {
-        const Result<std::vector<PlaceDigest>> now = DigestsNow(places);
+        const Result<std::vector<PlaceDigest>> now = DigestsNow(change);
         run.isBroken = !now || *now != *before;
         return undone;
     }
-    const Result<std::vector<PlaceDigest>> after = DigestsNow(places);
-    SnapshotSeal redo;
-    redo.record = record;
-    redo.change = change;
-    redo.places = after ? StatesFrom(*before, *after) : redo.places;
-    Result<void> added = after ? m_store.Snapshots().Add(FrameKind::kRedo, StampOf(record), *image, redo)
-                               : tl::unexpected(after.error());
-    UndoneEntry undone{record, index, {}};
-    for (OwnEntry& entry : *own) {
-        entry.backup.seal.places = {{(*before)[entry.place], after ? (*after)[entry.place] : kAbsent}};
-        added = added ? m_store.Snapshots().Add(FrameKind::kChange, StampOf(entry.record), entry.backup.image,
-                                                entry.backup.seal)
-                      : added;
-        undone.own.push_back(entry.record);
-    }
-    run.isUnwritten = run.isUnwritten || !added;
-    run.gone.push_back(index);
-    run.step.push_back(std::move(undone));
-    return added;
+    auto sealed = SealUndo(index, change, *before, *image, *std::move(own), run);
+    run.isUnwritten = run.isUnwritten || !sealed;
+    return sealed;
 }
 
 /// Makes durable what was undone in memory, or takes it back.
@@ -313,7 +313,8 @@ UndoReport CTolvarDoc::UndoEntries(std::vector<std::size_t> indices, UndoForce f
         return index < Journal().size() && ParseRecord(Journal()[index]).IsGroup();
     });
     std::vector<Error> broken; // of entries that can't be undone wholly
-    const std::vector<std::size_t> whole = WholeKeyEntries();
+    const std::vector<std::size_t> whole =
+        force == UndoForce::kYes || indices.empty() ? std::vector<std::size_t>() : WholeKeyEntries(indices.back());
     while (true) {
         Undoing run{force, {}, {}, {}, {}, whole};
         std::vector<Error> failures;

@@ -112,21 +112,6 @@ Result<void> UndoKeyModification(const ChangeRecord& change, const UndoSource& s
     return replaced;
 }
 
-/// Takes a new key or value away.
-Result<void> UndoNew(const ChangeRecord& change)
-{
-    RegKey key;
-    LSTATUS code = OpenKeyPath(change.path, *key.Put(), KEY_ALL_ACCESS);
-    if (code == ERROR_FILE_NOT_FOUND) {
-        return {}; // and what was new in it is gone with it
-    }
-    code = code == ERROR_SUCCESS ? CheckWritable(key.Get()) : code;
-    if (code == ERROR_SUCCESS) {
-        code = change.IsKey() ? RemoveTree(key.Get(), change.secondPath) : RemoveValue(key.Get(), change.NewName());
-    }
-    return Answer(code, change.path);
-}
-
 } // namespace
 
 std::string FirstMissingKey(const std::string& path)
@@ -142,10 +127,26 @@ std::string FirstMissingKey(const std::string& path)
     return {};
 }
 
+Result<void> RemovePlace(const ChangePlace& place)
+{
+    RegKey key;
+    LSTATUS code =
+        OpenKeyPath(place.value ? place.key : std::string(ParentPath(place.key)), *key.Put(), KEY_ALL_ACCESS);
+    if (code == ERROR_FILE_NOT_FOUND) {
+        return {}; // and what was in it is gone with it
+    }
+    code = code == ERROR_SUCCESS ? CheckWritable(key.Get()) : code;
+    if (code == ERROR_SUCCESS) {
+        code = place.value ? RemoveValue(key.Get(), *place.value)
+                           : RemoveTree(key.Get(), std::string(LastName(place.key)));
+    }
+    return Answer(code, place.key);
+}
+
 Result<void> UndoChange(const ChangeRecord& change, const UndoSource& source)
 {
     if (change.kind == ChangeKind::kNew) {
-        return UndoNew(change);
+        return RemovePlace(PlacesOf(change).front());
     }
     if (change.IsKey() && change.kind == ChangeKind::kModify) {
         return UndoKeyModification(change, source);
@@ -192,25 +193,6 @@ Result<void> TakeChangeBack(const ChangeRecord& change, const UndoSource& source
                             stored.empty() ? std::string(split->name).c_str() : stored.c_str());
     }
     return Answer(code, change.path);
-}
-
-Result<void> FlushChange(const ChangeRecord& change)
-{
-    // The key itself may be gone, and so may those above it: the nearest one that is there lies in the same hive, or
-    // there is nothing to flush.
-    std::string path = change.path;
-    while (true) {
-        RegKey key;
-        const LSTATUS code = OpenKeyPath(path, *key.Put(), KEY_READ);
-        if (code == ERROR_SUCCESS) {
-            return Answer(RegFlushKey(key.Get()), "write " + path);
-        }
-        const std::optional<ParentAndName> split = SplitLast(path);
-        if (code != ERROR_FILE_NOT_FOUND || !split) {
-            return Answer(code, path);
-        }
-        path = split->parent;
-    }
 }
 
 } // namespace tolvar

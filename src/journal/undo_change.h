@@ -3,6 +3,7 @@
 #include <string_view>
 #include <variant>
 
+#include "journal/change_places.h"
 #include "journal/change_record.h"
 #include "platform/registry/key_image.h"
 #include "platform/system/error.h"
@@ -26,7 +27,7 @@ using UndoSource = std::variant<std::monostate, const KeyImage*, std::string_vie
 /// The topmost key on the way to `path` that is not there; empty where all are.
 [[nodiscard]] std::string FirstMissingKey(const std::string& path);
 
-/// Makes the hive in which `change` lies durable.
-[[nodiscard]] Result<void> FlushChange(const ChangeRecord& change);
+/// Takes away what is at a place, if anything is.
+[[nodiscard]] Result<void> RemovePlace(const ChangePlace& place);
 
 } // namespace tolvar

@@ -107,13 +107,14 @@ std::uint32_t CutsPerCall()
     return count != nullptr ? static_cast<std::uint32_t>(std::atoi(count)) : 1;
 }
 
-TEST(JournalPowerCut, LosesNoAnsweredChangeAndKeepsNoneThatWasNotMade)
+/// Plays the steps with a power cut at every call in turn, and shows what the next start finds to `look`, with the
+/// number of steps that were answered.
+void CutEverywhere(const std::vector<Step>& steps,
+                   const std::function<void(JournalSession& session, std::size_t answered)>& look)
 {
-    std::vector<Step> steps = AllSteps();
-    const std::vector<State> states = StatesOf(steps);
     bool isThrough = false;
-    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
-        for (std::uint32_t chance = 0; chance < CutsPerCall() && !HasFailure(); ++chance) {
+    for (std::size_t call = 1; !isThrough && !testing::Test::HasFailure(); ++call) {
+        for (std::uint32_t chance = 0; chance < CutsPerCall() && !testing::Test::HasFailure(); ++chance) {
             SCOPED_TRACE("call " + std::to_string(call) + ", chance " + std::to_string(chance));
             PowerCutStore store = FreshStore();
             std::size_t answered = 0;
@@ -128,20 +129,29 @@ TEST(JournalPowerCut, LosesNoAnsweredChangeAndKeepsNoneThatWasNotMade)
             PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 64 + chance));
             JournalSession session(after);
             ASSERT_TRUE(session.Opened()) << Describe(session.Opened().error());
-            const State found = StateOf(session);
-            const State& before = states[answered];
-            const State& behind = states[std::min(answered + 1, steps.size())];
-            const bool isBefore = found.picture == before.picture;
-            EXPECT_TRUE(isBefore || found.picture == behind.picture) << found.picture;
-            // An undo that was cut may have been made, and its entry is there still: undoing it again does no harm.
-            const bool isCutUndo = behind.journal.size() < before.journal.size();
-            const bool isSame = before.picture == behind.picture;
-            EXPECT_TRUE((found.journal == before.journal && (isBefore || isCutUndo)) ||
-                        (found.journal == behind.journal && (!isBefore || isSame)))
-                << found.journal.size() << " records after " << answered << " answers";
-            ExpectWayBack(session, states[0]);
+            look(session, answered);
         }
     }
+}
+
+TEST(JournalPowerCut, LosesNoAnsweredChangeAndKeepsNoneThatWasNotMade)
+{
+    std::vector<Step> steps = AllSteps();
+    const std::vector<State> states = StatesOf(steps);
+    CutEverywhere(steps, [&](JournalSession& session, std::size_t answered) {
+        const State found = StateOf(session);
+        const State& before = states[answered];
+        const State& behind = states[std::min(answered + 1, steps.size())];
+        const bool isBefore = found.picture == before.picture;
+        EXPECT_TRUE(isBefore || found.picture == behind.picture) << found.picture;
+        // An undo that was cut may have been made, and its entry is there still: undoing it again does no harm.
+        const bool isCutUndo = behind.journal.size() < before.journal.size();
+        const bool isSame = before.picture == behind.picture;
+        EXPECT_TRUE((found.journal == before.journal && (isBefore || isCutUndo)) ||
+                    (found.journal == behind.journal && (!isBefore || isSame)))
+            << found.journal.size() << " records after " << answered << " answers";
+        ExpectWayBack(session, states[0]);
+    });
 }
 
 TEST(JournalPowerCut, MayFallIntoTheEndAndIntoTheNextStart)
@@ -235,39 +245,22 @@ TEST(JournalPowerCut, FindsUndosWholeOrNotAtAll)
 {
     const std::vector<Step> steps = UndoSteps();
     const std::vector<State> states = StatesOf(steps);
-    bool isThrough = false;
-    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
-        for (std::uint32_t chance = 0; chance < CutsPerCall() && !HasFailure(); ++chance) {
-            SCOPED_TRACE("call " + std::to_string(call) + ", chance " + std::to_string(chance));
-            PowerCutStore store = FreshStore();
-            std::size_t answered = 0;
-            {
-                store.FailAt(call);
-                JournalSession session(store);
-                while (session.Opened() && answered < steps.size() && steps[answered](session.Document())) {
-                    ++answered;
-                }
-            }
-            isThrough = answered == steps.size();
-            PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 64 + chance));
-            JournalSession session(after);
-            ASSERT_TRUE(session.Opened()) << Describe(session.Opened().error());
-            State found = StateOf(session);
-            std::ranges::sort(found.journal); // what is done again stands at the end until `index` is written
-            bool isKnown = false;
-            for (std::size_t i = answered; i <= std::min(answered + 1, steps.size()); ++i) {
-                State known = states[i];
-                std::ranges::sort(known.journal);
-                isKnown = isKnown || (known.picture == found.picture && known.journal == found.journal);
-            }
-            EXPECT_TRUE(isKnown) << found.journal.size() << " records after " << answered << " answers";
-            EXPECT_EQ(fixtures::Findings(session.Reader()), "");
-            const UndoReport report = session.Document().UndoEntries({0, 1, 2, 3, 4, 5, 6}, UndoForce::kYes);
-            for (const Error& failure : report.failures) {
-                EXPECT_EQ(failure.code, ErrorCode::kInvalidParameter) << Describe(failure);
-            }
+    CutEverywhere(steps, [&](JournalSession& session, std::size_t answered) {
+        State found = StateOf(session);
+        std::ranges::sort(found.journal); // what is done again stands at the end until `index` is written
+        bool isKnown = false;
+        for (std::size_t i = answered; i <= std::min(answered + 1, steps.size()); ++i) {
+            State known = states[i];
+            std::ranges::sort(known.journal);
+            isKnown = isKnown || (known.picture == found.picture && known.journal == found.journal);
         }
-    }
+        EXPECT_TRUE(isKnown) << found.journal.size() << " records after " << answered << " answers";
+        EXPECT_EQ(fixtures::Findings(session.Reader()), "");
+        const UndoReport report = session.Document().UndoEntries({0, 1, 2, 3, 4, 5, 6}, UndoForce::kYes);
+        for (const Error& failure : report.failures) {
+            EXPECT_EQ(failure.code, ErrorCode::kInvalidParameter) << Describe(failure);
+        }
+    });
 }
 
 /// Changes that stand on each other, of every kind.

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "fixtures/hive_builder.h"
-#include "fixtures/journal_session.h"
+#include "fixtures/journal_test.h"
 #include "fixtures/scratch_folder.h"
 #include "journal/index_file.h"
 #include "journal/pasted_value.h"
@@ -35,31 +35,7 @@ std::size_t LastFrame(const std::vector<std::byte>& log)
     return log.size() - size;
 }
 
-class Document : public testing::Test {
-protected:
-    Document()
-    {
-        store.Put(fixtures::kJournalHive, fixtures::OddHive());
-        Start();
-    }
-    void Start()
-    {
-        session.reset();
-        session.emplace(store);
-        ASSERT_TRUE(session->Opened()) << Describe(session->Opened().error());
-    }
-    CTolvarDoc& Doc() { return session->Document(); }
-    std::string Now() { return Picture(session->Reader()); }
-    std::string Stamp(std::size_t index) { return std::string(StampOf(Doc().Journal()[index])); }
-    void Make(const ChangeRecord& change)
-    {
-        const Result<void> made = Doc().ApplyChange(change);
-        ASSERT_TRUE(made) << Describe(made.error());
-    }
-
-    fixtures::PowerCutStore store;
-    std::optional<JournalSession> session;
-};
+class Document : public fixtures::JournalTest {};
 
 TEST_F(Document, WritesTheTextBackupAndTheRecordOfAChange)
 {
@@ -205,9 +181,7 @@ TEST_F(Document, UndoesFromTheTextInPlaceOfADamagedSnapshotOnlyWhenForced)
                   1392, 1392},
          }) {
         SCOPED_TRACE(c.what);
-        store = fixtures::PowerCutStore();
-        store.Put(fixtures::kJournalHive, fixtures::OddHive());
-        Start();
+        StartAnew();
         Make(ChangeRecord::NewKey(kTop, "plain"));
         Make(ChangeRecord::DeleteValue(kOdd, "behind", 1));
         Make(ChangeRecord::NewValue(kTop + "\\plain", "v", 4, "2a"));
@@ -296,6 +270,81 @@ TEST_F(Document, KeepsADamagedIndexAside)
     EXPECT_EQ(store.Content("/d/index.damaged"), index);
     Start();
     EXPECT_EQ(Doc().Journal().size(), 2U);
+}
+
+TEST_F(Document, CompletesADamagedIndexFromTheSealsAndSaysSo)
+{
+    using Bytes = std::vector<std::byte>;
+    const struct {
+        const char* what;
+        std::function<void(Bytes& index)> damage;
+        std::size_t notices;
+    } cases[] = {
+        {"nothing", [](Bytes&) {}, 0},
+        {"a byte of a record", [](Bytes& index) { index[20] ^= std::byte{1}; }, 1},
+        {"a byte of a stamp", [](Bytes& index) { index[index.size() - 10] ^= std::byte{1}; }, 1},
+        {"cut", [](Bytes& index) { index.resize(index.size() / 2); }, 1},
+        {"empty", [](Bytes& index) { index.clear(); }, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        StartAnew();
+        const std::string before = Now();
+        Make(ChangeRecord::NewKey(kTop, "se;mi"));
+        Make(ChangeRecord::EditValue(kOdd, "@", 4, "1"));
+        Make(ChangeRecord::DeleteKey(kOdd));
+        const std::vector<std::string> entries = Entries();
+        ASSERT_TRUE(Doc().SaveModified());
+        Bytes& index = store.Content("/d/backups/index");
+        c.damage(index);
+        const Bytes damaged = index;
+        Start();
+        EXPECT_EQ(Doc().Notices().size(), c.notices);
+        EXPECT_EQ(store.Exists("/d/index.damaged"), c.notices != 0);
+        for (const std::string& entry : entries) {
+            EXPECT_EQ(std::ranges::count(Doc().Journal(), entry), 1) << entry;
+        }
+        Start(); // without a clean end: the same damage has one copy
+        EXPECT_FALSE(store.Exists("/d/index.damaged2"));
+        EXPECT_EQ(c.notices == 0 ? damaged : store.Content("/d/index.damaged"), damaged);
+        ASSERT_TRUE(Doc().SaveModified());
+        Start();
+        EXPECT_TRUE(Doc().Notices().empty());
+        for (std::size_t i = entries.size(); i-- > 0;) {
+            const auto place = std::ranges::find(Doc().Journal(), entries[i]) - Doc().Journal().begin();
+            EXPECT_TRUE(Doc().UndoEntry(static_cast<std::size_t>(place)));
+        }
+        EXPECT_EQ(Now(), before);
+    }
+}
+
+TEST_F(Document, TakesNoDamagedIndexForOneThatWasWritten)
+{
+    Make(ChangeRecord::NewKey(kTop, "a"));
+    Make(ChangeRecord::NewKey(kTop, "b"));
+    ASSERT_TRUE(Doc().SaveModified());
+    std::vector<std::byte> altered = store.Content("/d/backups/index");
+    altered[20] ^= std::byte{1};
+    store.Put("/d/backups/index", altered);
+    bool isThrough = false;
+    for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
+        SCOPED_TRACE(call);
+        fixtures::PowerCutStore cut = store.AfterPowerCut(0);
+        session.reset();
+        {
+            cut.FailAt(call);
+            JournalSession mending(cut);
+            isThrough = mending.Opened() && mending.Document().SaveModified() && cut.Calls() < call;
+        }
+        fixtures::PowerCutStore after = cut.AfterPowerCut(static_cast<std::uint32_t>(call));
+        session.emplace(after);
+        ASSERT_TRUE(session->Opened());
+        EXPECT_EQ(Doc().Journal().size(), 2U);
+        EXPECT_TRUE(isThrough || !Doc().Notices().empty() || after.Exists("/d/index.damaged"));
+        for (const std::string& entry : Entries()) {
+            EXPECT_TRUE(entry.starts_with("7;0;HKEY_USERS\\W;")) << entry;
+        }
+    }
 }
 
 TEST_F(Document, ExpiresBackupsWithTheirRecordsAndOneRecordWithoutABackup)

@@ -1,39 +1,17 @@
 #include <gtest/gtest.h>
 
-#include "fixtures/journal_session.h"
+#include "fixtures/journal_test.h"
 #include "registry/reg_key.h"
 #include "registry/root_keys.h"
 
 namespace tolvar {
 namespace {
 
-using fixtures::JournalSession;
-using fixtures::Picture;
-
 const std::string kTop = fixtures::kJournalTop;
 const std::string kOdd = kTop + "\\Odd";
 
-class Undo : public testing::Test {
+class Undo : public fixtures::JournalTest {
 protected:
-    Undo()
-    {
-        store.Put(fixtures::kJournalHive, fixtures::OddHive());
-        Start();
-    }
-    void Start()
-    {
-        session.reset();
-        session.emplace(store);
-        ASSERT_TRUE(session->Opened()) << Describe(session->Opened().error());
-    }
-    CTolvarDoc& Doc() { return session->Document(); }
-    std::string Now() { return Picture(session->Reader()); }
-    std::vector<std::string> Entries() { return {Doc().Journal().begin(), Doc().Journal().end()}; }
-    void Make(const ChangeRecord& change)
-    {
-        const Result<void> made = Doc().ApplyChange(change);
-        ASSERT_TRUE(made) << Describe(made.error());
-    }
     /// Something that no journal knows of.
     static void SetBehindItsBack(const std::string& key, const char* name, BYTE byte)
     {
@@ -42,9 +20,6 @@ protected:
         ASSERT_EQ(RegSetValueExA(open.Get(), name, 0, REG_BINARY, &byte, 1), ERROR_SUCCESS);
         ASSERT_EQ(RegFlushKey(open.Get()), ERROR_SUCCESS);
     }
-
-    fixtures::PowerCutStore store;
-    std::optional<JournalSession> session;
 };
 
 TEST_F(Undo, RefusesWhereLaterChangesStandOnAnEntryAndNamesThem)
@@ -168,9 +143,7 @@ TEST_F(Undo, ThatIsForcedLeavesEntriesForAllThatItOverwrites)
              Case{"a new key", {ChangeRecord::NewKey(kTop, "other"), ChangeRecord::NewValue(other, "v", 1, "x")}, 1},
          }) {
         SCOPED_TRACE(c.what);
-        store = fixtures::PowerCutStore();
-        store.Put(fixtures::kJournalHive, fixtures::OddHive());
-        Start();
+        StartAnew();
         for (const ChangeRecord& change : c.changes) {
             Make(change);
         }
@@ -261,6 +234,12 @@ TEST_F(Undo, IsNotDoneAgainOverWhatChangedSince)
     EXPECT_EQ(Doc().Redo().error().code, ErrorCode::kBusy);
     EXPECT_EQ(Now(), before);
     EXPECT_EQ(Doc().RedoCount(), 1U);
+    RegKey open;
+    ASSERT_EQ(CreateKeyPath(kTop + "\\unflushed", *open.Put(), KEY_ALL_ACCESS), ERROR_SUCCESS);
+    const std::string unflushed = Now();
+    EXPECT_FALSE(Doc().Redo());
+    EXPECT_FALSE(Doc().ApplyChange(ChangeRecord::DeleteValue(kOdd, "none there", 4)));
+    EXPECT_EQ(Now(), unflushed) << "what others have not flushed yet stays";
 }
 
 TEST_F(Undo, TakesEntriesOfOneCommandTogether)
