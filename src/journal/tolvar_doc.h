@@ -44,10 +44,16 @@ enum class UndoOutcome {
     kLeft, ///< a group: these are shown, and not undone
 };
 
+/// What stood against undoing.
+struct UndoFailure : Error {
+    std::string record; ///< of the entry that was not undone; empty where it is not about a single one
+};
+
 /// What became of several entries.
 struct UndoReport {
     std::size_t undone = 0;
-    std::vector<Error> failures; ///< the newest entry first; of those that stay, unless the text says that it is done
+    std::vector<UndoFailure>
+        failures; ///< the newest entry first; of those that stay, unless the text says that it is done
 };
 
 /// The journal of all changes to the registry of the current session, and the only road to make one.

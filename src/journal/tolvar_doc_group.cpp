@@ -27,7 +27,7 @@ CTolvarDoc::Undone CTolvarDoc::UndoInMemory(const std::vector<std::string>& reco
             material ? TakeChangeBack(material->Change(), material->Source()) : tl::unexpected(material.error());
         (done ? undone.gone : undone.left).push_back(*record);
         if (!done) {
-            undone.report.failures.push_back(done.error());
+            undone.report.failures.push_back({done.error(), *record});
         }
     }
     undone.report.undone = undone.gone.size();
@@ -44,7 +44,7 @@ UndoReport CTolvarDoc::TakeGroupBack(std::size_t first)
     m_group.records.insert(m_group.records.end(), undone.left.begin(), undone.left.end());
     if (auto dropped = m_store.Drop(undone.gone); !dropped) {
         m_failure = dropped.error(); // a later mark would take these for members of its group
-        undone.report.failures.push_back(dropped.error());
+        undone.report.failures.push_back({dropped.error(), {}});
     }
     return std::move(undone.report);
 }
@@ -121,7 +121,7 @@ UndoReport ChangeGroup::TakeBack()
     UndoReport report = m_document.TakeGroupBack(m_first);
     if (--m_document.m_group.depth == 0) { // what could not be taken back is there, and is journaled
         if (const Result<void> committed = m_document.CommitGroup(); !committed) {
-            report.failures.push_back(committed.error());
+            report.failures.push_back({committed.error(), {}});
         }
     }
     return report;

@@ -261,7 +261,7 @@ UndoReport CTolvarDoc::CommitUndo(Undoing& run)
     if (!run.settled.empty()) {
         if (auto dropped = m_store.Drop(run.settled); !dropped) {
             report.undone -= run.settled.size();
-            report.failures.push_back(dropped.error());
+            report.failures.push_back({dropped.error(), {}});
         }
     }
     if (run.step.empty()) {
@@ -272,7 +272,7 @@ UndoReport CTolvarDoc::CommitUndo(Undoing& run)
     const FlushFate fate = begun && !flushed ? FailedFlush() : FlushFate::kNotMade;
     if (!flushed && fate == FlushFate::kNotMade) {
         report.undone -= run.step.size();
-        report.failures.push_back(flushed.error());
+        report.failures.push_back({flushed.error(), {}});
         if (Revert()) {
             SettleOpen(run.own);
             if (begun) { // of several hives some may be written
@@ -282,7 +282,7 @@ UndoReport CTolvarDoc::CommitUndo(Undoing& run)
         return report;
     }
     if (!flushed) {
-        report.failures.push_back(MadeAllTheSame(fate, flushed.error(), "undoing"));
+        report.failures.push_back({MadeAllTheSame(fate, flushed.error(), "undoing"), {}});
         if (fate == FlushFate::kUnknown) {
             report.undone -= run.step.size();
             return report;
@@ -305,24 +305,24 @@ UndoReport CTolvarDoc::CommitUndo(Undoing& run)
 UndoReport CTolvarDoc::UndoEntries(std::vector<std::size_t> indices, UndoForce force)
 {
     if (auto free = CheckFree(); !free) {
-        return {0, {free.error()}};
+        return {0, {{free.error(), {}}}};
     }
     std::ranges::sort(indices, std::greater());
     indices.erase(std::unique(indices.begin(), indices.end()), indices.end());
     std::erase_if(indices, [this](std::size_t index) {
         return index < Journal().size() && ParseRecord(Journal()[index]).IsGroup();
     });
-    std::vector<Error> broken; // of entries that can't be undone wholly
+    std::vector<UndoFailure> broken; // of entries that can't be undone wholly
     const std::vector<std::size_t> whole =
         force == UndoForce::kYes || indices.empty() ? std::vector<std::size_t>() : WholeKeyEntries(indices.back());
     while (true) {
         Undoing run{force, {}, {}, {}, {}, whole};
-        std::vector<Error> failures;
+        std::vector<UndoFailure> failures;
         std::size_t last = 0; // that was tried
         for (const std::size_t index : indices) {
             last = index;
             if (auto undone = UndoOne(index, run); !undone) {
-                failures.push_back(undone.error());
+                failures.push_back({undone.error(), index < Journal().size() ? Journal()[index] : std::string()});
             }
             if (run.isBroken || run.isUnwritten) {
                 break;
@@ -330,7 +330,7 @@ UndoReport CTolvarDoc::UndoEntries(std::vector<std::size_t> indices, UndoForce f
         }
         if (!run.isBroken && !run.isUnwritten) {
             UndoReport report = CommitUndo(run);
-            for (const std::vector<Error>* more : {&failures, &broken}) {
+            for (const std::vector<UndoFailure>* more : {&failures, &broken}) {
                 report.failures.insert(report.failures.end(), more->begin(), more->end());
             }
             return report;

@@ -96,6 +96,9 @@ enum class TextId : int {
     kRemoveAllQuestion = 62041,
     kChangesNotUndone = 62043, ///< %1: how many
     kChangeTitle = 62045,
+    kUndoLaterQuestion = 62046,   ///< %1: how many, %2: the first of them, a line each
+    kUndoChangedQuestion = 62047, ///< the same
+    kAndMore = 62048,             ///< %1: how many
     kStoredBytesNote = 62050,
 
     // the hex control

@@ -1,3 +1,5 @@
+#include <numeric>
+
 #include <QApplication>
 #include <QHeaderView>
 #include <QMessageBox>
@@ -15,6 +17,7 @@ namespace tolvar {
 namespace {
 
 using fixtures::AnswerMessage;
+using fixtures::AnswerMessages;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -36,6 +39,46 @@ protected:
     {
         RegKey key;
         return OpenKeyPath(std::string("HKEY_USERS\\K\\") + name, *key.Put(), KEY_READ) == ERROR_SUCCESS;
+    }
+
+    void SetValue(const std::string& name, const std::string& text)
+    {
+        EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewValue("HKEY_USERS\\K", name, REG_SZ, text)));
+    }
+
+    static void StoreBehindItsBack(const std::string& name, const std::string& text)
+    {
+        RegKey key;
+        ASSERT_EQ(OpenKeyPath("HKEY_USERS\\K", *key.Put(), KEY_ALL_ACCESS), ERROR_SUCCESS);
+        EXPECT_EQ(RegSetValueExA(key.Get(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                                 static_cast<DWORD>(text.size() + 1)),
+                  ERROR_SUCCESS);
+    }
+
+    /// The text of a value; "-" for none.
+    static std::string Value(const std::string& name)
+    {
+        RegKey key;
+        BYTE text[64] = {};
+        DWORD size = sizeof(text) - 1;
+        return OpenKeyPath("HKEY_USERS\\K", *key.Put(), KEY_READ) == ERROR_SUCCESS &&
+                       RegQueryValueExA(key.Get(), name.c_str(), nullptr, nullptr, text, &size) == ERROR_SUCCESS
+                   ? reinterpret_cast<const char*>(text)
+                   : "-";
+    }
+
+    /// The values a and b go, and all entries.
+    void Reset()
+    {
+        RegKey key;
+        ASSERT_EQ(OpenKeyPath("HKEY_USERS\\K", *key.Put(), KEY_ALL_ACCESS), ERROR_SUCCESS);
+        for (const char* name : {"a", "b"}) {
+            static_cast<void>(RegDeleteValueA(key.Get(), name));
+        }
+        std::vector<std::size_t> all(fixture.document.Journal().size());
+        std::iota(all.begin(), all.end(), std::size_t{0});
+        EXPECT_TRUE(fixture.document.RemoveEntries(all));
+        list.FillFromJournal();
     }
 
     void Run(CommandId command) { list.Run(command); }
@@ -105,6 +148,68 @@ TEST_F(JournalList, AsksBeforeItActsOnAll)
     AnswerMessage(QMessageBox::Yes, [this] { Run(CommandId::kRemoveAllEntries); });
     EXPECT_THAT(fixture.document.Journal(), IsEmpty());
     EXPECT_FALSE(Exists("c"));
+}
+
+TEST_F(JournalList, AsksOnceForAllLaterChangesAndOnceForAllThatChangedOutside)
+{
+    constexpr auto kYes = QMessageBox::Yes;
+    constexpr auto kNo = QMessageBox::No;
+    const auto undoFirstTwo = [this] {
+        SelectRows(0, 1);
+        Run(CommandId::kUndoEntry);
+    };
+    struct Case {
+        const char* what;
+        bool isLater;   ///< a later change stands on the first entry
+        bool isOutside; ///< the second one was changed outside the journal
+        std::vector<QMessageBox::StandardButton> answers;
+        std::string values;  ///< of a and b
+        std::size_t entries; ///< that are left
+    };
+    for (const Case& c : {
+             Case{"nothing stands against it", false, false, {}, "--", 0},
+             Case{"a later change, wanted", true, false, {kYes}, "--", 0},
+             Case{"a later change, not wanted", true, false, {kNo}, "3-", 2},
+             Case{"changed outside, wanted", false, true, {kYes}, "--", 1}, // what was overwritten
+             Case{"changed outside, not wanted", false, true, {kNo}, "-9", 1},
+             Case{"both, wanted", true, true, {kYes, kYes}, "--", 1},
+             Case{"both, the outside alone", true, true, {kNo, kYes}, "3-", 3},
+         }) {
+        SCOPED_TRACE(c.what);
+        SetValue("a", "1");
+        SetValue("b", "2");
+        if (c.isLater) {
+            SetValue("a", "3");
+        }
+        if (c.isOutside) {
+            StoreBehindItsBack("b", "9");
+        }
+        EXPECT_EQ(AnswerMessages(c.answers, undoFirstTwo).size(), c.answers.size());
+        EXPECT_EQ(Value("a") + Value("b"), c.values);
+        EXPECT_EQ(fixture.document.Journal().size(), c.entries);
+        EXPECT_EQ(list.model()->rowCount(), static_cast<int>(c.entries));
+        Reset();
+    }
+}
+
+TEST_F(JournalList, NamesTheFirstOfTheLaterChangesAsTheyAre)
+{
+    SetValue("<b>", "0");
+    for (int i = 1; i <= 7; ++i) {
+        SetValue("<b>", std::to_string(i));
+    }
+    SelectRows(0, 0);
+    const std::string text = AnswerMessage(QMessageBox::No, [this] { Run(CommandId::kUndoEntry); });
+    EXPECT_THAT(text, HasSubstr("(7):\n\nmodified: <b>\nmodified: <b>\n"));
+    EXPECT_THAT(text, HasSubstr("and 2 more\n"));
+    EXPECT_EQ(Value("<b>"), "7");
+    AnswerMessages({QMessageBox::Yes}, [this] { Run(CommandId::kUndoAllEntries); }); // asks about no later ones
+    EXPECT_EQ(Value("<b>"), "-");
+    SetValue("<b>", "1");
+    StoreBehindItsBack("<b>", "9");
+    EXPECT_THAT(AnswerMessages({QMessageBox::Yes, QMessageBox::Yes}, [this] { Run(CommandId::kUndoAllEntries); }),
+                ElementsAre(HasSubstr("Undo all"), HasSubstr("outside this journal (1):\n\nnew: <b>\n")));
+    EXPECT_EQ(Value("<b>"), "-");
 }
 
 TEST_F(JournalList, RemovesByTheDeleteKeyAndLeavesByTheTabKey)

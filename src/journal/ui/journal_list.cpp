@@ -6,7 +6,6 @@
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QKeyEvent>
-#include <QMessageBox>
 #include <QPainter>
 
 #include "journal/journal_record.h"
@@ -14,6 +13,7 @@
 #include "ui/image_menu.h"
 #include "ui/native_text.h"
 #include "ui/profile_font.h"
+#include "ui/shown_text_delegate.h"
 #include "ui/wait_cursor.h"
 
 namespace tolvar {
@@ -22,6 +22,8 @@ namespace {
 
 constexpr int kWidths[] = {45, 105, 120, 180, 95}; ///< of all columns but the last (see ColumnWidth)
 constexpr int kLeastKeyWidth = 200;
+constexpr std::size_t kMostNamed = 5; // entries in a question
+constexpr qsizetype kNameUnits = 80;
 
 } // namespace
 
@@ -99,13 +101,13 @@ std::vector<std::size_t> CJournalList::AllRows() const
 
 void CJournalList::UndoSelected()
 {
-    Undo(SelectedRows(), false);
+    UndoRows(SelectedRows(), false);
 }
 
 void CJournalList::UndoAll()
 {
-    if (m_pModel->rowCount() != 0 && Confirms(TextId::kUndoAllQuestion)) {
-        Undo(AllRows(), true);
+    if (m_pModel->rowCount() != 0 && Confirms(m_context.language.String(TextId::kUndoAllQuestion))) {
+        UndoRows(AllRows(), true);
     }
 }
 
@@ -116,21 +118,26 @@ void CJournalList::RemoveSelected()
 
 void CJournalList::RemoveAll()
 {
-    if (m_pModel->rowCount() != 0 && Confirms(TextId::kRemoveAllQuestion)) {
+    if (m_pModel->rowCount() != 0 && Confirms(m_context.language.String(TextId::kRemoveAllQuestion))) {
         Remove(AllRows());
     }
 }
 
-void CJournalList::Undo(std::vector<std::size_t> entries, bool showsKeyAgain)
+void CJournalList::UndoRows(std::vector<std::size_t> entries, bool showsKeyAgain)
 {
     if (entries.empty()) {
         return;
     }
-    const UndoReport report = [&] {
-        const WaitCursor waiting;
-        const ChangeScope gathered;
-        return m_document.UndoEntries(std::move(entries));
-    }();
+    const UndoReport report = UndoAsking(m_document, std::move(entries), *this);
+    ShowWhatWasUndone(showsKeyAgain);
+    if (!report.failures.empty()) {
+        ShowFailure(m_context.language.String(TextId::kChangesNotUndone).arg(report.failures.size()) +
+                    QStringLiteral("\n\n") + ToQString(Describe(report.failures.front())));
+    }
+}
+
+void CJournalList::ShowWhatWasUndone(bool showsKeyAgain)
+{
     FillFromJournal();
     RefreshKeyMessage refresh;
     SendToParent(*this, refresh);
@@ -138,10 +145,42 @@ void CJournalList::Undo(std::vector<std::size_t> entries, bool showsKeyAgain)
         DeleteValueMessage show(nullptr);
         SendToParent(*this, show);
     }
-    if (!report.failures.empty()) {
-        ShowFailure(m_context.language.String(TextId::kChangesNotUndone).arg(report.failures.size()) +
-                    QStringLiteral("\n\n") + ToQString(Describe(report.failures.front())));
+}
+
+UndoReport CJournalList::Undo(std::vector<std::size_t> entries, UndoForce force)
+{
+    const WaitCursor waiting;
+    const ChangeScope gathered;
+    return m_document.UndoEntries(std::move(entries), force);
+}
+
+bool CJournalList::WantsLater(const std::vector<std::size_t>& later)
+{
+    return WantsUndone(TextId::kUndoLaterQuestion, later);
+}
+
+bool CJournalList::WantsAllTheSame(const std::vector<std::size_t>& changed)
+{
+    return WantsUndone(TextId::kUndoChangedQuestion, changed);
+}
+
+/// Asks about entries in the middle of undoing.
+bool CJournalList::WantsUndone(TextId question, const std::vector<std::size_t>& entries)
+{
+    FillFromJournal(); // the rows are seen behind the question
+    QStringList named;
+    for (const std::size_t entry : std::span(entries).first(std::min(entries.size(), kMostNamed))) {
+        const auto text = [&](JournalListModel::Column column) {
+            return m_pModel->index(static_cast<int>(entry), column).data().toString();
+        };
+        named.append(
+            ShownText(QStringLiteral("%1: %2").arg(text(JournalListModel::kOperation), text(JournalListModel::kWhat)),
+                      kNameUnits));
     }
+    if (entries.size() > kMostNamed) {
+        named.append(m_context.language.String(TextId::kAndMore).arg(entries.size() - kMostNamed));
+    }
+    return Confirms(m_context.language.String(question).arg(QString::number(entries.size()), named.join(u'\n')));
 }
 
 void CJournalList::Remove(const std::vector<std::size_t>& entries)
@@ -153,15 +192,22 @@ void CJournalList::Remove(const std::vector<std::size_t>& entries)
     }
 }
 
-bool CJournalList::Confirms(TextId question)
+bool CJournalList::Confirms(const QString& question)
 {
-    return QMessageBox::question(this, m_context.language.String(TextId::kJournal),
-                                 m_context.language.String(question)) == QMessageBox::Yes;
+    return Show(QMessageBox::Question, question, QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
 }
 
 void CJournalList::ShowFailure(const QString& text)
 {
-    QMessageBox::critical(this, m_context.language.String(TextId::kJournal), text);
+    Show(QMessageBox::Critical, text, QMessageBox::Ok);
+}
+
+/// Names of keys and values are in such texts, and may look like markup.
+int CJournalList::Show(QMessageBox::Icon icon, const QString& text, QMessageBox::StandardButtons buttons)
+{
+    QMessageBox box(icon, m_context.language.String(TextId::kJournal), text, buttons, this);
+    box.setTextFormat(Qt::PlainText);
+    return box.exec();
 }
 
 ListColor CJournalList::ItemBackColor(const ListItem& item) const

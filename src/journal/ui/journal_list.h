@@ -2,7 +2,10 @@
 
 #include <vector>
 
+#include <QMessageBox>
+
 #include "journal/ui/journal_list_model.h"
+#include "journal/undo_asking.h"
 #include "panes/command_map.h"
 #include "panes/pane.h"
 #include "panes/pane_messages.h"
@@ -14,7 +17,7 @@ namespace tolvar {
 ///
 /// Sends RefreshKeyMessage and DeleteValueMessage when the registry was changed, and NextOutputPageMessage on the Tab
 /// key.
-class CJournalList final : public CThemeListCtrl, public Pane, private JournalObserver {
+class CJournalList final : public CThemeListCtrl, public Pane, private JournalObserver, private UndoAsker {
     Q_OBJECT
 
 public:
@@ -50,12 +53,18 @@ private:
     void UndoAll();
     void RemoveSelected();
     void RemoveAll();
-    void Undo(std::vector<std::size_t> entries, bool showsKeyAgain);
+    void UndoRows(std::vector<std::size_t> entries, bool showsKeyAgain);
+    void ShowWhatWasUndone(bool showsKeyAgain);
+    [[nodiscard]] UndoReport Undo(std::vector<std::size_t> entries, UndoForce force) override;
+    [[nodiscard]] bool WantsLater(const std::vector<std::size_t>& later) override;
+    [[nodiscard]] bool WantsAllTheSame(const std::vector<std::size_t>& changed) override;
+    [[nodiscard]] bool WantsUndone(TextId question, const std::vector<std::size_t>& entries);
     void Remove(const std::vector<std::size_t>& entries);
     [[nodiscard]] std::vector<std::size_t> SelectedRows() const;
     [[nodiscard]] std::vector<std::size_t> AllRows() const;
-    [[nodiscard]] bool Confirms(TextId question);
+    [[nodiscard]] bool Confirms(const QString& question);
     void ShowFailure(const QString& text);
+    int Show(QMessageBox::Icon icon, const QString& text, QMessageBox::StandardButtons buttons);
     void FitKeyColumn();
 
     const WindowContext& m_context;
