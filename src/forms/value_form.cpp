@@ -111,7 +111,7 @@ void CValueForm::OnOk()
     }
     // An old name is kept as it came: a line can't show every one of them unchanged.
     const std::string name = m_bNewValue ? FromQString(m_pName->text()) : m_name;
-    const ValueEdit edit = {newData, m_bStored, static_cast<std::int32_t>(m_nType), name, name};
+    const ValueEdit edit = {newData, m_bStored, static_cast<std::int32_t>(m_nType), name, name, !m_bNewValue};
     FormDoneMessage done(m_bNewValue, &edit);
     SendToParent(*this, done);
 }

@@ -39,9 +39,10 @@ struct ChangeRecord {
     DWORD type = 0;                     ///< of a value
     std::optional<std::string> name;    ///< of a value before the change
     std::optional<std::string> newName; ///< of a value after the change
-    std::optional<std::string> user;    ///< nothing: the user of this session
-    std::optional<std::string> data;    ///< a value's new data
-    DataForm form = DataForm::kOfType;  ///< of `data`
+    bool isLiteralName = false; ///< `name` is the value's own, even where it reads like the label of the unnamed value
+    std::optional<std::string> user;   ///< nothing: the user of this session
+    std::optional<std::string> data;   ///< a value's new data
+    DataForm form = DataForm::kOfType; ///< of `data`
 
     [[nodiscard]] static ChangeRecord EditValue(std::string key, std::string name, DWORD type, std::string data);
     [[nodiscard]] static ChangeRecord NewValue(std::string key, std::string name, DWORD type, std::string data);

@@ -57,8 +57,10 @@ tl::unexpected<Error> PreparedChange::FailureOf(LSTATUS code) const
 Result<PreparedChange> PreparedChange::Prepare(ChangeRecord change, const std::string& emptyNameLabel)
 {
     PreparedChange prepared(std::move(change));
-    for (std::optional<std::string>* name : {&prepared.m_change.name, &prepared.m_change.newName}) {
-        if (!emptyNameLabel.empty() && *name == emptyNameLabel) {
+    ChangeRecord& made = prepared.m_change;
+    const bool keepsNewName = made.isLiteralName && made.newName == made.name;
+    for (auto [name, isKept] : {std::pair(&made.name, made.isLiteralName), std::pair(&made.newName, keepsNewName)}) {
+        if (!isKept && !emptyNameLabel.empty() && *name == emptyNameLabel) {
             *name = "";
         }
     }

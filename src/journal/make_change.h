@@ -17,12 +17,12 @@ namespace tolvar {
 class PreparedChange {
 public:
     /// Opens what the change needs and finds all that stands against it. `emptyNameLabel`, unless it is empty, stands
-    /// for the empty name of a value. A value that is to be new, but is there, is prepared as a modification, so that
-    /// undoing brings the old one back. A modification of a key can be prepared and not made: whoever makes it wants
-    /// its backups. Errors: kAccessDenied for a root, a key with something mounted in it, or one that the user may not
-    /// change; kAlreadyExists for a key's new name that is taken; kInvalidFunction where the value to be renamed is not
-    /// there; kFileNotFound for a key or value that is missing; kWriteProtect; kInvalidParameter for a name or data
-    /// that can't be.
+    /// for the empty name of a value, but for a literal one. A value that is to be new, but is there, is prepared as a
+    /// modification, so that undoing brings the old one back. A modification of a key can be prepared and not made:
+    /// whoever makes it wants its backups. Errors: kAccessDenied for a root, a key with something mounted in it, or one
+    /// that the user may not change; kAlreadyExists for a key's new name that is taken; kInvalidFunction where the
+    /// value to be renamed is not there; kFileNotFound for a key or value that is missing; kWriteProtect;
+    /// kInvalidParameter for a name or data that can't be.
     [[nodiscard]] static Result<PreparedChange> Prepare(ChangeRecord change, const std::string& emptyNameLabel);
 
     /// The change as it will be made, with labels replaced.

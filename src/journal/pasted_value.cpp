@@ -39,6 +39,7 @@ Result<ChangeRecord> PasteOf(std::string_view text, const std::string& target)
     }
     ChangeRecord change = ChangeRecord::EditValue(target, value->name, copied.type, copied.text);
     change.form = copied.isStored ? DataForm::kStored : DataForm::kOfType;
+    change.isLiteralName = true;
     return change;
 }
 

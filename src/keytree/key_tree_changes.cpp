@@ -139,7 +139,7 @@ void CKeyTree::PasteValue()
     if (m_bCutPending && m_cutItem.isValid()) {
         m_bCutPending = false;
         Select(m_cutItem); // the key where the value goes from is the one that was cut, whatever the text says
-        const ValueEdit cut = {std::nullopt, false, static_cast<std::int32_t>(paste->type), {}, paste->Name()};
+        const ValueEdit cut = {std::nullopt, false, static_cast<std::int32_t>(paste->type), {}, paste->Name(), true};
         DeleteValueMessage remove(&cut);
         DeleteValue(remove);
     }
@@ -157,6 +157,7 @@ void CKeyTree::StoreValue(FormDoneMessage& message)
     const auto type = static_cast<DWORD>(edit.type);
     ChangeRecord change = message.isNew ? ChangeRecord::NewValue(key, edit.newName, type, *edit.data)
                                         : ChangeRecord::EditValue(key, edit.newName, type, *edit.data);
+    change.isLiteralName = edit.isLiteralName;
     change.form = edit.isStored ? DataForm::kStored : DataForm::kOfType;
     if (const Result<void> stored = Apply(change, currentIndex()); !stored) {
         ShowNotChanged(stored.error());
@@ -172,8 +173,9 @@ void CKeyTree::DeleteValue(DeleteValueMessage& message)
         ShowSelectionAgain();
         return;
     }
-    const ChangeRecord change = ChangeRecord::DeleteValue(m_pModel->FullPath(currentIndex()), message.edit->name,
-                                                          static_cast<DWORD>(message.edit->type));
+    ChangeRecord change = ChangeRecord::DeleteValue(m_pModel->FullPath(currentIndex()), message.edit->name,
+                                                    static_cast<DWORD>(message.edit->type));
+    change.isLiteralName = message.edit->isLiteralName;
     const Result<void> deleted = Apply(change, currentIndex());
     if (!deleted) {
         ShowNotChanged(deleted.error());
@@ -206,9 +208,10 @@ void CKeyTree::RenameFromList(RenameMessage& message)
     const bool isValue = edit.type >= 0;
     const std::string key = m_pModel->FullPath(currentIndex());
     const std::string path = isValue ? key : JoinPath(key, edit.name);
-    const ChangeRecord change =
-        isValue ? ChangeRecord::RenameValue(key, edit.name, edit.newName, static_cast<DWORD>(edit.type))
-                : ChangeRecord::RenameKey(path, edit.newName);
+    ChangeRecord change = isValue
+                              ? ChangeRecord::RenameValue(key, edit.name, edit.newName, static_cast<DWORD>(edit.type))
+                              : ChangeRecord::RenameKey(path, edit.newName);
+    change.isLiteralName = edit.isLiteralName;
     const Result<void> renamed = Apply(change, currentIndex());
     message.result = CodeOf(renamed);
     if (!renamed) {

@@ -32,6 +32,7 @@ struct ValueEdit {
     std::int32_t type = 0;           ///< the value's type; below 0 for a subkey row of the list
     std::string newName;             ///< after the change
     std::string name;                ///< before the change
+    bool isLiteralName = false;      ///< `name` is that of a value, and never the label of the unnamed one
 };
 
 /// Asks the right pane for a form.

@@ -189,8 +189,12 @@ void CValueList::DeleteSelected()
         const auto row = static_cast<std::size_t>(index.row());
         const KeyRow& shown = m_pModel->Rows().Row(row);
         if (shown.kind != KeyRow::Kind::kParent && shown.kind != KeyRow::Kind::kDenied) {
-            rows.push_back(
-                {std::nullopt, false, static_cast<std::int32_t>(shown.ItemData()), {}, m_pModel->Rows().Name(row)});
+            rows.push_back({std::nullopt,
+                            false,
+                            static_cast<std::int32_t>(shown.ItemData()),
+                            {},
+                            m_pModel->Rows().Name(row),
+                            true});
         }
     }
     if (rows.empty()) {
@@ -251,8 +255,8 @@ void CValueList::OnNameEdited(int row, const QString& name)
                                          m_context.language.String(TextId::kReplaceRowQuestion)) != QMessageBox::Yes) {
         return;
     }
-    const ValueEdit edit = {std::nullopt, false, static_cast<std::int32_t>(m_pModel->Rows().Row(place).ItemData()),
-                            newName, oldName};
+    const ValueEdit edit = {std::nullopt, false,   static_cast<std::int32_t>(m_pModel->Rows().Row(place).ItemData()),
+                            newName,      oldName, true};
     RenameMessage rename(&edit);
     SendToParent(*this, rename);
     SelectRow(newName);

@@ -425,6 +425,59 @@ TEST_F(MainFrame, CarriesAnEditFromTheListToTheJournalAndBack)
     EXPECT_EQ(journal.model()->rowCount(), 1);
 }
 
+TEST_F(MainFrame, TellsAValueThatIsNamedLikeTheLabelFromTheUnnamedOne)
+{
+    const std::string key = "HKEY_LOCAL_MACHINE\\Y";
+    fixture.Mount(key, {.name = u"ROOT",
+                        .values = {{u"", REG_SZ, fixtures::TextData(u"unnamed")},
+                                   {u"(Default)", REG_SZ, fixtures::TextData(u"named")}}});
+    Frame().OnInitialUpdate();
+    Frame().GoToKey(key);
+    CValueList& list = List();
+    const auto rowOf = [&](const std::string& name) {
+        for (int row = 1; row < list.Model().rowCount(); ++row) {
+            if (list.Model().Rows().Name(static_cast<std::size_t>(row)) == name) {
+                return list.Model().index(row, 0);
+            }
+        }
+        return QModelIndex();
+    };
+    const auto values = [&] {
+        std::string all;
+        for (int row = 1; row < list.Model().rowCount(); ++row) {
+            const auto place = static_cast<std::size_t>(row);
+            all += list.Model().Rows().Name(place) + "=" + list.Model().Rows().Cell(place, KeyColumn::kData) + ";";
+        }
+        return all;
+    };
+    const std::string before = values();
+    ASSERT_EQ(before, "=unnamed;(Default)=named;");
+    const auto act = [&](const std::string& name, const std::function<void(const QModelIndex&)>& change) {
+        list.selectionModel()->setCurrentIndex(rowOf(name),
+                                               QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        change(rowOf(name));
+        std::string after = values();
+        Journal().selectAll();
+        Journal().Run(CommandId::kUndoEntry);
+        EXPECT_EQ(values(), before);
+        EXPECT_EQ(fixture.document.Journal().size(), 0U);
+        return after;
+    };
+    const auto remove = [&](const QModelIndex&) { list.Run(CommandId::kDelete); };
+    const auto rename = [&](const QModelIndex& row) { list.model()->setData(row, "x", Qt::EditRole); };
+    const auto edit = [&](const QModelIndex& row) {
+        emit list.doubleClicked(row);
+        ASSERT_EQ(ShownPage(), 1007);
+        QTest::keyClicks(QApplication::focusWidget(), "re");
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return, Qt::ControlModifier);
+    };
+    EXPECT_EQ(act("(Default)", remove), "=unnamed;");
+    EXPECT_EQ(act("", remove), "=(value not set);(Default)=named;");
+    EXPECT_EQ(act("(Default)", rename), "=unnamed;x=named;");
+    EXPECT_EQ(act("(Default)", edit), "=unnamed;(Default)=renamed;");
+    EXPECT_EQ(act("", edit), "=reunnamed;(Default)=named;");
+}
+
 TEST_F(MainFrame, TellsItsPanesOnceOfAllThatOneCommandChanges)
 {
     ASSERT_TRUE(fixture.registry.Link("HKEY_CURRENT_USER", "HKEY_LOCAL_MACHINE\\X"));

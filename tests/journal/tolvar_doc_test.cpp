@@ -140,6 +140,55 @@ TEST_F(Document, TakesALabelForTheEmptyName)
     EXPECT_NE(Now().find(" = 1:640065006600"), std::string::npos);
 }
 
+TEST_F(Document, TellsAValueThatIsNamedLikeTheLabelFromTheUnnamedOne)
+{
+    JournalOptions options;
+    options.place.dataFolder = "/e/backups";
+    options.place.files = &store;
+    options.emptyNameLabel = "(Default)";
+    CTolvarDoc labelled(options);
+    ASSERT_TRUE(labelled.OnNewDocument());
+    ChangeRecord made = ChangeRecord::EditValue(kOdd, "(Default)", 1, "named");
+    made.isLiteralName = true;
+    ASSERT_TRUE(labelled.ApplyChange(made));
+    const std::string before = Now();
+    ASSERT_NE(before.find("(Default) = 1:"), std::string::npos);
+    ASSERT_NE(before.find(" = 1:640065006600"), std::string::npos);
+    struct Case {
+        ChangeRecord change;
+        const char* gone;  ///< from the picture, literally
+        const char* label; ///< and not literally
+    };
+    const char* const named = "(Default) = 1:6e0061006d00650064000000";
+    const char* const unnamed = "\n = 1:640065006600";
+    for (const Case& c : {
+             Case{ChangeRecord::DeleteValue(kOdd, "(Default)", 1), named, unnamed},
+             Case{ChangeRecord::RenameValue(kOdd, "(Default)", "x", 1), named, unnamed},
+             Case{ChangeRecord::EditValue(kOdd, "(Default)", 1, "other"), named, unnamed},
+             Case{ChangeRecord::NewValue(kOdd, "(Default)", 1, "other"), named, unnamed},
+         }) {
+        for (const bool isLiteral : {true, false}) {
+            SCOPED_TRACE(static_cast<int>(c.change.kind) * 10 + (isLiteral ? 1 : 0));
+            ChangeRecord change = c.change;
+            change.isLiteralName = isLiteral;
+            ASSERT_TRUE(labelled.ApplyChange(change));
+            EXPECT_EQ(Now().find(isLiteral ? c.gone : c.label), std::string::npos);
+            EXPECT_NE(Now().find(isLiteral ? c.label : c.gone), std::string::npos);
+            EXPECT_NE(labelled.Journal().back().find(";(Default);"), std::string::npos) << "the text keeps the label";
+            ASSERT_TRUE(labelled.UndoEntry(1));
+            EXPECT_EQ(Now(), before);
+            ASSERT_TRUE(labelled.Redo());
+            ASSERT_TRUE(labelled.UndoEntry(1));
+            EXPECT_EQ(Now(), before);
+        }
+    }
+    ChangeRecord renamed = ChangeRecord::RenameValue(kOdd, "@", "(Default)", 4);
+    renamed.isLiteralName = true; // the old name: the new one is typed
+    ASSERT_TRUE(labelled.ApplyChange(renamed));
+    EXPECT_NE(Now().find(named), std::string::npos);
+    EXPECT_EQ(Now().find(unnamed), std::string::npos);
+}
+
 TEST_F(Document, UndoesFromTheTextInPlaceOfADamagedSnapshotOnlyWhenForced)
 {
     const std::string text = "/d/backups/";
