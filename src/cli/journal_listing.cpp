@@ -50,18 +50,9 @@ std::vector<EntryLine> JournalListing::Lines(const std::vector<std::size_t>& pla
 /// What an entry did, with `m_values` as after it; and then as before it.
 EntryLine JournalListing::GoBackOver(std::size_t number)
 {
-    EntryLine line{number, ParseRecord(m_journal.Journal()[number]), {}, {}};
+    const std::string& text = m_journal.Journal()[number];
     const Result<ChangeSnapshot> snapshot = m_journal.SnapshotOf(number);
-    if (snapshot) {
-        const ChangeRecord& change = snapshot->Seal().change;
-        line.record.kind = static_cast<int>(change.kind);
-        line.record.object = static_cast<int>(change.object);
-        line.record.path = change.path;
-        line.record.secondPath = change.secondPath;
-        line.record.type = static_cast<int>(change.type);
-        line.record.name = change.Name();
-        line.record.newName = change.NewName();
-    }
+    EntryLine line{number, snapshot ? ParseRecord(text, snapshot->Seal().change) : ParseRecord(text), {}, {}};
     const bool isValue = line.record.object == static_cast<int>(ChangeObject::kValue) ||
                          line.record.object == static_cast<int>(ChangeObject::kEditedValue);
     if (isValue && !line.record.IsGroup()) {

@@ -130,6 +130,7 @@ constexpr Route kRoutes[] = {
     Frame(kParentKey, kKeySelected),
     Frame(kClosePane),
     Right(kModifyNumber, kAlways),
+    Lower(kRedo, kJournalShown),
 };
 
 constexpr auto kCommands = [] {

@@ -73,6 +73,19 @@ JournalRecord ParseRecord(std::string_view text)
     return record;
 }
 
+JournalRecord ParseRecord(std::string_view text, const ChangeRecord& sealed)
+{
+    JournalRecord record = ParseRecord(text);
+    record.kind = static_cast<int>(sealed.kind);
+    record.object = static_cast<int>(sealed.object);
+    record.path = sealed.path;
+    record.secondPath = sealed.secondPath;
+    record.type = static_cast<int>(sealed.type);
+    record.name = sealed.Name();
+    record.newName = sealed.NewName();
+    return record;
+}
+
 ChangeRecord ChangeOf(const JournalRecord& record, const std::string& emptyNameLabel)
 {
     const auto name = [&emptyNameLabel](const std::string& text) {
@@ -114,9 +127,8 @@ std::string_view StampOf(std::string_view record)
     return TakeLast(record);
 }
 
-JournalRow RowOf(std::string_view text, std::string_view emptyName)
+JournalRow RowOf(const JournalRecord& record, std::string_view emptyName)
 {
-    const JournalRecord record = ParseRecord(text);
     JournalRow row{ImageOf(record), DateText(record.stamp), record.user, OperationOf(record), {}, record.path};
     if (record.object == 0) {
         constexpr int kNewKey = 7;

@@ -27,6 +27,9 @@ struct JournalRecord {
 /// Takes any text apart. A field that is missing is empty, a number 0, the object 11.
 [[nodiscard]] JournalRecord ParseRecord(std::string_view text);
 
+/// The same, but for what no text tells for sure: the change is that of the record's seal.
+[[nodiscard]] JournalRecord ParseRecord(std::string_view text, const ChangeRecord& sealed);
+
 /// The change that a record tells of, without its data. `emptyNameLabel`, unless it is empty, stands for an empty name.
 [[nodiscard]] ChangeRecord ChangeOf(const JournalRecord& record, const std::string& emptyNameLabel);
 
@@ -49,6 +52,6 @@ struct JournalRow {
 };
 
 /// `emptyName` stands for the empty name of a default value.
-[[nodiscard]] JournalRow RowOf(std::string_view record, std::string_view emptyName);
+[[nodiscard]] JournalRow RowOf(const JournalRecord& record, std::string_view emptyName);
 
 } // namespace tolvar

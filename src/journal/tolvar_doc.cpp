@@ -288,8 +288,8 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
         return FlushFailed(flushed.error(), record);
     }
     m_store.NoteMade(record);
-    Show(std::move(record));
     m_store.ForgetUndone();
+    Show(std::move(record));
     return {};
 }
 

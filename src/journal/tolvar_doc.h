@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "journal/change_record.h"
+#include "journal/journal_record.h"
 #include "journal/journal_store.h"
 #include "journal/undo_material.h"
 #include "platform/registry/registry.h"
@@ -134,6 +135,13 @@ public:
     /// The records, the oldest first. Valid until the journal changes.
     [[nodiscard]] std::span<const std::string> Journal() const { return m_store.Records(); }
 
+    /// The fields of an entry, for a list: from its text, and where a ";" in it leaves them open from its seal, if
+    /// there is one. `index`: one of Journal().
+    [[nodiscard]] JournalRecord RecordAt(std::size_t index) const;
+
+    /// The change of an entry, as its seal has it, or as its text tells where there is none. `index`: one of Journal().
+    [[nodiscard]] ChangeRecord ChangeAt(std::size_t index) const;
+
     /// The snapshot of an entry, sealed for its record. Errors: kFileNotFound where it has none, or for no such entry;
     /// kFileCorrupt where it is another record's or damaged; the file's.
     [[nodiscard]] Result<ChangeSnapshot> SnapshotOf(std::size_t index) const;
@@ -201,7 +209,6 @@ private:
     [[nodiscard]] Result<void> FlushFailed(const Error& error, const std::string& record);
 
     [[nodiscard]] Result<UndoMaterial> Material(const std::string& record, UndoForce force) const;
-    [[nodiscard]] ChangeRecord ChangeAt(std::size_t index) const;
     [[nodiscard]] std::vector<std::size_t> LaterEntries(const std::vector<ChangePlace>& places, std::size_t index,
                                                         const std::vector<std::size_t>& except,
                                                         const std::vector<std::size_t>* among = nullptr) const;

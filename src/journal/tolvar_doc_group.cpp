@@ -62,10 +62,10 @@ Result<void> CTolvarDoc::CommitGroup()
     done = done ? FlushHives() : done;
     done = done ? m_store.EndGroup(first) : done;
     if (done) {
+        m_store.ForgetUndone();
         for (std::string& record : records) {
             Show(std::move(record));
         }
-        m_store.ForgetUndone();
         return done;
     }
     if (!UndoInMemory(records).left.empty() || !FlushHives() || !m_store.Drop(records)) {

@@ -32,7 +32,17 @@ bool OverlapsAny(const TouchedPlaces& touched, const std::vector<ChangePlace>& p
 
 } // namespace
 
-/// The change of an entry, as its seal has it, or as its text tells where there is none.
+JournalRecord CTolvarDoc::RecordAt(std::size_t index) const
+{
+    const std::string& text = Journal()[index];
+    JournalRecord record = ParseRecord(text);
+    if (record.isPlain) {
+        return record;
+    }
+    const Result<ChangeSnapshot> snapshot = SnapshotOf(index);
+    return snapshot ? ParseRecord(text, snapshot->Seal().change) : record;
+}
+
 ChangeRecord CTolvarDoc::ChangeAt(std::size_t index) const
 {
     const std::string& record = Journal()[index];

@@ -80,6 +80,7 @@ enum class CommandId : int {
     kParentKey = 62101,
     kClosePane = 62103, ///< closes the lower pane
     kModifyNumber = 62110,
+    kRedo = 62111, ///< what the journal has undone
 };
 
 } // namespace tolvar

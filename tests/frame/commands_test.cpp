@@ -53,6 +53,7 @@ TEST(Commands, AreLetThroughByTheirRules)
                                        kUndoEntry,
                                        kRemoveAllEntries,
                                        kUndoAllEntries,
+                                       kRedo,
                                        kGoToHit,
                                        kDelete,
                                        kRename,
@@ -113,7 +114,7 @@ TEST(Commands, AreLetThroughByTheirRules)
                                 kNewBookmarkFolder})},
         {"results", Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 2), plus(plus(onKey, nt), {kGoToHit})},
         {"journal", Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 3),
-         plus(plus(onKey, nt), {kRemoveEntry, kUndoEntry, kRemoveAllEntries, kUndoAllEntries})},
+         plus(plus(onKey, nt), {kRemoveEntry, kUndoEntry, kRemoveAllEntries, kUndoAllEntries, kRedo})},
         {"no page", Facts(Receiver::kLowerView, Level::kKey, Row::kNone, 4), plus(onKey, nt)},
     };
     for (const RuleCase& c : cases) {

@@ -425,6 +425,34 @@ TEST_F(MainFrame, CarriesAnEditFromTheListToTheJournalAndBack)
     EXPECT_EQ(journal.model()->rowCount(), 1);
 }
 
+TEST_F(MainFrame, RedoesByItsKeyUnlessAFieldOfTextHasTheFocus)
+{
+    Frame().OnInitialUpdate();
+    Frame().GoToKey("HKEY_LOCAL_MACHINE\\X\\Sub");
+    ASSERT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewValue("HKEY_LOCAL_MACHINE\\X\\Sub", "v", REG_SZ, "x")));
+    EXPECT_FALSE(Run(CommandId::kRedo));
+    Run(CommandId::kShowJournal);
+    Journal().selectionModel()->setCurrentIndex(Journal().model()->index(0, 0),
+                                                QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    EXPECT_TRUE(Run(CommandId::kUndoEntry));
+    constexpr auto kKeys = Qt::ControlModifier | Qt::ShiftModifier;
+    for (const CommandId form : {CommandId::kNewString, CommandId::kNewBinary}) {
+        ASSERT_TRUE(Run(form));
+        for (int field = 0; field < 2; ++field) { // the name, and the data
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Z, kKeys);
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Y, Qt::ControlModifier);
+            EXPECT_EQ(fixture.document.Journal().size(), 0U) << field;
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        }
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+        ASSERT_EQ(ShownPage(), 1002);
+    }
+    Tree().setFocus();
+    QTest::keyClick(&Tree(), Qt::Key_Z, kKeys);
+    EXPECT_EQ(fixture.document.Journal().size(), 1U);
+    EXPECT_EQ(List().Model().index(2, 0).data().toString(), "v");
+}
+
 TEST_F(MainFrame, TellsAValueThatIsNamedLikeTheLabelFromTheUnnamedOne)
 {
     const std::string key = "HKEY_LOCAL_MACHINE\\Y";

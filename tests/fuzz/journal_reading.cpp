@@ -29,7 +29,7 @@ void ReadRecords(const std::vector<std::string>& records)
     for (const std::string& text : records) {
         const JournalRecord record = ParseRecord(text);
         Must(record.stamp == StampOf(text), "a record's stamp is what stands behind its last separator");
-        const JournalRow row = RowOf(text, "(empty)");
+        const JournalRow row = RowOf(ParseRecord(text), "(empty)");
         Must(row.image >= 0 && row.image <= 14, "a row has one of fifteen images");
         Must(!IsStamp(record.stamp) || record.stamp.find('/') == std::string::npos,
              "a stamp names a file of the folder");

@@ -136,13 +136,13 @@ TEST(JournalRow, ShowsAChangeAsAPersonKnowsIt)
              Case{"1;1;k;k;3;v;v;me;20040323212800123", 3, JournalOperation::kOther, "v"},
          }) {
         SCOPED_TRACE(c.record);
-        const JournalRow row = RowOf(c.record, "(empty)");
+        const JournalRow row = RowOf(ParseRecord(c.record), "(empty)");
         EXPECT_EQ(row.image, c.image);
         EXPECT_EQ(row.operation, c.operation);
         EXPECT_EQ(row.what, c.what);
         EXPECT_EQ(row.date, "23.03.2004 - 21:28");
     }
-    EXPECT_EQ(RowOf("4", "").date, ".. - :"); // no stamp at all
+    EXPECT_EQ(RowOf(ParseRecord("4"), "").date, ".. - :"); // no stamp at all
 }
 
 TEST(Expiry, NeedsTheJournalsRuleAndTheCalendar)

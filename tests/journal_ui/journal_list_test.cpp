@@ -53,6 +53,7 @@ protected:
         EXPECT_EQ(RegSetValueExA(key.Get(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
                                  static_cast<DWORD>(text.size() + 1)),
                   ERROR_SUCCESS);
+        EXPECT_EQ(RegFlushKey(key.Get()), ERROR_SUCCESS);
     }
 
     /// The text of a value; "-" for none.
@@ -210,6 +211,84 @@ TEST_F(JournalList, NamesTheFirstOfTheLaterChangesAsTheyAre)
     EXPECT_THAT(AnswerMessages({QMessageBox::Yes, QMessageBox::Yes}, [this] { Run(CommandId::kUndoAllEntries); }),
                 ElementsAre(HasSubstr("Undo all"), HasSubstr("outside this journal (1):\n\nnew: <b>\n")));
     EXPECT_EQ(Value("<b>"), "-");
+}
+
+TEST_F(JournalList, RedoesWhatItUndidUntilTheNextChange)
+{
+    int told = 0;
+    list.FollowFacts([&told] { ++told; });
+    Delete("a");
+    Delete("b");
+    EXPECT_FALSE(list.IsEnabled(CommandId::kRedo));
+    Run(CommandId::kRedo);
+    EXPECT_THAT(parent.messages, IsEmpty());
+    SelectRows(0, 1);
+    told = 0;
+    Run(CommandId::kUndoEntry);
+    EXPECT_TRUE(list.IsEnabled(CommandId::kRedo)); // though no row has the mark
+    EXPECT_GT(told, 0);
+    parent.messages.clear();
+    Run(CommandId::kRedo);
+    EXPECT_FALSE(Exists("a") || Exists("b"));
+    EXPECT_THAT(Column(JournalListModel::kWhat), ElementsAre("a", "b"));
+    EXPECT_THAT(parent.messages, ElementsAre("refresh ", "show again"));
+    EXPECT_FALSE(list.IsEnabled(CommandId::kRedo));
+    SelectRows(1, 1);
+    Run(CommandId::kUndoEntry);
+    QTest::keyClick(&list, Qt::Key_Y, Qt::ControlModifier);
+    EXPECT_FALSE(Exists("b"));
+    SelectRows(1, 1);
+    Run(CommandId::kUndoEntry);
+    bool wasEnabled = true;
+    list.FollowFacts([&] { wasEnabled = list.IsEnabled(CommandId::kRedo); });
+    Delete("c");
+    EXPECT_FALSE(wasEnabled);
+}
+
+TEST_F(JournalList, TellsOfWhatCanNotBeRedone)
+{
+    SetValue("a", "1");
+    SelectRows(0, 0);
+    Run(CommandId::kUndoEntry);
+    StoreBehindItsBack("a", "9");
+    EXPECT_THAT(AnswerMessage(QMessageBox::Ok, [this] { Run(CommandId::kRedo); }), HasSubstr("HKEY_USERS\\K"));
+    EXPECT_EQ(Value("a"), "9");
+    EXPECT_EQ(list.model()->rowCount(), 0);
+}
+
+TEST_F(JournalList, ShowsNamesWithSeparatorsFromTheirSeals)
+{
+    const std::string key = "HKEY_USERS\\K\\x;y";
+    EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewKey("HKEY_USERS\\K", "x;y")));
+    EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::NewValue(key, "a;b;c", REG_DWORD, "1")));
+    EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::DeleteValue(key, "a;b;c", REG_DWORD)));
+    EXPECT_THAT(Column(JournalListModel::kWhat), ElementsAre("x;y", "a;b;c", "a;b;c"));
+    EXPECT_THAT(Column(JournalListModel::kKey), ElementsAre("HKEY_USERS\\K", key, key));
+    EXPECT_THAT(Column(JournalListModel::kOperation), ElementsAre("new", "new", "deleted"));
+    list.setCurrentIndex(list.model()->index(1, 0));
+    QTest::keyClick(&list, Qt::Key_Return);
+    EXPECT_THAT(parent.messages, ElementsAre("go " + key + " a;b;c"));
+    SelectRows(0, 1);
+    AnswerMessages({QMessageBox::Yes}, [this] { Run(CommandId::kUndoEntry); });
+    EXPECT_EQ(list.model()->rowCount(), 0);
+    Delete("a");
+    EXPECT_THAT(Column(JournalListModel::kWhat), ElementsAre("a")) << "and not what was in that row before";
+}
+
+TEST_F(JournalList, GoesByTheReturnKeyToWhatAChangeLeft)
+{
+    Delete("a");
+    EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::RenameKey("HKEY_USERS\\K\\b", "d")));
+    SetValue("", "x");
+    EXPECT_TRUE(fixture.document.ApplyChange(ChangeRecord::RenameValue("HKEY_USERS\\K", "", "n", REG_SZ)));
+    QTest::keyClick(&list, Qt::Key_Return); // no row has the mark
+    parent.missingKeys = {"HKEY_USERS\\K\\a"};
+    for (int row = 0; row < list.model()->rowCount(); ++row) {
+        list.setCurrentIndex(list.model()->index(row, 0));
+        QTest::keyClick(&list, Qt::Key_Return);
+    }
+    EXPECT_THAT(parent.messages, ElementsAre("go HKEY_USERS\\K\\a", "go HKEY_USERS\\K", "go HKEY_USERS\\K\\d",
+                                             "go HKEY_USERS\\K (Default)", "go HKEY_USERS\\K n"));
 }
 
 TEST_F(JournalList, RemovesByTheDeleteKeyAndLeavesByTheTabKey)

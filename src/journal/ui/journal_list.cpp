@@ -8,8 +8,9 @@
 #include <QKeyEvent>
 #include <QPainter>
 
-#include "journal/journal_record.h"
+#include "journal/change_places.h"
 #include "platform/registry/change_feed.h"
+#include "platform/registry/key_path.h"
 #include "ui/image_menu.h"
 #include "ui/native_text.h"
 #include "ui/profile_font.h"
@@ -51,6 +52,7 @@ std::span<const CommandEntry<CJournalList>> CJournalList::Commands()
     static constexpr CommandEntry<CJournalList> commands[] = {
         {CommandId::kUndoEntry, &CJournalList::UndoSelected},
         {CommandId::kUndoAllEntries, &CJournalList::UndoAll},
+        {CommandId::kRedo, &CJournalList::Redo},
         {CommandId::kRemoveEntry, &CJournalList::RemoveSelected},
         {CommandId::kRemoveAllEntries, &CJournalList::RemoveAll},
     };
@@ -64,6 +66,9 @@ bool CJournalList::Offers(CommandId command) const
 
 bool CJournalList::IsEnabled(CommandId command) const
 {
+    if (command == CommandId::kRedo) {
+        return m_document.RedoCount() != 0;
+    }
     return Offers(command) && currentIndex().isValid();
 }
 
@@ -75,12 +80,14 @@ void CJournalList::Run(CommandId command)
 void CJournalList::FillFromJournal()
 {
     m_pModel->FillFromJournal();
+    TellFacts();
 }
 
 void CJournalList::OnRecordAdded(std::string_view /*record*/)
 {
     m_pModel->AddJournalRow();
     scrollToBottom();
+    TellFacts(); // what was undone before can't be redone any more
 }
 
 std::vector<std::size_t> CJournalList::SelectedRows() const
@@ -111,6 +118,22 @@ void CJournalList::UndoAll()
     }
 }
 
+void CJournalList::Redo()
+{
+    if (m_document.RedoCount() == 0) {
+        return;
+    }
+    const Result<std::size_t> redone = [this] {
+        const WaitCursor waiting;
+        const ChangeScope gathered;
+        return m_document.Redo();
+    }();
+    ShowChangedKey(true);
+    if (!redone) {
+        ShowFailure(ToQString(Describe(redone.error())));
+    }
+}
+
 void CJournalList::RemoveSelected()
 {
     Remove(SelectedRows());
@@ -129,14 +152,14 @@ void CJournalList::UndoRows(std::vector<std::size_t> entries, bool showsKeyAgain
         return;
     }
     const UndoReport report = UndoAsking(m_document, std::move(entries), *this);
-    ShowWhatWasUndone(showsKeyAgain);
+    ShowChangedKey(showsKeyAgain);
     if (!report.failures.empty()) {
         ShowFailure(m_context.language.String(TextId::kChangesNotUndone).arg(report.failures.size()) +
                     QStringLiteral("\n\n") + ToQString(Describe(report.failures.front())));
     }
 }
 
-void CJournalList::ShowWhatWasUndone(bool showsKeyAgain)
+void CJournalList::ShowChangedKey(bool showsKeyAgain)
 {
     FillFromJournal();
     RefreshKeyMessage refresh;
@@ -192,6 +215,26 @@ void CJournalList::Remove(const std::vector<std::size_t>& entries)
     }
 }
 
+/// Goes to what the marked change left, or to the key above it that is still there.
+void CJournalList::GoToKeyOfMark()
+{
+    if (!currentIndex().isValid()) {
+        return;
+    }
+    const ChangePlace place = PlacesOf(m_document.ChangeAt(static_cast<std::size_t>(currentIndex().row()))).back();
+    KeyTarget target = {place.key, place.value.value_or(std::string())};
+    if (place.value && place.value->empty()) {
+        target.valueName = FromQString(m_context.language.String(TextId::kDefaultName)); // as its row is called
+    }
+    while (!target.path.empty()) {
+        GoToKeyMessage message(GoToKeyMessage::Sender::kPane, target);
+        if (SendToParent(*this, message) == 0) {
+            return;
+        }
+        target = {std::string(ParentPath(target.path)), {}};
+    }
+}
+
 bool CJournalList::Confirms(const QString& question)
 {
     return Show(QMessageBox::Question, question, QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
@@ -238,6 +281,15 @@ void CJournalList::keyPressEvent(QKeyEvent* event)
 {
     if (event->key() == Qt::Key_Delete && event->modifiers() == Qt::NoModifier) {
         RemoveSelected();
+        return;
+    }
+    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isReturn && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
+        GoToKeyOfMark();
+        return;
+    }
+    if (event->key() == Qt::Key_Y && event->modifiers() == Qt::ControlModifier) {
+        Redo(); // in this list alone: fields of text have the key for their own
         return;
     }
     CThemeListCtrl::keyPressEvent(event);

@@ -15,8 +15,8 @@ namespace tolvar {
 
 /// The list of recorded changes, oldest first, and the commands that undo or forget them.
 ///
-/// Sends RefreshKeyMessage and DeleteValueMessage when the registry was changed, and NextOutputPageMessage on the Tab
-/// key.
+/// Sends RefreshKeyMessage and DeleteValueMessage when the registry was changed, GoToKeyMessage on the Return key, and
+/// NextOutputPageMessage on the Tab key.
 class CJournalList final : public CThemeListCtrl, public Pane, private JournalObserver, private UndoAsker {
     Q_OBJECT
 
@@ -29,7 +29,8 @@ public:
     void FillFromJournal();
 
     [[nodiscard]] bool Offers(CommandId command) const override;
-    [[nodiscard]] bool IsEnabled(CommandId command) const override; ///< while a row has the selection mark
+    /// Redo while there is something to redo, the others while a row has the selection mark.
+    [[nodiscard]] bool IsEnabled(CommandId command) const override;
     void Run(CommandId command) override;
     void OnInitialUpdate() override { FillFromJournal(); }
 
@@ -51,15 +52,17 @@ private:
     void OnRecordAdded(std::string_view record) override;
     void UndoSelected();
     void UndoAll();
+    void Redo();
     void RemoveSelected();
     void RemoveAll();
     void UndoRows(std::vector<std::size_t> entries, bool showsKeyAgain);
-    void ShowWhatWasUndone(bool showsKeyAgain);
+    void ShowChangedKey(bool showsKeyAgain);
     [[nodiscard]] UndoReport Undo(std::vector<std::size_t> entries, UndoForce force) override;
     [[nodiscard]] bool WantsLater(const std::vector<std::size_t>& later) override;
     [[nodiscard]] bool WantsAllTheSame(const std::vector<std::size_t>& changed) override;
     [[nodiscard]] bool WantsUndone(TextId question, const std::vector<std::size_t>& entries);
     void Remove(const std::vector<std::size_t>& entries);
+    void GoToKeyOfMark();
     [[nodiscard]] std::vector<std::size_t> SelectedRows() const;
     [[nodiscard]] std::vector<std::size_t> AllRows() const;
     [[nodiscard]] bool Confirms(const QString& question);

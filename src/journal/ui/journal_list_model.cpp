@@ -50,6 +50,7 @@ JournalListModel::JournalListModel(const WindowContext& context, const CTolvarDo
 void JournalListModel::FillFromJournal()
 {
     beginResetModel();
+    m_sealedRows.clear();
     m_rows = static_cast<int>(m_document.Journal().size());
     endResetModel();
 }
@@ -71,9 +72,22 @@ int JournalListModel::columnCount(const QModelIndex& parent) const
     return parent.isValid() ? 0 : kColumnCount;
 }
 
+JournalRow JournalListModel::Row(int row) const
+{
+    if (const auto known = m_sealedRows.find(row); known != m_sealedRows.end()) {
+        return known->second;
+    }
+    const JournalRecord record = m_document.RecordAt(static_cast<std::size_t>(row));
+    JournalRow shown = RowOf(record, m_emptyName);
+    if (!record.isPlain) {
+        m_sealedRows.emplace(row, shown);
+    }
+    return shown;
+}
+
 QString JournalListModel::Text(int row, int column) const
 {
-    const JournalRow record = RowOf(m_document.Journal()[static_cast<std::size_t>(row)], m_emptyName);
+    const JournalRow record = Row(row);
     switch (column) {
     case kTime:
         return ToQString(record.date);
@@ -102,8 +116,7 @@ QVariant JournalListModel::data(const QModelIndex& index, int role) const
         return Text(index.row(), index.column() == kType ? int{kWhat} : index.column());
     case Qt::DecorationRole:
         if (index.column() == kType) {
-            const JournalRow record = RowOf(m_document.Journal()[static_cast<std::size_t>(index.row())], m_emptyName);
-            return m_images[static_cast<std::size_t>(record.image)];
+            return m_images[static_cast<std::size_t>(Row(index.row()).image)];
         }
         return {};
     default:

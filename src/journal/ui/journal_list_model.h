@@ -1,9 +1,9 @@
 #pragma once
 
 #include <array>
+#include <map>
 
 #include <QAbstractTableModel>
-#include <QHash>
 #include <QIcon>
 
 #include "journal/tolvar_doc.h"
@@ -12,7 +12,8 @@
 namespace tolvar {
 
 /// The document's journal as a table, oldest first: row and place in the journal are the same number. A record is taken
-/// apart when it is drawn, so that a long journal is there at once.
+/// apart when it is drawn, so that a long journal is there at once; one that its text doesn't tell is kept, since that
+/// takes a look at its seal.
 class JournalListModel final : public QAbstractTableModel {
     Q_OBJECT
 
@@ -36,12 +37,14 @@ public:
 private:
     static constexpr int kImageCount = 15;
 
+    [[nodiscard]] JournalRow Row(int row) const;
     [[nodiscard]] QString Text(int row, int column) const;
 
     const WindowContext& m_context;
     const CTolvarDoc& m_document;
     std::string m_emptyName;
     std::array<QIcon, kImageCount> m_images;
+    mutable std::map<int, JournalRow> m_sealedRows; ///< of those that were drawn
     int m_rows = 0;
 };
 
