@@ -131,7 +131,7 @@ private:
 
 } // namespace
 
-WriteTally WriteIntoDamaged(std::span<const std::byte> file, Dice& dice, unsigned calls)
+WriteTally WriteIntoDamaged(std::span<const std::byte> file, Dice& dice, unsigned calls, std::vector<std::byte>* left)
 {
     WriteTally tally;
     const NoClock clock;
@@ -148,6 +148,10 @@ WriteTally WriteIntoDamaged(std::span<const std::byte> file, Dice& dice, unsigne
         HiveComposer(hive, {}, [](const HiveFault&) {}).Compose(hive.Root());
     if (composed && composed->size() > 2 * hive.FileBytes().size() + (std::size_t{1} << 16)) {
         throw BrokenPromise("a copy of twice the size");
+    }
+    if (left != nullptr) {
+        left->assign(hive.FileBytes().begin(), hive.FileBytes().end());
+        StoreBaseBlock(std::span(*left).first(kBaseBlockChecked), 1, 1, hive.Length(), file_type::kHive);
     }
     return tally;
 }

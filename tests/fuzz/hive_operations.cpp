@@ -80,8 +80,8 @@ public:
     explicit Changes(std::uint32_t minor)
     {
         m_store.Put(kFile, EmptyHive(u"ROOT", 1, minor));
-        m_model.name = u"ROOT";
-        Open();
+        m_hive = WritableHive::Open(m_store, kFile, m_clock).value();
+        m_model = fixtures::ReadModel(m_hive->Reader(), m_hive->Reader().Root());
     }
 
     void Step(Source& source)
@@ -138,6 +138,7 @@ private:
     {
         auto made = std::make_unique<ModelKey>();
         made->name = source.Name();
+        made->security = key.security;
         made->className = source.Byte() % 4 == 0 ? source.Name() : std::u16string();
         const bool isAllowed = key.Subkey(made->name) == nullptr;
         Expect(m_hive->Writer().CreateKey(cell, made->name, made->className).has_value() == isAllowed, "create");
