@@ -127,10 +127,17 @@ public:
         if (!steps) { // nothing has been done yet
             return;
         }
+        const bool wasFlushed = !context.registry.IsChanged();
         ChangeGroup group(*context.journal);
         for (const Step& step : *steps) {
             if (!IsDone(context, *step.command)) {
-                ReportTakenBack(context, step, group.TakeBack());
+                UndoReport report = group.TakeBack();
+                if (wasFlushed && report.failures.empty()) { // what is left of the batch are last write times
+                    if (auto reverted = context.registry.Revert(); !reverted) {
+                        report.failures.push_back({std::move(reverted.error()), {}});
+                    }
+                }
+                ReportTakenBack(context, step, report);
                 return;
             }
         }

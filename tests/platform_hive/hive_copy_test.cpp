@@ -146,6 +146,7 @@ TEST(HiveWriterCopy, MakesATrueCopyOverWhatIsThereOrBesideIt)
                 expected.subkeys[1]->values[0].name = u"V";
                 auto here = std::make_unique<fixtures::ModelKey>();
                 here->name = u"Only here";
+                here->security = ReadModel(changed.hive, changed.hive.Root()).security;
                 expected.subkeys.push_back(std::move(here));
                 ASSERT_TRUE(changed.writer.Merge(target, source.hive, top));
             } else {
@@ -168,59 +169,101 @@ TEST(HiveWriterCopy, MakesATrueCopyOverWhatIsThereOrBesideIt)
     }
 }
 
-/// A hive whose root and its subkey "k" have every bit that says what a key is, and "k" a value that hides another.
+/// A hive whose root and its subkeys have every bit that says what a key is: "k" is marked all over and has a value
+/// that hides another, "h" is a predefined handle, "l" a link.
 File MarkedHive()
 {
-    File file = HiveBuilder(6).Build({.name = u"ROOT", .subkeys = {{.name = u"k", .values = {{u"gone", 0, {}}}}}});
+    File file = HiveBuilder(6).Build(
+        {.name = u"ROOT",
+         .subkeys = {{.name = u"h"},
+                     {.name = u"k", .values = {{u"gone", 0, {}}, {u"stays", 3, fixtures::Bytes({1, 2, 3})}}},
+                     {.name = u"l", .values = {{u"SymbolicLinkValue", 6, fixtures::TextData(u"\\x")}}}}});
     const Hive hive = Hive::FromBytes(file, "marked").value();
-    const KeyNode key = *hive.Key(*hive.FindSubkey(*hive.Key(hive.Root()), u"k"));
-    const auto put = [&file](CellOffset cell, auto field, unsigned value) {
-        Store(std::span(file).subspan(cell.FilePosition() + kCellHeader), field, static_cast<std::uint8_t>(value));
+    const KeyNode root = *hive.Key(hive.Root());
+    const auto put = [&file](CellOffset cell, auto field, auto value) {
+        Store(std::span(file).subspan(cell.FilePosition() + kCellHeader), field, value);
     };
-    for (const CellOffset cell : {hive.Root(), key.offset}) {
-        put(cell, Field<std::uint8_t>{key_fields::kFlags.at + 1}, 0xF3); // virtual, and what old platforms kept there
-        put(cell, key_fields::kAccessBits, 3);
-        put(cell, key_fields::kLayerBits, 0x83);
-        put(cell, key_fields::kVirtualization, 0xA5);
-        put(cell, key_fields::kDebug, 7);
-    }
-    put(key.offset, Field<std::uint8_t>{key_fields::kFlags.at}, key_flags::kLatin1Name | key_flags::kNoDelete | 0x80U);
-    const CellOffset value = (*hive.Values(key))[0];
-    put(value, Field<std::uint8_t>{value_fields::kFlags.at}, kTombstone | kLatin1ValueName);
-    Store(std::span(file).subspan(value.FilePosition() + kCellHeader), value_fields::kDataLength, 0U);
-    Store(std::span(file).subspan(value.FilePosition() + kCellHeader), value_fields::kData, CellOffset::kNil);
+    const auto mark = [&](CellOffset cell, unsigned flags) {
+        put(cell, key_fields::kFlags, static_cast<std::uint16_t>(flags));
+        for (const auto bits :
+             {key_fields::kAccessBits, key_fields::kLayerBits, key_fields::kVirtualization, key_fields::kDebug}) {
+            put(cell, bits, static_cast<std::uint8_t>(0xFF - bits.at));
+        }
+    };
+    constexpr unsigned kElsewhere = key_flags::kOfPlace | key_flags::kSymbolicLink | key_flags::kPredefinedHandle;
+    constexpr unsigned kAll = 0xFFFF & ~kElsewhere;
+    mark(hive.Root(), kAll | key_flags::kHiveEntry | key_flags::kLatin1Name);
+    mark(*hive.FindSubkey(root, u"k"), kAll | key_flags::kLatin1Name);
+    mark(*hive.FindSubkey(root, u"l"), kAll | key_flags::kLatin1Name | key_flags::kSymbolicLink);
+    mark(*hive.FindSubkey(root, u"h"), kAll | key_flags::kLatin1Name | key_flags::kPredefinedHandle);
+    put(*hive.FindSubkey(root, u"h"), key_fields::kValueCount, 0x80000123U);
+    const CellOffset value = (*hive.Values(*hive.Key(*hive.FindSubkey(root, u"k"))))[0];
+    put(value, value_fields::kFlags, static_cast<std::uint16_t>(kTombstone | kLatin1ValueName));
+    put(value, value_fields::kDataLength, 0U);
+    put(value, value_fields::kData, CellOffset::kNil);
+    Store(std::span(file), base_fields::kFlags, kHasLayers);
+    HiveBuilder::FixChecksum(file);
     return file;
+}
+
+/// All that says what a key is, in words.
+std::string MarksOf(const Hive& hive, CellOffset at, unsigned without = 0)
+{
+    const KeyNode node = *hive.Key(at);
+    const CellView cell = *hive.Cell(at);
+    std::vector<unsigned> marks = {cell.Get(key_fields::kFlags) & ~without,
+                                   cell.Get(key_fields::kAccessBits),
+                                   cell.Get(key_fields::kLayerBits),
+                                   cell.Get(key_fields::kVirtualization),
+                                   cell.Get(key_fields::kDebug),
+                                   node.Is(key_flags::kPredefinedHandle) ? cell.Get(key_fields::kValueCount) : 0};
+    const ValueListView values = *hive.Values(node);
+    for (std::uint32_t i = 0; i < values.count; ++i) {
+        const CellView value = *hive.Cell(values[i]);
+        marks.push_back(value.Get(value_fields::kFlags));
+        marks.push_back(value.Get(value_fields::kDataLength));
+        marks.push_back(hive.Value(values[i])->isInline ? value.Get(value_fields::kData) : 0);
+    }
+    std::string text = node.name.ToUtf8() + testing::PrintToString(marks);
+    SubkeyCursor subkeys = hive.Subkeys(node);
+    for (CellOffset next = *subkeys.Next(); !next.IsNil(); next = *subkeys.Next()) {
+        text += MarksOf(hive, next);
+    }
+    return text;
 }
 
 TEST(HiveWriterCopy, KeepsEveryBitThatSaysWhatAKeyOrValueIs)
 {
     const File file = MarkedHive();
     const Hive source = Hive::FromBytes(file, "marked").value();
-    const auto describe = [](const Hive& hive, CellOffset at) {
-        const CellView cell = *hive.Cell(at);
-        return testing::PrintToString(std::vector<unsigned>{
-            cell.Get(key_fields::kFlags), cell.Get(key_fields::kAccessBits), cell.Get(key_fields::kLayerBits),
-            cell.Get(key_fields::kVirtualization), cell.Get(key_fields::kDebug)});
+    ASSERT_EQ(Findings(source), "");
+    const auto compose = [](const Hive& hive, CellOffset top) {
+        return HiveComposer(hive, u"ROOT", [](const HiveFault&) { FAIL(); }).Compose(top).value();
     };
-    const auto expectMarks = [&](const Hive& hive, CellOffset top, unsigned topFlags) {
-        EXPECT_EQ(hive.Key(top)->flags, topFlags);
-        const KeyNode below = *hive.Key(*hive.FindSubkey(*hive.Key(top), u"k"));
-        EXPECT_EQ(describe(hive, below.offset), describe(source, *source.FindSubkey(*source.Key(source.Root()), u"k")));
-        const CellView value = *hive.Cell((*hive.Values(below))[0]);
-        EXPECT_EQ(value.Get(value_fields::kFlags), kTombstone | kLatin1ValueName);
-        EXPECT_EQ(value.Get(value_fields::kDataLength), 0U);
-        EXPECT_EQ(value.Get(value_fields::kData), CellOffset::kNil);
-        EXPECT_EQ(Findings(hive), "");
-    };
-    for (const bool isMerge : {false, true}) {
-        ChangedHive changed(6);
-        const CellOffset target = *changed.writer.CreateKey(changed.hive.Root(), u"t");
-        ASSERT_TRUE(isMerge ? changed.writer.Merge(target, source, source.Root())
-                            : changed.writer.Replace(target, source, source.Root()));
-        expectMarks(changed.hive, target, 0xF320U); // the root's own marks are not for a copy below another key
+    const File whole = compose(source, source.Root()); // as a compaction does
+    const Hive compacted = Hive::FromBytes(whole, "compacted").value();
+    EXPECT_EQ(MarksOf(compacted, compacted.Root()), MarksOf(source, source.Root()));
+    EXPECT_EQ(compacted.Base().flags, kHasLayers);
+    EXPECT_EQ(Findings(compacted), "");
+    for (const std::uint32_t minor : {3U, 5U, 6U}) {
+        for (const auto copy : {&HiveWriter::Merge, &HiveWriter::Replace}) {
+            ChangedHive changed(minor);
+            const CellOffset target = *changed.writer.CreateKey(changed.hive.Root(), u"ROOT");
+            ASSERT_TRUE((changed.writer.*copy)(target, source, source.Root()));
+            // The root's own marks are not for a copy below another key.
+            const std::string marks = MarksOf(source, source.Root(), key_flags::kOfRoot);
+            EXPECT_EQ(MarksOf(changed.hive, target), marks);
+            EXPECT_EQ(Findings(changed.hive), "");
+            // Out as an export does, and in again.
+            const File exported = compose(changed.hive, target);
+            const Hive again = Hive::FromBytes(exported, "exported").value();
+            ASSERT_TRUE(changed.writer.CreateKey(changed.hive.Root(), u"a"));
+            const CellOffset second = changed.Find(u"a");
+            ASSERT_TRUE((changed.writer.*copy)(second, again, again.Root()));
+            EXPECT_EQ(MarksOf(changed.hive, second).substr(1), marks.substr(4));
+            EXPECT_EQ(Findings(changed.hive), "");
+        }
     }
-    const Result<File> composed = HiveComposer(source, {}, [](const HiveFault&) { FAIL(); }).Compose(source.Root());
-    expectMarks(Hive::FromBytes(*composed, "composed").value(), CellOffset{32}, 0xF32CU);
 }
 
 TEST(HiveWriterCopy, RefusesASourceThatCanNotBeReadWhole)

@@ -105,6 +105,46 @@ TEST(HiveWriter, RefusesWhatTheFormatOrThePlatformForbids)
     EXPECT_EQ(Findings(changed.hive), "");
 }
 
+TEST(HiveWriter, CountsLevelsFromTheRootOfTheRegistry)
+{
+    constexpr unsigned kMountLevel = 3;
+    ChangedHive changed;
+    changed.writer.SetRootLevel(kMountLevel);
+    CellOffset deepest = changed.hive.Root();
+    for (unsigned level = kMountLevel; level < 512; ++level) {
+        const Result<CellOffset> made = changed.writer.CreateKey(deepest, u"d");
+        ASSERT_TRUE(made) << level;
+        deepest = *made;
+    }
+    const Result<CellOffset> below = changed.writer.CreateKey(deepest, u"d");
+    EXPECT_TRUE(!below && below.error().code == ErrorCode::kInvalidParameter);
+
+    // A copy that would reach level 513, and one that ends at 512.
+    ChangedHive source;
+    CellOffset at = source.hive.Root();
+    for (unsigned i = 0; i < 100; ++i) {
+        at = *source.writer.CreateKey(at, u"s");
+    }
+    for (const unsigned above : {412U, 413U}) {
+        ChangedHive target;
+        target.writer.SetRootLevel(kMountLevel);
+        CellOffset key = target.hive.Root();
+        for (unsigned level = kMountLevel; level < above; ++level) {
+            key = *target.writer.CreateKey(key, u"t");
+        }
+        const fixtures::ModelKey before = fixtures::ReadModel(target.hive, target.hive.Root());
+        for (const auto copy : {&HiveWriter::Merge, &HiveWriter::Replace}) {
+            const Result<void> copied = (target.writer.*copy)(key, source.hive, source.hive.Root());
+            EXPECT_EQ(copied.has_value(), above == 412);
+            if (!copied) {
+                EXPECT_EQ(copied.error().code, ErrorCode::kInvalidParameter);
+                EXPECT_EQ(fixtures::Difference(target.hive, target.hive.Root(), before), "");
+            }
+        }
+        EXPECT_EQ(Findings(target.hive), "");
+    }
+}
+
 TEST(HiveWriter, MovesTheTimesOfTheKeysThatChanged)
 {
     ChangedHive changed;

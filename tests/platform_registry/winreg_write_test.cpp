@@ -287,6 +287,17 @@ TEST_F(WinregWrite, RevertsToTheLastFlushAndHandlesWithIt)
     HKEY const goes = Create("W\\goes");
     ASSERT_EQ(Set(stays, "v", REG_SZ, "old"), ERROR_SUCCESS);
     ASSERT_TRUE(session.registry.Flush());
+    const auto written = [](const char* path) {
+        HKEY key = nullptr;
+        FILETIME time = {};
+        EXPECT_EQ(RegOpenKeyExA(HKEY_USERS, path, 0, KEY_READ, &key), ERROR_SUCCESS);
+        EXPECT_EQ(RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                   nullptr, &time),
+                  ERROR_SUCCESS);
+        RegCloseKey(key);
+        return std::uint64_t{time.dwHighDateTime} << 32U | time.dwLowDateTime;
+    };
+    const std::uint64_t times[] = {written("W"), written("W\\stays")};
     HKEY const opened = Create("W\\goes"); // after the flush, and before anything changes
     Notes notes;
     session.registry.SetObserver(&notes);
@@ -299,7 +310,11 @@ TEST_F(WinregWrite, RevertsToTheLastFlushAndHandlesWithIt)
     HKEY const again = Create("W\\goes");
     notes.told.clear();
     ASSERT_TRUE(session.registry.IsChanged());
+    EXPECT_GT(written("W"), times[0]);
+    EXPECT_GT(written("W\\stays"), times[1]);
     ASSERT_TRUE(session.registry.Revert());
+    EXPECT_EQ(written("W"), times[0]);
+    EXPECT_EQ(written("W\\stays"), times[1]);
     session.registry.SetObserver(nullptr);
     EXPECT_FALSE(session.registry.IsChanged());
     EXPECT_THAT(notes.told, ElementsAre("HKEY_USERS\\W:4"));
@@ -315,6 +330,29 @@ TEST_F(WinregWrite, RevertsToTheLastFlushAndHandlesWithIt)
     DWORD size = sizeof text;
     EXPECT_EQ(RegQueryValueExA(stays, "v", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size), ERROR_SUCCESS);
     EXPECT_STREQ(text, "old");
+}
+
+TEST_F(WinregWrite, MakesNoKeyBelowLevel512OfTheRegistry)
+{
+    HKEY key = Create("W");
+    for (unsigned level = 3; level < 512; ++level) { // 1 is the registry itself, 2 HKEY_USERS
+        HKEY below = nullptr;
+        ASSERT_EQ(RegCreateKeyExA(key, "d", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below, nullptr), ERROR_SUCCESS)
+            << level;
+        RegCloseKey(key);
+        key = below;
+    }
+    HKEY below = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(key, "d", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below, nullptr),
+              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegSetValueExA(key, "v", 0, REG_SZ, reinterpret_cast<const BYTE*>("x"), 2), ERROR_SUCCESS);
+    // No hive with a key below its root goes in there, and one without does.
+    const fixtures::ScratchFolder folder;
+    EXPECT_EQ(RegSaveKeyA(Create("W\\d"), (folder / "deep").c_str(), nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegSaveKeyA(key, (folder / "flat").c_str(), nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegRestoreKeyA(key, (folder / "deep").c_str(), 0), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(RegQueryValueExA(key, "v", nullptr, nullptr, nullptr, nullptr), ERROR_SUCCESS);
+    EXPECT_EQ(RegRestoreKeyA(key, (folder / "flat").c_str(), 0), ERROR_SUCCESS);
 }
 
 TEST_F(WinregWrite, EnumeratesToAnEndWhileKeysComeAndGo)

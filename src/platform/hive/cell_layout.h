@@ -82,13 +82,14 @@ inline constexpr std::size_t kBaseBlockSize = 4096;     ///< bytes before the hi
 inline constexpr std::size_t kBaseBlockChecked = 512;   ///< bytes of it that the checksum covers and logs copy
 inline constexpr std::uint32_t kMaxLength = 0x7FFFF000; ///< of the bins; bit 31 of an offset means volatile storage
 
-inline constexpr std::uint32_t kMajor = 1;          ///< of every version
-inline constexpr std::uint32_t kFirstMinor = 2;     ///< the oldest version that is read
-inline constexpr std::uint32_t kLastMinor = 6;      ///< and the newest
-inline constexpr std::uint32_t kFirstHintMinor = 3; ///< versions before it know plain lists of subkeys alone
-inline constexpr std::uint32_t kBigDataMinor = 4;   ///< the first version with big data records
-inline constexpr std::uint32_t kFirstHashMinor = 5; ///< the first version whose lists of subkeys have hashes
-inline constexpr std::uint32_t kMemoryFormat = 1;   ///< the only format of a file there is
+inline constexpr std::uint32_t kMajor = 1;           ///< of every version
+inline constexpr std::uint32_t kFirstMinor = 2;      ///< the oldest version that is read
+inline constexpr std::uint32_t kLastMinor = 6;       ///< and the newest
+inline constexpr std::uint32_t kFirstHintMinor = 3;  ///< versions before it know plain lists of subkeys alone
+inline constexpr std::uint32_t kBigDataMinor = 4;    ///< the first version with big data records
+inline constexpr std::uint32_t kFirstHashMinor = 5;  ///< the first version whose lists of subkeys have hashes
+inline constexpr std::uint32_t kFirstLayerMinor = 6; ///< the first version whose keys may lie over others
+inline constexpr std::uint32_t kMemoryFormat = 1;    ///< the only format of a file there is
 
 /// What a file with a base block is.
 namespace file_type {
@@ -117,6 +118,8 @@ inline constexpr Field<std::uint32_t> kChecksum{508};
 } // namespace base_fields
 
 inline constexpr std::uint32_t kPendingTransactions = 1; ///< the one of the base block's flags that a log brings
+inline constexpr std::uint32_t kHasLayers =
+    2; ///< of these flags from kFirstLayerMinor on: layer bits and tombstones count
 
 // Bins.
 

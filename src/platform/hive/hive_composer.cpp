@@ -424,6 +424,9 @@ Result<std::vector<std::byte>> HiveComposer::ComposeFile(const KeyNode& top)
     }
     const std::span<std::byte> base = std::span(m_file).first(kBaseBlockChecked);
     BeginBaseBlock(base, m_minor, root, m_source.Base().timeStamp);
+    if (m_minor >= kFirstLayerMinor) {
+        tolvar::Store(base, base_fields::kFlags, m_source.Base().flags & kHasLayers);
+    }
     StoreBaseBlock(base, 1, 1, static_cast<std::uint32_t>(length), file_type::kHive);
     return std::move(m_file);
 }

@@ -158,7 +158,7 @@ Result<SubkeyPlace> HiveWriter::OwnPlace(KeyNode& parent, const KeyNode& key)
 
 unsigned HiveWriter::LevelOf(const KeyNode& key) const
 {
-    unsigned level = 1;
+    unsigned level = m_rootLevel;
     CellOffset at = key.offset;
     while (at != m_hive.Root() && level <= kMaxDepth) {
         const Checked<CellView> cell = m_hive.Cell(at);

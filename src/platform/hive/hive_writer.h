@@ -22,6 +22,10 @@ class HiveWriter {
 public:
     HiveWriter(HiveEditor& editor, const Clock& clock) : m_editor(editor), m_hive(editor.Reader()), m_clock(clock) {}
 
+    /// Where in a registry the hive's root stands: 1 is the registry's own root, and what a hive by itself counts from.
+    /// No key is made below level 512 (kMaxDepth) of the registry, wherever its hive begins.
+    void SetRootLevel(unsigned level) noexcept { m_rootLevel = level; }
+
     /// Makes a subkey. It shares its parent's security.
     /// Errors: kAlreadyExists; kInvalidParameter for a name that is empty, longer than kMaxKeyName or holds a
     /// backslash, for a class of more than 32,767 units, and below level 512.
@@ -63,12 +67,12 @@ public:
     /// Makes `target` a true copy of a key of another hive, with all below it: values, subkeys, classes, times,
     /// security and every flag but those that make the root of a hive. What `target` held is gone, once all that is new
     /// is there. Errors: those of a record of `source` that can't be read; kAccessDenied where a key below `target` is
-    /// marked undeletable.
+    /// marked undeletable; kInvalidParameter where `source` goes below level 512.
     [[nodiscard]] Result<void> Replace(CellOffset target, const Hive& source, CellOffset top);
 
     /// Lays a true copy of a key of another hive over `target`: its values, subkeys, classes, times, security and
     /// flags, with all below it. What `target` holds under other names stays, and so does the spelling of names that
-    /// are there already. Errors: those of a record of `source` that can't be read.
+    /// are there already. Errors: those of a record of `source` that can't be read; kInvalidParameter as Replace.
     [[nodiscard]] Result<void> Merge(CellOffset target, const Hive& source, CellOffset top);
 
     /// Deletes a key with all below it, or nothing. `onKey` is told of every key that goes. Errors: kAccessDenied for
@@ -157,6 +161,7 @@ private:
     HiveEditor& m_editor;
     const Hive& m_hive;
     const Clock& m_clock;
+    unsigned m_rootLevel = 1;
 };
 
 template <class Change>

@@ -96,6 +96,9 @@ Result<void> NameSpace::Show(std::unique_ptr<Mount> mount, std::string_view path
                        other != nullptr ? other->Reader().File().string() + " is mounted there" : "a link is there");
     }
     m_places[mount.get()] = *place;
+    if (const Result<HiveWriter*> writer = mount->Writer()) { // the registry's root is level 1, and in no path
+        (*writer)->SetRootLevel(static_cast<unsigned>(std::ranges::count(TrimPathEnd(path), kPathSeparator)) + 2);
+    }
     m_mounts.push_back(std::move(mount));
     return {};
 }
