@@ -2,7 +2,7 @@
 #include <fmt/format.h>
 
 #include "cli/command.h"
-#include "platform/files/durable_write.h"
+#include "platform/files/fresh_file.h"
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_recovery.h"
 
@@ -36,7 +36,7 @@ public:
             context.Report(content.error());
             return;
         }
-        if (const Result<void> written = WriteNewFile(SystemFiles(), m_out, *content); !written) {
+        if (const Result<void> written = WriteNewFile(SystemFiles(), m_out, *content, m_file); !written) {
             context.Report(written.error());
             return;
         }

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "journal/index_file.h"
+#include "platform/files/fresh_file.h"
 
 namespace tolvar {
 
@@ -209,14 +210,12 @@ Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::
 /// Writes a file under another name, and puts it in the place of the old one.
 Result<void> JournalStore::ReplaceDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
 {
-    std::filesystem::path fresh = file;
-    fresh += ".new";
-    if (auto written = WriteDurably(fresh, bytes); !written) {
-        static_cast<void>(m_place.files->Remove(fresh));
-        return written;
+    Result<FreshFile> fresh = FreshFile::Begin(*m_place.files, file, FreshFile::Existing::kReplace);
+    if (!fresh) {
+        return tl::unexpected(fresh.error());
     }
-    auto renamed = m_place.files->Rename(fresh, file);
-    return renamed ? m_place.files->SyncFolder(file.parent_path()) : renamed;
+    auto written = fresh->Append(bytes);
+    return written ? fresh->TakePlace() : written;
 }
 
 Result<void> JournalStore::WriteIndex()

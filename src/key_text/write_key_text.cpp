@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "key_text/key_text_line.h"
+#include "platform/files/fresh_file.h"
 #include "platform/registry/key_cursor.h"
 #include "platform/registry/registry.h"
 #include "platform/system/text.h"
@@ -175,32 +176,16 @@ Result<KeyTextLosses> WriteValueText(const std::string& path, OpenValue& value, 
 Result<KeyTextLosses> WriteKeyTextFile(const std::string& path, KeyTextForm form, const std::filesystem::path& file,
                                        FileStore& files)
 {
-    const std::filesystem::path fresh = file.string() + ".new";
-    Result<std::unique_ptr<StoredFile>> stored = files.Open(fresh, FileStore::Mode::kCreate);
-    if (!stored) {
-        return tl::unexpected(stored.error());
+    const Registry* registry = Registry::Current();
+    Result<FreshFile> fresh = FreshFile::Begin(files, file, FreshFile::Existing::kReplace,
+                                               registry != nullptr ? registry->FileOf(path) : std::filesystem::path());
+    if (!fresh) {
+        return tl::unexpected(fresh.error());
     }
-    std::uint64_t size = 0;
-    Result<KeyTextLosses> losses;
-    if (auto cut = (*stored)->Resize(0); !cut) {
-        losses = tl::unexpected(cut.error());
-    } else {
-        losses = WriteKeyText(path, form, [&](std::string_view piece) {
-            const std::uint64_t at = std::exchange(size, size + piece.size());
-            return (*stored)->Write(at, std::as_bytes(std::span(piece)));
-        });
-    }
-    Result<void> done;
-    for (const auto& step :
-         {std::function([&] { return (*stored)->Sync(); }), std::function([&] { return files.Rename(fresh, file); }),
-          std::function([&] { return files.SyncFolder(file.parent_path()); })}) {
-        done = losses && done ? step() : done;
-    }
-    if (!losses || !done) {
-        static_cast<void>(files.Remove(fresh)); // it may have got its name already
-        return losses ? tl::unexpected(done.error()) : losses;
-    }
-    return losses;
+    Result<KeyTextLosses> losses = WriteKeyText(
+        path, form, [&](std::string_view piece) { return fresh->Append(std::as_bytes(std::span(piece))); });
+    const Result<void> done = losses ? fresh->TakePlace() : Result<void>();
+    return done ? losses : tl::unexpected(done.error());
 }
 
 } // namespace tolvar

@@ -35,7 +35,8 @@ using KeyTextSink = std::function<Result<void>(std::string_view piece)>;
 /// that is not there gives an empty text. Errors: the sink's.
 [[nodiscard]] Result<KeyTextLosses> WriteValueText(const std::string& path, OpenValue& value, const KeyTextSink& sink);
 
-/// The same into a file, which is replaced as a whole and is durable when this returns. A failure leaves the old one.
+/// The same into a file, which is replaced as a whole and is durable when this returns. A failure leaves the old one. A
+/// new one gets the rights of the hive: see FreshFile.
 [[nodiscard]] Result<KeyTextLosses> WriteKeyTextFile(const std::string& path, KeyTextForm form,
                                                      const std::filesystem::path& file,
                                                      FileStore& files = SystemFiles());

@@ -201,7 +201,7 @@ TEST_F(KeyText, ReplacesAFileAsAWholeOrNotAtAll)
     EXPECT_FALSE(WriteKeyTextFile(top + "\\none", KeyTextForm::kAbsolute, file));
     EXPECT_EQ(WriteKeyTextFile("NOWHERE\\a", KeyTextForm::kAbsolute, file).error().code, ErrorCode::kBadCommand);
     EXPECT_EQ(std::filesystem::file_size(file), 25U);
-    EXPECT_FALSE(std::filesystem::exists(file.string() + ".new"));
+    EXPECT_EQ(SystemFiles().List(file.parent_path())->size(), 2U); // the hive beside it, and nothing left of the tries
     EXPECT_EQ(RegDeleteTreeA(Make(top).Get(), "a"), ERROR_SUCCESS);
     EXPECT_EQ(ReadKeyFile(file)->applied, 1U);
     EXPECT_EQ(Get(top + "\\a", "n"), std::string("1:x\0", 4));

@@ -338,6 +338,20 @@ TEST(WritableHiveOnDisk, KeepsEveryOtherBytesContentWhenOneValueOfARealHiveChang
     }
 }
 
+TEST(WritableHiveOnDisk, MakesALogThatNoMoreUsersMayReadThanTheHive)
+{
+    const ScratchFolder folder;
+    const std::filesystem::path file = folder.Write("HIVE", EmptyHive(u"ROOT", 1));
+    for (const auto mode : {std::filesystem::perms{0600}, std::filesystem::perms{0660}}) {
+        std::filesystem::permissions(file, mode);
+        auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+        ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"v", 1, {}));
+        ASSERT_TRUE(hive->Flush());
+        EXPECT_EQ(std::filesystem::status(folder / "HIVE.LOG1").permissions(), mode);
+        EXPECT_EQ(std::filesystem::status(file).permissions(), mode);
+    }
+}
+
 TEST(WritableHiveOnDisk, TellsOfAFileThatAnotherProgramHasOrChanged)
 {
     const ScratchFolder folder;

@@ -50,9 +50,22 @@ public:
         kCreate, ///< for reading and writing, made where it is missing
     };
 
+    /// What a name leads to, through links.
+    enum class Kind {
+        kMissing, ///< nothing, or what can't be told
+        kRegular,
+        kFolder,
+    };
+
     virtual ~FileStore() = default;
 
     [[nodiscard]] virtual Result<std::unique_ptr<StoredFile>> Open(const std::filesystem::path& file, Mode mode) = 0;
+
+    /// Makes a file that is not there yet, for reading and writing. It gets the rights of `like` and its owner and
+    /// group, or less where not all of that is allowed; the usual ones of a new file where there is no such file.
+    /// Errors: kAlreadyExists for anything of that name.
+    [[nodiscard]] virtual Result<std::unique_ptr<StoredFile>> Create(const std::filesystem::path& file,
+                                                                     const std::filesystem::path& like) = 0;
 
     /// A private copy of the file in memory, with address space to grow.
     [[nodiscard]] virtual Result<MappedFile> Map(const std::filesystem::path& file, std::size_t room) = 0;
@@ -63,6 +76,11 @@ public:
     /// Whether there is a file, folder or anything else of exactly that name.
     [[nodiscard]] virtual bool Exists(const std::filesystem::path& file) = 0;
 
+    [[nodiscard]] virtual Kind KindOf(const std::filesystem::path& file) = 0;
+
+    /// The path of a file without links and from the root on, whether the file is there or not. Errors: the folder's.
+    [[nodiscard]] virtual Result<std::filesystem::path> RealPath(const std::filesystem::path& file) = 0;
+
     /// The file of that name in its folder, without regard to case; nothing if there is none. Errors: the folder's,
     /// where that can't be told.
     [[nodiscard]] virtual Result<std::optional<std::filesystem::path>> Find(const std::filesystem::path& file) = 0;
@@ -72,7 +90,12 @@ public:
     /// Puts `from` in the place of `to`: whoever looks sees the one or the other.
     [[nodiscard]] virtual Result<void> Rename(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
 
-    /// Makes a folder that is missing, with those on the way to it, durably. One that is there is no error.
+    /// The same where nothing has the name `to`. Errors: kAlreadyExists.
+    [[nodiscard]] virtual Result<void> RenameNew(const std::filesystem::path& from,
+                                                 const std::filesystem::path& to) = 0;
+
+    /// Makes a folder that is missing, with those on the way to it, durably and for this user alone. One that is there
+    /// is no error.
     [[nodiscard]] virtual Result<void> MakeFolder(const std::filesystem::path& folder) = 0;
 
     /// The names of what lies in a folder, in any order, without "." and "..".

@@ -1,13 +1,17 @@
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <strings.h>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <linux/limits.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include "platform/files/file_store.h"
@@ -15,6 +19,10 @@
 namespace tolvar {
 
 namespace {
+
+constexpr mode_t kOwner = 0600;
+constexpr mode_t kEveryone = 0666;
+constexpr mode_t kUsual = 0644; ///< of a new file, less what the user's mask takes
 
 Result<void> Answer(int result, const std::string& what)
 {
@@ -133,17 +141,57 @@ std::string SystemFile::LockHolder() const
     return holder;
 }
 
+/// Whether a new file has the same further users now as another one: they give the group's bits another meaning.
+bool TakeFurtherUsersOf(const std::filesystem::path& like, int descriptor)
+{
+    constexpr const char* kAccessList = "system.posix_acl_access";
+    std::vector<char> list(XATTR_SIZE_MAX);
+    const ssize_t size = getxattr(like.c_str(), kAccessList, list.data(), list.size());
+    if (size < 0) { // none; but the folder may have given the new file some
+        return fremovexattr(descriptor, kAccessList) == 0 || errno == ENODATA || errno == ENOTSUP;
+    }
+    return fsetxattr(descriptor, kAccessList, list.data(), static_cast<std::size_t>(size), 0) == 0;
+}
+
+/// Gives a file that is its owner's alone so far the owner and the rights of another one, as far as it goes.
+void TakeRights(const struct stat& like, const std::filesystem::path& name, int descriptor)
+{
+    mode_t mode = like.st_mode & kEveryone;
+    if (fchown(descriptor, like.st_uid, like.st_gid) != 0 &&
+        fchown(descriptor, static_cast<uid_t>(-1), like.st_gid) != 0) {
+        mode &= ~mode_t{S_IRWXG} | ((mode & S_IRWXO) << 3U); // its group is another one, which gets what all have
+    }
+    const bool isSame = TakeFurtherUsersOf(name, descriptor);
+    static_cast<void>(fchmod(descriptor, isSame ? mode : mode & kOwner));
+}
+
 class SystemFileStore final : public FileStore {
 public:
     Result<std::unique_ptr<StoredFile>> Open(const std::filesystem::path& file, Mode mode) override
     {
-        constexpr mode_t kPermissions = 0644;
         const int flags = mode == Mode::kRead ? O_RDONLY : mode == Mode::kWrite ? O_RDWR : O_RDWR | O_CREAT;
-        const int descriptor = open(file.c_str(), flags | O_CLOEXEC | O_NOCTTY, kPermissions);
+        const int descriptor = open(file.c_str(), flags | O_CLOEXEC | O_NOCTTY, kUsual);
         if (descriptor < 0) {
             return Failure(ErrorCodeFromErrno(errno), "open " + file.string());
         }
         return std::make_unique<SystemFile>(descriptor, file.string());
+    }
+
+    Result<std::unique_ptr<StoredFile>> Create(const std::filesystem::path& file,
+                                               const std::filesystem::path& like) override
+    {
+        struct stat model = {};
+        const bool hasModel = !like.empty() && stat(like.c_str(), &model) == 0;
+        const int descriptor =
+            open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOCTTY, hasModel ? kOwner : kUsual);
+        if (descriptor < 0) {
+            return Failure(ErrorCodeFromErrno(errno), "make " + file.string());
+        }
+        auto made = std::make_unique<SystemFile>(descriptor, file.string());
+        if (hasModel) {
+            TakeRights(model, like, descriptor);
+        }
+        return made;
     }
 
     Result<MappedFile> Map(const std::filesystem::path& file, std::size_t room) override
@@ -157,6 +205,33 @@ public:
     {
         struct stat status = {};
         return lstat(file.c_str(), &status) == 0;
+    }
+
+    Kind KindOf(const std::filesystem::path& file) override
+    {
+        struct stat status = {};
+        return stat(file.c_str(), &status) != 0 ? Kind::kMissing
+               : S_ISDIR(status.st_mode)        ? Kind::kFolder
+                                                : Kind::kRegular;
+    }
+
+    Result<std::filesystem::path> RealPath(const std::filesystem::path& file) override
+    {
+        if (const std::unique_ptr<char, void (*)(void*)> real(realpath(file.c_str(), nullptr), std::free); real) {
+            return real.get();
+        }
+        constexpr int kMostLinks = 40;
+        std::filesystem::path at = file; // a link to what is not there yet is followed as well
+        std::error_code error;
+        for (int i = 0; i < kMostLinks && std::filesystem::is_symlink(at, error); ++i) {
+            at = at.parent_path() / std::filesystem::read_symlink(at, error);
+        }
+        const std::filesystem::path folder = at.has_parent_path() ? at.parent_path() : ".";
+        const std::unique_ptr<char, void (*)(void*)> real(realpath(folder.c_str(), nullptr), std::free);
+        if (!real || std::filesystem::is_symlink(at, error)) {
+            return Failure(real ? ErrorCode::kPathNotFound : ErrorCodeFromErrno(errno), "open " + file.string());
+        }
+        return std::filesystem::path(real.get()) / at.filename();
     }
 
     Result<std::optional<std::filesystem::path>> Find(const std::filesystem::path& file) override
@@ -188,9 +263,27 @@ public:
         return Answer(rename(from.c_str(), to.c_str()), "rename " + from.string());
     }
 
+    Result<void> RenameNew(const std::filesystem::path& from, const std::filesystem::path& to) override
+    {
+        const std::string what = "rename " + from.string();
+        if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+            return {};
+        }
+        if (errno != EINVAL && errno != ENOSYS) {
+            return Failure(ErrorCodeFromErrno(errno), what);
+        }
+        if (link(from.c_str(), to.c_str()) == 0) { // a file system that knows no such renaming, but two names
+            return Remove(from);
+        }
+        if (errno == EEXIST || Exists(to)) {
+            return Failure(ErrorCode::kAlreadyExists, what);
+        }
+        return Rename(from, to);
+    }
+
     Result<void> MakeFolder(const std::filesystem::path& folder) override
     {
-        constexpr mode_t kPermissions = 0777; // less what the user's mask takes
+        constexpr mode_t kPermissions = 0700;
         struct stat status = {};
         if (folder.empty() || (stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode))) {
             return {};
@@ -198,7 +291,7 @@ public:
         if (auto made = MakeFolder(folder.parent_path()); !made) {
             return made;
         }
-        if (mkdir(folder.c_str(), kPermissions) != 0 && errno != EEXIST) {
+        if (mkdir(folder.c_str(), kPermissions) != 0 && (errno != EEXIST || KindOf(folder) != Kind::kFolder)) {
             return Failure(ErrorCodeFromErrno(errno), "make " + folder.string());
         }
         return SyncFolder(folder.parent_path());

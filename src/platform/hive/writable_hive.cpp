@@ -119,29 +119,39 @@ Result<void> WritableHive::ExtendFile(std::uint64_t fileSize)
     return m_file->Sync();
 }
 
+/// Opens the log that the hive has, or makes one that nobody may read who may not read the hive.
+Result<void> WritableHive::OpenLog()
+{
+    const bool isOld = m_logFormat == HiveLog::Kind::kOldFormat;
+    Result<std::optional<std::filesystem::path>> found = m_store.Find(m_hive.File().string() + ".LOG1");
+    if (found && !*found && isOld) {
+        found = m_store.Find(m_hive.File().string() + ".LOG");
+    }
+    if (!found) {
+        return tl::unexpected(std::move(found.error()));
+    }
+    m_ownsLog = !*found;
+    m_logPath = found->value_or(m_hive.File().string() + ".LOG1");
+    Result<std::unique_ptr<StoredFile>> log =
+        m_ownsLog ? m_store.Create(m_logPath, m_hive.File()) : m_store.Open(m_logPath, FileStore::Mode::kWrite);
+    if (!log) {
+        return tl::unexpected(std::move(log.error()));
+    }
+    m_log = *std::move(log);
+    m_isLogNameDurable = !m_ownsLog;
+    return {};
+}
+
 Result<void> WritableHive::WriteLog(std::span<const ChangedRun> runs)
 {
-    if (!m_log) {
-        const bool isOld = m_logFormat == HiveLog::Kind::kOldFormat;
-        Result<std::optional<std::filesystem::path>> found = m_store.Find(m_hive.File().string() + ".LOG1");
-        if (found && !*found && isOld) {
-            found = m_store.Find(m_hive.File().string() + ".LOG");
+    if (auto opened = m_log ? Result<void>() : OpenLog(); !opened) {
+        return opened;
+    }
+    if (!m_isLogNameDurable) {
+        if (auto synced = m_store.SyncFolder(m_logPath.parent_path()); !synced) {
+            return synced;
         }
-        if (!found) {
-            return tl::unexpected(std::move(found.error()));
-        }
-        m_ownsLog = !*found;
-        m_logPath = found->value_or(m_hive.File().string() + ".LOG1");
-        Result<std::unique_ptr<StoredFile>> log = m_store.Open(m_logPath, FileStore::Mode::kCreate);
-        if (!log) {
-            return tl::unexpected(std::move(log.error()));
-        }
-        m_log = std::move(*log);
-        if (m_ownsLog) {
-            if (auto synced = m_store.SyncFolder(m_logPath.parent_path()); !synced) {
-                return synced;
-            }
-        }
+        m_isLogNameDurable = true;
     }
     std::uint64_t size = 0;
     const auto append = [&](std::span<const std::byte> piece) {

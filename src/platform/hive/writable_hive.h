@@ -59,6 +59,7 @@ private:
 
     [[nodiscard]] Result<void> CheckFile();
     [[nodiscard]] Result<void> ExtendFile(std::uint64_t fileSize);
+    [[nodiscard]] Result<void> OpenLog();
     [[nodiscard]] Result<void> WriteLog(std::span<const ChangedRun> runs);
     [[nodiscard]] Result<void> WriteHive(std::span<const ChangedRun> runs);
     [[nodiscard]] Result<void> WriteBase(std::uint32_t sequence1, std::uint32_t sequence2);
@@ -74,6 +75,7 @@ private:
     std::unique_ptr<StoredFile> m_log; ///< open from the first flush on
     std::filesystem::path m_logPath;
     bool m_ownsLog = false; ///< the log was made here, and goes with a clean close
+    bool m_isLogNameDurable = false;
     HiveLog::Kind m_logFormat = HiveLog::Kind::kNewFormat;
     RecoveryReport m_recovery;
     HiveEditor m_editor;

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/files/durable_write.h"
+#include "platform/files/fresh_file.h"
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/scratch_hive.h"
 #include "platform/registry/key_path.h"

@@ -224,6 +224,28 @@ void Registry::SetAccessCheck(const AccessCheck* check) noexcept
     m_pState->accessCheck = check;
 }
 
+std::filesystem::path Registry::FileOf(std::string_view path) const
+{
+    const std::shared_lock lock(m_pState->lock);
+    const Result<KeyRef> key = m_pState->names.Resolve(path);
+    if (key && !key->First().mount->IsVolatile()) {
+        return key->First().Reader().File();
+    }
+    std::filesystem::path file;
+    auto least = std::filesystem::perms::all;
+    for (const auto& mount : m_pState->names.Mounts()) {
+        const std::filesystem::path& candidate = mount->Reader().File();
+        std::error_code error;
+        const auto others = std::filesystem::status(candidate, error).permissions() &
+                            (std::filesystem::perms::group_all | std::filesystem::perms::others_all);
+        if (!error && (file.empty() || others < least)) {
+            file = candidate;
+            least = others;
+        }
+    }
+    return file;
+}
+
 FileStore& Registry::Files() const noexcept
 {
     return m_pState->files;

@@ -92,6 +92,10 @@ public:
     /// Replaces the check that RegOpenKeyExA runs. The default grants everything. `check` must outlive the registry.
     void SetAccessCheck(const AccessCheck* check) noexcept;
 
+    /// The hive file of the key at a full path, for copies that nobody is to read who may not read the key; of a key of
+    /// the session, the mounted file that the fewest may read. Empty where there is none.
+    [[nodiscard]] std::filesystem::path FileOf(std::string_view path) const;
+
     /// Where its files lie.
     [[nodiscard]] FileStore& Files() const noexcept;
 

@@ -4,7 +4,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "platform/files/durable_write.h"
+#include "platform/files/fresh_file.h"
 #include "platform/hive/hive_composer.h"
 #include "platform/hive/hive_recovery.h"
 #include "platform/hive/hive_walk.h"
@@ -428,7 +428,8 @@ LSTATUS RegSaveKeyA(HKEY key, const char* file, const void* /*security*/)
     if (!content) {
         return CodeOf(content);
     }
-    return isWhole ? CodeOf(WriteNewFile(call.State().files, file, *content)) : ERROR_REGISTRY_CORRUPT;
+    return isWhole ? CodeOf(WriteNewFile(call.State().files, file, *content, saved.First().Reader().File()))
+                   : ERROR_REGISTRY_CORRUPT;
 }
 
 LSTATUS RegRestoreKeyA(HKEY key, const char* file, DWORD flags)
