@@ -4,6 +4,7 @@
 #include "cli/command.h"
 #include "key_text/read_key_text.h"
 #include "key_text/write_key_text.h"
+#include "platform/registry/key_image.h"
 #include "platform/registry/key_path.h"
 #include "registry/reg_key.h"
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr const char* kHive = "hive";
 constexpr const char* kText = "tvr";
+constexpr const char* kStandardOutput = "-";
 
 /// A command that moves keys to or from a file.
 class TransferCommand : public Command {
@@ -45,7 +47,11 @@ public:
     {
         CLI::App* app = program.add_subcommand("export", "Save a key and all below it to a file");
         app->add_option("KEY", m_path, "Full path of the key")->required();
-        app->add_option("FILE", m_file, "The file: a new one for a hive, a text is replaced")->required();
+        app->add_option(
+               "FILE", m_file,
+               "The file: a new one for a hive, a text is replaced; - is standard output, and a pipe or device "
+               "is written through")
+            ->required();
         AddFormat(*app);
         return app;
     }
@@ -57,14 +63,30 @@ public:
         if (!key) {
             return;
         }
-        if (!IsText()) {
+        if (IsText()) {
+            ExportText(context);
+        } else if (m_file != kStandardOutput) {
             ReportCode(context, RegSaveKeyA(key.Get(), m_file.c_str(), nullptr), m_path + ", file " + m_file);
-            return;
+        } else if (const Result<std::vector<std::byte>> content = ImageOfKey(key.Get()); content) {
+            context.out.Write({reinterpret_cast<const char*>(content->data()), content->size()});
+        } else {
+            context.Report(content.error());
         }
-        const Result<KeyTextLosses> losses = WriteKeyTextFile(m_path, KeyTextForm::kAbsolute, m_file);
-        if (!losses) {
+    }
+
+private:
+    void ExportText(CommandContext& context) const
+    {
+        const auto print = [&context](std::string_view piece) {
+            context.out.Write(piece);
+            return context.out.IsClosed() ? Failure(ErrorCode::kIoDevice) : Result<void>();
+        };
+        const Result<KeyTextLosses> losses = m_file == kStandardOutput
+                                                 ? WriteKeyText(m_path, KeyTextForm::kAbsolute, print)
+                                                 : WriteKeyTextFile(m_path, KeyTextForm::kAbsolute, m_file);
+        if (!losses && !context.out.IsClosed()) {
             context.Report(losses.error());
-        } else if (losses->count != 0) {
+        } else if (losses && losses->count != 0) {
             context.Tell(fmt::format("{} keys or values were left out, or will not come back the same, since the text "
                                      "form can't hold them; the first: {}",
                                      losses->count, losses->first));

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -168,6 +169,25 @@ TEST_F(FreshFileTest, KeepsTheOwnerOrGivesAnotherGroupNoMoreThanAll)
     ASSERT_TRUE(seteuid(0) == 0 && setegid(0) == 0);
     ASSERT_TRUE(replaced) << replaced.error().context;
     EXPECT_EQ(ModeOf(file), 0600U);
+}
+
+TEST_F(FreshFileTest, WritesThroughAPipeOrDevice)
+{
+    const std::filesystem::path pipe = m_folder / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    for (const Existing existing : {Existing::kRefuse, Existing::kReplace}) {
+        Result<FreshFile> fresh = FreshFile::Begin(SystemFiles(), pipe, existing);
+        ASSERT_TRUE(fresh && fresh->Append(Bytes("on")) && fresh->Append(Bytes("e")) && fresh->TakePlace());
+        std::string got(10, '\0');
+        EXPECT_EQ(read(reader, got.data(), got.size()), 3);
+        EXPECT_EQ(got.substr(0, 3), "one");
+    }
+    close(reader);
+    EXPECT_EQ(SystemFiles().KindOf(pipe), FileStore::Kind::kStream);
+    EXPECT_EQ(Replace("/dev/full", "x").error().code, ErrorCode::kDiskFull);
+    EXPECT_TRUE(Replace("/dev/null", "x"));
+    EXPECT_THAT(Names(), ElementsAre("pipe"));
 }
 
 TEST(FreshFileFaults, LeaveTheOldFileAndNoOther)

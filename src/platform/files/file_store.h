@@ -48,6 +48,7 @@ public:
         kRead,   ///< an existing file, for reading
         kWrite,  ///< an existing file, for reading and writing
         kCreate, ///< for reading and writing, made where it is missing
+        kStream, ///< a pipe or device, for writing alone, front to back; waits until a pipe has a reader
     };
 
     /// What a name leads to, through links.
@@ -55,6 +56,7 @@ public:
         kMissing, ///< nothing, or what can't be told
         kRegular,
         kFolder,
+        kStream, ///< a pipe, a device: what takes bytes and is nothing to replace
     };
 
     virtual ~FileStore() = default;

@@ -32,7 +32,7 @@ FreshFile::FreshFile(FreshFile&& other) noexcept
 
 void FreshFile::Discard() noexcept
 {
-    if (std::exchange(m_file, nullptr) != nullptr) {
+    if (std::exchange(m_file, nullptr) != nullptr && !m_name.empty()) {
         static_cast<void>(m_store->Remove(m_name));
     }
 }
@@ -52,6 +52,15 @@ Result<FreshFile> FreshFile::Begin(FileStore& store, const std::filesystem::path
     }
     if (kind == FileStore::Kind::kRegular && existing == Existing::kRefuse) {
         return Failure(ErrorCode::kAlreadyExists, place.string());
+    }
+    if (kind == FileStore::Kind::kStream) {
+        FreshFile stream(store, place, existing);
+        Result<std::unique_ptr<StoredFile>> opened = store.Open(place, FileStore::Mode::kStream);
+        if (!opened) {
+            return tl::unexpected(std::move(opened.error()));
+        }
+        stream.m_file = *std::move(opened);
+        return stream;
     }
     Result<std::filesystem::path> real = store.RealPath(place);
     if (!real) {
@@ -88,6 +97,10 @@ Result<void> FreshFile::Rename()
 Result<void> FreshFile::TakePlace()
 {
     auto done = m_file->Sync();
+    if (done && m_name.empty()) {
+        m_file.reset();
+        return done;
+    }
     done = done ? Rename() : done;
     if (!done) {
         Discard();

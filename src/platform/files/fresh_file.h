@@ -47,7 +47,7 @@ private:
     FileStore* m_store;
     std::filesystem::path m_place; ///< without links
     Existing m_existing;
-    std::filesystem::path m_name;       ///< that it has until it takes its place
+    std::filesystem::path m_name;       ///< that it has until it takes its place; empty for a pipe or device
     std::unique_ptr<StoredFile> m_file; ///< null once it has taken its place, or was discarded
     std::uint64_t m_size = 0;
 };

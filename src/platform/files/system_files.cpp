@@ -64,7 +64,10 @@ public:
     Result<void> Write(std::uint64_t offset, std::span<const std::byte> bytes) override
     {
         while (!bytes.empty()) {
-            const ssize_t put = pwrite(m_descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+            ssize_t put = pwrite(m_descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+            if (put < 0 && errno == ESPIPE) { // it has no places, and takes them as they come
+                put = write(m_descriptor, bytes.data(), bytes.size());
+            }
             if (put < 0 && errno == EINTR) {
                 continue;
             }
@@ -82,7 +85,12 @@ public:
         return Answer(ftruncate(m_descriptor, static_cast<off_t>(size)), "resize " + m_name);
     }
 
-    Result<void> Sync() override { return Answer(fsync(m_descriptor), "write " + m_name); }
+    Result<void> Sync() override
+    {
+        const int result = fsync(m_descriptor);
+        return result != 0 && errno == EINVAL ? Result<void>() // a pipe or terminal keeps nothing
+                                              : Answer(result, "write " + m_name);
+    }
 
     Result<void> Lock() override
     {
@@ -169,7 +177,10 @@ class SystemFileStore final : public FileStore {
 public:
     Result<std::unique_ptr<StoredFile>> Open(const std::filesystem::path& file, Mode mode) override
     {
-        const int flags = mode == Mode::kRead ? O_RDONLY : mode == Mode::kWrite ? O_RDWR : O_RDWR | O_CREAT;
+        const int flags = mode == Mode::kRead     ? O_RDONLY
+                          : mode == Mode::kWrite  ? O_RDWR
+                          : mode == Mode::kStream ? O_WRONLY
+                                                  : O_RDWR | O_CREAT;
         const int descriptor = open(file.c_str(), flags | O_CLOEXEC | O_NOCTTY, kUsual);
         if (descriptor < 0) {
             return Failure(ErrorCodeFromErrno(errno), "open " + file.string());
@@ -212,7 +223,8 @@ public:
         struct stat status = {};
         return stat(file.c_str(), &status) != 0 ? Kind::kMissing
                : S_ISDIR(status.st_mode)        ? Kind::kFolder
-                                                : Kind::kRegular;
+               : S_ISREG(status.st_mode)        ? Kind::kRegular
+                                                : Kind::kStream;
     }
 
     Result<std::filesystem::path> RealPath(const std::filesystem::path& file) override
