@@ -352,6 +352,29 @@ TEST(WritableHiveOnDisk, MakesALogThatNoMoreUsersMayReadThanTheHive)
     }
 }
 
+TEST(HiveFlush, IsNoSuccessWhereTheFileIsNotFoundAtItsPathAnyMore)
+{
+    std::size_t call = 1;
+    for (bool isDone = false; !isDone; ++call) {
+        SCOPED_TRACE(call);
+        PowerCutStore store = StoreWithHive(LogFormat::kNew);
+        CountingClock clock;
+        std::mt19937 random(3);
+        auto hive = WritableHive::Open(store, kFile, clock).value();
+        ChangeSome(*hive, random);
+        store.LoseNamesAt(call);
+        const Result<void> flushed = hive->Flush();
+        isDone = flushed.has_value();
+        if (!isDone) {
+            EXPECT_EQ(flushed.error().code, ErrorCode::kFileNotFound);
+            EXPECT_EQ(hive->FailedFlush(), FlushFate::kUnknown);
+            EXPECT_EQ(hive->Flush().error().code, ErrorCode::kFileNotFound) << "and it stays so";
+        }
+        store.LoseNamesAt(0);
+    }
+    EXPECT_GT(call, 8U);
+}
+
 TEST(WritableHiveOnDisk, TellsOfAFileThatAnotherProgramHasOrChanged)
 {
     const ScratchFolder folder;
@@ -362,8 +385,6 @@ TEST(WritableHiveOnDisk, TellsOfAFileThatAnotherProgramHasOrChanged)
     EXPECT_EQ(second.error().code, ErrorCode::kSharingViolation);
     EXPECT_THAT(second.error().context, testing::HasSubstr("in use by process " + std::to_string(getpid())));
     ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"v", 1, {}));
-    std::ofstream(file, std::ios::binary | std::ios::app) << "x";
-    EXPECT_EQ(hive->Flush().error().code, ErrorCode::kSharingViolation);
     std::filesystem::remove(file);
     EXPECT_EQ(hive->Flush().error().code, ErrorCode::kFileNotFound);
     EXPECT_TRUE(hive->Revert()); // from the file that is still open
@@ -372,7 +393,69 @@ TEST(WritableHiveOnDisk, TellsOfAFileThatAnotherProgramHasOrChanged)
     hive = WritableHive::Open(SystemFiles(), other, SystemClock()).value();
     ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"v", 1, {}));
     std::ofstream(other, std::ios::binary | std::ios::app) << "x";
+    EXPECT_EQ(hive->Flush().error().code, ErrorCode::kSharingViolation);
     EXPECT_EQ(hive->Revert().error().code, ErrorCode::kSharingViolation);
+}
+
+TEST(WritableHiveOnDisk, LeavesWhatTookItsPlaceAlone)
+{
+    const ScratchFolder folder;
+    const std::vector<std::byte> other = EmptyHive(u"OTHER", 2);
+    const auto bytesOf = [](const std::filesystem::path& file) {
+        const MappedFile map = MappedFile::Open(file).value();
+        return std::vector(map.Bytes().begin(), map.Bytes().end());
+    };
+    for (const bool isFolder : {false, true}) {
+        SCOPED_TRACE(isFolder ? "its folder is another one" : "it is another file");
+        const std::filesystem::path at = folder / (isFolder ? "b" : "a");
+        std::filesystem::create_directory(at);
+        const std::filesystem::path file = at / "HIVE";
+        std::filesystem::copy_file(folder.Write("empty", EmptyHive(u"ROOT", 1)), file);
+        auto hive = WritableHive::Open(SystemFiles(), file, SystemClock()).value();
+        ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"v", 1, {}));
+        ASSERT_TRUE(hive->Flush()); // with a log of its own from now on
+        if (isFolder) {
+            std::filesystem::rename(at, folder / "moved");
+            std::filesystem::create_directory(at);
+            std::filesystem::copy_file(folder.Write("other", other), file);
+            std::filesystem::copy_file(folder / "other", at / "HIVE.LOG1");
+        } else {
+            std::filesystem::rename(folder.Write("other", other), file);
+        }
+        ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"w", 1, {}));
+        const Result<void> flushed = hive->Flush();
+        ASSERT_FALSE(flushed);
+        EXPECT_EQ(flushed.error().code, ErrorCode::kSharingViolation);
+        EXPECT_THAT(flushed.error().context, testing::HasSubstr("HIVE was replaced by another file"));
+        EXPECT_EQ(hive->FailedFlush(), FlushFate::kNotMade);
+        hive.reset();
+        EXPECT_EQ(bytesOf(file), other);
+        EXPECT_EQ(std::filesystem::exists(at / "HIVE.LOG1"), isFolder) << "only our own log goes";
+    }
+}
+
+TEST(WritableHiveOnDisk, HasOneLockAndOneLogByWhicheverNameItIsOpened)
+{
+    const ScratchFolder folder;
+    std::filesystem::create_directory(folder / "d");
+    std::filesystem::create_symlink("d", folder / "folder");
+    std::filesystem::create_symlink("folder/HIVE", folder / "link");
+    const std::filesystem::path file = folder / "d/HIVE";
+    std::filesystem::copy_file(folder.Write("empty", EmptyHive(u"ROOT", 1)), file);
+    const std::filesystem::path names[] = {file, folder / "folder/HIVE", folder / "link"};
+    for (const std::filesystem::path& name : names) {
+        SCOPED_TRACE(name);
+        auto hive = WritableHive::Open(SystemFiles(), name, SystemClock()).value();
+        ASSERT_TRUE(hive->Writer().SetValue(hive->Reader().Root(), u"v", 1, {}));
+        ASSERT_TRUE(hive->Flush());
+        EXPECT_TRUE(std::filesystem::exists(folder / "d/HIVE.LOG1"));
+        EXPECT_FALSE(std::filesystem::exists(folder / "link.LOG1"));
+        for (const std::filesystem::path& other : names) {
+            EXPECT_EQ(WritableHive::Open(SystemFiles(), other, SystemClock()).error().code,
+                      ErrorCode::kSharingViolation);
+        }
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "d/HIVE.LOG1"));
 }
 
 } // namespace

@@ -354,6 +354,48 @@ TEST(HiveRecovery, GrowsAHiveAndBringsTheFlagOfItsLog)
     }
 }
 
+TEST(HiveRecovery, KeepsNothingOfALogThatWouldDamageTheHive)
+{
+    const auto logOf = [](Kind kind, const File& hive, const ChangedRun& run) {
+        return fixtures::LogFile(kind, std::span(hive).first(512), 8, {&run, 1}, std::span(hive).subspan(4096));
+    };
+    File long2 = HiveWith(8, 8);
+    long2.resize(std::size_t{256} << 20); // more than a log of some pages can have brought
+    File broken = HiveWith(8, 8);
+    Store(std::span(broken).subspan(8192), bin_fields::kOffset, 8192);
+    File odd = HiveWith(8, 8);
+    Store(std::span(odd), Field<std::uint32_t>{4096 + 32}, static_cast<std::uint32_t>(-5)); // the size of a cell
+    for (const Kind kind : {Kind::kOldFormat, Kind::kNewFormat}) {
+        for (const auto& [what, content, run] : {std::tuple{"a length from nowhere", &long2, ChangedRun{0, 4096}},
+                                                 {"a broken bin", &broken, ChangedRun{4096, 4096}},
+                                                 {"a broken cell", &odd, ChangedRun{0, 4096}}}) {
+            SCOPED_TRACE(testing::Message() << what << ", format " << static_cast<int>(kind));
+            const File hive = HiveWith(9, 8);
+            PowerCutStore store;
+            store.Put("H", hive);
+            store.Put("H.LOG1", logOf(kind, *content, run));
+            const File log = store.Content("H.LOG1");
+            const fixtures::FixedClock clock;
+            const auto opened = WritableHive::Open(store, "H", clock);
+            ASSERT_FALSE(opened);
+            EXPECT_EQ(opened.error().code, ErrorCode::kRegistryCorrupt);
+            EXPECT_THAT(opened.error().context, testing::StartsWith("H.LOG1: "));
+            EXPECT_TRUE(store.Content("H") == hive && store.Content("H.LOG1") == log);
+            RecoveryReport report;
+            ASSERT_TRUE(OpenForReading(store, "H", LogFailure::kReport, report));
+            EXPECT_EQ(report.failure.has_value(), content == &long2);
+        }
+    }
+    // What was broken before is no fault of the log's.
+    PowerCutStore store;
+    File hive = broken;
+    StoreBaseBlock(std::span(hive).first(512), 9, 8, 8192, 0);
+    store.Put("H", hive);
+    store.Put("H.LOG1", LogWith(Kind::kNewFormat, HiveWith(8, 8), 8, 1));
+    const fixtures::FixedClock clock;
+    EXPECT_TRUE(WritableHive::Open(store, "H", clock));
+}
+
 /// A store in which one file fails as it is read, though it could be opened.
 class CutShortStore final : public PowerCutStore {
 public:
@@ -475,6 +517,9 @@ TEST(HiveRecovery, FindsLogsWithoutRegardToCaseOrTellsWhyNot)
     EXPECT_EQ(HiveLogs::Find(SystemFiles(), hive)->All().size(), 1U);
     std::filesystem::create_directory(folder / "d/H.LOG1");
     EXPECT_EQ(HiveLogs::Find(SystemFiles(), hive).error().code, ErrorCode::kDirectory);
+    std::filesystem::remove(folder / "d/H.LOG1");
+    std::filesystem::create_symlink("nowhere", folder / "d/H.LOG1");
+    EXPECT_EQ(HiveLogs::Find(SystemFiles(), hive).error().code, ErrorCode::kFileNotFound);
     hive = folder / "none/H";
     EXPECT_TRUE(HiveLogs::Find(SystemFiles(), hive)->All().empty());
     hive = folder / "d/h.log2/H"; // below a file

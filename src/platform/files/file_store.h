@@ -36,6 +36,10 @@ public:
     /// the process that has it where that is known.
     [[nodiscard]] virtual Result<void> Lock() = 0;
 
+    /// Whether its path still leads to it. Errors: kFileNotFound where it was removed or renamed, kSharingViolation
+    /// where another file has its place.
+    [[nodiscard]] virtual Result<void> CheckName() const = 0;
+
     /// A number that changes when somebody else changes the file. Meaningful only beside an earlier answer.
     [[nodiscard]] virtual Result<std::uint64_t> ChangeStamp() const = 0;
 };

@@ -106,14 +106,28 @@ public:
                                                          : fmt::format("{} is in use by process {}", m_name, holder));
     }
 
+    Result<void> CheckName() const override
+    {
+        struct stat opened = {};
+        struct stat named = {};
+        if (fstat(m_descriptor, &opened) != 0) {
+            return Failure(ErrorCodeFromErrno(errno), m_name);
+        }
+        if (stat(m_name.c_str(), &named) != 0) {
+            return errno == ENOENT || errno == ENOTDIR
+                       ? Failure(ErrorCode::kFileNotFound, m_name + " was removed or renamed while it was open")
+                       : Failure(ErrorCodeFromErrno(errno), m_name);
+        }
+        return opened.st_dev == named.st_dev && opened.st_ino == named.st_ino
+                   ? Result<void>()
+                   : Failure(ErrorCode::kSharingViolation, m_name + " was replaced by another file while it was open");
+    }
+
     Result<std::uint64_t> ChangeStamp() const override
     {
         struct stat status = {};
         if (fstat(m_descriptor, &status) != 0) {
             return Failure(ErrorCodeFromErrno(errno), m_name);
-        }
-        if (status.st_nlink == 0) {
-            return Failure(ErrorCode::kFileNotFound, m_name + " was removed while it was open");
         }
         return static_cast<std::uint64_t>(status.st_mtim.tv_sec) * 1'000'000'000U +
                static_cast<std::uint64_t>(status.st_mtim.tv_nsec) + (static_cast<std::uint64_t>(status.st_size) << 20U);

@@ -113,7 +113,8 @@ Result<HiveLogs> HiveLogs::Find(FileStore& store, const std::filesystem::path& h
         Result<MappedFile> bytes = !file               ? tl::unexpected(file.error())
                                    : file->has_value() ? store.MapForReading(**file)
                                                        : Failure(ErrorCode::kFileNotFound);
-        if (!bytes && bytes.error().code == ErrorCode::kFileNotFound) {
+        const bool isThere = file && file->has_value() && store.Exists(**file); // as a link that leads nowhere is
+        if (!bytes && bytes.error().code == ErrorCode::kFileNotFound && !isThere) {
             continue;
         }
         if (!bytes) {
@@ -161,8 +162,27 @@ bool NeedsRecovery(std::span<const std::byte> file) noexcept
     return !IsBaseWhole(file) || base.sequence1 != base.sequence2;
 }
 
+namespace {
+
+/// Whether a hive can be as long as a log says: what is neither in the file nor in the log would be made up. Only what
+/// lies behind the last used cell of a new bin need not be in a log.
+bool IsLengthPossible(std::uint32_t length, std::size_t fileSize, std::span<const ChangedRun> runs)
+{
+    constexpr std::uint64_t kMostUnlogged = std::uint64_t{1} << 20;
+    const std::uint64_t present = fileSize > kBaseBlockSize ? fileSize - kBaseBlockSize : 0;
+    std::uint64_t brought = 0;
+    for (const ChangedRun& run : runs) {
+        const std::uint64_t end = std::uint64_t{run.begin} + run.size;
+        brought += end > present ? end - std::max<std::uint64_t>(run.begin, present) : 0;
+    }
+    return length <= present + brought + kMostUnlogged;
+}
+
+} // namespace
+
 Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs)
 {
+    const std::size_t fileSize = hive.Bytes().size();
     RecoveryReport report;
     const bool isBaseWhole = IsBaseWhole(hive.Bytes());
     Chosen chosen = ChooseNewFormat(logs, hive.Bytes(), isBaseWhole);
@@ -204,6 +224,11 @@ Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs)
             return tl::unexpected(std::move(read.error()));
         }
     }
+    if (!IsLengthPossible(length, fileSize, report.runs)) {
+        return Failure(ErrorCode::kRegistryCorrupt,
+                       fmt::format("{}: it makes a hive of {} bytes, which neither it nor the file holds",
+                                   report.logs.back().string(), length));
+    }
     const std::span<std::byte> base = hive.Writable().first(kBaseBlockChecked);
     Store(base, base_fields::kFlags,
           (Load(std::span<const std::byte>(base), base_fields::kFlags) & ~kPendingTransactions) |
@@ -236,18 +261,19 @@ Result<std::optional<Hive>> OpenRecovered(FileStore& store, const std::filesyste
 
 } // namespace
 
-Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, LogFailure logFailure,
+Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& name, LogFailure logFailure,
                             RecoveryReport& report)
 {
-    Result<MappedFile> map = store.MapForReading(file);
+    const Result<std::filesystem::path> file = store.RealPath(name); // its logs lie beside it
+    Result<MappedFile> map = file ? store.MapForReading(*file) : tl::unexpected(file.error());
     if (!map) {
         return tl::unexpected(std::move(map.error()));
     }
-    Result<Hive> hive = Hive::FromMap(*std::move(map), file);
+    Result<Hive> hive = Hive::FromMap(*std::move(map), *file);
     if (hive && !hive->NeedsRecovery()) {
         return hive;
     }
-    Result<std::optional<Hive>> recovered = OpenRecovered(store, file, report);
+    Result<std::optional<Hive>> recovered = OpenRecovered(store, *file, report);
     if (recovered) {
         return *recovered ? **std::move(recovered) : std::move(hive);
     }

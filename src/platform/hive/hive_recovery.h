@@ -15,7 +15,8 @@ namespace tolvar {
 class HiveLogs {
 public:
     /// Reads NAME.LOG1, NAME.LOG2 and NAME.LOG. Errors: the file's for one that is there and can't be read, which may
-    /// hold what the hive lacks; the folder's where it can't be told what is there.
+    /// hold what the hive lacks, a link that leads nowhere among them; the folder's where it can't be told what is
+    /// there.
     [[nodiscard]] static Result<HiveLogs> Find(FileStore& store, const std::filesystem::path& hive);
 
     struct Found {
@@ -53,7 +54,8 @@ struct RecoveryReport {
 
 /// Applies what the logs hold to a private copy of a hive: the changes of the platform's last complete flushes, in
 /// either of its log formats. Changes no file. A hive without a usable log stays as it is. Errors: kNotEnoughMemory;
-/// kReadFault where a log fails under the hand. The copy is of no use then.
+/// kRegistryCorrupt where a log claims a hive that is larger than what the file and it hold; kReadFault where a log
+/// fails under the hand. The copy is of no use then.
 [[nodiscard]] Result<RecoveryReport> RecoverHive(MappedFile& hive, const HiveLogs& logs);
 
 /// What becomes of a hive that was not closed cleanly where its logs can't be read or applied.
@@ -64,7 +66,7 @@ enum class LogFailure {
 
 /// Opens a hive for reading and touches nothing: one that was not closed cleanly as a copy in memory, with its logs
 /// applied. `report` tells what they gave. Errors as Hive::Open; those of HiveLogs::Find and RecoverHive.
-[[nodiscard]] Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& file, LogFailure logFailure,
+[[nodiscard]] Result<Hive> OpenForReading(FileStore& store, const std::filesystem::path& name, LogFailure logFailure,
                                           RecoveryReport& report);
 
 /// What a person should know of a hive that was opened, in one line; empty where it was closed cleanly. `isForReading`:

@@ -3,11 +3,34 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/hive/hive_validator.h"
+
 namespace tolvar {
 
 namespace {
 
 constexpr std::size_t kRoom = std::size_t{kMaxLength} + kBaseBlockSize; // address space, not memory
+
+std::uint64_t ErrorsIn(const Hive& hive)
+{
+    return ValidateHive(hive, [](const Finding&) {}).errors;
+}
+
+/// Whether a hive is as whole with what its logs brought as its file was before: a log that brings damage into it is
+/// not the hive's own, and is not to be kept for good.
+Result<void> CheckRecovered(FileStore& store, const Hive& hive, const RecoveryReport& recovery)
+{
+    const std::uint64_t errors = ErrorsIn(hive);
+    if (errors == 0 || recovery.isBaseFromLog) { // without its own base block nothing can be told of the file
+        return {};
+    }
+    Result<MappedFile> map = store.MapForReading(hive.File());
+    const Result<Hive> before = map ? Hive::FromMap(*std::move(map), hive.File()) : tl::unexpected(map.error());
+    if (before && ErrorsIn(*before) < errors) {
+        return Failure(ErrorCode::kRegistryCorrupt, recovery.logs.back().string() + ": it would damage the hive");
+    }
+    return {};
+}
 
 } // namespace
 
@@ -18,27 +41,34 @@ WritableHive::WritableHive(FileStore& store, Hive hive, std::unique_ptr<StoredFi
 
 WritableHive::~WritableHive()
 {
-    m_log.reset();
-    if (m_ownsLog && !m_failure) {
+    if (m_ownsLog && !m_isLogNeeded && m_log != nullptr && m_log->CheckName()) {
         static_cast<void>(m_store.Remove(m_logPath)); // a log that stays is one that no one reads
     }
 }
 
-Result<std::unique_ptr<WritableHive>> WritableHive::Open(FileStore& store, const std::filesystem::path& file,
+Result<std::unique_ptr<WritableHive>> WritableHive::Open(FileStore& store, const std::filesystem::path& name,
                                                          const Clock& clock)
 {
-    Result<std::unique_ptr<StoredFile>> stored = store.Open(file, FileStore::Mode::kWrite);
+    // Whichever of its names a program knows: it meets the others at the file's one lock and one log.
+    const Result<std::filesystem::path> file = store.RealPath(name);
+    if (!file) {
+        return tl::unexpected(file.error());
+    }
+    Result<std::unique_ptr<StoredFile>> stored = store.Open(*file, FileStore::Mode::kWrite);
     if (!stored) {
         return tl::unexpected(std::move(stored.error()));
     }
     if (auto locked = (*stored)->Lock(); !locked) {
         return tl::unexpected(std::move(locked.error()));
     }
-    Result<MappedFile> copy = store.Map(file, kRoom);
+    Result<MappedFile> copy = store.Map(*file, kRoom);
     if (!copy) {
         return tl::unexpected(std::move(copy.error()));
     }
-    const Result<HiveLogs> logs = HiveLogs::Find(store, file);
+    if (auto same = (*stored)->CheckName(); !same) { // what is locked is what was read
+        return tl::unexpected(std::move(same.error()));
+    }
+    const Result<HiveLogs> logs = HiveLogs::Find(store, *file);
     if (!logs) {
         return tl::unexpected(logs.error());
     }
@@ -50,12 +80,15 @@ Result<std::unique_ptr<WritableHive>> WritableHive::Open(FileStore& store, const
         }
         recovery = std::move(*recovered);
     }
-    Result<Hive> hive = Hive::FromMap(std::move(*copy), file);
+    Result<Hive> hive = Hive::FromMap(std::move(*copy), *file);
     if (!hive) {
         return tl::unexpected(std::move(hive.error()));
     }
     if (hive->Damage()) { // what is missing would be made up
         return tl::unexpected(*hive->Damage());
+    }
+    if (auto fits = recovery.DidAnything() ? CheckRecovered(store, *hive, recovery) : Result<void>(); !fits) {
+        return tl::unexpected(std::move(fits.error()));
     }
     std::unique_ptr<WritableHive> opened(new WritableHive(store, std::move(*hive), std::move(*stored), clock));
     opened->m_recovery = std::move(recovery);
@@ -71,7 +104,8 @@ Result<std::unique_ptr<WritableHive>> WritableHive::Open(FileStore& store, const
             return tl::unexpected(std::move(persisted.error()));
         }
     }
-    const Result<std::uint64_t> stamp = opened->m_file->ChangeStamp();
+    auto named = opened->m_file->CheckName();
+    const Result<std::uint64_t> stamp = named ? opened->m_file->ChangeStamp() : tl::unexpected(named.error());
     if (!stamp) {
         return tl::unexpected(stamp.error());
     }
@@ -96,6 +130,9 @@ Result<void> WritableHive::PersistRecovery()
 
 Result<void> WritableHive::CheckFile()
 {
+    if (auto named = m_file->CheckName(); !named) {
+        return named;
+    }
     const Result<std::uint64_t> stamp = m_file->ChangeStamp();
     if (!stamp) {
         return tl::unexpected(stamp.error());
@@ -237,6 +274,11 @@ Result<void> WritableHive::Flush()
     }
     auto committed = CommitFlush(runs);
     m_changeStamp = m_file->ChangeStamp().value_or(m_changeStamp);
+    if (auto named = m_file->CheckName(); committed && !named) { // it is made, in a file that nobody finds at this path
+        m_failure = named.error();
+        m_fate = FlushFate::kUnknown;
+        return named;
+    }
     return committed;
 }
 
@@ -254,6 +296,7 @@ Result<void> WritableHive::CommitFlush(std::span<const ChangedRun> runs)
         if (!WithdrawBase(base)) {
             m_failure = begun.error();
             m_fate = FlushFate::kUnknown;
+            m_isLogNeeded = true;
         }
         return begun;
     }
@@ -262,6 +305,7 @@ Result<void> WritableHive::CommitFlush(std::span<const ChangedRun> runs)
     if (!done) {
         m_failure = done.error();
         m_fate = FlushFate::kMade;
+        m_isLogNeeded = true;
         return done;
     }
     m_sequence = after;

@@ -22,11 +22,12 @@ enum class FlushFate {
 /// the platform alike. What was not flushed is gone with the object.
 class WritableHive {
 public:
-    /// Opens and locks `file`. Where it was not closed cleanly its logs are applied first, and the result is made
-    /// durable before this returns; a crash on the way does no harm. Errors: as Hive::Open; kSharingViolation where
-    /// another program has it, with its process; kAccessDenied or kWriteProtect for a file that can't be written; those
-    /// of HiveLogs::Find, since what a log holds that can't be read would be lost by the first flush.
-    [[nodiscard]] static Result<std::unique_ptr<WritableHive>> Open(FileStore& store, const std::filesystem::path& file,
+    /// Opens and locks the hive file that `name` leads to. Where it was not closed cleanly its logs are applied first,
+    /// and the result is made durable before this returns; a crash on the way does no harm. Errors: as Hive::Open;
+    /// kSharingViolation where another program has it, with its process; kAccessDenied or kWriteProtect for a file that
+    /// can't be written; those of HiveLogs::Find, since what a log holds that can't be read would be lost by the first
+    /// flush; kRegistryCorrupt for a log that would damage the hive.
+    [[nodiscard]] static Result<std::unique_ptr<WritableHive>> Open(FileStore& store, const std::filesystem::path& name,
                                                                     const Clock& clock);
     ~WritableHive();
     WritableHive(const WritableHive&) = delete;
@@ -40,8 +41,9 @@ public:
     /// Makes all changes durable, at a cost by what changed. Success means that they are on the medium.
     /// Errors: the system's. kDiskFull and others leave the file as it was at the last flush, and Flush may be tried
     /// again; an error behind the point of no return leaves a file that the next Open repairs, and every later call
-    /// answers it again. kSharingViolation where another program changed the file, kFileNotFound where it was removed:
-    /// nothing is written then.
+    /// answers it again. kSharingViolation where another program changed the file or put another one in its place,
+    /// kFileNotFound where it was removed or renamed: what has its path now is left alone, and where that happened
+    /// before this call, the file too.
     [[nodiscard]] Result<void> Flush();
 
     /// What came of the last Flush that failed; kNotMade where none did.
@@ -76,6 +78,7 @@ private:
     std::filesystem::path m_logPath;
     bool m_ownsLog = false; ///< the log was made here, and goes with a clean close
     bool m_isLogNameDurable = false;
+    bool m_isLogNeeded = false; ///< it holds what a failed flush did not bring into the file
     HiveLog::Kind m_logFormat = HiveLog::Kind::kNewFormat;
     RecoveryReport m_recovery;
     HiveEditor m_editor;
