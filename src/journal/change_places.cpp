@@ -195,21 +195,48 @@ std::vector<ChangePlace> PlacesOf(const ChangeRecord& change)
     return places;
 }
 
+namespace {
+
+/// The nearest key that is there on the way to a path, and the names that are not.
+struct NearestKey {
+    KeyRef key;
+    std::string_view missing;
+};
+
+std::optional<NearestKey> FindNearest(const NameSpace& names, std::string_view path, LastLink last)
+{
+    for (std::string_view above = path; !above.empty(); above = ParentPath(above)) {
+        // Only the key itself may be a link that is meant; those on the way are followed.
+        const bool isWhole = above.size() == path.size();
+        if (const Result<KeyRef> found = names.Resolve(above, isWhole ? last : LastLink::kFollow)) {
+            return NearestKey{*found, path.substr(above.size() + (isWhole ? 0 : 1))};
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
 ChangePlace OwnPlace(const Registry& registry, const ChangePlace& place)
 {
     const WalkPermit permit(registry);
-    std::string_view above = place.key;
-    while (!above.empty()) {
-        // Only the key itself may be a link that is meant; those on the way are followed.
-        const bool isWhole = above.size() == place.key.size();
-        if (const Result<KeyRef> found =
-                permit.Names().Resolve(above, isWhole && !place.value ? LastLink::kOpen : LastLink::kFollow)) {
-            const std::string_view missing = std::string_view(place.key).substr(above.size() + (isWhole ? 0 : 1));
-            return {JoinPath(permit.Names().PathOf(*found), missing), place.value};
-        }
-        above = ParentPath(above);
+    const std::optional<NearestKey> nearest =
+        FindNearest(permit.Names(), place.key, place.value ? LastLink::kFollow : LastLink::kOpen);
+    return nearest ? ChangePlace{JoinPath(permit.Names().PathOf(nearest->key), nearest->missing), place.value} : place;
+}
+
+HivePath PlaceInHive(const Registry& registry, std::string_view path)
+{
+    const WalkPermit permit(registry);
+    const std::optional<NearestKey> nearest = FindNearest(permit.Names(), path, LastLink::kFollow);
+    if (!nearest || nearest->key.First().mount->IsVolatile()) {
+        return {};
     }
-    return place;
+    const KeyPart& part = nearest->key.First();
+    const std::string hive = permit.Names().PathOf(KeyPart{part.mount, part.Reader().Root()});
+    const std::string own = permit.Names().PathOf(part);
+    const std::string_view below = std::string_view(own).substr(std::min(hive.size() + 1, own.size()));
+    return {hive, below.empty() ? std::string(nearest->missing) : JoinPath(below, nearest->missing)};
 }
 
 Result<PlaceDigest> DigestOf(const Registry& registry, const ChangePlace& place)

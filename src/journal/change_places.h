@@ -27,6 +27,17 @@ struct ChangePlace {
 /// The same place by its key's own path, which leads through no link, as far as the key is there.
 [[nodiscard]] ChangePlace OwnPlace(const Registry& registry, const ChangePlace& place);
 
+/// A key by the hive that it lies in.
+struct HivePath {
+    std::string hive;  ///< the hive's own full path; empty: it lies in none
+    std::string below; ///< the key's path inside the hive; empty: its root
+
+    [[nodiscard]] bool operator==(const HivePath&) const = default;
+};
+
+/// The same of the key at a full path, which need not be there. Without a hive for one that belongs to the session.
+[[nodiscard]] HivePath PlaceInHive(const Registry& registry, std::string_view path);
+
 /// A sum of what a place holds. Of a value: its name in its spelling, type and stored bytes. Of a key: the same of its
 /// values, its name, class, rights, whether it is a link, and all that of every key below it. Neither times nor the
 /// order of values matter, nor the case of keys' names, which an undo leaves as it is. It finds what differs by

@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "journal/content_hash.h"
+#include "platform/system/text.h"
+#include "registry/key_path.h"
 
 namespace tolvar {
 
@@ -11,7 +13,8 @@ namespace {
 
 constexpr std::string_view kMagic = "TVSEAL01";
 constexpr std::uint32_t kFirstFormat = 1;
-constexpr std::uint32_t kFormat = 2;
+constexpr std::uint32_t kFirstHiveFormat = 3;
+constexpr std::uint32_t kFormat = 3;
 constexpr std::size_t kEnd = 4 + 8 + kMagic.size();
 constexpr std::uint32_t kTextIsWhole = 1;
 
@@ -81,6 +84,18 @@ tl::unexpected<Error> Broken()
 
 } // namespace
 
+void SnapshotSeal::MoveTo(std::string_view home)
+{
+    if (home.empty() || hive.hive.empty() || UpCased(home) == UpCased(hive.hive)) {
+        return;
+    }
+    change.path = JoinPath(home, hive.below);
+    if (!change.IsKey()) { // of a key it is a name
+        change.secondPath = change.path;
+    }
+    isMoved = true;
+}
+
 std::string SealOf(std::span<const std::byte> image, const SnapshotSeal& seal)
 {
     const ChangeRecord& change = seal.change;
@@ -94,8 +109,8 @@ std::string SealOf(std::span<const std::byte> image, const SnapshotSeal& seal)
     Put(content, ContentHash::Of(image));
     Put(content, seal.textSize);
     Put(content, seal.textSum);
-    for (const std::string& text :
-         {seal.record, change.path, change.secondPath, change.Name(), change.NewName(), seal.group}) {
+    for (const std::string& text : {seal.record, change.path, change.secondPath, change.Name(), change.NewName(),
+                                    seal.group, seal.hive.hive, seal.hive.below}) {
         PutText(content, text);
     }
     Put(content, static_cast<std::uint32_t>(seal.places.size()));
@@ -151,11 +166,15 @@ Result<SnapshotView> ParseSnapshot(std::span<const std::byte> image, std::span<c
     change.newName = fields.Text();
     if (format != kFirstFormat) {
         view.seal.group = fields.Text();
+        if (format >= kFirstHiveFormat) {
+            view.seal.hive.hive = fields.Text();
+            view.seal.hive.below = fields.Text();
+        }
         view.seal.places = TakePlaces(fields);
     }
     const bool isKind = change.kind >= ChangeKind::kDelete && change.kind <= ChangeKind::kNew;
     const bool isObject = change.object >= ChangeObject::kKey && change.object <= ChangeObject::kEditedValue;
-    const bool isFormat = format == kFirstFormat || format == kFormat;
+    const bool isFormat = format >= kFirstFormat && format <= kFormat;
     if (!fields.IsGood() || !isFormat || !isKind || !isObject ||
         (!view.seal.places.empty() && view.seal.places.size() != PlacesOf(change).size())) {
         return Broken();

@@ -17,10 +17,11 @@ namespace tolvar {
 // readers do not look, a seal: which record it belongs to, the change in fields that no ";" can move, what its places
 // held before and after it, and sums over the image and the text backup.
 //
-//   seal: format (4 bytes, 2); kind, object, type, flags, 4 each; size and sum of the image, size and sum of the text
+//   seal: format (4 bytes, 3); kind, object, type, flags, 4 each; size and sum of the image, size and sum of the text
 //         backup, 8 each; then, each as 4 bytes of length and its bytes: record, path, second path, name, new name,
-//         stamp of the group; number of places, 4; for each of them what it held before and after, 8 each
-//   A seal of format 1 ends before the stamp of the group.
+//         stamp of the group, key where the hive was mounted, path inside it; number of places, 4; for each of them
+//         what it held before and after, 8 each
+//   A seal of format 1 ends before the stamp of the group, one of format 2 has no hive.
 //   end:  length of the seal (4), a sum over it (8), "TVSEAL01"
 // Numbers are little-endian.
 
@@ -40,6 +41,11 @@ struct SnapshotSeal {
     bool isTextWhole = true;        ///< the text backup holds all of it
     std::string group;              ///< stamp of the first change that one command made; empty: it made one alone
     std::vector<PlaceState> places; ///< one for each of PlacesOf(change); empty: nobody knows
+    HivePath hive;                  ///< where the key of `change.path` lies; without a hive: nobody knows
+    bool isMoved = false;           ///< `change` is not where its record tells
+
+    /// Moves `change` to where the hive is mounted now; empty: where it always is.
+    void MoveTo(std::string_view home);
 };
 
 /// What belongs behind the image.
@@ -68,6 +74,7 @@ public:
                                                           std::span<const std::byte> seal);
 
     [[nodiscard]] const SnapshotSeal& Seal() const noexcept { return m_seal; }
+    void MoveTo(std::string_view home) { m_seal.MoveTo(home); }
     /// The image; null where it was altered or cut.
     [[nodiscard]] const KeyImage* Image() const noexcept { return m_image ? &*m_image : nullptr; }
 

@@ -11,18 +11,27 @@ namespace tolvar {
 namespace {
 
 constexpr const char* kIndex = "index";
+constexpr const char* kUsualName = "backups"; // of a data folder
 
 } // namespace
 
+/// The files beside a data folder are that folder's alone: another one in the same parent has its own.
 std::filesystem::path JournalStore::Beside(const char* name) const
 {
-    return m_place.dataFolder.parent_path() / name;
+    const std::filesystem::path& data = m_place.dataFolder;
+    if (data.filename() == kUsualName) {
+        return data.parent_path() / name;
+    }
+    return data.parent_path() / (data.filename().string() + ".journal") / name;
 }
 
 Result<void> JournalStore::MakeFolders()
 {
     auto made = m_place.files->MakeFolder(m_place.dataFolder);
     if (!made && !m_place.fallbackFolder.empty()) {
+        m_notices.push_back({ErrorCode::kSuccess, "the journal is kept in " + m_place.fallbackFolder.string() +
+                                                      ", since " + m_place.dataFolder.string() +
+                                                      " can't be made: " + Describe(made.error())});
         m_place.dataFolder = m_place.fallbackFolder;
         m_snapshots = SnapshotLog(*m_place.files, Beside("snapshots"));
         made = m_place.files->MakeFolder(m_place.dataFolder);
@@ -181,6 +190,9 @@ JournalStore::Unsettled JournalStore::TakePendingOver()
 
 Result<JournalStore::Unsettled> JournalStore::Open()
 {
+    if (m_place.notice) {
+        m_notices.push_back(*m_place.notice);
+    }
     for (const auto step : {&JournalStore::MakeFolders, &JournalStore::LockFolder, &JournalStore::OpenPending,
                             &JournalStore::ReadIndex, &JournalStore::OpenRedo}) {
         if (m_place.isReadOnly && (step == &JournalStore::MakeFolders || step == &JournalStore::LockFolder)) {
@@ -210,7 +222,8 @@ Result<void> JournalStore::WriteDurably(const std::filesystem::path& file, std::
 /// Writes a file under another name, and puts it in the place of the old one.
 Result<void> JournalStore::ReplaceDurably(const std::filesystem::path& file, std::span<const std::byte> bytes) const
 {
-    Result<FreshFile> fresh = FreshFile::Begin(*m_place.files, file, FreshFile::Existing::kReplace);
+    Result<FreshFile> fresh = FreshFile::Begin(*m_place.files, file, FreshFile::Existing::kReplace,
+                                               Beside("journal.lock")); // as private as that
     if (!fresh) {
         return tl::unexpected(fresh.error());
     }

@@ -24,6 +24,8 @@ namespace tolvar {
 struct JournalPlace {
     std::filesystem::path dataFolder;     ///< holds `index` and the text backups
     std::filesystem::path fallbackFolder; ///< taken where `dataFolder` can't be made; empty: none
+    std::string home;                     ///< key at which the hive of this journal is seen; empty: those of several
+    std::optional<Error> notice;          ///< what a person should be told of the choice of this place
     bool isReadOnly = false;              ///< lock and write nothing
     bool isBrief = false;                 ///< for a program that makes a change or two: see JournalStore::Save
     bool isTrusting = false;              ///< take `index` for undamaged unless it breaks off: it is not to be shown
@@ -63,6 +65,7 @@ public:
     [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_place.dataFolder; }
     [[nodiscard]] FileStore& Files() const noexcept { return *m_place.files; }
     [[nodiscard]] bool IsReadOnly() const noexcept { return m_place.isReadOnly; }
+    [[nodiscard]] const std::string& Home() const noexcept { return m_place.home; }
 
     // Records.
 
@@ -101,6 +104,11 @@ public:
     [[nodiscard]] Result<std::unique_ptr<StoredFile>> MakeTextBackup(std::string_view stamp);
     [[nodiscard]] SnapshotLog& Snapshots() noexcept { return m_snapshots; }
     [[nodiscard]] const SnapshotLog& Snapshots() const noexcept { return m_snapshots; }
+
+    /// The latest snapshot of a record, or its seal alone, moved to where the hive is now. Errors: as
+    /// SnapshotLog::Find.
+    [[nodiscard]] Result<ChangeSnapshot> Snapshot(FrameKind kind, std::string_view record) const;
+    [[nodiscard]] Result<SnapshotSeal> Seal(FrameKind kind, std::string_view record) const;
     void RemoveBackups(std::span<const std::string> records);
 
     // Marks: where a change stands. A change that no mark is left of never was.

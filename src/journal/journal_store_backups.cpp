@@ -69,4 +69,22 @@ Result<void> JournalStore::EndGroup(const std::string& first)
     return m_pending->Append(PendingLog::Event::kGroupMade, first);
 }
 
+Result<ChangeSnapshot> JournalStore::Snapshot(FrameKind kind, std::string_view record) const
+{
+    Result<ChangeSnapshot> snapshot = m_snapshots.Find(kind, StampOf(record));
+    if (snapshot) {
+        snapshot->MoveTo(m_place.home);
+    }
+    return snapshot;
+}
+
+Result<SnapshotSeal> JournalStore::Seal(FrameKind kind, std::string_view record) const
+{
+    Result<SnapshotSeal> seal = m_snapshots.FindSeal(kind, StampOf(record));
+    if (seal) {
+        seal->MoveTo(m_place.home);
+    }
+    return seal;
+}
+
 } // namespace tolvar

@@ -19,7 +19,8 @@ namespace tolvar {
 
 CTolvarDoc::CTolvarDoc(JournalOptions options)
     : m_emptyNameLabel(std::move(options.emptyNameLabel)), m_keepDays(options.keepDays), m_expiry(options.expiry),
-      m_failure(Error{ErrorCode::kInvalidFunction, "the journal was not opened"}), m_store(std::move(options.place))
+      m_failure(Error{ErrorCode::kInvalidFunction, "the journal was not opened"}),
+      m_journals({std::move(options.place)})
 {}
 
 CTolvarDoc::~CTolvarDoc() = default;
@@ -70,15 +71,15 @@ std::optional<bool> IsMade(const SnapshotSeal& seal)
 void CTolvarDoc::SettleOpen(const std::vector<std::string>& open)
 {
     for (const std::string& record : open) {
-        const Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(record));
+        const Result<SnapshotSeal> seal = m_journals.Of(record).Seal(FrameKind::kChange, record);
         // Without a seal its backups went when it failed, or never came to be.
         if (seal && seal->record == record && IsMade(*seal).value_or(true)) {
-            m_store.NoteMade(record);
+            m_journals.Of(record).NoteMade(record);
         } else if (IsRedoable(record)) {
-            static_cast<void>(m_store.Retire({&record, 1})); // else the next start tries
+            static_cast<void>(m_journals.Retire({&record, 1})); // else the next start tries
         } else {
-            m_store.NoteFailed(record);
-            m_store.Forget({&record, 1});
+            m_journals.Of(record).NoteFailed(record);
+            m_journals.Forget({&record, 1});
         }
     }
 }
@@ -87,15 +88,19 @@ Result<void> CTolvarDoc::OnNewDocument()
 {
     m_failure.reset();
     const auto failed = [this](const Error& error) {
-        m_store.ShowNothing();
+        m_journals.ShowNothing();
         m_failure = error;
         return tl::unexpected(error);
     };
-    const Result<JournalStore::Unsettled> unsettled = m_store.Open();
+    const Result<JournalStore::Unsettled> unsettled = m_journals.Open();
     if (!unsettled) {
         return failed(unsettled.error());
     }
-    if (m_store.IsReadOnly()) {
+    if (m_journals.IsEmpty()) {
+        m_failure = Error{ErrorCode::kFileNotFound, "there is no hive that could be changed"};
+        return {};
+    }
+    if (m_journals.IsReadOnly()) {
         m_failure = Error{ErrorCode::kWriteProtect, "the journal is open for reading only"};
         return {};
     }
@@ -104,21 +109,21 @@ Result<void> CTolvarDoc::OnNewDocument()
     if (auto settled = SettleCut(*unsettled); !settled) {
         return failed(settled.error()); // later changes would be taken back with it
     }
-    if (m_expiry == JournalExpiry::kAtStart || (m_expiry == JournalExpiry::kOnceADay && m_store.MarkDay())) {
-        static_cast<void>(m_store.Expire(m_keepDays)); // what can't be dropped today can be tomorrow
+    if (m_expiry != JournalExpiry::kNever) { // what can't be dropped today can be tomorrow
+        static_cast<void>(m_journals.Expire(m_keepDays, m_expiry == JournalExpiry::kOnceADay));
     }
     return {};
 }
 
 Result<void> CTolvarDoc::SaveModified()
 {
-    return m_failure ? Result<void>() : m_store.Save(m_hasOpenChange);
+    return m_failure ? Result<void>() : m_journals.Save(m_hasOpenChange);
 }
 
 /// Writes the text backup, and what it came to into the seal.
 Result<void> CTolvarDoc::WriteTextBackup(PreparedChange& change, const std::string& stamp, SnapshotSeal& seal)
 {
-    Result<std::unique_ptr<StoredFile>> text = m_store.MakeTextBackup(stamp);
+    Result<std::unique_ptr<StoredFile>> text = m_journals.Of(stamp).MakeTextBackup(stamp);
     if (!text) {
         return tl::unexpected(text.error());
     }
@@ -144,8 +149,7 @@ Result<CTolvarDoc::Backup> CTolvarDoc::MakeBackup(PreparedChange& change, const 
                                                   const std::string& record)
 {
     Backup backup;
-    backup.seal.record = record;
-    backup.seal.change = change.Change();
+    backup.seal = NewSeal(record, change.Change());
     if (!change.NeedsBackup()) {
         return backup;
     }
@@ -185,7 +189,7 @@ Result<std::vector<std::byte>> CTolvarDoc::WriteBackups(PreparedChange& change, 
         m_group.stamp = m_group.records.empty() ? stamp : m_group.stamp;
         backup->seal.group = m_group.stamp;
     }
-    auto added = m_store.Snapshots().Add(FrameKind::kChange, stamp, backup->image, backup->seal);
+    auto added = m_journals.Of(record).Snapshots().Add(FrameKind::kChange, stamp, backup->image, backup->seal);
     return added ? Result<std::vector<std::byte>>(std::move(backup->image)) : tl::unexpected(added.error());
 }
 
@@ -199,7 +203,7 @@ void CTolvarDoc::TakeBackFailed(const ChangeRecord& change, const std::vector<st
     if (isLeft && m_group.depth != 0) { // it stays half made, and is undone with its group
         m_group.records.push_back(record);
     } else if (!isLeft || Revert()) {
-        m_store.NoteFailed(record);
+        m_journals.Of(record).NoteFailed(record);
     }
 }
 
@@ -237,12 +241,12 @@ Result<void> CTolvarDoc::FlushFailed(const Error& error, const std::string& reco
     const FlushFate fate = FailedFlush();
     if (fate == FlushFate::kNotMade) {
         if (Revert()) {
-            m_store.NoteFailed(record);
+            m_journals.Of(record).NoteFailed(record);
         }
         return tl::unexpected(error);
     }
     if (fate == FlushFate::kMade) {
-        m_store.NoteMade(record);
+        m_journals.Of(record).NoteMade(record);
         Show(record);
     }
     return tl::unexpected(MadeAllTheSame(fate, error, "the change"));
@@ -265,13 +269,13 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
     if (!prepared) {
         return tl::unexpected(prepared.error());
     }
-    const std::string stamp = m_store.NewStamp();
+    const std::string stamp = m_journals.NewStamp(change.path);
     ChangeRecord written = change; // as it came, but for what it turned out to be
     written.kind = prepared->Change().kind;
     std::string record = FormatRecord(written, change.user.value_or(User()), stamp);
     const Result<std::vector<std::byte>> image = WriteBackups(*prepared, stamp, record);
     if (auto done = image ? Announce(record) : tl::unexpected(image.error()); !done) {
-        m_store.RemoveBackups({&record, 1});
+        m_journals.RemoveBackups({&record, 1});
         return done;
     }
     auto made = prepared->Make();
@@ -287,8 +291,8 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
     if (auto flushed = prepared->Flush(); !flushed) {
         return FlushFailed(flushed.error(), record);
     }
-    m_store.NoteMade(record);
-    m_store.ForgetUndone();
+    m_journals.Of(record).NoteMade(record);
+    m_journals.ForgetUndone();
     Show(std::move(record));
     return {};
 }
@@ -296,12 +300,12 @@ Result<void> CTolvarDoc::ApplyChange(const ChangeRecord& change)
 /// Says that a change is about to be made: durably, and its backups before it. A group's comes later.
 Result<void> CTolvarDoc::Announce(const std::string& record)
 {
-    return m_group.depth != 0 ? m_store.BeginMember(record) : m_store.Begin(record);
+    return m_group.depth != 0 ? m_journals.Of(record).BeginMember(record) : m_journals.Of(record).Begin(record);
 }
 
 void CTolvarDoc::Show(std::string record)
 {
-    const std::string& added = m_store.Add(std::move(record));
+    const std::string& added = m_journals.Add(std::move(record));
     if (m_observer != nullptr) {
         m_observer->OnRecordAdded(added);
     }

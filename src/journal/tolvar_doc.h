@@ -8,7 +8,7 @@
 
 #include "journal/change_record.h"
 #include "journal/journal_record.h"
-#include "journal/journal_store.h"
+#include "journal/journal_set.h"
 #include "journal/undo_material.h"
 #include "platform/registry/registry.h"
 #include "platform/system/error.h"
@@ -66,8 +66,9 @@ struct UndoReport {
 /// holds: backups, then the record, then the change; the change is durable before it is answered, and one that fails
 /// takes its record and its backups away.
 ///
-/// One program at a time works with a data folder: the others are told which one does. Not thread safe: all calls come
-/// from one thread. Whoever ends without SaveModified loses nothing, as in a crash.
+/// A session of several hives has a journal for each of them, which are shown as one. One program at a time works with
+/// a data folder: the others are told which one does. Not thread safe: all calls come from one thread. Whoever ends
+/// without SaveModified loses nothing, as in a crash.
 class CTolvarDoc {
 public:
     explicit CTolvarDoc(JournalOptions options);
@@ -81,6 +82,10 @@ public:
     /// Errors: kSharingViolation where another program has the data folder, with its process; the file system's. The
     /// document may be kept after one: it shows an empty journal and answers every change with that error.
     [[nodiscard]] Result<void> OnNewDocument();
+
+    /// Where the journals of the session's hives lie, in place of that of the options; before OnNewDocument. None:
+    /// there is no hive, and the document shows nothing and takes no change.
+    void SetPlaces(std::vector<JournalPlace> places) { m_journals = JournalSet(std::move(places)); }
 
     /// Writes `index`, and lets go of what it replaces. Once, at a clean end, after the last flush of the registry.
     /// Errors: the file system's; what was to be written is then taken over by the next start.
@@ -133,7 +138,7 @@ public:
     Result<std::size_t> ExpireBackups(int keepDays);
 
     /// The records, the oldest first. Valid until the journal changes.
-    [[nodiscard]] std::span<const std::string> Journal() const { return m_store.Records(); }
+    [[nodiscard]] std::span<const std::string> Journal() const { return m_journals.Records(); }
 
     /// The fields of an entry, for a list: from its text, and where a ";" in it leaves them open from its seal, if
     /// there is one. `index`: one of Journal().
@@ -150,20 +155,20 @@ public:
     [[nodiscard]] const UndoReport& TakenBack() const noexcept { return m_takenBack; }
 
     /// What OnNewDocument found wrong with the journal's files and mended; with a code where something may be lost.
-    [[nodiscard]] const std::vector<Error>& Notices() const noexcept { return m_store.Notices(); }
+    [[nodiscard]] std::vector<Error> Notices() const { return m_journals.Notices(); }
 
     /// For bookmarks that are kept between runs: their paths, and what they lead to.
-    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const { return m_store.BookmarkPaths(); }
-    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const { return m_store.BookmarkTargets(); }
+    [[nodiscard]] const std::vector<std::string>& BookmarkPaths() const { return m_journals.BookmarkPaths(); }
+    [[nodiscard]] const std::vector<std::string>& BookmarkTargets() const { return m_journals.BookmarkTargets(); }
     void SetBookmarks(std::vector<std::string> paths, std::vector<std::string> targets)
     {
-        m_store.SetBookmarks(std::move(paths), std::move(targets));
+        m_journals.SetBookmarks(std::move(paths), std::move(targets));
     }
 
     /// `observer` must outlive the document; null for nobody.
     void SetObserver(JournalObserver* observer) noexcept { m_observer = observer; }
 
-    [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_store.DataFolder(); }
+    [[nodiscard]] const std::filesystem::path& DataFolder() const noexcept { return m_journals.DataFolder(); }
 
 private:
     friend class ChangeGroup;
@@ -188,6 +193,7 @@ private:
 
     void SettleOpen(const std::vector<std::string>& open);
     void SettleUndone();
+    [[nodiscard]] bool SettleLastStep(JournalStore& store);
     [[nodiscard]] std::vector<std::string> UndoneOf(const RedoLog::Step& step) const;
     [[nodiscard]] bool IsRedoable(const std::string& record) const;
     [[nodiscard]] Result<void> SettleCut(const JournalStore::Unsettled& unsettled);
@@ -208,6 +214,7 @@ private:
     [[nodiscard]] Error MadeAllTheSame(FlushFate fate, const Error& error, const char* what);
     [[nodiscard]] Result<void> FlushFailed(const Error& error, const std::string& record);
 
+    [[nodiscard]] SnapshotSeal NewSeal(const std::string& record, const ChangeRecord& change) const;
     [[nodiscard]] Result<UndoMaterial> Material(const std::string& record, UndoForce force) const;
     [[nodiscard]] std::vector<std::size_t> LaterEntries(const std::vector<ChangePlace>& places, std::size_t index,
                                                         const std::vector<std::size_t>& except,
@@ -237,7 +244,7 @@ private:
     int m_keepDays;
     JournalExpiry m_expiry;
     std::optional<Error> m_failure; ///< why no change can be taken
-    JournalStore m_store;
+    JournalSet m_journals;
     JournalObserver* m_observer = nullptr;
     Group m_group;
     UndoReport m_takenBack;

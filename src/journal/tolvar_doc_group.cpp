@@ -42,7 +42,7 @@ UndoReport CTolvarDoc::TakeGroupBack(std::size_t first)
     Undone undone = UndoInMemory({begin, m_group.records.end()});
     m_group.records.erase(begin, m_group.records.end());
     m_group.records.insert(m_group.records.end(), undone.left.begin(), undone.left.end());
-    if (auto dropped = m_store.Drop(undone.gone); !dropped) {
+    if (auto dropped = m_journals.Drop(undone.gone); !dropped) {
         m_failure = dropped.error(); // a later mark would take these for members of its group
         undone.report.failures.push_back({dropped.error(), {}});
     }
@@ -56,19 +56,18 @@ Result<void> CTolvarDoc::CommitGroup()
     if (records.empty()) {
         return {};
     }
-    const std::string first = records.front();
     Result<void> done = CheckUsable();
-    done = done ? m_store.BeginGroup(first) : done;
+    done = done ? m_journals.BeginGroup(records) : done;
     done = done ? FlushHives() : done;
-    done = done ? m_store.EndGroup(first) : done;
+    done = done ? m_journals.EndGroup(records) : done;
     if (done) {
-        m_store.ForgetUndone();
+        m_journals.ForgetUndone();
         for (std::string& record : records) {
             Show(std::move(record));
         }
         return done;
     }
-    if (!UndoInMemory(records).left.empty() || !FlushHives() || !m_store.Drop(records)) {
+    if (!UndoInMemory(records).left.empty() || !FlushHives() || !m_journals.Drop(records)) {
         m_hasOpenChange = true; // before anything else is changed
         m_failure = done.error();
         return Failure(done.error().code, "the next start takes back what was done; " + done.error().context);
@@ -79,18 +78,18 @@ Result<void> CTolvarDoc::CommitGroup()
 /// Ends what a crash left of a group. Where it can't be taken back its records stay, to be undone one by one.
 Result<void> CTolvarDoc::SettleCut(const JournalStore::Unsettled& unsettled)
 {
-    static_cast<void>(m_store.Drop(unsettled.notMade)); // else they are dropped at the next start
+    static_cast<void>(m_journals.Drop(unsettled.notMade)); // else they are dropped at the next start
     Undone undone = UndoInMemory(unsettled.cut);
     if (!undone.gone.empty()) {
         if (auto flushed = FlushHives(); !flushed) {
             return flushed;
         }
     }
-    if (auto dropped = m_store.Drop(undone.gone); !dropped) {
+    if (auto dropped = m_journals.Drop(undone.gone); !dropped) {
         return dropped;
     }
     for (const std::string& record : undone.left) {
-        m_store.NoteMade(record);
+        m_journals.Of(record).NoteMade(record);
     }
     m_takenBack = std::move(undone.report);
     return {};

@@ -46,7 +46,7 @@ JournalRecord CTolvarDoc::RecordAt(std::size_t index) const
 ChangeRecord CTolvarDoc::ChangeAt(std::size_t index) const
 {
     const std::string& record = Journal()[index];
-    Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(record));
+    Result<SnapshotSeal> seal = m_journals.Of(record).Seal(FrameKind::kChange, record);
     return seal ? std::move(seal->change) : ChangeOf(ParseRecord(record), m_emptyNameLabel);
 }
 
@@ -114,7 +114,7 @@ std::vector<std::size_t> CTolvarDoc::WithLaterEntries(std::vector<std::size_t> i
 std::vector<std::size_t> CTolvarDoc::EntriesOfGroup(std::string_view stamp) const
 {
     const auto groupOf = [this](const std::string& record) {
-        Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(record));
+        Result<SnapshotSeal> seal = m_journals.Of(record).Seal(FrameKind::kChange, record);
         return seal ? std::move(seal->group) : std::string();
     };
     const std::span<const std::string> records = Journal();

@@ -29,8 +29,8 @@ Result<void> MakeAgain(const ChangeRecord& change, const KeyImage* image)
 
 bool CTolvarDoc::IsRedoable(const std::string& record) const
 {
-    return !m_store.Undone().empty() &&
-           std::ranges::find(m_store.Undone().back(), record, &UndoneEntry::record) != m_store.Undone().back().end();
+    const std::vector<RedoLog::Step>& steps = m_journals.Of(record).Undone();
+    return !steps.empty() && std::ranges::find(steps.back(), record, &UndoneEntry::record) != steps.back().end();
 }
 
 /// Which records of a step were undone. What was undone before an older entry of the same step may be hidden by it, and
@@ -40,7 +40,7 @@ std::vector<std::string> CTolvarDoc::UndoneOf(const RedoLog::Step& step) const
     std::vector<std::string> undone;
     TouchedPlaces touched;
     for (const UndoneEntry& entry : step | std::views::reverse) {
-        const Result<SnapshotSeal> seal = m_store.Snapshots().FindSeal(FrameKind::kRedo, StampOf(entry.record));
+        const Result<SnapshotSeal> seal = m_journals.Of(entry.record).Seal(FrameKind::kRedo, entry.record);
         if (!seal) {
             continue;
         }
@@ -58,41 +58,46 @@ std::vector<std::string> CTolvarDoc::UndoneOf(const RedoLog::Step& step) const
 /// leaves the journal, and what is in it is nothing that could be done again.
 void CTolvarDoc::SettleUndone()
 {
-    while (!m_store.Undone().empty()) {
-        const std::unordered_set<std::string> journal(Journal().begin(), Journal().end());
-        const std::vector<std::string> undone = UndoneOf(m_store.Undone().back());
-        std::vector<std::string> left; // in the journal, although they were undone
-        std::vector<std::string> own;  // in the journal, although what they stand for is done again
-        bool isThere = false;
-        for (const UndoneEntry& entry : m_store.Undone().back()) {
-            if (!journal.contains(entry.record)) {
-                continue;
-            }
-            if (std::ranges::find(undone, entry.record) != undone.end()) {
-                left.push_back(entry.record);
-                continue;
-            }
-            isThere = true;
-            std::ranges::copy_if(entry.own, std::back_inserter(own),
-                                 [&journal](const std::string& record) { return journal.contains(record); });
+    for (std::size_t i = 0; i < m_journals.Count(); ++i) {
+        while (!m_journals.At(i).Undone().empty() && SettleLastStep(m_journals.At(i))) {
+            m_journals.DropLastStepOf(i);
         }
-        if (!m_store.Drop(own) || !m_store.Retire(left) || !isThere) {
-            return;
-        }
-        m_store.DropLastStep();
     }
+}
+
+/// Answers whether the last step of a journal is no more.
+bool CTolvarDoc::SettleLastStep(JournalStore& store)
+{
+    const std::unordered_set<std::string> journal(store.Records().begin(), store.Records().end());
+    const std::vector<std::string> undone = UndoneOf(store.Undone().back());
+    std::vector<std::string> left; // in the journal, although they were undone
+    std::vector<std::string> own;  // in the journal, although what they stand for is done again
+    bool isThere = false;
+    for (const UndoneEntry& entry : store.Undone().back()) {
+        if (!journal.contains(entry.record)) {
+            continue;
+        }
+        if (std::ranges::find(undone, entry.record) != undone.end()) {
+            left.push_back(entry.record);
+            continue;
+        }
+        isThere = true;
+        std::ranges::copy_if(entry.own, std::back_inserter(own),
+                             [&journal](const std::string& record) { return journal.contains(record); });
+    }
+    return m_journals.Drop(own) && m_journals.Retire(left) && isThere;
 }
 
 std::size_t CTolvarDoc::RedoCount() const
 {
-    return CheckFree() && !m_store.Undone().empty() ? m_store.Undone().back().size() : 0;
+    return CheckFree() ? m_journals.LastUndoneCount() : 0;
 }
 
 /// Does one entry again in memory. Where undoing it overwrote something, that comes back instead, as the entry was not
 /// there any more before either.
 Result<void> CTolvarDoc::RedoOne(const UndoneEntry& entry, bool& isChanged)
 {
-    const Result<ChangeSnapshot> redo = m_store.Snapshots().Find(FrameKind::kRedo, StampOf(entry.record));
+    const Result<ChangeSnapshot> redo = m_journals.Of(entry.record).Snapshot(FrameKind::kRedo, entry.record);
     if (!redo) {
         return tl::unexpected(redo.error());
     }
@@ -101,7 +106,7 @@ Result<void> CTolvarDoc::RedoOne(const UndoneEntry& entry, bool& isChanged)
         return Failure(ErrorCode::kBusy, "what the undo left has changed since: " + seal.change.path);
     }
     isChanged = true; // from here on
-    const Result<SnapshotSeal> change = m_store.Snapshots().FindSeal(FrameKind::kChange, StampOf(entry.record));
+    const Result<SnapshotSeal> change = m_journals.Of(entry.record).Seal(FrameKind::kChange, entry.record);
     const bool wasAsLeft =
         change && std::ranges::equal(change->places, seal.places, {}, &PlaceState::after, &PlaceState::before);
     if (wasAsLeft || (!change && entry.own.empty())) {
@@ -133,7 +138,7 @@ Result<void> CTolvarDoc::CommitRedo(const RedoLog::Step& step)
         records.push_back(entry.record);
         own.insert(own.end(), entry.own.begin(), entry.own.end());
     }
-    const auto begun = m_store.BeginRedo(records);
+    const auto begun = m_journals.BeginRedo(records);
     const auto flushed = begun ? FlushHives() : begun;
     const FlushFate fate = begun && !flushed ? FailedFlush() : FlushFate::kNotMade;
     if (!flushed && fate != FlushFate::kMade) {
@@ -141,16 +146,16 @@ Result<void> CTolvarDoc::CommitRedo(const RedoLog::Step& step)
             return tl::unexpected(MadeAllTheSame(fate, flushed.error(), "doing again"));
         }
         if (Revert()) {
-            static_cast<void>(m_store.Retire(records)); // else the next start does it
+            static_cast<void>(m_journals.Retire(records)); // else the next start does it
         }
         return flushed;
     }
     for (const UndoneEntry& entry : step | std::views::reverse) {
-        m_store.NoteMade(entry.record);
-        m_store.Insert(entry.place, entry.record);
+        m_journals.Of(entry.record).NoteMade(entry.record);
+        m_journals.Insert(entry.place, entry.record);
     }
-    auto dropped = m_store.Drop(own);
-    m_store.DropLastStep(); // last: it names what was to be dropped
+    auto dropped = m_journals.Drop(own);
+    m_journals.DropLastStep(); // last: it names what was to be dropped
     if (!flushed) {
         return tl::unexpected(MadeAllTheSame(fate, flushed.error(), "doing again"));
     }
@@ -162,10 +167,10 @@ Result<std::size_t> CTolvarDoc::Redo()
     if (auto free = CheckFree(); !free) {
         return tl::unexpected(free.error());
     }
-    if (m_store.Undone().empty()) {
+    const RedoLog::Step step = m_journals.LastUndone();
+    if (step.empty()) {
         return Failure(ErrorCode::kNoMoreItems, "nothing was undone since the last change");
     }
-    const RedoLog::Step step = m_store.Undone().back();
     bool isChanged = false;
     for (const UndoneEntry& entry : step | std::views::reverse) {
         if (auto done = RedoOne(entry, isChanged); !done) {

@@ -91,16 +91,36 @@ Result<std::vector<std::byte>> RedoImage(const ChangeRecord& change)
 
 } // namespace
 
+/// A seal that knows what it belongs to. Where the hive has a journal of its own, it knows the place in the hive.
+SnapshotSeal CTolvarDoc::NewSeal(const std::string& record, const ChangeRecord& change) const
+{
+    SnapshotSeal seal;
+    seal.record = record;
+    seal.change = change;
+    const Registry* const registry = Registry::Current();
+    if (registry != nullptr && !m_journals.Of(record).Home().empty()) {
+        seal.hive = PlaceInHive(*registry, change.path);
+    }
+    return seal;
+}
+
 Result<UndoMaterial> CTolvarDoc::Material(const std::string& record, UndoForce force) const
 {
-    return UndoMaterial::Gather(m_store.Files(), m_store.TextBackup(StampOf(record)), m_store.Snapshots(), record,
-                                m_emptyNameLabel, force);
+    const JournalStore& journal = m_journals.Of(record);
+    Result<UndoMaterial> material = UndoMaterial::Gather(journal, record, m_emptyNameLabel, force);
+    const Registry* const registry = Registry::Current();
+    if (material && registry != nullptr && !journal.Home().empty() &&
+        UpCased(PlaceInHive(*registry, material->Change().path).hive) != UpCased(journal.Home())) {
+        return Failure(ErrorCode::kFileNotFound,
+                       material->Change().path + " is not in the hive of this journal, which is at " + journal.Home());
+    }
+    return material;
 }
 
 Result<ChangeSnapshot> CTolvarDoc::SnapshotOf(std::size_t index) const
 {
     const std::string_view record = index < Journal().size() ? Journal()[index] : std::string_view();
-    Result<ChangeSnapshot> snapshot = m_store.Snapshots().Find(FrameKind::kChange, StampOf(record));
+    Result<ChangeSnapshot> snapshot = m_journals.Of(record).Snapshot(FrameKind::kChange, record);
     return snapshot && snapshot->Seal().record != record ? Failure(ErrorCode::kFileCorrupt) : std::move(snapshot);
 }
 
@@ -120,7 +140,7 @@ Result<std::vector<CTolvarDoc::OwnEntry>> CTolvarDoc::PrepareOwn(const ChangeRec
         if (!prepared) {
             return tl::unexpected(prepared.error());
         }
-        const std::string stamp = m_store.NewStamp();
+        const std::string stamp = m_journals.NewStamp(change.path);
         std::string record = FormatRecord(change, User(), stamp);
         run.own.push_back(record);
         Result<Backup> backup = MakeBackup(*prepared, stamp, record);
@@ -194,15 +214,14 @@ Result<void> CTolvarDoc::SealUndo(std::size_t index, const ChangeRecord& change,
     if (!after) {
         return tl::unexpected(after.error());
     }
-    SnapshotSeal redo;
-    redo.record = undone.record;
-    redo.change = change;
+    SnapshotSeal redo = NewSeal(undone.record, change);
     redo.places = StatesFrom(before, *after);
-    auto added = m_store.Snapshots().Add(FrameKind::kRedo, StampOf(undone.record), image, redo);
+    auto added = m_journals.Of(undone.record).Snapshots().Add(FrameKind::kRedo, StampOf(undone.record), image, redo);
     for (OwnEntry& entry : own) {
         entry.backup.seal.places = {redo.places[entry.place]};
-        added = added ? m_store.Snapshots().Add(FrameKind::kChange, StampOf(entry.record), entry.backup.image,
-                                                entry.backup.seal)
+        added = added ? m_journals.Of(entry.record)
+                            .Snapshots()
+                            .Add(FrameKind::kChange, StampOf(entry.record), entry.backup.image, entry.backup.seal)
                       : added;
         undone.own.push_back(std::move(entry.record));
     }
@@ -259,7 +278,7 @@ UndoReport CTolvarDoc::CommitUndo(Undoing& run)
     UndoReport report;
     report.undone = run.gone.size();
     if (!run.settled.empty()) {
-        if (auto dropped = m_store.Drop(run.settled); !dropped) {
+        if (auto dropped = m_journals.Drop(run.settled); !dropped) {
             report.undone -= run.settled.size();
             report.failures.push_back({dropped.error(), {}});
         }
@@ -267,7 +286,7 @@ UndoReport CTolvarDoc::CommitUndo(Undoing& run)
     if (run.step.empty()) {
         return report;
     }
-    const auto begun = m_store.BeginUndo(run.step, run.own);
+    const auto begun = m_journals.BeginUndo(run.step, run.own);
     const auto flushed = begun ? FlushHives() : begun;
     const FlushFate fate = begun && !flushed ? FailedFlush() : FlushFate::kNotMade;
     if (!flushed && fate == FlushFate::kNotMade) {
@@ -290,14 +309,14 @@ UndoReport CTolvarDoc::CommitUndo(Undoing& run)
     }
     std::vector<std::string> records;
     std::ranges::transform(run.step, std::back_inserter(records), &UndoneEntry::record);
-    if (auto retired = m_store.Retire(records); !retired) { // the next start does it; no change may come between
-        m_store.Forget(records);
+    if (auto retired = m_journals.Retire(records); !retired) { // the next start does it; no change may come between
+        m_journals.Forget(records);
         m_failure = retired.error();
         m_hasOpenChange = true;
     }
     for (const std::string& own : run.own) {
-        m_store.NoteMade(own);
-        m_store.Add(own);
+        m_journals.Of(own).NoteMade(own);
+        m_journals.Add(own);
     }
     return report;
 }
@@ -336,7 +355,7 @@ UndoReport CTolvarDoc::UndoEntries(std::vector<std::size_t> indices, UndoForce f
             return report;
         }
         const auto reverted = Revert();
-        m_store.RemoveBackups(run.own);
+        m_journals.RemoveBackups(run.own);
         broken.push_back(failures.back());
         if (!reverted || run.isUnwritten) { // the next one would fare no better
             return {0, std::move(broken)};
@@ -357,13 +376,13 @@ Result<UndoOutcome> CTolvarDoc::UndoEntry(std::size_t index, UndoForce force)
 Result<void> CTolvarDoc::RemoveEntries(const std::vector<std::size_t>& indices)
 {
     auto free = CheckFree();
-    return free ? m_store.DropAt(indices) : free;
+    return free ? m_journals.DropAt(indices) : free;
 }
 
 Result<std::size_t> CTolvarDoc::ExpireBackups(int keepDays)
 {
     auto free = CheckFree();
-    return free ? m_store.Expire(keepDays) : tl::unexpected(free.error());
+    return free ? m_journals.Expire(keepDays, false) : tl::unexpected(free.error());
 }
 
 } // namespace tolvar

@@ -29,11 +29,12 @@ bool IsReadable(const KeyImage& image)
 
 } // namespace
 
-Result<void> UndoMaterial::TakeSnapshot(const SnapshotLog& snapshots, const std::string& record,
+Result<void> UndoMaterial::TakeSnapshot(const JournalStore& journal, const std::string& record,
                                         const std::string& emptyNameLabel, UndoForce force)
 {
     const std::string stamp(StampOf(record));
-    Result<ChangeSnapshot> snapshot = snapshots.Find(FrameKind::kChange, stamp);
+    const SnapshotLog& snapshots = journal.Snapshots();
+    Result<ChangeSnapshot> snapshot = journal.Snapshot(FrameKind::kChange, record);
     if (snapshot) {
         if (snapshot->Seal().record != record && force == UndoForce::kNo) {
             return Failure(ErrorCode::kFileCorrupt, "the record is not the one of its snapshot: " + record);
@@ -70,6 +71,11 @@ Result<void> UndoMaterial::TakeSnapshot(const SnapshotLog& snapshots, const std:
 
 Result<void> UndoMaterial::TakeText(FileStore& files, const std::filesystem::path& text)
 {
+    if (m_snapshot && m_snapshot->Seal().isMoved) {
+        return Failure(ErrorCode::kFileCorrupt, "the snapshot of this change is damaged, and its text backup is of a "
+                                                "hive that was mounted elsewhere: " +
+                                                    text.string());
+    }
     if (!files.Exists(text)) {
         return Failure(ErrorCode::kFileNotFound, "the backups of this change are missing or damaged: " + text.string());
     }
@@ -82,22 +88,21 @@ Result<void> UndoMaterial::TakeText(FileStore& files, const std::filesystem::pat
                         : Failure(ErrorCode::kFileCorrupt, "the backups of this change are damaged: " + text.string());
 }
 
-Result<UndoMaterial> UndoMaterial::Gather(FileStore& files, const std::filesystem::path& text,
-                                          const SnapshotLog& snapshots, const std::string& record,
+Result<UndoMaterial> UndoMaterial::Gather(const JournalStore& journal, const std::string& record,
                                           const std::string& emptyNameLabel, UndoForce force)
 {
     UndoMaterial material;
     if (!IsStamp(StampOf(record))) {
         return Failure(ErrorCode::kInvalidData, "the record can't be read: " + record);
     }
-    auto taken = material.TakeSnapshot(snapshots, record, emptyNameLabel, force);
+    auto taken = material.TakeSnapshot(journal, record, emptyNameLabel, force);
     const bool isNew = material.m_change.kind == ChangeKind::kNew;
     const bool hasImage = material.m_unsealedImage || (material.m_snapshot && material.m_snapshot->Image() != nullptr);
     if (taken && material.m_damage && force == UndoForce::kNo) {
         taken = tl::unexpected(*material.m_damage);
     }
     if (taken && !hasImage && !isNew) {
-        taken = material.TakeText(files, text);
+        taken = material.TakeText(journal.Files(), journal.TextBackup(StampOf(record)));
     }
     return taken ? Result<UndoMaterial>(std::move(material)) : tl::unexpected(taken.error());
 }

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "journal/snapshot_log.h"
+#include "journal/journal_store.h"
 #include "journal/undo_change.h"
 #include "platform/files/file_store.h"
 
@@ -23,13 +23,12 @@ class UndoMaterial {
 public:
     /// The snapshot of the record is taken. One that is there and can't be read whole is never replaced in silence: its
     /// image is taken where its seal alone is damaged and the record is clear, and the text, which may hold less, where
-    /// `force` says so. The text is taken where there never was a snapshot. `text`: the text backup's file.
+    /// `force` says so. The text is taken where there never was a snapshot. `journal`: the one that has the record.
     /// `emptyNameLabel`: see ChangeOf.
     /// Errors: kFileNotFound or kFileCorrupt where neither backup can be used; kFileCorrupt for a record that is not
     /// the one of its snapshot, whose change is taken where `force` says so; kInvalidData for a record that can't be
     /// read; the file system's.
-    [[nodiscard]] static Result<UndoMaterial> Gather(FileStore& files, const std::filesystem::path& text,
-                                                     const SnapshotLog& snapshots, const std::string& record,
+    [[nodiscard]] static Result<UndoMaterial> Gather(const JournalStore& journal, const std::string& record,
                                                      const std::string& emptyNameLabel, UndoForce force);
 
     [[nodiscard]] const ChangeRecord& Change() const noexcept { return m_change; }
@@ -41,7 +40,7 @@ public:
     [[nodiscard]] UndoSource Source() const;
 
 private:
-    [[nodiscard]] Result<void> TakeSnapshot(const SnapshotLog& snapshots, const std::string& record,
+    [[nodiscard]] Result<void> TakeSnapshot(const JournalStore& journal, const std::string& record,
                                             const std::string& emptyNameLabel, UndoForce force);
     [[nodiscard]] Result<void> TakeText(FileStore& files, const std::filesystem::path& text);
     [[nodiscard]] std::string_view Text() const;

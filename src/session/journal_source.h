@@ -2,7 +2,7 @@
 
 #include <filesystem>
 #include <span>
-#include <string>
+#include <vector>
 
 #include "journal/tolvar_doc.h"
 #include "platform/registry/registry.h"
@@ -13,14 +13,30 @@ namespace tolvar {
 /// The folder for what the program writes: its own where a file "portable" lies in it, else that of the user's data.
 [[nodiscard]] std::filesystem::path ProgramDataFolder();
 
-/// A name for a source that stays the same from run to run: 16 hexadecimal digits, from the full paths of the hive
-/// files, links resolved, and the keys that they are mounted at, in no particular order and case of the keys.
-[[nodiscard]] std::string SourceId(std::span<const MountRequest> mounts);
+/// Where the embedded registry's journal is kept: in the profile's "Data Path", by default "backups" in
+/// ProgramDataFolder, which is written back. One that is no full path is told, and not taken.
+[[nodiscard]] JournalPlace EmbeddedJournalPlace(Profile& profile);
 
-/// Where and how the journal of a source is kept: the embedded registry's in the profile's "Data Path" (by default
-/// "backups" in ProgramDataFolder, which is written back), every other one's below "sources/<id>" there, so that an
-/// undo never meets another machine's registry. `mounts`: all that the source consists of, whether or not it could be
-/// mounted.
-[[nodiscard]] JournalOptions JournalOptionsFor(std::span<const MountRequest> mounts, Profile& profile);
+/// For how many days records are kept, by the profile.
+[[nodiscard]] int KeepDaysOf(const Profile& profile);
+
+/// What a session may do with the journals of its hives.
+enum class JournalBeginning {
+    kAllowed,   ///< a hive without a journal gets one
+    kForbidden, ///< one whose place has another hive's journal alone is an error
+    kNothing,   ///< the same is a notice, and there is nothing to show of it
+};
+
+/// Where the journals of a session's hives are kept: one for each hive of `mounts` that `registry` shows. `pattern`:
+/// what all of them have in common. Errors: kFileInvalid for a hive whose place has another one's journal, where none
+/// may begin; the file system's.
+[[nodiscard]] Result<std::vector<JournalPlace>> HiveJournalPlaces(const Registry& registry,
+                                                                  std::span<const MountRequest> mounts,
+                                                                  const JournalPlace& pattern,
+                                                                  JournalBeginning beginning);
+
+/// Marks the hives of journals anew whose oldest keys have changed, so that they are known again.
+/// Errors: the file system's; every journal is tried.
+[[nodiscard]] Result<void> KeepMarks(const Registry& registry, std::span<const JournalPlace> places);
 
 } // namespace tolvar

@@ -16,6 +16,13 @@ std::vector<MountRequest> SourceOptions::Mounts() const
     return mounts;
 }
 
+bool SourceOptions::IsUsersEmbedded() const
+{
+    std::error_code error;
+    return hives.empty() && std::filesystem::weakly_canonical(embedded, error) ==
+                                std::filesystem::weakly_canonical(EmbeddedRegistryFolder(), error);
+}
+
 void AddSourceOptions(CLI::App& program, SourceOptions& options)
 {
     program

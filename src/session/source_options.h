@@ -21,6 +21,9 @@ struct SourceOptions {
 
     /// All hives that the source consists of, whether or not they can be had.
     [[nodiscard]] std::vector<MountRequest> Mounts() const;
+
+    /// Whether it is the user's own embedded registry, wherever that lies: its journal is not its hives'.
+    [[nodiscard]] bool IsUsersEmbedded() const;
 };
 
 /// Adds the options that name a source to a program: --hive, --registry, --read-only. `options` must outlive `program`.

@@ -66,7 +66,11 @@ Result<void> SourceSession::MountEmbedded(MountMode mode)
 
 CTolvarDoc& SourceSession::MakeDocument(JournalAccess access, std::string emptyNameLabel)
 {
-    JournalOptions options = JournalOptionsFor(m_options.Mounts(), m_profile);
+    JournalOptions options;
+    options.keepDays = KeepDaysOf(m_profile);
+    if (m_options.IsUsersEmbedded()) {
+        options.place = EmbeddedJournalPlace(m_profile);
+    }
     options.place.isBrief = access != JournalAccess::kWindow;
     options.place.isTrusting = access == JournalAccess::kChange;
     options.place.isReadOnly = m_options.isReadOnly || access == JournalAccess::kShow;
@@ -75,13 +79,16 @@ CTolvarDoc& SourceSession::MakeDocument(JournalAccess access, std::string emptyN
                                                         : JournalExpiry::kNever;
     options.emptyNameLabel = std::move(emptyNameLabel);
     m_keepDays = options.keepDays;
+    m_place = options.place;
+    m_access = access;
     m_document = std::make_unique<CTolvarDoc>(std::move(options));
     return *m_document;
 }
 
 Result<std::vector<SourceProblem>> SourceSession::OpenDocument()
 {
-    Result<void> opened = m_document->OnNewDocument();
+    auto opened = PlaceJournals();
+    opened = opened ? m_document->OnNewDocument() : opened;
     if (!opened) {
         m_isInUse = m_isInUse || opened.error().code == ErrorCode::kSharingViolation;
         return tl::unexpected(std::move(opened.error()));
@@ -102,6 +109,25 @@ Result<std::vector<SourceProblem>> SourceSession::OpenDocument()
     return problems;
 }
 
+/// Finds the journals of hive files: one for each of them that is shown.
+Result<void> SourceSession::PlaceJournals()
+{
+    if (m_options.IsUsersEmbedded()) {
+        return {};
+    }
+    const bool mayBegin = m_access == JournalAccess::kChange || m_access == JournalAccess::kWindow;
+    const JournalBeginning beginning = m_place.isReadOnly ? JournalBeginning::kNothing
+                                       : mayBegin         ? JournalBeginning::kAllowed
+                                                          : JournalBeginning::kForbidden;
+    Result<std::vector<JournalPlace>> places = HiveJournalPlaces(m_registry, m_options.Mounts(), m_place, beginning);
+    if (!places) {
+        return tl::unexpected(places.error());
+    }
+    m_marked = m_place.isReadOnly ? std::vector<JournalPlace>() : *places;
+    m_document->SetPlaces(*std::move(places));
+    return {};
+}
+
 std::vector<Error> SourceSession::Close()
 {
     std::vector<Error> failures;
@@ -112,6 +138,7 @@ std::vector<Error> SourceSession::Close()
     };
     note(m_registry.Flush());
     if (m_document != nullptr) {
+        note(KeepMarks(m_registry, m_marked));
         note(m_document->SaveModified());
         m_document.reset();
     }

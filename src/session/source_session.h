@@ -79,12 +79,16 @@ public:
 
 private:
     [[nodiscard]] Result<void> MountEmbedded(MountMode mode);
+    [[nodiscard]] Result<void> PlaceJournals();
 
     SourceOptions m_options;
     Profile& m_profile;
     Registry m_registry;
     Session m_session;
     std::unique_ptr<CTolvarDoc> m_document;
+    JournalPlace m_place; ///< the embedded registry's; what those of hive files have in common
+    JournalAccess m_access = JournalAccess::kShow;
+    std::vector<JournalPlace> m_marked; ///< journals whose hives are to be known again
     std::string m_firstMount;
     int m_keepDays = 0;
     bool m_isInUse = false;

@@ -51,7 +51,7 @@ public:
     enum class Mode {
         kRead,   ///< an existing file, for reading
         kWrite,  ///< an existing file, for reading and writing
-        kCreate, ///< for reading and writing, made where it is missing
+        kCreate, ///< for reading and writing, made where it is missing, for this user alone
         kStream, ///< a pipe or device, for writing alone, front to back; waits until a pipe has a reader
     };
 

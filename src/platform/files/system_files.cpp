@@ -195,7 +195,7 @@ public:
                           : mode == Mode::kWrite  ? O_RDWR
                           : mode == Mode::kStream ? O_WRONLY
                                                   : O_RDWR | O_CREAT;
-        const int descriptor = open(file.c_str(), flags | O_CLOEXEC | O_NOCTTY, kUsual);
+        const int descriptor = open(file.c_str(), flags | O_CLOEXEC | O_NOCTTY, kOwner);
         if (descriptor < 0) {
             return Failure(ErrorCodeFromErrno(errno), "open " + file.string());
         }

@@ -114,6 +114,8 @@ inline constexpr Field<std::uint32_t> kCluster{44};
 inline constexpr std::uint32_t kManager = 112; ///< the number of the transaction manager
 inline constexpr std::uint32_t kManagerSize = 16;
 inline constexpr Field<std::uint32_t> kFlags{144};
+inline constexpr Field<std::uint32_t> kManagerSignature{164}; ///< kManagerMagic where kManager means something
+inline constexpr std::uint32_t kManagerMagic = 0x6D746D72;    ///< "rmtm"
 inline constexpr Field<std::uint32_t> kChecksum{508};
 } // namespace base_fields
 

@@ -84,6 +84,8 @@ const char* TextOf(ErrorCode code)
         return "The security descriptor structure is invalid.";
     case ErrorCode::kCantResolveFilename:
         return "The name of the file cannot be resolved by the system.";
+    case ErrorCode::kFileInvalid:
+        return "The volume for a file has been externally altered so that the opened file is no longer valid.";
     case ErrorCode::kFileCorrupt:
         return "The file or directory is corrupted and unreadable.";
     }

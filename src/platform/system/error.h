@@ -44,6 +44,7 @@ enum class ErrorCode : std::uint32_t {
     kNoneMapped = 1332,
     kInvalidSid = 1337,
     kInvalidSecurityDescriptor = 1338,
+    kFileInvalid = 1006,
     kFileCorrupt = 1392,
     kCantResolveFilename = 1921,
 };
