@@ -121,20 +121,36 @@ std::size_t JournalStore::RestoreFromSeals(const Unsettled& unsettled)
     return restored;
 }
 
+/// Keeps what is damaged aside, it is the only copy, and brings back what can be. Says both.
 Result<void> JournalStore::MendDamage(const Unsettled& unsettled)
 {
-    if (!m_isIndexDamaged) {
-        return {};
+    const bool isPendingDamaged = m_pending->WasDamaged();
+    const struct {
+        bool isDamaged;
+        std::filesystem::path file;
+        const char* result;
+    } files[] = {
+        {m_isIndexDamaged, m_place.dataFolder / "index", "{} entries of the journal came back from their snapshots"},
+        {isPendingDamaged, Beside("journal.pending"), "{} entries of the journal came back from their snapshots"},
+        {m_redo->WasDamaged(), Beside("journal.redo"), "what was undone before the damage can't be done again"},
+    };
+    std::vector<std::filesystem::path> copies;
+    for (const auto& file : files) {
+        Result<std::filesystem::path> kept = file.isDamaged ? KeepAside(file.file) : std::filesystem::path();
+        if (!kept) {
+            return tl::unexpected(kept.error());
+        }
+        copies.push_back(*std::move(kept));
     }
-    const std::filesystem::path index = m_place.dataFolder / "index";
-    const Result<std::filesystem::path> kept = KeepAside(index);
-    if (!kept) {
-        return tl::unexpected(kept.error()); // it is the only copy
+    const std::size_t restored = m_isIndexDamaged || isPendingDamaged ? RestoreFromSeals(unsettled) : 0;
+    m_mustWriteIndex = m_mustWriteIndex || isPendingDamaged;
+    for (std::size_t i = 0; i < copies.size(); ++i) {
+        if (files[i].isDamaged) {
+            m_notices.push_back({ErrorCode::kFileCorrupt,
+                                 files[i].file.string() + ": " + fmt::format(fmt::runtime(files[i].result), restored) +
+                                     (copies[i].empty() ? "" : "; the file is kept as " + copies[i].string())});
+        }
     }
-    const std::size_t restored = RestoreFromSeals(unsettled);
-    m_notices.push_back({ErrorCode::kFileCorrupt,
-                         fmt::format("{}: {} entries of the journal came back from their snapshots{}", index.string(),
-                                     restored, kept->empty() ? "" : "; the file is kept as " + kept->string())});
     return {};
 }
 

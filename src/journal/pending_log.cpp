@@ -1,6 +1,8 @@
 #include "journal/pending_log.h"
 
+#include <algorithm>
 #include <cstring>
+#include <optional>
 #include <unordered_map>
 
 #include "journal/content_hash.h"
@@ -9,55 +11,135 @@ namespace tolvar {
 
 namespace {
 
-constexpr std::string_view kBegin = "TVPEND01";
+constexpr std::string_view kBegin = "TVPEND02";
+constexpr std::string_view kOldBegin = "TVPEND01";
 constexpr std::string_view kEvents = "bmdBGMUuor";
-constexpr std::size_t kHead = 12; // bytes of an entry before its content
+constexpr std::size_t kHead = 28;    // bytes of an entry before its content
+constexpr std::size_t kSummed = 20;  // of these, in front of their own sum
+constexpr std::size_t kOldHead = 12; // size and sum alone
 
 std::string_view Characters(std::span<const std::byte> bytes)
 {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-void AppendEntry(std::vector<std::byte>& out, PendingLog::Event event, std::string_view record)
+template <class T>
+T Take(std::span<const std::byte> bytes, std::size_t at)
+{
+    T value = 0;
+    std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+template <class T>
+void Put(std::string& out, T value)
+{
+    out.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+void AppendEntry(std::string& out, std::uint64_t durable, PendingLog::Event event, std::string_view record)
 {
     const std::string content = std::string(1, static_cast<char>(event)).append(record);
-    const auto size = static_cast<std::uint32_t>(content.size());
-    const std::uint64_t sum = ContentHash::Of(std::as_bytes(std::span(content)));
-    const std::size_t at = out.size();
-    out.resize(at + kHead + content.size());
-    std::memcpy(out.data() + at, &size, sizeof size);
-    std::memcpy(out.data() + at + sizeof size, &sum, sizeof sum);
-    std::memcpy(out.data() + at + kHead, content.data(), content.size());
+    std::string head;
+    Put(head, static_cast<std::uint32_t>(content.size()));
+    Put(head, durable);
+    Put(head, ContentHash::Of(std::as_bytes(std::span(content))));
+    Put(head, ContentHash::Of(std::as_bytes(std::span(head))));
+    out.append(head).append(content);
+}
+
+std::optional<PendingLog::Entry> EntryFrom(std::span<const std::byte> content, std::uint64_t sum)
+{
+    const char event = Characters(content).front();
+    if (kEvents.find(event) == std::string_view::npos || ContentHash::Of(content) != sum) {
+        return std::nullopt;
+    }
+    return PendingLog::Entry{static_cast<PendingLog::Event>(event), std::string(Characters(content.subspan(1)))};
+}
+
+/// Reads entries of the old form up to the first that does not fit. Answers where that is.
+std::size_t ReadOld(std::span<const std::byte> bytes, std::vector<PendingLog::Entry>& entries)
+{
+    std::size_t at = kOldBegin.size();
+    while (bytes.size() > at && bytes.size() - at > kOldHead) {
+        const auto size = Take<std::uint32_t>(bytes, at);
+        if (size == 0 || size > bytes.size() - at - kOldHead) {
+            break;
+        }
+        auto entry = EntryFrom(bytes.subspan(at + kOldHead, size), Take<std::uint64_t>(bytes, at + 4));
+        if (!entry) {
+            break;
+        }
+        entries.push_back(*std::move(entry));
+        at += kOldHead + size;
+    }
+    return at;
+}
+
+struct Frame {
+    std::size_t begin;
+    std::size_t end;
+    std::uint64_t durable;
+    PendingLog::Entry entry;
+};
+
+/// All entries that are whole, from `at` on. A head that is whole is believed, so that each byte is looked at once.
+std::vector<Frame> FindFrames(std::span<const std::byte> bytes, std::size_t at)
+{
+    std::vector<Frame> frames;
+    while (bytes.size() > at && bytes.size() - at > kHead) {
+        const auto size = Take<std::uint32_t>(bytes, at);
+        const auto durable = Take<std::uint64_t>(bytes, at + 4);
+        if (size == 0 || size > bytes.size() - at - kHead || durable > at ||
+            Take<std::uint64_t>(bytes, at + kSummed) != ContentHash::Of(bytes.subspan(at, kSummed))) {
+            ++at;
+            continue;
+        }
+        const std::size_t end = at + kHead + size;
+        if (auto entry = EntryFrom(bytes.subspan(at + kHead, size), Take<std::uint64_t>(bytes, at + 12))) {
+            frames.push_back({at, end, durable, *std::move(entry)});
+        }
+        at = end;
+    }
+    return frames;
 }
 
 } // namespace
 
-std::vector<PendingLog::Entry> PendingLog::Parse(std::span<const std::byte> bytes, std::size_t& end)
+PendingLog::Contents PendingLog::Parse(std::span<const std::byte> bytes)
 {
-    std::vector<Entry> entries;
-    end = 0;
-    if (!Characters(bytes).starts_with(kBegin)) {
-        return entries;
-    }
-    end = kBegin.size();
-    while (bytes.size() - end > kHead) {
-        std::uint32_t size = 0;
-        std::uint64_t sum = 0;
-        std::memcpy(&size, bytes.data() + end, sizeof size);
-        std::memcpy(&sum, bytes.data() + end + sizeof size, sizeof sum);
-        if (size == 0 || size > bytes.size() - end - kHead) {
-            break;
+    Contents contents;
+    const bool isNew = Characters(bytes).starts_with(kBegin);
+    const bool isOld = Characters(bytes).starts_with(kOldBegin);
+    contents.end = isNew || isOld ? kBegin.size() : 0;
+    if (!isNew) {
+        const std::size_t end = ReadOld(bytes, contents.entries);
+        if (!contents.entries.empty()) {
+            contents.end = end;
+            if (!isOld) {
+                contents.entries.insert(contents.entries.begin(), {Event::kLost, {}});
+            }
         }
-        const auto content = bytes.subspan(end + kHead, size);
-        const auto event = static_cast<Event>(content.front());
-        const bool isKnown = kEvents.find(static_cast<char>(event)) != std::string_view::npos;
-        if (!isKnown || ContentHash::Of(content) != sum) {
-            break;
-        }
-        entries.push_back({event, std::string(Characters(content.subspan(1)))});
-        end += kHead + size;
     }
-    return entries;
+    std::vector<Frame> frames = FindFrames(bytes, contents.end);
+    std::vector<std::uint64_t> known(frames.size()); // to be durable, by this frame or one behind it
+    std::uint64_t most = 0;
+    for (std::size_t i = frames.size(); i-- > 0;) {
+        most = std::max(most, frames[i].durable);
+        known[i] = most;
+    }
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        if (frames[i].begin != contents.end) {
+            if (known[i] <= contents.end) {
+                break; // of an append that was cut
+            }
+            contents.entries.push_back({Event::kLost, {}});
+        }
+        contents.entries.push_back(std::move(frames[i].entry));
+        contents.end = frames[i].end;
+        contents.durable = std::max<std::size_t>(contents.durable, frames[i].durable);
+    }
+    return contents;
 }
 
 Result<PendingLog> PendingLog::Open(FileStore& files, std::filesystem::path file)
@@ -68,9 +150,12 @@ Result<PendingLog> PendingLog::Open(FileStore& files, std::filesystem::path file
         if (!map) {
             return tl::unexpected(map.error());
         }
-        std::size_t end = 0;
-        log.m_entries = Parse(map->Bytes(), end);
-        log.m_end = end;
+        Contents contents = Parse(map->Bytes());
+        log.m_entries = std::move(contents.entries);
+        log.m_end = contents.end;
+        log.m_durable = contents.durable;
+        log.m_mustCut = map->Bytes().size() > contents.end;
+        log.m_wasDamaged = std::ranges::find(log.m_entries, Event::kLost, &Entry::event) != log.m_entries.end();
         if (map->AnyFailed()) {
             return Failure(ErrorCode::kReadFault, "read " + log.m_path.string());
         }
@@ -85,17 +170,32 @@ Result<void> PendingLog::OpenFile()
     if (!stored) {
         return tl::unexpected(stored.error());
     }
+    m_file = *std::move(stored);
+    if (auto cut = CutOff(); !cut) {
+        return cut;
+    }
     if (m_end == 0) {
-        if (auto begun = (*stored)->Write(0, std::as_bytes(std::span(kBegin))); !begun) {
+        if (auto begun = m_file->Write(0, std::as_bytes(std::span(kBegin))); !begun) {
             return begun;
         }
         m_end = kBegin.size();
     }
-    m_file = *std::move(stored);
     return isNew ? m_files->SyncFolder(m_path.parent_path()) : Result<void>();
 }
 
-Result<void> PendingLog::Write(std::span<const std::byte> bytes)
+/// Takes what an append left that failed or was cut, before it could pass for a part of the next one.
+Result<void> PendingLog::CutOff()
+{
+    if (!m_mustCut) {
+        return {};
+    }
+    auto cut = m_file->Resize(m_end);
+    cut = cut ? m_file->Sync() : cut;
+    m_mustCut = !cut;
+    return cut;
+}
+
+Result<void> PendingLog::Write(std::string_view bytes)
 {
     if (m_file == nullptr) {
         if (auto opened = OpenFile(); !opened) {
@@ -103,7 +203,11 @@ Result<void> PendingLog::Write(std::span<const std::byte> bytes)
             return opened;
         }
     }
-    if (auto written = m_file->Write(m_end, bytes); !written) {
+    if (auto cut = CutOff(); !cut) {
+        return cut;
+    }
+    if (auto written = m_file->Write(m_end, std::as_bytes(std::span(bytes))); !written) {
+        m_mustCut = true;
         return written;
     }
     m_end += bytes.size();
@@ -129,24 +233,27 @@ Result<void> PendingLog::AppendEntries(const std::vector<Entry>& entries)
     if (entries.empty()) {
         return {};
     }
-    std::vector<std::byte> bytes;
+    std::string bytes;
     for (const Entry& entry : entries) {
-        AppendEntry(bytes, entry.event, entry.record);
+        AppendEntry(bytes, m_durable, entry.event, entry.record);
     }
     if (auto written = Write(bytes); !written) {
         return written;
     }
     auto synced = m_file->Sync();
-    if (!synced) { // it may be on the medium all the same: what comes next is written over it
+    if (!synced) { // it may be on the medium all the same
         m_end -= bytes.size();
+        m_mustCut = true;
+        return synced;
     }
-    return synced;
+    m_durable = m_end;
+    return {};
 }
 
 Result<void> PendingLog::AppendLater(Event event, std::string_view record)
 {
-    std::vector<std::byte> bytes;
-    AppendEntry(bytes, event, record);
+    std::string bytes;
+    AppendEntry(bytes, m_durable, event, record);
     return Write(bytes);
 }
 
@@ -154,6 +261,8 @@ Result<void> PendingLog::Remove()
 {
     m_file.reset();
     m_end = 0;
+    m_durable = 0;
+    m_mustCut = false;
     if (!m_files->Exists(m_path)) {
         return {};
     }
@@ -199,6 +308,11 @@ std::vector<PendingRecord> ReplayPending(const std::vector<PendingLog::Entry>& e
                 records[i].state = !isMember                           ? records[i].state
                                    : entry.event == Event::kGroupBegun ? State::kCut
                                                                        : State::kMade;
+            }
+            break;
+        case Event::kLost:
+            for (PendingRecord& record : records) {
+                record.state = record.state == State::kGone ? State::kGone : State::kMade;
             }
             break;
         default:

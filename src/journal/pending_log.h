@@ -12,9 +12,10 @@ namespace tolvar {
 
 /// The file "journal.pending": what happened to the journal since `index` was written, so that a crash loses nothing.
 ///
-/// It begins with eight bytes, and goes on with entries: their length and a sum over what follows (4 and 8 bytes,
-/// little-endian), then one byte for what happened and the record's text. The first entry that does not fit ends it: an
-/// append that a crash cut short never was.
+/// It begins with eight bytes, and goes on with entries, each of which tells how much of the file was on the medium
+/// before it was written. That tells damage from an append that a crash cut short, of which some blocks may have been
+/// written and others not: what lies behind a bad stretch is read if one entry there knows the stretch as durable, and
+/// never was otherwise.
 class PendingLog {
 public:
     enum class Event : char {
@@ -30,20 +31,29 @@ public:
         kUndone = 'u',      ///< a further one
         kUndoneOwn = 'o',   ///< a record of what undoing the entry in front of it overwrote
         kRedone = 'r',      ///< the last call's entries are back
+        kLost = '?',        ///< never written: here entries were damaged
     };
     struct Entry {
         Event event;
         std::string record;
     };
 
-    /// Reads the entries of any bytes. `end`: where the next entry belongs.
-    [[nodiscard]] static std::vector<Entry> Parse(std::span<const std::byte> bytes, std::size_t& end);
+    struct Contents {
+        std::vector<Entry> entries; ///< with kLost where some were damaged
+        std::size_t end = 0;        ///< where the next entry belongs
+        std::size_t durable = 0;    ///< so many bytes are known to be on the medium
+    };
+
+    /// Reads any bytes, those of the form without `durable` too.
+    [[nodiscard]] static Contents Parse(std::span<const std::byte> bytes);
 
     /// Takes over what the file holds, if there is one; nothing is made yet. `files` must outlive the log.
     [[nodiscard]] static Result<PendingLog> Open(FileStore& files, std::filesystem::path file);
 
     [[nodiscard]] const std::vector<Entry>& Entries() const noexcept { return m_entries; }
     void ForgetEntries() { m_entries = {}; }
+    [[nodiscard]] bool WasDamaged() const noexcept { return m_wasDamaged; }
+    [[nodiscard]] const std::filesystem::path& Path() const noexcept { return m_path; }
 
     /// Adds an entry; the file is made with the first one. On success it is durable, with all before it.
     /// An error leaves the log as it was.
@@ -67,13 +77,17 @@ public:
 
 private:
     PendingLog(FileStore& files, std::filesystem::path file) : m_files(&files), m_path(std::move(file)) {}
-    [[nodiscard]] Result<void> Write(std::span<const std::byte> bytes);
+    [[nodiscard]] Result<void> Write(std::string_view bytes);
     [[nodiscard]] Result<void> OpenFile();
+    [[nodiscard]] Result<void> CutOff();
 
     FileStore* m_files;
     std::filesystem::path m_path;
     std::unique_ptr<StoredFile> m_file; ///< null until something is written
     std::uint64_t m_end = 0;
+    std::uint64_t m_durable = 0;
+    bool m_mustCut = false; ///< the file may hold something behind its end
+    bool m_wasDamaged = false;
     std::vector<Entry> m_entries; ///< as Open found them
 };
 
@@ -91,7 +105,8 @@ struct PendingRecord {
 };
 
 /// The records that `entries` tell of, in the order in which they were begun. The same text may come again after it was
-/// dropped, where the clock was set back.
+/// dropped, where the clock was set back. What is open where entries were lost counts as made, for a later change was
+/// begun since: to look for it in the registry, or to take it back, could hit that one.
 [[nodiscard]] std::vector<PendingRecord> ReplayPending(const std::vector<PendingLog::Entry>& entries);
 
 } // namespace tolvar

@@ -50,6 +50,9 @@ RedoLog::RedoLog(PendingLog log) : m_log(std::move(log))
                 m_steps.pop_back();
             }
             break;
+        case Event::kLost: // what is left of the steps before it can't be told
+            m_steps.clear();
+            break;
         default:
             break; // no event of this file
         }

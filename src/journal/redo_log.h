@@ -38,6 +38,9 @@ public:
     /// Removes the file.
     void Clear();
 
+    /// Whether steps are missing that were in the file.
+    [[nodiscard]] bool WasDamaged() const noexcept { return m_log.WasDamaged(); }
+
 private:
     explicit RedoLog(PendingLog log);
 

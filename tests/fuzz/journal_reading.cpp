@@ -101,11 +101,11 @@ void ReadJournalFiles(std::span<const std::byte> bytes)
 {
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     ReadIndex(bytes);
-    std::size_t end = 0;
-    for (const PendingLog::Entry& entry : PendingLog::Parse(bytes, end)) {
+    const PendingLog::Contents pending = PendingLog::Parse(bytes);
+    for (const PendingLog::Entry& entry : pending.entries) {
         ReadRecords({entry.record});
     }
-    Must(end <= bytes.size(), "entries lie in the file");
+    Must(pending.durable <= pending.end && pending.end <= bytes.size(), "entries lie in the file");
     if (const Result<SnapshotView> snapshot = ParseSnapshot(bytes); snapshot && !snapshot->image.empty()) {
         if (const Result<Hive> image = Hive::FromBytes(snapshot->image, "image")) {
             Counter counter;

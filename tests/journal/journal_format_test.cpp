@@ -5,6 +5,7 @@
 
 #include "fixtures/hive_builder.h"
 #include "fixtures/power_cut_store.h"
+#include "journal/content_hash.h"
 #include "journal/expiry.h"
 #include "journal/index_file.h"
 #include "journal/journal_record.h"
@@ -173,28 +174,121 @@ TEST(Expiry, NeedsTheJournalsRuleAndTheCalendar)
     EXPECT_FALSE(IsStamp("../../../../etc/x"));
 }
 
-TEST(PendingLog, EndsAtTheFirstEntryThatDoesNotFit)
-{
-    fixtures::PowerCutStore store;
-    PendingLog log = PendingLog::Open(store, "/d/journal.pending").value();
-    ASSERT_TRUE(log.Append(PendingLog::Event::kBegun, "one"));
-    log.Note(PendingLog::Event::kMade, "one");
-    ASSERT_TRUE(log.AppendAll(PendingLog::Event::kDropped, {"two", "three"}));
-    const std::vector<std::byte> whole = store.Content("/d/journal.pending");
-    const auto read = [](std::span<const std::byte> bytes) {
+class Pending : public testing::Test {
+protected:
+    using Bytes = std::vector<std::byte>;
+    using Event = PendingLog::Event;
+
+    static std::string Read(std::span<const std::byte> bytes)
+    {
         std::string text;
-        std::size_t end = 0;
-        for (const PendingLog::Entry& entry : PendingLog::Parse(bytes, end)) {
+        for (const PendingLog::Entry& entry : PendingLog::Parse(bytes).entries) {
             text += std::string(1, static_cast<char>(entry.event)) + entry.record + " ";
         }
         return text;
+    }
+    [[nodiscard]] PendingLog Opened() { return PendingLog::Open(store, kFile).value(); }
+    [[nodiscard]] Bytes& Content() { return store.Content(kFile); }
+
+    static constexpr const char* kFile = "/d/journal.pending";
+    fixtures::PowerCutStore store;
+};
+
+TEST_F(Pending, TellsDamageFromAnAppendThatWasCut)
+{
+    PendingLog log = Opened();
+    std::vector<std::size_t> ends = {0}; // of what each call added
+    const auto end = [&] { ends.push_back(Content().size()); };
+    ASSERT_TRUE(log.Append(Event::kBegun, "1"));
+    end();
+    log.Note(Event::kMade, "1");
+    end();
+    ASSERT_TRUE(log.Append(Event::kDropped, "2"));
+    end();
+    ASSERT_TRUE(log.AppendLater(Event::kMember, "3"));
+    end();
+    ASSERT_TRUE(log.Append(Event::kGroupBegun, "3"));
+    end();
+    ASSERT_TRUE(log.AppendAll(Event::kBegun, {"4", "5", "6"})); // nothing behind it shows that it was durable
+    const Bytes whole = Content();
+    EXPECT_EQ(Read(whole), "b1 m1 d2 B3 G3 b4 b5 b6 ");
+    const std::size_t entry = (whole.size() - ends.back()) / 3;
+    const char* const altered[] = {
+        "? b1 m1 d2 B3 G3 b4 b5 b6 ", "? m1 d2 B3 G3 b4 b5 b6 ", "b1 ? d2 B3 G3 b4 b5 b6 ", "b1 m1 ? B3 G3 b4 b5 b6 ",
+        "b1 m1 d2 ? G3 b4 b5 b6 ",    "b1 m1 d2 B3 ? b4 b5 b6 ", "b1 m1 d2 B3 G3 ",         "b1 m1 d2 B3 G3 b4 ",
+        "b1 m1 d2 B3 G3 b4 b5 "};
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        SCOPED_TRACE(at);
+        Bytes bytes = whole;
+        bytes[at] ^= std::byte{0x10};
+        const std::size_t hit = at < 8 ? 0
+                                : at < ends.back()
+                                    ? static_cast<std::size_t>(std::ranges::upper_bound(ends, at) - ends.begin())
+                                    : 6 + (at - ends.back()) / entry;
+        EXPECT_EQ(Read(bytes), altered[hit]);
+        EXPECT_TRUE(Read(whole).starts_with(Read(std::span(whole).first(at)))) << "a cut is no damage";
+        for (std::size_t to : {at + 40, whole.size()}) { // blocks that were not written
+            bytes = whole;
+            std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                      bytes.begin() + static_cast<std::ptrdiff_t>(std::min(to, bytes.size())), std::byte{0});
+            const bool isDurable = at < ends.back() && to != whole.size() && to < ends.back() + 2 * entry;
+            EXPECT_EQ(Read(bytes).find('?') != std::string::npos, isDurable);
+        }
+    }
+}
+
+TEST_F(Pending, KeepsNothingOfAnAppendThatFailed)
+{
+    for (const auto fault : {fixtures::PowerCutStore::Fault::kDiskFull, fixtures::PowerCutStore::Fault::kPowerCut}) {
+        bool isThrough = false;
+        for (std::size_t call = 1; !isThrough && !HasFailure(); ++call) {
+            SCOPED_TRACE(call);
+            store = {};
+            ASSERT_TRUE(Opened().Append(Event::kBegun, "1"));
+            Bytes torn = Content();
+            ASSERT_TRUE(Opened().AppendAll(Event::kDropped, {"2", "3"}));
+            torn.resize(Content().size());
+            std::copy(Content().end() - 30, Content().end(), torn.end() - 30); // the end of it, and not the begin
+            store.Put(kFile, torn);
+            PendingLog log = Opened();
+            store.FailAt(call, fault);
+            const bool isFirst = log.Append(Event::kDropped, "4").has_value();
+            const bool isSecond = log.Append(Event::kDropped, "5").has_value();
+            isThrough = isFirst && isSecond && store.Calls() < call;
+            const std::string text = Read(store.AfterPowerCut(static_cast<std::uint32_t>(call)).Content(kFile));
+            EXPECT_EQ(text.find_first_of("?23"), std::string::npos) << text;
+            EXPECT_EQ(text.find("d5") != std::string::npos, isSecond) << text;
+            EXPECT_TRUE(!isFirst || text.find("d4") != std::string::npos) << text;
+        }
+    }
+}
+
+TEST_F(Pending, ReadsAndContinuesAFileOfTheOldForm)
+{
+    const auto put = [](Bytes& out, auto value) {
+        const auto bytes = std::as_bytes(std::span(&value, 1));
+        out.insert(out.end(), bytes.begin(), bytes.end());
     };
-    EXPECT_EQ(read(whole), "bone mone dtwo dthree ");
-    for (std::size_t at = 8 + 12; at < whole.size(); ++at) {
-        std::vector<std::byte> altered = whole;
-        altered[at] ^= std::byte{0x10};
-        EXPECT_LT(read(altered).size(), read(whole).size()) << at;
-        EXPECT_TRUE(read(whole).starts_with(read(std::span(whole).first(at)))) << at;
+    Bytes old;
+    for (const char letter : std::string_view("TVPEND01")) {
+        put(old, letter);
+    }
+    for (const std::string content : {"b1", "m1", "b2"}) {
+        put(old, static_cast<std::uint32_t>(content.size()));
+        put(old, ContentHash::Of(std::as_bytes(std::span(content))));
+        put(old, content[0]);
+        put(old, content[1]);
+    }
+    EXPECT_EQ(Read(old), "b1 m1 b2 ");
+    for (const std::size_t cut : {0, 1, 14}) {
+        store.Put(kFile, Bytes(old.begin(), old.end() - static_cast<std::ptrdiff_t>(cut)));
+        PendingLog log = Opened();
+        log.Note(Event::kMade, "2");
+        ASSERT_TRUE(log.Append(Event::kDropped, "3"));
+        ASSERT_TRUE(Opened().Append(Event::kDropped, "4"));
+        EXPECT_EQ(Read(Content()), cut == 0 ? "b1 m1 b2 m2 d3 d4 " : "b1 m1 m2 d3 d4 ");
+        Content()[0] ^= std::byte{1};
+        EXPECT_TRUE(Read(Content()).starts_with("? b1 m1 "));
     }
 }
 
@@ -224,12 +318,19 @@ TEST(PendingLog, TellsWhatBecameOfEachRecord)
              Case{"B1 B2 B3 G2 M2", "n1 m2 m3"},
              Case{"B1 G1 M1 B2 G2", "m1 c2"},
              Case{"B1 G1 m1", "m1"},
-             Case{"B1 G9 M9", "n1"}, // of no member
+             Case{"B1 G9 M9", "n1"},   // of no member
+             Case{"b1 ? b2", "m1 o2"}, // something came behind it
+             Case{"B1 B2 G1 ? b3 m3", "m1 m2 m3"},
+             Case{"B1 ? B2 d2 d1", "g1 g2"},
          }) {
         SCOPED_TRACE(c.entries);
         std::vector<PendingLog::Entry> entries;
         for (std::string_view rest = c.entries; rest.size() >= 2;
              rest.remove_prefix(std::min<std::size_t>(3, rest.size()))) {
+            if (rest[0] == '?') {
+                entries.push_back({PendingLog::Event::kLost, {}});
+                rest.remove_prefix(2);
+            }
             entries.push_back({static_cast<PendingLog::Event>(rest[0]), std::string(1, rest[1])});
         }
         std::string states;

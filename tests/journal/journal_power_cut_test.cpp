@@ -129,6 +129,7 @@ void CutEverywhere(const std::vector<Step>& steps,
             PowerCutStore after = store.AfterPowerCut(static_cast<std::uint32_t>(call * 64 + chance));
             JournalSession session(after);
             ASSERT_TRUE(session.Opened()) << Describe(session.Opened().error());
+            EXPECT_TRUE(session.Document().Notices().empty()) << "a power cut is no damage";
             look(session, answered);
         }
     }

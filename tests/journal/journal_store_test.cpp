@@ -88,6 +88,31 @@ TEST_F(Store, ListsARecordOnceThatIndexAndPendingLogBothHold)
     EXPECT_EQ(All(*Opened(true)), std::vector{first});
 }
 
+TEST_F(Store, SaysDamageInThePendingLogAndKeepsTheFile)
+{
+    ASSERT_TRUE(Opened(true)->Save(false));
+    std::unique_ptr<JournalStore> store = Opened(true);
+    const std::string first = Add(*store, "a");
+    const std::string second = Add(*store, "b");
+    const std::string third = Add(*store, "c");
+    ASSERT_TRUE(store->Save(false));
+    std::vector<std::byte>& pending = files.Content(kPending);
+    const auto place = std::ranges::search(pending, std::as_bytes(std::span(second)));
+    place.front() ^= std::byte{1};
+    const std::vector<std::byte> damaged = pending;
+    for (int i = 0; i < 2; ++i) { // the first without a clean end
+        store = Opened(true);
+        EXPECT_EQ(store->Notices().size(), 1U);
+        EXPECT_EQ(All(*store), (std::vector{first, second, third})) << "by its second mark";
+        EXPECT_EQ(files.Content("/d/journal.pending.damaged"), damaged);
+        EXPECT_FALSE(files.Exists("/d/journal.pending.damaged2"));
+    }
+    ASSERT_TRUE(store->Save(false));
+    store = Opened(true);
+    EXPECT_TRUE(store->Notices().empty());
+    EXPECT_EQ(All(*store), (std::vector{first, second, third}));
+}
+
 TEST_F(Store, GivesStampsBehindTheLatestAndWithAClockADayBackThoseThatAreFree)
 {
     const fixtures::StandingClock today(127'245'168'000'000'000);
