@@ -499,8 +499,9 @@ def the_window_s_settings_say_where_the_journal_lies():
             file.write(f'[General]\nx=1\n\n[settings]\nData%20Path="{folder}/b\\xe4\\x63kups"\nKeep%20Undo=30\n')
         run("set", "HKEY_CURRENT_USER\\Environment", "x", "--type", "1", "y")
         check("the data folder of the settings", os.listdir(folder + "/b\u00e4ckups") == ["index"], os.listdir(folder))
-        check("beside it", sorted(set(os.listdir(folder)) - {"b\u00e4ckups"}) ==
-              ["journal.expired", "journal.lock", "journal.sums", "snapshots"], os.listdir(folder))
+        check("beside it", sorted(os.listdir(folder)) == ["b\u00e4ckups", "b\u00e4ckups.journal"], os.listdir(folder))
+        beside = os.listdir(folder + "/b\u00e4ckups.journal")
+        check("what is its own", sorted(beside) == ["journal.expired", "journal.lock", "journal.sums", "snapshots"], beside)
         os.remove(settings)
 
 
